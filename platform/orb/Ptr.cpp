@@ -1,0 +1,25 @@
+#include "platform/orb/Ptr.h"
+
+namespace Orb {
+
+bool RefCounted::threadSafe_ = true;
+
+bool threadSafePtr() noexcept { return RefCounted::threadSafe_; }
+
+void threadSafePtrIs(bool threadSafe) noexcept { RefCounted::threadSafe_ = threadSafe; }
+
+RefCounted::~RefCounted() = default;
+
+void RefCounted::watchedIs(bool watched) const noexcept {
+  if (watched) {
+    refs_.fetch_or(kWatched, std::memory_order_acq_rel);
+  } else {
+    refs_.fetch_and(~kWatched, std::memory_order_acq_rel);
+  }
+}
+
+void RefCounted::releaseWatched() const noexcept {
+  if (dropReference() == 0) destroy();
+}
+
+}  // namespace Orb
