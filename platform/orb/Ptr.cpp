@@ -2,11 +2,7 @@
 
 namespace Orb {
 
-bool RefCounted::threadSafe_ = true;
-
-bool threadSafePtr() noexcept { return RefCounted::threadSafe_; }
-
-void threadSafePtrIs(bool threadSafe) noexcept { RefCounted::threadSafe_ = threadSafe; }
+bool detail::threadSafeCounts = true;
 
 RefCounted::~RefCounted() = default;
 

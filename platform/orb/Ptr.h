@@ -16,16 +16,21 @@
 /// whether the last outside reference is going. An object that nobody watches pays one test.
 namespace Orb {
 
-/// Whether reference counts are atomic. One setting for the process, on by default. Turn it off
-/// only in a process that touches counted objects from one thread, before there are others.
-ROUTEPOLICY_EXPORT bool threadSafePtr() noexcept;
-ROUTEPOLICY_EXPORT void threadSafePtrIs(bool threadSafe) noexcept;
+namespace detail {
+extern ROUTEPOLICY_EXPORT bool threadSafeCounts;
+}
 
-/// Base of everything that a Ptr holds. An object is destroyed with its last reference.
+/// Whether reference counts are atomic. One setting for the process, on by default.
+inline bool threadSafePtr() noexcept { return detail::threadSafeCounts; }
+/// Turn it off only where one thread touches counted objects, and before there are others.
+inline void threadSafePtrIs(bool threadSafe) noexcept { detail::threadSafeCounts = threadSafe; }
+
+/// Base of everything that a Ptr holds. An object is destroyed with its last reference. It is born
+/// with one, which make() hands to the first Ptr, so that a constructor may lend out `this`.
 class ROUTEPOLICY_EXPORT RefCounted {
  public:
   void ref() const noexcept {
-    if (threadSafe_) {
+    if (threadSafePtr()) {
       refs_.fetch_add(1, std::memory_order_relaxed);
     } else {
       refs_.store(refs_.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
@@ -34,7 +39,7 @@ class ROUTEPOLICY_EXPORT RefCounted {
 
   void unref() const noexcept {
     U32 count = refs_.load(std::memory_order_relaxed);
-    if (threadSafe_) {
+    if (threadSafePtr()) {
       do {
         if (count & kWatched) return releaseWatched();
       } while (!refs_.compare_exchange_weak(count, count - 1, std::memory_order_acq_rel,
@@ -51,7 +56,7 @@ class ROUTEPOLICY_EXPORT RefCounted {
 
  protected:
   RefCounted() noexcept = default;
-  RefCounted(RefCounted const&) noexcept {}  // a copy is a new object: it starts unreferenced
+  RefCounted(RefCounted const&) noexcept {}  // a copy is a new object
   RefCounted& operator=(RefCounted const&) noexcept { return *this; }
   virtual ~RefCounted();
 
@@ -70,13 +75,9 @@ class ROUTEPOLICY_EXPORT RefCounted {
   void destroy() const noexcept { delete this; }
 
  private:
-  friend bool threadSafePtr() noexcept;
-  friend void threadSafePtrIs(bool) noexcept;
-
   static constexpr U32 kWatched = 0x80000000;
-  static bool threadSafe_;
 
-  mutable std::atomic<U32> refs_{0};
+  mutable std::atomic<U32> refs_{1};
 };
 
 /// A counted reference to a T; Ptr<T const> is a shared read-only view.
@@ -133,7 +134,7 @@ class Ptr {
 /// Makes a counted object; the one place that allocates them.
 template <class T, class... Args>
 Ptr<T> make(Args&&... args) {
-  return Ptr<T>(new T(std::forward<Args>(args)...));
+  return Ptr<T>::adopt(new T(std::forward<Args>(args)...));
 }
 
 /// The same object as a Derived, or null when it is not one.

@@ -1,0 +1,27 @@
+#include "platform/orb/Entity.h"
+
+namespace Orb {
+
+void Notifiee::onDelete(Entity const& /*entity*/) {}
+
+Entity::~Entity() = default;
+
+NamedEntity::~NamedEntity() = default;
+
+void Entity::notifieeIs(Notifiee& notifiee) const {
+  if (!notifiees_) notifiees_ = std::make_unique<NotifieeList<Notifiee>>();
+  notifiees_->add(notifiee);
+}
+
+void Entity::tell(AttrId attribute, void const* key) const {
+  Ptr<Entity const> const alive(this);
+  notifiees_->each([&](Notifiee& n) { n.onAttribute(*this, attribute, key); });
+}
+
+void Entity::deleted() const {
+  if (!notifiees_) return;
+  Ptr<Entity const> const alive(this);
+  notifiees_->each([this](Notifiee& n) { n.onDelete(*this); });
+}
+
+}  // namespace Orb

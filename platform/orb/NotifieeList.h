@@ -1,0 +1,103 @@
+#pragma once
+
+#include <utility>
+
+#include "platform/orb/Types.h"
+
+/// Who is told of a change, and telling them.
+///
+/// Notifiees are linked into the list by a hook of their own, in the order in which they joined.
+/// While a round of notices runs, anybody may do anything:
+///  1. a notifiee that leaves, or is destroyed, is not called again: each running round keeps a
+///     cursor at the next notifiee to call, and a leaving notifiee pushes the cursors that stand
+///     at it one further;
+///  2. a notifiee that joins is first called in the next round: it carries the number of the
+///     round during which it joined, and a round ends at the first notifiee as young as itself;
+///  3. a list that is destroyed ends the rounds that run over it and lets its notifiees go.
+namespace Orb {
+
+class NotifieeHook;
+
+namespace detail {
+
+/// The part of a list that does not depend on the notifiee's type.
+class ROUTEPOLICY_EXPORT NotifieeChain {
+ public:
+  NotifieeChain() = default;
+  NotifieeChain(NotifieeChain const&) = delete;
+  NotifieeChain& operator=(NotifieeChain const&) = delete;
+  ~NotifieeChain();
+
+  bool empty() const noexcept { return !first_; }
+
+ protected:
+  /// One round of notices: next() gives the notifiees to call, then null.
+  class ROUTEPOLICY_EXPORT Round {
+   public:
+    explicit Round(NotifieeChain& chain) noexcept;
+    ~Round();
+    Round(Round const&) = delete;
+    Round& operator=(Round const&) = delete;
+    NotifieeHook* next() noexcept;
+
+   private:
+    friend NotifieeChain;
+    NotifieeChain* chain_;
+    NotifieeHook* next_;
+    Round* outer_;
+    U64 number_;
+  };
+
+  void add(NotifieeHook& hook) noexcept;
+
+ private:
+  friend NotifieeHook;
+  void remove(NotifieeHook& hook) noexcept;
+
+  NotifieeHook* first_ = nullptr;
+  NotifieeHook* last_ = nullptr;
+  Round* rounds_ = nullptr;  // the innermost first
+  U64 roundNumber_ = 0;
+};
+
+}  // namespace detail
+
+/// The link of one notifiee into at most one list. Leaves it when it is destroyed.
+class ROUTEPOLICY_EXPORT NotifieeHook {
+ public:
+  bool isLinked() const noexcept { return chain_ != nullptr; }
+  void leave() noexcept {
+    if (chain_) chain_->remove(*this);
+  }
+
+ protected:
+  NotifieeHook() = default;
+  NotifieeHook(NotifieeHook const&) = delete;
+  NotifieeHook& operator=(NotifieeHook const&) = delete;
+  ~NotifieeHook() { leave(); }
+
+ private:
+  friend detail::NotifieeChain;
+  friend detail::NotifieeChain::Round;
+  detail::NotifieeChain* chain_ = nullptr;
+  NotifieeHook* previous_ = nullptr;
+  NotifieeHook* next_ = nullptr;
+  U64 joined_ = 0;
+};
+
+/// The notifiees of one notifier; N derives from NotifieeHook.
+template <class N>
+class NotifieeList : public detail::NotifieeChain {
+ public:
+  /// A notifiee that is linked elsewhere leaves that list first.
+  void add(N& notifiee) noexcept { NotifieeChain::add(notifiee); }
+
+  /// Calls `tell(notifiee)` for each. The caller keeps the list itself alive.
+  template <class Tell>
+  void each(Tell const& tell) {
+    Round round(*this);
+    while (NotifieeHook* const hook = round.next()) tell(static_cast<N&>(*hook));
+  }
+};
+
+}  // namespace Orb
