@@ -62,9 +62,10 @@ TEST(PrefixTest, notAllowedValuesAreRefused) {
       {errorOf([&] { IpGenPrefix(four, 33); }), "IpGenPrefix::length > 32 not allowed"},
       {errorOf([&] { IpGenPrefix(six, 129); }), "IpGenPrefix::length > 128 not allowed"},
       {errorOf([&] { IpGenPrefix::subnet(four, 256); }), "IpGenPrefix::length > 32 not allowed"},
-      {errorOf([&] { Ip6Prefix(IpGenPrefix(four, 32)); }),
+      {errorOf([&] { static_cast<void>(Ip6Prefix(IpGenPrefix(four, 32))); }),
        "IpGenPrefix::family != ipv6 not allowed"},
-      {errorOf([&] { Prefix(IpGenPrefix(six, 128)); }), "IpGenPrefix::family != ipv4 not allowed"},
+      {errorOf([&] { static_cast<void>(Prefix(IpGenPrefix(six, 128))); }),
+       "IpGenPrefix::family != ipv4 not allowed"},
       {errorOf([&] { Prefix(four, 32), Ip6Prefix(six, 128); }), "accepted"},
   };
   for (auto const& c : cases) EXPECT_EQ(c.error, c.expected);
