@@ -1,0 +1,97 @@
+#!/usr/bin/env bash
+# What every source file keeps to; run as a test.
+#   1. A folder includes only the folders that it may include (the table below), with paths from
+#      the top folder. A folder may always include itself.
+#   2. A header in a folder detail/ is included by the folder above it alone, and by no public
+#      header, since it is not installed.
+#   3. The library needs the standard library and the C library, nothing else.
+#   4. Every header says #pragma once.
+#   5. No file is left with a marker of unfinished work.
+# Prints each offence as FILE:LINE: what is wrong, and fails when there is one.
+set -euo pipefail
+cd "${1:-$(dirname "${BASH_SOURCE[0]}")/..}"
+
+# FOLDER: the folders that it may include. "*" is anything public.
+layers='
+platform/orb:
+platform/keel: platform/orb
+platform/ipa: platform/orb
+platform/session: platform/orb
+platform/routing: platform/orb platform/keel platform/ipa
+platform/regex: platform/orb platform/keel platform/ipa
+policy_config: platform/orb platform/keel platform/ipa platform/routing
+policy_status: platform/orb platform/keel platform/ipa platform/routing platform/regex policy_config
+policy_sm: platform/orb platform/keel platform/ipa platform/routing platform/regex policy_config policy_status
+policy_eval: platform/orb platform/keel platform/ipa platform/routing platform/regex policy_config policy_status
+list_import: platform/orb platform/ipa platform/regex policy_config
+config_copy: platform/orb platform/session policy_config
+tool: *
+examples: *
+bench: *
+fuzz: *
+tests: *
+'
+
+mapfile -t files < <(find platform policy_* list_import config_copy tool examples bench fuzz tests \
+  -type f \( -name '*.h' -o -name '*.cpp' \) 2>/dev/null | LC_ALL=C sort)
+((${#files[@]})) || { echo "no source files here" >&2; exit 1; }
+
+status=0
+awk -v layers="$layers" '
+  function folder_of(path,   p) {  # platform/orb, policy_config, tests
+    split(path, p, "/")
+    return p[1] == "platform" ? p[1] "/" p[2] : p[1]
+  }
+  function parent_of_detail(path) {  # the folder above detail/, or "" when there is none
+    return match(path, /\/detail\//) ? substr(path, 1, RSTART - 1) : ""
+  }
+  function offence(text) { print FILENAME ":" FNR ": " text; bad = 1 }
+  function finish(file) {
+    if (file ~ /\.h$/ && !once) { print file ":1: no #pragma once"; bad = 1 }
+  }
+  BEGIN {
+    count = split(layers, line, "\n")
+    for (i = 1; i <= count; ++i) {
+      if (line[i] == "") continue
+      name = line[i]; sub(/:.*/, "", name)
+      rest = line[i]; sub(/^[^:]*: */, "", rest)
+      may[name] = " " rest " "
+    }
+  }
+  FNR == 1 {
+    if (last) finish(last)
+    last = FILENAME; once = 0
+    here = folder_of(FILENAME)
+    if (!(here in may)) offence("the folder " here " is not in the table of layers")
+    library = here !~ /^(tool|examples|bench|fuzz|tests)$/
+    public_header = FILENAME ~ /\.h$/ && parent_of_detail(FILENAME) == ""
+  }
+  /^#pragma once/ { once = 1 }
+  /^[ \t]*#[ \t]*include[ \t]*"/ {
+    path = $0; sub(/^[^"]*"/, "", path); sub(/".*/, "", path)
+    if (path ~ /(^|\/)\.\.?\// || path !~ /\//) {
+      offence("\"" path "\" is not a path from the top folder"); next
+    }
+    there = folder_of(path)
+    home = parent_of_detail(path)
+    if (there != here && may[here] != " * " && index(may[here], " " there " ") == 0)
+      offence(here " may not include " there)
+    else if (home != "" && (index(FILENAME, home "/") != 1))
+      offence("\"" path "\" is private to " home)
+    else if (home != "" && public_header)
+      offence("\"" path "\" is not installed, so a public header cannot include it")
+  }
+  library && /^[ \t]*#[ \t]*include[ \t]*</ {
+    path = $0; sub(/^[^<]*</, "", path); sub(/>.*/, "", path)
+    if (path !~ /^[a-z0-9_]+(\.h)?$/ && path !~ /^(sys|net|netinet|arpa)\/[a-z0-9_]+\.h$/)
+      offence("<" path "> is of neither the standard library nor the C library")
+  }
+  END { if (last) finish(last); exit bad }
+' "${files[@]}" || status=1
+
+markers=$(grep -nwE 'TODO|FIXME|XXX' "${files[@]}" || true)
+if [[ -n $markers ]]; then
+  sed 's/$/   <- a marker of unfinished work/' <<<"$markers"
+  status=1
+fi
+exit $status
