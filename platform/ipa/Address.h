@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <array>
+#include <compare>
 #include <functional>
 #include <span>
+#include <type_traits>
 
 #include "platform/ipa/AddressFamily.h"
 #include "platform/ipa/AddressValue.h"
@@ -88,7 +90,7 @@ class ROUTEPOLICY_EXPORT Ip6Addr : public AddressValue<Ip6Addr> {
   }
   friend constexpr std::strong_ordering operator<=>(Ip6Addr const& a, Ip6Addr const& b) noexcept {
     auto const order = a.high() <=> b.high();
-    return order != 0 ? order : a.low() <=> b.low();
+    return std::is_neq(order) ? order : a.low() <=> b.low();
   }
   friend constexpr U32 hashOf(Ip6Addr const& v) noexcept {
     return detail::hashBits(v.high(), v.low(), 0);

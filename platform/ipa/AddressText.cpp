@@ -1,7 +1,5 @@
 #include <arpa/inet.h>
 
-#include <bit>
-#include <cstring>
 #include <ostream>
 
 #include "platform/ipa/Address.h"
@@ -31,9 +29,11 @@ char* writeDotted(char* out, U32 v) noexcept {
 
 /// Writes a 16-bit field in hexadecimal, lower case, without leading zeros.
 char* writeField(char* out, U32 v) noexcept {
-  for (int shift = v == 0 ? 0 : (std::bit_width(v) - 1) / 4 * 4; shift >= 0; shift -= 4) {
-    *out++ = "0123456789abcdef"[v >> shift & 0xf];
-  }
+  constexpr char kDigits[] = "0123456789abcdef";
+  if (v >= 0x1000) *out++ = kDigits[v >> 12];
+  if (v >= 0x100) *out++ = kDigits[v >> 8 & 0xf];
+  if (v >= 0x10) *out++ = kDigits[v >> 4 & 0xf];
+  *out++ = kDigits[v & 0xf];
   return out;
 }
 
@@ -59,13 +59,15 @@ ZeroRun zeroRun(U32 const (&field)[8]) noexcept {
 template <std::size_t kMaxSize>
 bool systemRead(int family, std::string_view text, void* address) noexcept {
   char terminated[kMaxSize + 1];
-  if (text.size() > kMaxSize || text.find('\0') != text.npos) return false;
+  if (text.size() > kMaxSize || text.find('\0') != std::string_view::npos) return false;
   text.copy(terminated, text.size());
   terminated[text.size()] = '\0';
   return inet_pton(family, terminated, address) == 1;
 }
 
-bool looksLikeIpv6(std::string_view text) noexcept { return text.find(':') != text.npos; }
+bool looksLikeIpv6(std::string_view text) noexcept {
+  return text.find(':') != std::string_view::npos;
+}
 
 /// Reads a generic value as one of a known family.
 template <class Known, class Generic>
@@ -184,7 +186,7 @@ char* writeLength(char* out, U32 length) noexcept {
 
 TextFault cutLength(std::string_view& text, U32 max, U32& length) noexcept {
   std::size_t const slash = text.find('/');
-  if (slash == text.npos) return TextFault::slash;
+  if (slash == std::string_view::npos) return TextFault::slash;
   std::string_view const digits = text.substr(slash + 1);
   if (digits.empty() || digits.size() > 3) return TextFault::length;
   if (digits.size() > 1 && digits.front() == '0') return TextFault::length;

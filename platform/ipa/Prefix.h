@@ -176,8 +176,8 @@ class ROUTEPOLICY_EXPORT IpGenPrefix : public AddressValue<IpGenPrefix> {
   }
   friend constexpr std::strong_ordering operator<=>(IpGenPrefix const& a,
                                                     IpGenPrefix const& b) noexcept {
-    if (auto const order = a.family_ <=> b.family_; order != 0) return order;
-    if (auto const order = a.bits_ <=> b.bits_; order != 0) return order;
+    if (auto const order = a.family_ <=> b.family_; std::is_neq(order)) return order;
+    if (auto const order = a.bits_ <=> b.bits_; std::is_neq(order)) return order;
     return a.length_ <=> b.length_;
   }
   friend constexpr U32 hashOf(IpGenPrefix const& v) noexcept {
@@ -188,6 +188,7 @@ class ROUTEPOLICY_EXPORT IpGenPrefix : public AddressValue<IpGenPrefix> {
   static constexpr struct Unchecked {
   } kUnchecked{};
 
+  // Narrows the length: who needs the check does it on the number as it was given.
   constexpr IpGenPrefix(Unchecked, IpGenAddr const& address, U32 length) noexcept
       : bits_(address.high(), address.low()),
         length_(static_cast<U8>(length)),

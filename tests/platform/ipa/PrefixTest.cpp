@@ -23,11 +23,17 @@ std::string errorOf(Action action) {
   return "accepted";
 }
 
+/// Few set bits, so that prefixes nest and host bits are often clear.
+U64 sparseBits(std::mt19937_64& random) {
+  U64 bits = random();
+  for (int i = 0; i < 3; ++i) bits &= random();
+  return bits;
+}
+
 template <class Address>
 Address randomAddress(std::mt19937_64& random) {
-  // Few set bits, so that prefixes nest and host bits are often clear.
-  U64 const high = random() & random() & random() & random();
-  U64 const low = random() & random() & random() & random();
+  U64 const high = sparseBits(random);
+  U64 const low = sparseBits(random);
   if constexpr (std::is_same_v<Address, IpAddr>) {
     return IpAddr(static_cast<U32>(high));
   } else {
@@ -120,7 +126,7 @@ void checkAgainstModel() {
   std::mt19937_64 random(3);
   int contained = 0;
   for (int i = 0; i < 20000; ++i) {
-    Address const a = randomAddress<Address>(random);
+    auto const a = randomAddress<Address>(random);
     Address const b = random() % 2 ? randomAddress<Address>(random) : a;
     auto const la = static_cast<U32>(random() % (Address::kBits + 1));
     auto const lb = static_cast<U32>(random() % (Address::kBits + 1));
