@@ -8,9 +8,9 @@ Entity::~Entity() = default;
 
 NamedEntity::~NamedEntity() = default;
 
-void Entity::notifieeIs(Notifiee& notifiee) const {
+NotifieeList<Notifiee>& Entity::notifieeList() const {
   if (!notifiees_) notifiees_ = std::make_unique<NotifieeList<Notifiee>>();
-  notifiees_->add(notifiee);
+  return *notifiees_;
 }
 
 void Entity::tell(AttrId attribute, void const* key) const {

@@ -34,7 +34,9 @@ class ROUTEPOLICY_EXPORT Entity : public RefCounted {
   /// The attributes of the final class, in their order.
   virtual TypeInfo const& type() const = 0;
 
-  void notifieeIs(Notifiee& notifiee) const;
+  /// Who is told of changes. A notifiee registers with notifieeIs() and leaves with its leave().
+  NotifieeList<Notifiee>& notifieeList() const;
+  void notifieeIs(Notifiee& notifiee) const { notifieeList().add(notifiee); }
 
   /// Tells the notifiees that an attribute has really changed; costs a test when there are none.
   /// The entity stays alive for the whole round.

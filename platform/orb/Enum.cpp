@@ -1,43 +1,20 @@
 #include "platform/orb/Enum.h"
 
-#include <map>
-#include <mutex>
 #include <ostream>
+
+#include "platform/orb/detail/Registry.h"
 
 namespace Orb {
 
-namespace {
-
-/// All enumerations of the process by name. Made on first use, since registrations run before
-/// main() in any order, and never destroyed, since they end after it in any order.
-struct Registry {
-  std::mutex mutex;
-  std::map<std::string_view, EnumType const*> types;
-};
-
-Registry& registry() {
-  static auto& instance = *new Registry;
-  return instance;
-}
-
-}  // namespace
-
 EnumType const* enumType(std::string_view fullName) {
-  std::lock_guard const lock(registry().mutex);
-  auto const found = registry().types.find(fullName);
-  return found == registry().types.end() ? nullptr : found->second;
+  return detail::Registry<EnumType>::instance().find(fullName);
 }
 
 EnumRegistration::EnumRegistration(EnumType const& type) : type_(type) {
-  std::lock_guard const lock(registry().mutex);
-  registry().types.try_emplace(type.name, &type);
+  detail::Registry<EnumType>::instance().add(type_);
 }
 
-EnumRegistration::~EnumRegistration() {
-  std::lock_guard const lock(registry().mutex);
-  auto const found = registry().types.find(type_.name);
-  if (found != registry().types.end() && found->second == &type_) registry().types.erase(found);
-}
+EnumRegistration::~EnumRegistration() { detail::Registry<EnumType>::instance().remove(type_); }
 
 namespace detail {
 

@@ -20,4 +20,8 @@ using AttrId = U16;
 template <class T>
 using Param = std::conditional_t<std::is_scalar_v<T>, T, T const&>;
 
+/// Stands for one attribute or field in the overloads of row() that declare a type.
+template <auto id>
+struct Id {};
+
 }  // namespace Orb

@@ -1,0 +1,7 @@
+#include "platform/keel/BaseNotifyingType.h"
+
+namespace Keel {
+
+BaseNotifyingType::~BaseNotifyingType() = default;
+
+}  // namespace Keel

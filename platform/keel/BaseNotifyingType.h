@@ -1,0 +1,18 @@
+#pragma once
+
+#include "platform/orb/Entity.h"
+
+namespace Keel {
+
+/// Base of the status objects that tell notifiees of their changes: an entity that nobody owns by
+/// key, and that can take over what another of its type holds.
+class ROUTEPOLICY_EXPORT BaseNotifyingType : public Orb::Entity {
+ public:
+  ~BaseNotifyingType() override;
+
+  /// Makes this hold a copy of what `other` holds, so that either can change without the other.
+  /// REQUIRES: both are of the same final class.
+  virtual void clone(BaseNotifyingType const& other) = 0;
+};
+
+}  // namespace Keel

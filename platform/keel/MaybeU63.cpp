@@ -1,0 +1,41 @@
+#include "platform/keel/MaybeU63.h"
+
+#include "platform/orb/Error.h"
+
+namespace Keel {
+
+namespace {
+
+constexpr std::string_view kUnset = "None";
+
+}  // namespace
+
+MaybeU63::MaybeU63(Orb::U64 value) : raw_(value | ~kMax) {
+  if (value > kMax) {
+    throw Orb::RangeException("MaybeU63::value > 9223372036854775807 not allowed");
+  }
+}
+
+Orb::U64 MaybeU63::value() const {
+  ORB_ASSERT(isSet());
+  return raw_ & kMax;
+}
+
+void writeText(std::string& out, MaybeU63 const& v) {
+  v.isSet() ? Orb::writeText(out, v.value()) : void(out += kUnset);
+}
+
+void readText(Orb::TextReader& in, MaybeU63& v) {
+  if (in.rest().starts_with(kUnset)) {
+    in.skip(kUnset.size());
+    v = MaybeU63();
+    return;
+  }
+  Orb::U64 value = 0;
+  Orb::readText(in, value);
+  v = MaybeU63(value);
+}
+
+std::ostream& operator<<(std::ostream& out, MaybeU63 const& v) { return out << Orb::toText(v); }
+
+}  // namespace Keel

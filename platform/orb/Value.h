@@ -1,0 +1,124 @@
+#pragma once
+
+#include <array>
+#include <compare>
+#include <ostream>
+#include <string>
+#include <tuple>
+#include <utility>
+
+#include "platform/orb/Declare.h"
+#include "platform/orb/Error.h"
+#include "platform/orb/Text.h"
+
+/// Values: plain records, compared by content. A value type names its fields once, in order, with
+/// ORB_VALUE, and declares each with ORB_FIELD (Declare.h); equality, ordering, hash, text form,
+/// reader and stream output follow from that.
+namespace Orb {
+
+/// One field of a value type.
+template <class C, class T>
+struct Field {
+  using Type = T;
+  char const* name;
+  T C::*member;
+};
+
+/// A type that ORB_VALUE declared.
+template <class T>
+concept Described = requires {
+  T::fields();
+  T::typeName;
+};
+
+namespace detail {
+
+/// Calls `visit(field)` for each field of V in order.
+template <Described V, class Visit>
+constexpr void forEachField(Visit const& visit) {
+  std::apply([&](auto const&... field) { (visit(field), ...); }, V::fields());
+}
+
+/// Throws anew, naming the field, what went wrong while it was read.
+[[noreturn]] ROUTEPOLICY_EXPORT void rethrowForField(char const* typeName, char const* field,
+                                                     RangeException const& error);
+ROUTEPOLICY_EXPORT void writeValueStart(std::string& out, char const* typeName);
+ROUTEPOLICY_EXPORT void readValueStart(TextReader& in, char const* typeName);
+ROUTEPOLICY_EXPORT void writeFieldName(std::string& out, char const* field, bool isFirst);
+ROUTEPOLICY_EXPORT void readFieldName(TextReader& in, char const* field, bool isFirst);
+
+}  // namespace detail
+
+/// Appends "Value('TYPE', ** {'field': value, ...})".
+template <Described V>
+void writeText(std::string& out, V const& v) {
+  detail::writeValueStart(out, V::typeName);
+  bool isFirst = true;
+  detail::forEachField<V>([&](auto const& field) {
+    detail::writeFieldName(out, field.name, std::exchange(isFirst, false));
+    writeText(out, v.*field.member);
+  });
+  out += "})";
+}
+
+/// Reads the same form back. A field that does not read is a ParseException that names it; what
+/// the type's own check() refuses is the RangeException that it throws.
+template <Described V>
+void readText(TextReader& in, V& v) {
+  V read;
+  detail::readValueStart(in, V::typeName);
+  bool isFirst = true;
+  detail::forEachField<V>([&](auto const& field) {
+    try {
+      detail::readFieldName(in, field.name, std::exchange(isFirst, false));
+      readText(in, read.*field.member);
+    } catch (RangeException const& error) {
+      detail::rethrowForField(V::typeName, field.name, error);
+    }
+  });
+  in.literal("})");
+  if constexpr (requires { read.check(); }) read.check();
+  v = std::move(read);
+}
+
+template <Described V>
+U32 hashOf(V const& v) {
+  U32 h = 2166136261U;
+  detail::forEachField<V>([&](auto const& field) { h = hashMix(h, hashOf(v.*field.member)); });
+  return h;
+}
+
+/// Base of every value type.
+template <class Self>
+struct Value {
+  /// The value with these fields, in their order.
+  template <class... Args>
+  static Self of(Args&&... args) {
+    Self v;
+    auto const set = [&](auto const&... field) {
+      static_assert(sizeof...(field) == sizeof...(Args), "one argument for each field");
+      ((v.*field.member = std::forward<Args>(args)), ...);
+    };
+    std::apply(set, Self::fields());
+    if constexpr (requires { v.check(); }) v.check();
+    return v;
+  }
+
+  friend bool operator==(Self const& a, Self const& b) {
+    bool equal = true;
+    detail::forEachField<Self>(
+        [&](auto const& field) { equal = equal && a.*field.member == b.*field.member; });
+    return equal;
+  }
+  /// Field by field, in their order.
+  friend std::strong_ordering operator<=>(Self const& a, Self const& b) {
+    std::strong_ordering order = std::strong_ordering::equal;
+    detail::forEachField<Self>([&](auto const& field) {
+      if (order == 0) order = a.*field.member <=> b.*field.member;
+    });
+    return order;
+  }
+  friend std::ostream& operator<<(std::ostream& out, Self const& v) { return out << toText(v); }
+};
+
+}  // namespace Orb
