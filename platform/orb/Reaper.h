@@ -9,7 +9,9 @@
 /// the last holder of something large let go of it.
 namespace Orb {
 
-/// Something large that is freed a little at a time.
+class Clock;
+
+/// Something large that is freed a little at a time, by one thread at a time and on any.
 class ROUTEPOLICY_EXPORT Garbage {
  public:
   Garbage() = default;
@@ -22,14 +24,28 @@ class ROUTEPOLICY_EXPORT Garbage {
   virtual bool freeSome(std::size_t count) = 0;
 };
 
-/// Takes the garbage over; null does nothing. Any thread. The event loop of the current activity
-/// manager frees it in slices, on its thread.
+/// Takes the garbage over; null does nothing. Any thread. The loop of the current activity manager
+/// frees it in slices, on its thread, the oldest piece first.
+///
+/// Where no loop turns, garbage does not pile up: once kMaxUnturned pieces came and more wait, and
+/// no turn has freed any meanwhile, each further call frees the oldest pieces itself, whole, unless
+/// it is made within a turn. At the end of the process what waits is freed, before the static
+/// objects that were made before the first use of the reaper or the loop; what comes later is
+/// freed at once.
 ROUTEPOLICY_EXPORT void reap(std::unique_ptr<Garbage> garbage);
+inline constexpr std::size_t kMaxUnturned = 64;
 
 /// How many pieces wait or are being freed. Any thread.
 ROUTEPOLICY_EXPORT std::size_t pendingGarbage();
 
-/// Frees all that waits at once, what it leads to included: for tests and for shutting down.
+/// Frees all that waits at once, what it leads to included: for tests and for shutting down. Any
+/// thread; a piece that another thread is freeing is left to it.
 ROUTEPOLICY_EXPORT void reapAll();
 
+namespace Detail {
+
+/// The event loop's slice: frees garbage until the clock says `until`, but at least a little.
+void reapUntil(Clock const& clock, double until);
+
+}  // namespace Detail
 }  // namespace Orb
