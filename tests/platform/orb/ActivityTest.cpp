@@ -324,10 +324,17 @@ TEST(ThreadsActivity, ARunSleepsUntilANotifieeIsDueAndReturnsAtAStopHoweverEarly
   double const due = manager.clock()->now() + 0.005;
   Caller stopper(manager.clock(), [&](Caller&) { manager.stop(); });
   stopper.timeMinIs(due);
-  ActivityLockAnchor const lock;
   manager.run();
   EXPECT_GE(manager.clock()->now(), due);
+
+  ActivityLockAnchor const lock;  // which a run lets go of
+  std::thread other([&] {
+    ActivityLockAnchor const others;
+    manager.stop();
+  });
+  manager.run();
   EXPECT_TRUE(activityLock().held());
+  other.join();
 }
 
 TEST(ThreadsActivity, TheWakeHandlerTellsOfOtherThreadsWorkOnly) {

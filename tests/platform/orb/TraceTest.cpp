@@ -46,7 +46,7 @@ TEST_F(TraceTest, LevelsAreSetByNameBeforeAndAfterTheFacilityIsThere) {
   EXPECT_EQ(traceFacility("TraceSooner").level(), 8);
   EXPECT_EQ(traceFacility("a/b").level(), 12);
   EXPECT_EQ(traceFacility("TraceOther").level(), TraceFacility::kOff);
-  traceLevelsAre("*/2,TraceLater/5");
+  traceLevelsAre("TraceNew/7,*/2,TraceLater/5");
   EXPECT_EQ(traceFacility("TraceSooner").level(), 2);
   EXPECT_EQ(traceFacility("TraceNew").level(), 2);
   EXPECT_EQ(traceFacility("TraceLater").level(), 5);
