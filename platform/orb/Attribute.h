@@ -218,6 +218,8 @@ class SharedCollection : public Collection<KeyedHashMap<Ptr<E>, TargetKey<keyOf>
  public:
   static constexpr AttributeKind kKind = AttributeKind::collection;
   using Base = Collection<KeyedHashMap<Ptr<E>, TargetKey<keyOf>>>;
+  using Argument = Ptr<E> const&;
+  using Result = void;
   using typename Base::Key;
 
   Ptr<E> get(Param<Key> key) const {

@@ -68,22 +68,22 @@
   ::Orb::U32 name##Inc(::Orb::U32 delta) { return name##_.inc(*this, name##Id_, delta); } \
   static_assert(true)
 
-#define ORB_COLLECTION_(name)                                                             \
-  ORB_OBJECT(name)                                                                        \
-  auto const& name() const { return name##_.all(); }                                      \
-  decltype(auto) name(::Orb::Param<name##Object::Key> k) const { return name##_.get(k); } \
-  bool name##Has(::Orb::Param<name##Object::Key> k) const { return name##_.has(k); }      \
-  void name##Del(::Orb::Param<name##Object::Key> k) { name##_.del(*this, name##Id_, k); } \
+#define ORB_COLLECTION_(name)                                                                      \
+  ORB_OBJECT(name)                                                                                 \
+  auto const& name() const { return name##_.all(); }                                               \
+  decltype(auto) name(::Orb::Param<typename name##Object::Key> k) const { return name##_.get(k); } \
+  bool name##Has(::Orb::Param<typename name##Object::Key> k) const { return name##_.has(k); }      \
+  void name##Del(::Orb::Param<typename name##Object::Key> k) { name##_.del(*this, name##Id_, k); } \
   void name##DelAll() { name##_.delAll(*this, name##Id_); }
 
 /// name, class of the collection: of values that carry their key, of shared objects, or of
 /// children, which nameIs(key) makes when they are not there yet.
-#define ORB_COLLECTION(name, ...)                           \
-  using name##Object = __VA_ARGS__;                         \
-  ORB_COLLECTION_(name)                                     \
-  name##Object::Result name##Is(name##Object::Argument v) { \
-    return name##_.is(*this, name##Id_, v);                 \
-  }                                                         \
+#define ORB_COLLECTION(name, ...)                                             \
+  using name##Object = __VA_ARGS__;                                           \
+  ORB_COLLECTION_(name)                                                       \
+  typename name##Object::Result name##Is(typename name##Object::Argument v) { \
+    return name##_.is(*this, name##Id_, v);                                   \
+  }                                                                           \
   static_assert(true)
 
 /// name, types of key and value: values beside their key, in the order of the keys.

@@ -1,0 +1,32 @@
+#include "policy_config/CommunityList.h"
+
+namespace Acl {
+
+ORB_ENTITY_TYPE(CommunityListEntry);
+ORB_ENTITY_TYPE(CommunityList);
+
+CommunityListEntry::CommunityListEntry(CommunityList const& list, Orb::U32 seqno)
+    : seqno_(seqno), listName_(list.name()) {}
+
+Orb::String CommunityListEntry::toStrep() const {
+  std::string out;
+  writeText(out, listType());
+  (out += ' ') += listName_.view();
+  out += " seq ";
+  Orb::writeText(out, seqno());
+  out += " permit: ";
+  writeText(out, permit());
+  // Standard and extended only: a large expanded list shows its (empty) communities, on purpose.
+  if ((static_cast<Orb::U32>(listType()) & ~2U) == static_cast<Orb::U32>(communityExpanded)) {
+    (out += " regex: ") += commRegex().view();
+  } else {
+    out += " communities: ";
+    for (auto const& member : community()) {
+      writeText(out, member.key);
+      out += ' ';
+    }
+  }
+  return Orb::String(out);
+}
+
+}  // namespace Acl

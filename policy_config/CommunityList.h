@@ -1,0 +1,50 @@
+#pragma once
+
+#include "platform/orb/Attribute.h"
+#include "policy_config/CommunityValue.h"
+#include "policy_config/ListTypes.h"
+
+namespace Acl {
+
+class CommunityList;
+
+/// One entry of a community list: explicit communities, or a regular expression.
+class ROUTEPOLICY_EXPORT CommunityListEntry : public Orb::Entity {
+ public:
+  ORB_ENTITY(CommunityListEntry, "Acl::CommunityListEntry", seqno, permit, community, commRegex,
+             commRegexDisplay, lbwDisplay, listType, version);
+  CommunityListEntry(CommunityList const& list, Orb::U32 seqno);
+
+  ORB_KEY(seqno, Orb::U32);
+  /// Permits by default, unlike a rule of a prefix list, on purpose.
+  ORB_ATTRIBUTE(permit, MatchPermit, permitMatch);
+  /// The explicit communities; a set whose members each carry a flag.
+  ORB_MAP(community, CommunityValue, bool);
+  /// The regular expression of an expanded list.
+  ORB_ATTRIBUTE(commRegex, Orb::String);
+  /// The expression as the user typed it.
+  ORB_ATTRIBUTE(commRegexDisplay, Orb::String);
+  /// Display texts of link-bandwidth extended communities, by index.
+  ORB_MAP(lbwDisplay, Orb::U8, Orb::String);
+  ORB_ATTRIBUTE(listType, CommunityListType, communityStandard);
+  /// Raised by one whenever a committed session changed the entry.
+  ORB_COUNTER(version);
+
+  /// The one-line description for logs.
+  Orb::String toStrep() const;
+
+ private:
+  Orb::Name const listName_;
+};
+
+/// A named, ordered set of community entries, which it makes by sequence number.
+class ROUTEPOLICY_EXPORT CommunityList : public Orb::NamedEntity {
+ public:
+  ORB_ENTITY(CommunityList, "Acl::CommunityList", communityListEntry);
+  explicit CommunityList(Orb::Name name) : NamedEntity(std::move(name)) {}
+
+  ORB_COLLECTION(communityListEntry,
+                 Orb::OrderedChildren<CommunityListEntry, &CommunityListEntry::seqno>);
+};
+
+}  // namespace Acl

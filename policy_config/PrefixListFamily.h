@@ -1,0 +1,44 @@
+#pragma once
+
+#include "policy_config/AclListConfig.h"
+
+namespace Acl {
+
+/// What tells the two families of prefix lists apart, for code that is written once for both.
+struct Ipv4Family {
+  using List = PrefixList;
+  using Entry = PrefixEntry;
+  using Prefix = Ipa::Prefix;
+  static constexpr Ipa::AddressFamily kFamily = Ipa::AddressFamily::ipv4;
+  static constexpr Orb::U32 kMaxLength = 32;
+  static constexpr AclListConfig::Attr kLists = AclListConfig::Attr::prefixList;
+
+  static auto const& entries(PrefixList const& list) { return list.prefixEntry(); }
+  static void entryIs(PrefixList& list, PrefixEntry const& entry) { list.prefixEntryIs(entry); }
+  static void entryDelAll(PrefixList& list) { list.prefixEntryDelAll(); }
+  static auto const& lists(AclListConfig const& config) { return config.prefixList(); }
+  static Orb::Ptr<PrefixList> list(AclListConfig const& config, Orb::Name const& name) {
+    return config.prefixList(name);
+  }
+};
+
+struct Ipv6Family {
+  using List = Ipv6PrefixList;
+  using Entry = Ipv6PrefixEntry;
+  using Prefix = Ipa::Ip6Prefix;
+  static constexpr Ipa::AddressFamily kFamily = Ipa::AddressFamily::ipv6;
+  static constexpr Orb::U32 kMaxLength = 128;
+  static constexpr AclListConfig::Attr kLists = AclListConfig::Attr::ipv6PrefixList;
+
+  static auto const& entries(Ipv6PrefixList const& list) { return list.ipv6PrefixEntry(); }
+  static void entryIs(Ipv6PrefixList& list, Ipv6PrefixEntry const& entry) {
+    list.ipv6PrefixEntryIs(entry);
+  }
+  static void entryDelAll(Ipv6PrefixList& list) { list.ipv6PrefixEntryDelAll(); }
+  static auto const& lists(AclListConfig const& config) { return config.ipv6PrefixList(); }
+  static Orb::Ptr<Ipv6PrefixList> list(AclListConfig const& config, Orb::Name const& name) {
+    return config.ipv6PrefixList(name);
+  }
+};
+
+}  // namespace Acl

@@ -1,0 +1,11 @@
+#pragma once
+
+/// The configuration model, whole: for users of the library.
+
+#include "policy_config/AclListConfig.h"
+#include "policy_config/AsPathList.h"
+#include "policy_config/CommunityList.h"
+#include "policy_config/CommunityValue.h"
+#include "policy_config/ListTypes.h"
+#include "policy_config/PrefixEntry.h"
+#include "policy_config/PrefixList.h"

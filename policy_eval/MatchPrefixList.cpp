@@ -1,0 +1,55 @@
+#include "policy_eval/MatchPrefixList.h"
+
+namespace Routing::RouteMap {
+
+namespace {
+
+/// The first rule of a chain behind its head that holds the length and comes before `seqno`.
+PrefixListEntryData const* firstBehind(PrefixListEntryData const& head, Orb::U32 length,
+                                       Orb::U64 seqno) noexcept {
+  PrefixListEntryData const* rule = head.nextEntryData().get();
+  while (rule && rule->seqno() < seqno) {
+    if (rule->matchesLength(length)) return rule;
+    rule = rule->nextEntryData().get();
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+PrefixListMatch matchPrefixList(PrefixListStatus const* status,
+                                Ipa::IpGenPrefix const& route) noexcept {
+  PrefixListMatch best;
+  PatriciaTrieWithNodeData const* const trie = status ? status->trieRawPtr() : nullptr;
+  if (!trie) return best;
+  best.outcome = PrefixListMatch::Outcome::noMatch;
+  Orb::U64 bestSeqno = Orb::U64{1} << 32;  // beyond every sequence number
+  Orb::U32 const length = route.length();
+
+  // The heads are judged by what stands beside their nodes; a chain is followed only where its
+  // head comes before the best so far, but does not match itself.
+  Cover covers[kMaxCovers];
+  std::size_t const count = trie->covering(route, covers);
+  for (std::size_t i = 0; i < count; ++i) {
+    RuleSummary const head(covers[i].summary);
+    if (head.seqno() >= bestSeqno) continue;
+    auto const* rule = static_cast<PrefixListEntryData const*>(covers[i].head);
+    if (head.matchesLength(length)) {
+      bestSeqno = head.seqno();
+      best.isPermit = head.isPermit();
+    } else if (head.isChained() && (rule = firstBehind(*rule, length, bestSeqno))) {
+      bestSeqno = rule->seqno();
+      best.isPermit = rule->isPrefixEntryPermit();
+    } else {
+      continue;
+    }
+    best.entry = rule;
+  }
+  if (best.entry) {
+    best.outcome = PrefixListMatch::Outcome::match;
+    best.seqno = static_cast<Orb::U32>(bestSeqno);
+  }
+  return best;
+}
+
+}  // namespace Routing::RouteMap

@@ -1,0 +1,83 @@
+#pragma once
+
+#include "policy_sm/PrefixListMachine.h"
+
+namespace Routing::RouteMap {
+
+/// Turns the IPv4 prefix lists of the configuration into compiled symbols and keeps them so, on
+/// the event-loop thread. It is the only writer of the collection that it is given.
+class ROUTEPOLICY_EXPORT PrefixListConfigSm final : public PrefixListMachine<Acl::Ipv4Family> {
+ public:
+  /// Gives every configured list a symbol with an empty trie, and starts to compile those that
+  /// have rules. REQUIRES: no argument is null.
+  PrefixListConfigSm(Orb::Ptr<Acl::AclListConfig const> config,
+                     Orb::Ptr<AllPrefixListSymbol> allPlSymbol,
+                     Orb::Ptr<PrefixListSymbolDedupTable const> plSymbolTable)
+      : PrefixListMachine(std::move(config), std::move(allPlSymbol), std::move(plSymbolTable)) {}
+  static Orb::Ptr<PrefixListConfigSm> PrefixListConfigSmIs(
+      Orb::Ptr<Acl::AclListConfig const> config, Orb::Ptr<AllPrefixListSymbol> allPlSymbol,
+      Orb::Ptr<PrefixListSymbolDedupTable const> plSymbolTable);
+
+  Orb::Ptr<AllPrefixListSymbol> const& allPlSymbol() const noexcept { return allSymbol(); }
+  Orb::Ptr<PrefixListSymbolDedupTable const> const& plSymbolTable() const noexcept {
+    return symbolTable();
+  }
+
+  /// addPrefixList() for every configured list, in the order of their names.
+  void handlePrefixList() { handleLists(); }
+  /// Brings the symbol of one list in line: addPrefixList() when the list is configured. When it
+  /// is not, the symbol's status becomes null, its version rises by one, and it leaves the
+  /// collection; nothing happens when there is no symbol.
+  void handlePrefixList(Orb::Name const& name) { handleList(name); }
+  /// Installs a symbol whose status holds an empty trie. A null list is a fatal assertion.
+  void addPrefixList(Orb::Name const& name, Orb::Ptr<Acl::PrefixList const> const& list) {
+    addList(name, list);
+  }
+
+  /// The reactors of the lists, by name. prefixListIs() makes one, in place of that of another
+  /// list of the name; a null list is a RangeException. Removing one leaves the symbol as it is.
+  ListSms const& prefixList() const noexcept { return listSms(); }
+  Orb::Ptr<ListSm> prefixList(Orb::Name const& name) const { return listSm(name); }
+  void prefixListIs(Orb::Ptr<Acl::PrefixList const> const& list) { listSmIs(list); }
+  void prefixListDel(Orb::Name const& name) { listSmDel(name); }
+  void prefixListDelAll() { listSmDelAll(); }
+};
+
+/// The twin for IPv6 prefix lists.
+class ROUTEPOLICY_EXPORT Ipv6PrefixListConfigSm final : public PrefixListMachine<Acl::Ipv6Family> {
+ public:
+  Ipv6PrefixListConfigSm(Orb::Ptr<Acl::AclListConfig const> config,
+                         Orb::Ptr<AllPrefixListSymbol> allIpv6PlSymbol,
+                         Orb::Ptr<PrefixListSymbolDedupTable const> ipv6PlSymbolTable)
+      : PrefixListMachine(std::move(config), std::move(allIpv6PlSymbol),
+                          std::move(ipv6PlSymbolTable)) {}
+  static Orb::Ptr<Ipv6PrefixListConfigSm> Ipv6PrefixListConfigSmIs(
+      Orb::Ptr<Acl::AclListConfig const> config, Orb::Ptr<AllPrefixListSymbol> allIpv6PlSymbol,
+      Orb::Ptr<PrefixListSymbolDedupTable const> ipv6PlSymbolTable);
+
+  Orb::Ptr<AllPrefixListSymbol> const& allIpv6PlSymbol() const noexcept { return allSymbol(); }
+  Orb::Ptr<PrefixListSymbolDedupTable const> const& ipv6PlSymbolTable() const noexcept {
+    return symbolTable();
+  }
+
+  void handleIpv6PrefixList() { handleLists(); }
+  void handleIpv6PrefixList(Orb::Name const& name) { handleList(name); }
+  void addIpv6PrefixList(Orb::Name const& name, Orb::Ptr<Acl::Ipv6PrefixList const> const& list) {
+    addList(name, list);
+  }
+
+  ListSms const& ipv6PrefixList() const noexcept { return listSms(); }
+  Orb::Ptr<ListSm> ipv6PrefixList(Orb::Name const& name) const { return listSm(name); }
+  void ipv6PrefixListIs(Orb::Ptr<Acl::Ipv6PrefixList const> const& list) { listSmIs(list); }
+  void ipv6PrefixListDel(Orb::Name const& name) { listSmDel(name); }
+  void ipv6PrefixListDelAll() { listSmDelAll(); }
+};
+
+ROUTEPOLICY_EXPORT Orb::Ptr<PrefixListConfigSm> prefixListConfigSmFactory(
+    Orb::Ptr<Acl::AclListConfig const> config, Orb::Ptr<AllPrefixListSymbol> allPlSymbol,
+    Orb::Ptr<PrefixListSymbolDedupTable const> plSymbolTable);
+ROUTEPOLICY_EXPORT Orb::Ptr<Ipv6PrefixListConfigSm> ipv6PrefixListConfigSmFactory(
+    Orb::Ptr<Acl::AclListConfig const> config, Orb::Ptr<AllPrefixListSymbol> allIpv6PlSymbol,
+    Orb::Ptr<PrefixListSymbolDedupTable const> ipv6PlSymbolTable);
+
+}  // namespace Routing::RouteMap

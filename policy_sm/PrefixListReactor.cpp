@@ -1,0 +1,121 @@
+#include "policy_sm/PrefixListReactor.h"
+
+#include "policy_sm/PrefixListMachine.h"
+#include "policy_sm/detail/HandlerNames.h"
+#include "policy_sm/detail/Trace.h"
+#include "policy_status/PrefixListEntryData.h"
+
+namespace Routing::RouteMap {
+
+namespace {
+
+/// A configured rule as it is compiled: with both bounds set, the full length of the family where
+/// only the lower one is given.
+template <class Family>
+GenPrefixEntry compiled(typename Family::Entry const& entry) {
+  Orb::U32 const length = entry.prefix().length();
+  Orb::U32 const ge = entry.ge() ? entry.ge() : length;
+  Orb::U32 const le = entry.le() ? entry.le() : entry.ge() ? Family::kMaxLength : length;
+  return GenPrefixEntry::of(entry.seqno(), Ipa::IpGenPrefix(entry.prefix()), entry.permit(), ge, le,
+                            entry.eq());
+}
+
+}  // namespace
+
+template <class Family>
+PrefixListReactor<Family>::PrefixListReactor(Orb::Ptr<List const> list, Machine& machine)
+    : Base(std::move(list)), machine_(&machine), timer_(*this) {
+  handleInitial();
+}
+
+template <class Family>
+void PrefixListReactor<Family>::handleInitial() {
+  ORB_TRACE(traceSm(), 8, kHandlerNames<Family>.handleInitial);
+  clockIs(Orb::ActivityManager::current().clock());
+  timer_.timeMinIs(Orb::Clock::kNever);
+  if (!Family::entries(*prefixList()).empty()) handleVersion();
+  initialized_ = true;
+}
+
+template <class Family>
+void PrefixListReactor<Family>::handleVersion() {
+  ORB_TRACE(traceSm(), 8,
+            kHandlerNames<Family>.handleVersion << " version: " << prefixList()->version());
+  bookmark_ = 0;
+  newTrie_ = Orb::make<PatriciaTrieWithNodeData>(name(), Family::kFamily);
+  timer_.timeMinIs(Orb::Clock::kNextTurn);
+}
+
+template <class Family>
+Orb::U64 PrefixListReactor<Family>::processClock() {
+  ORB_TRACE(traceSm(), 8, __func__);
+  if (!initialized_ || !machine_) return 0;
+  auto const& entries = Family::entries(*prefixList());
+  if (!newTrie_ && entries.empty()) return 0;
+
+  double const deadline = clock()->now() + clockQuantum_;
+  Orb::Ptr<PrefixListSymbol> const symbol = machine_->allSymbol()->symbol(name());
+  if (!symbol) {
+    stopBuilding();
+    return 0;
+  }
+  Orb::U64 count = 0;
+  for (auto at = entries.lowerBound(bookmark_); at != entries.end(); ++at) {
+    Entry const& entry = *at;
+    if (count != 0 && clock()->now() >= deadline) {
+      ORB_TRACE(traceSm(), 5, "PL: " << name() << " pausing processing at " << entry.seqno());
+      bookmark_ = entry.seqno();
+      timer_.timeMinIs(Orb::Clock::kNextTurn);
+      return count;
+    }
+    addEntry(entry);
+    ++count;
+  }
+  publish(symbol);
+  return count;
+}
+
+template <class Family>
+void PrefixListReactor<Family>::addEntry(Entry const& entry) {
+  ORB_TRACE(traceSm(), 8, "PL: " << name() << " seqno: " << entry.seqno());
+  PatriciaTrieWithNodeData* const trie = newTrie_.get();
+  ORB_ASSERT(trie);
+  trie->routeIs(Ipa::IpGenPrefix(entry.prefix()),
+                prefixListEntryDataFactory(compiled<Family>(entry)));
+}
+
+template <class Family>
+void PrefixListReactor<Family>::publish(Orb::Ptr<PrefixListSymbol> const& symbol) {
+  // Everything is idle before the users are told: one of them may raise the list's version and so
+  // start the next build, or delete the list and this reactor with it.
+  auto const status = prefixListStatusFactory(name());
+  status->trieIs(newTrie_);
+  stopBuilding();
+  symbol->statusIs(status);
+  symbol->versionInc(1);
+}
+
+template <class Family>
+void PrefixListReactor<Family>::stopBuilding() noexcept {
+  bookmark_ = 0;
+  timer_.timeMinIs(Orb::Clock::kNever);
+  newTrie_ = nullptr;
+}
+
+template <class Family>
+void PrefixListReactor<Family>::detach() noexcept {
+  this->stopReacting();
+  machine_ = nullptr;
+  stopBuilding();
+}
+
+template <class Family>
+void PrefixListReactor<Family>::Timer::onTime() {
+  Orb::Ptr<PrefixListReactor> const alive(&reactor_);
+  reactor_.processClock();
+}
+
+template class PrefixListReactor<Acl::Ipv4Family>;
+template class PrefixListReactor<Acl::Ipv6Family>;
+
+}  // namespace Routing::RouteMap

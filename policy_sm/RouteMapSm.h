@@ -1,0 +1,5 @@
+#pragma once
+
+/// The state machines, whole: for users of the library.
+
+#include "policy_sm/PrefixListConfigSm.h"

@@ -1,0 +1,11 @@
+#pragma once
+
+#include "platform/orb/Trace.h"
+
+namespace Routing::RouteMap {
+
+/// The trace facility "RouteMapSm" of the state machines: level 8 on entry to every handler, lower
+/// levels for notable events.
+Orb::TraceFacility const& traceSm();
+
+}  // namespace Routing::RouteMap

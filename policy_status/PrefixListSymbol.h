@@ -1,0 +1,23 @@
+#pragma once
+
+#include "policy_status/PolicySymbol.h"
+#include "policy_status/PrefixListStatus.h"
+
+namespace Routing::RouteMap {
+
+/// The prefix-list kind of symbols: of IPv4 and of IPv6 lists alike, in collections and tables of
+/// their own.
+struct PrefixListKind {
+  using Status = PrefixListStatus;
+  static constexpr char const* kCollectionName = "Routing::RouteMap::AllPrefixListSymbol";
+};
+
+using PrefixListSymbol = SymbolOf<PrefixListKind>;
+using PrefixListSymbolDedupTable = DedupTableOf<PrefixListKind>;
+using AllPrefixListSymbol = AllSymbolsOf<PrefixListKind>;
+
+ROUTEPOLICY_EXPORT Orb::Ptr<PrefixListSymbol> prefixListSymbolFactory(Orb::String name);
+ROUTEPOLICY_EXPORT Orb::Ptr<PrefixListSymbolDedupTable> prefixListSymbolDedupTableFactory();
+ROUTEPOLICY_EXPORT Orb::Ptr<AllPrefixListSymbol> allPrefixListSymbolFactory();
+
+}  // namespace Routing::RouteMap

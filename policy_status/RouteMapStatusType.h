@@ -1,0 +1,8 @@
+#pragma once
+
+/// The compiled lists and their symbols, whole: for users of the library.
+
+#include "policy_status/GenPrefixEntry.h"
+#include "policy_status/PolicySymbol.h"
+#include "policy_status/PrefixListStatus.h"
+#include "policy_status/PrefixListSymbol.h"

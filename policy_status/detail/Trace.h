@@ -1,0 +1,10 @@
+#pragma once
+
+#include "platform/orb/Trace.h"
+
+namespace Routing::RouteMap {
+
+/// The trace facility "RouteMapStatusType" of the compiled lists.
+Orb::TraceFacility const& traceStatusType();
+
+}  // namespace Routing::RouteMap

@@ -1,0 +1,228 @@
+#include "policy_status/RouteMapStatusImpl.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+#include <vector>
+
+#include "platform/orb/Error.h"
+#include "platform/orb/Trace.h"
+
+namespace {
+
+using namespace Routing::RouteMap;
+using Data = Orb::Ptr<Routing::PrefixData>;
+
+GenPrefixEntry entry(Orb::U32 seqno, Orb::U32 le = 24) {
+  return GenPrefixEntry::of(seqno, Ipa::Prefix::parse("10.0.0.0/8"), Acl::permitMatch, 8U, le, 0U);
+}
+
+/// A chain, as a trie keeps it, with the bounds that tell equal sequence numbers apart.
+struct Chain {
+  Data head;
+  void insert(Orb::U32 seqno, Orb::U32 le = 24) {
+    Data const added = prefixListEntryDataFactory(entry(seqno, le));
+    head = head ? head->insertData(added) : added;
+  }
+  std::vector<std::pair<Orb::U32, Orb::U32>> rules() const {
+    std::vector<std::pair<Orb::U32, Orb::U32>> out;
+    for (auto* at = static_cast<PrefixListEntryData*>(head.get()); at;
+         at = at->nextEntryData().get()) {
+      out.emplace_back(at->seqno(), at->data().le());
+    }
+    return out;
+  }
+  void remove(Orb::U32 seqno) { head = head->removeData(prefixListEntryDataFactory(entry(seqno))); }
+};
+using Rules = std::vector<std::pair<Orb::U32, Orb::U32>>;
+
+TEST(PrefixListEntryData, ChainsBySequenceNumber) {
+  // An equal number goes behind the head, but in front of a later rule, on purpose.
+  Chain c;
+  c.insert(10, 1);
+  c.insert(10, 2);
+  c.insert(30, 3);
+  c.insert(30, 4);
+  c.insert(5, 5);
+  c.insert(20, 6);
+  EXPECT_EQ(c.rules(), (Rules{{5, 5}, {10, 1}, {10, 2}, {20, 6}, {30, 4}, {30, 3}}));
+  c.remove(5);
+  c.remove(30);
+  c.remove(99);
+  EXPECT_EQ(c.rules(), (Rules{{10, 1}, {10, 2}, {20, 6}, {30, 3}}));
+  for (Orb::U32 const seqno : {10U, 10U, 20U, 30U}) c.remove(seqno);
+  EXPECT_FALSE(c.head) << "the node empties";
+}
+
+TEST(PrefixListEntryData, AgreesWithAListUnderRandomChanges) {
+  std::mt19937 random(3);
+  Chain c;
+  std::vector<Orb::U32> model;
+  for (int step = 0; step < 5000; ++step) {
+    Orb::U32 const seqno = random() % 40;
+    auto const at = std::lower_bound(model.begin(), model.end(), seqno);
+    bool const has = at != model.end() && *at == seqno;
+    if (random() % 2 && !has) {
+      c.insert(seqno);
+      model.insert(at, seqno);
+    } else if (c.head) {
+      c.remove(seqno);
+      if (has) model.erase(at);
+    }
+    Rules expected;
+    for (Orb::U32 const s : model) expected.emplace_back(s, 24);
+    ASSERT_EQ(c.rules(), expected);
+  }
+}
+
+TEST(PrefixListEntryData, AVeryLongChainGoesWithoutRecursion) {
+  Chain c;
+  for (Orb::U32 i = 300000; i > 0; --i) c.insert(i);
+  auto const kept = static_cast<PrefixListEntryData&>(*c.head).nextEntryData();
+  c.head = nullptr;
+  EXPECT_EQ(kept->seqno(), 2U) << "who holds a rule holds those behind it";
+}
+
+TEST(PrefixListEntryData, KeepsTheWholeRule) {
+  for (auto const& rule : {GenPrefixEntry(), entry(4294967295U),
+                           GenPrefixEntry::of(7U, Ipa::Ip6Prefix::parse("2001:db8:1:2:3:4:5:6/128"),
+                                              Acl::denyMatch, 4294967295U, 300U, 7U)}) {
+    auto const data = prefixListEntryDataFactory(rule);
+    EXPECT_EQ(data->data(), rule);
+    EXPECT_EQ(data->isPrefixEntryPermit(), rule.permit() == Acl::permitMatch);
+    EXPECT_EQ(GenPrefixEntry(Orb::toText(rule)), rule);
+    RuleSummary const summary(data->summary());
+    for (Orb::U32 length = 0; length <= 128; ++length) {
+      EXPECT_EQ(summary.matchesLength(length), data->matchesLength(length)) << rule << length;
+    }
+  }
+  EXPECT_EQ(sizeof(PrefixListEntryData), 56U) << "what a million of them weigh";
+}
+
+TEST(PrefixListEntryData, NullsAndTraces) {
+  Chain c;
+  c.insert(10);
+  EXPECT_FALSE(c.head->removeData(nullptr)) << "the chain is not asked, on purpose";
+  EXPECT_DEATH(c.head->insertData(nullptr), "assertion failed: data");
+
+  std::vector<std::string> lines;
+  Orb::traceSinkIs([&](std::string_view, int level, std::string_view line) {
+    EXPECT_EQ(level, 6);
+    lines.emplace_back(line);
+  });
+  c.insert(20);
+  EXPECT_TRUE(lines.empty());
+  Orb::traceLevelIs("RouteMapStatusType", 6);
+  c.insert(30);
+  c.remove(99);
+  Orb::traceReset();
+  std::string const method =
+      "virtual Routing::PrefixData::Ptr Routing::RouteMap::PrefixListEntryData::";
+  EXPECT_EQ(lines,
+            (std::vector{method + "insertData(const Ptr&) inserting " + Orb::toText(entry(30)),
+                         method + "removeData(const Ptr&) removing " + Orb::toText(entry(99)),
+                         method + "removeData(const Ptr&)no element with seq: 99 in the list"}));
+}
+
+TEST(PrefixListEntryData, TextFormsReadBack) {
+  auto const rule = GenPrefixEntry::of(5U, Ipa::Ip6Prefix::parse("2001:db8::/32"), Acl::permitMatch,
+                                       33U, 48U, 0U);
+  std::string const text =
+      "Value('Routing::RouteMap::GenPrefixEntry', ** {'seqno': 5, 'prefix': 2001:db8::/32, "
+      "'permit': permitMatch, 'ge': 33, 'le': 48, 'eq': 0})";
+  EXPECT_EQ(Orb::toText(rule), text);
+  EXPECT_EQ(GenPrefixEntry(text), rule);
+  std::string bad = text;
+  bad.replace(bad.find("permitMatch"), 11, "permitMatsch");
+  try {
+    GenPrefixEntry const read(bad);
+    FAIL();
+  } catch (Orb::RangeException const& e) {
+    EXPECT_NE(std::string(e.what()).find("permit"), std::string::npos);
+  }
+  auto const named = SeqPrefix::of(7U, Ipa::Prefix::parse("10.0.0.0/8"));
+  EXPECT_EQ(Orb::toText(named),
+            "Value('Routing::RouteMap::SeqPrefix', ** {'seqno': 7, 'prefix': 10.0.0.0/8})");
+  EXPECT_EQ(SeqPrefix(Orb::toText(named)), named);
+}
+
+struct Listener final : PolicySymbolNotifier::Notifiee {
+  explicit Listener(Orb::Ptr<PolicySymbolNotifier const> const& n) { notifierIs(n); }
+  ~Listener() = default;
+  void onVersion() override {
+    ++told;
+    then();
+  }
+  int told = 0;
+  std::function<void()> then = [] {};
+};
+
+TEST(PolicySymbol, IsDeduplicatedByNameAlone) {
+  auto const table = prefixListSymbolDedupTableFactory();
+  auto fresh = prefixListSymbolFactory("A");
+  fresh->statusIs(prefixListStatusFactory("A"));
+  auto const first = fresh->dedup(table);
+  EXPECT_EQ(first, fresh);
+  EXPECT_EQ(prefixListSymbolFactory("A")->dedup(table), first);
+  EXPECT_NE(prefixListSymbolFactory("B")->dedup(table), first);
+  EXPECT_TRUE(first->status());
+
+  EXPECT_EQ(prefixListSymbolFactory("")->hash(), 0U);
+  Orb::U32 const h = Orb::String("A").hash();
+  Orb::U32 const b = h * 9 ^ h * 9 >> 11;
+  EXPECT_EQ(first->hash(), b * 32769);
+}
+
+TEST(PolicySymbol, RaisesItsVersion) {
+  auto symbol = prefixListSymbolFactory("A");
+  ASSERT_TRUE(symbol->symbolNotifier());
+  EXPECT_EQ(symbol->symbolNotifierIs(), symbol->symbolNotifier());
+  Listener listener(symbol->symbolNotifier());
+  EXPECT_EQ(symbol->versionInc(4294967295U), 4294967295U);
+  EXPECT_EQ(symbol->versionInc(0), 4294967295U);
+  EXPECT_EQ(listener.told, 1);
+  EXPECT_EQ(symbol->versionInc(1), 0U) << "wraps";
+  symbol->symbolNotifier()->versionIs(0);
+  EXPECT_EQ(listener.told, 2);
+
+  auto const late = std::make_unique<Listener>(nullptr);
+  listener.then = [&] {  // drops the symbol with its notifier while it is told
+    late->notifierIs(symbol->symbolNotifier());
+    symbol = nullptr;
+  };
+  EXPECT_EQ(symbol->versionInc(7), 7U);
+  EXPECT_EQ(late->told, 0);
+  EXPECT_FALSE(listener.isLinked());
+
+  symbol = prefixListSymbolFactory("A");
+  EXPECT_TRUE(symbol->symbolNotifierDel());
+  EXPECT_EQ(symbol->versionInc(1), 0U) << "nobody to raise";
+}
+
+TEST(AllPrefixListSymbol, KeepsSymbolsUnderTheirNames) {
+  auto const all = allPrefixListSymbolFactory();
+  auto const a = prefixListSymbolFactory("A");
+  all->symbolIs(a);
+  all->symbolIs(prefixListSymbolFactory("B"));
+  EXPECT_EQ(all->symbol("A"), a);
+  auto const other = prefixListSymbolFactory("A");
+  all->symbolIs(other);
+  EXPECT_EQ(all->symbol("A"), other);
+  EXPECT_EQ(all->symbol().size(), 2U);
+  all->symbolDel("A");
+  all->symbolDel("A");
+  EXPECT_FALSE(all->symbol("A"));
+  try {
+    all->symbolIs(nullptr);
+    FAIL();
+  } catch (Orb::RangeException const& e) {
+    EXPECT_STREQ(e.what(),
+                 "null _symbol parameter to mutator for Routing::RouteMap::AllPrefixListSymbol::"
+                 "symbol not allowed\"");
+  }
+  all->symbolDelAll();
+  EXPECT_TRUE(all->symbol().empty());
+}
+
+}  // namespace
