@@ -21,7 +21,8 @@ struct Follower final : PolicySymbolNotifier::Notifiee {
   ~Follower() = default;
   void onVersion() override {
     ++told;
-    then();
+    auto const act = then;  // it may put another one in its place
+    act();
   }
   Orb::Ptr<PrefixListSymbol> symbol;
   int told = 0;
@@ -42,13 +43,13 @@ class PrefixListSm : public testing::Test {
     std::snprintf(text, sizeof text, "%x", static_cast<unsigned>(i));
     return text;
   }
-  World w;
+  World world;
 };
 using Families = testing::Types<Acl::Ipv4Family, Acl::Ipv6Family>;
 TYPED_TEST_SUITE(PrefixListSm, Families);
 
 TYPED_TEST(PrefixListSm, StartsOverWhatIsConfigured) {
-  auto& w = this->w;
+  auto& w = this->world;
   w.list("EMPTY");
   w.add("FULL", w.rule(5, this->prefix(1)));
   w.start();
@@ -69,7 +70,7 @@ TYPED_TEST(PrefixListSm, StartsOverWhatIsConfigured) {
 }
 
 TYPED_TEST(PrefixListSm, NormalisesTheBounds) {
-  auto& w = this->w;
+  auto& w = this->world;
   struct Case {
     Orb::U32 ge, le, eq, compiledGe, compiledLe;
   };
@@ -97,7 +98,7 @@ TYPED_TEST(PrefixListSm, NormalisesTheBounds) {
 }
 
 TYPED_TEST(PrefixListSm, BuildsInSlicesAndSwapsOnce) {
-  auto& w = this->w;
+  auto& w = this->world;
   for (Orb::U32 i = 0; i < 10; ++i) w.add("L", w.rule(10 * i, this->prefix(static_cast<int>(i))));
   w.add("L", w.rule(4294967295U, this->prefix(10)));
   w.start();
@@ -129,7 +130,7 @@ TYPED_TEST(PrefixListSm, BuildsInSlicesAndSwapsOnce) {
 }
 
 TYPED_TEST(PrefixListSm, AVersionChangeStartsAgain) {
-  auto& w = this->w;
+  auto& w = this->world;
   for (Orb::U32 i = 0; i < 4; ++i) w.add("L", w.rule(i, this->prefix(static_cast<int>(i))));
   w.start();
   auto const sm = w.sm("L");
@@ -159,7 +160,7 @@ TYPED_TEST(PrefixListSm, AVersionChangeStartsAgain) {
 }
 
 TYPED_TEST(PrefixListSm, AnEmptyListCompilesInOneSlice) {
-  auto& w = this->w;
+  auto& w = this->world;
   auto const list = w.list("L");
   w.start();
   EXPECT_EQ(w.sm("L")->processClock(), 0U) << "nothing is being built";
@@ -170,7 +171,7 @@ TYPED_TEST(PrefixListSm, AnEmptyListCompilesInOneSlice) {
 }
 
 TYPED_TEST(PrefixListSm, ADeletedListLeavesItsHoldersAnEmptySymbol) {
-  auto& w = this->w;
+  auto& w = this->world;
   w.add("L", w.rule(5, this->prefix(1)));
   w.start();
   w.settle();
@@ -196,7 +197,7 @@ TYPED_TEST(PrefixListSm, ADeletedListLeavesItsHoldersAnEmptySymbol) {
 }
 
 TYPED_TEST(PrefixListSm, SurvivesWhatFollowersDo) {
-  auto& w = this->w;
+  auto& w = this->world;
   using M = TestSupport::MachineOf<TypeParam>;
   auto const list = w.list("L");
   w.add("L", w.rule(5, this->prefix(1)));
@@ -235,7 +236,7 @@ TYPED_TEST(PrefixListSm, SurvivesWhatFollowersDo) {
 }
 
 TYPED_TEST(PrefixListSm, ReactorsAreKeptByNameAndObject) {
-  auto& w = this->w;
+  auto& w = this->world;
   w.list("L");
   w.start();
   auto& m = *w.machine;
@@ -271,7 +272,7 @@ TYPED_TEST(PrefixListSm, ReactorsAreKeptByNameAndObject) {
 }
 
 TYPED_TEST(PrefixListSm, MisuseIsFatal) {
-  auto& w = this->w;
+  auto& w = this->world;
   w.list("L");
   w.start();
   auto const addNull = [&] {
@@ -287,7 +288,7 @@ TYPED_TEST(PrefixListSm, MisuseIsFatal) {
 }
 
 TYPED_TEST(PrefixListSm, TracesItsHandlers) {
-  auto& w = this->w;
+  auto& w = this->world;
   std::vector<std::string> lines;
   Orb::traceSinkIs([&](std::string_view facility, int level, std::string_view line) {
     lines.push_back(std::string(facility) + '/' + std::to_string(level) + ' ' + std::string(line));

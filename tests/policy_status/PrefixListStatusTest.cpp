@@ -60,7 +60,7 @@ TEST(PrefixListEntryData, AgreesWithAListUnderRandomChanges) {
   Chain c;
   std::vector<Orb::U32> model;
   for (int step = 0; step < 5000; ++step) {
-    Orb::U32 const seqno = random() % 40;
+    auto const seqno = static_cast<Orb::U32>(random() % 40);
     auto const at = std::lower_bound(model.begin(), model.end(), seqno);
     bool const has = at != model.end() && *at == seqno;
     if (random() % 2 && !has) {
