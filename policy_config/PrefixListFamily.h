@@ -11,6 +11,7 @@ struct Ipv4Family {
   using Prefix = Ipa::Prefix;
   static constexpr Ipa::AddressFamily kFamily = Ipa::AddressFamily::ipv4;
   static constexpr Orb::U32 kMaxLength = 32;
+  static constexpr char const* kCliWord = "ip";  ///< on the command line
   static constexpr AclListConfig::Attr kLists = AclListConfig::Attr::prefixList;
 
   static auto const& entries(PrefixList const& list) { return list.prefixEntry(); }
@@ -28,6 +29,7 @@ struct Ipv6Family {
   using Prefix = Ipa::Ip6Prefix;
   static constexpr Ipa::AddressFamily kFamily = Ipa::AddressFamily::ipv6;
   static constexpr Orb::U32 kMaxLength = 128;
+  static constexpr char const* kCliWord = "ipv6";
   static constexpr AclListConfig::Attr kLists = AclListConfig::Attr::ipv6PrefixList;
 
   static auto const& entries(Ipv6PrefixList const& list) { return list.ipv6PrefixEntry(); }

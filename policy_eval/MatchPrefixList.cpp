@@ -2,21 +2,6 @@
 
 namespace Routing::RouteMap {
 
-namespace {
-
-/// The first rule of a chain behind its head that holds the length and comes before `seqno`.
-PrefixListEntryData const* firstBehind(PrefixListEntryData const& head, Orb::U32 length,
-                                       Orb::U64 seqno) noexcept {
-  PrefixListEntryData const* rule = head.nextEntryData().get();
-  while (rule && rule->seqno() < seqno) {
-    if (rule->matchesLength(length)) return rule;
-    rule = rule->nextEntryData().get();
-  }
-  return nullptr;
-}
-
-}  // namespace
-
 PrefixListMatch matchPrefixList(PrefixListStatus const* status,
                                 Ipa::IpGenPrefix const& route) noexcept {
   PrefixListMatch best;
@@ -37,7 +22,7 @@ PrefixListMatch matchPrefixList(PrefixListStatus const* status,
     if (head.matchesLength(length)) {
       bestSeqno = head.seqno();
       best.isPermit = head.isPermit();
-    } else if (head.isChained() && (rule = firstBehind(*rule, length, bestSeqno))) {
+    } else if (head.isChained() && (rule = rule->firstBehind(length, bestSeqno))) {
       bestSeqno = rule->seqno();
       best.isPermit = rule->isPrefixEntryPermit();
     } else {

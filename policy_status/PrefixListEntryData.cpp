@@ -1,6 +1,8 @@
 #include "policy_status/PrefixListEntryData.h"
 
 #include "platform/orb/Error.h"
+#include "platform/orb/Reaper.h"
+#include "policy_status/detail/ChainIndex.h"
 #include "policy_status/detail/Trace.h"
 
 namespace Routing::RouteMap {
@@ -13,6 +15,19 @@ constexpr char kInsertData[] =
 constexpr char kRemoveData[] =
     "virtual Routing::PrefixData::Ptr "
     "Routing::RouteMap::PrefixListEntryData::removeData(const Ptr&)";
+
+/// The rest of a chain that is too long to be freed at once.
+class ChainGarbage final : public Orb::Garbage {
+ public:
+  explicit ChainGarbage(Orb::Ptr<PrefixListEntryData> rest) : rest_(std::move(rest)) {}
+  bool freeSome(std::size_t count) override {
+    for (; rest_ && count > 0; --count) rest_ = Orb::Ptr(rest_->nextEntryData());
+    return rest_ != nullptr;
+  }
+
+ private:
+  Orb::Ptr<PrefixListEntryData> rest_;
+};
 
 }  // namespace
 
@@ -28,9 +43,17 @@ PrefixListEntryData::PrefixListEntryData(GenPrefixEntry const& entry) noexcept
       eq_(entry.eq()) {}
 
 PrefixListEntryData::~PrefixListEntryData() {
-  // A chain may be long: its rules go one after the other, not one inside the other.
+  detail::ChainIndex::drop(*this);
+  // The rules go one after the other, not one inside the other; many of them in slices.
+  constexpr int kAtOnce = 1024;
   auto rest = std::exchange(nextEntryData_, nullptr);
-  while (rest && rest->refCount() == 1) rest = std::exchange(rest->nextEntryData_, nullptr);
+  for (int i = 0; rest && rest->refCount() == 1; ++i) {
+    if (i == kAtOnce) {
+      Orb::reap(std::make_unique<ChainGarbage>(std::move(rest)));
+      return;
+    }
+    rest = std::exchange(rest->nextEntryData_, nullptr);
+  }
 }
 
 GenPrefixEntry PrefixListEntryData::data() const {
@@ -38,7 +61,8 @@ GenPrefixEntry PrefixListEntryData::data() const {
   if (isIpv4_) {
     prefix = Ipa::Prefix(Ipa::IpAddr(static_cast<Orb::U32>(high_ >> 32)), length_);
   } else {
-    prefix = Ipa::Ip6Prefix(Ipa::Ip6Addr(high_, low_), length_);
+    auto const* const index = detail::ChainIndex::of(*this);
+    prefix = Ipa::Ip6Prefix(Ipa::Ip6Addr(high_, index ? index->low() : low_), length_);
   }
   return GenPrefixEntry::of(seqno_, prefix, permit_ ? Acl::permitMatch : Acl::denyMatch, ge_, le_,
                             eq_);
@@ -49,21 +73,47 @@ Orb::U64 PrefixListEntryData::summary() const noexcept {
       .packed();
 }
 
+PrefixListEntryData const* PrefixListEntryData::firstBehind(Orb::U32 length,
+                                                            Orb::U64 seqno) const noexcept {
+  PrefixListEntryData const* rule = nextEntryData_.get();
+  if (auto const* const index = detail::ChainIndex::of(*this)) {
+    rule = index->first(length);
+    return rule && rule->seqno_ < seqno ? rule : nullptr;
+  }
+  for (; rule && rule->seqno_ < seqno; rule = rule->nextEntryData_.get()) {
+    if (rule->matchesLength(length)) return rule;
+  }
+  return nullptr;
+}
+
 Routing::PrefixData::Ptr PrefixListEntryData::insertData(
     Orb::Ptr<Routing::PrefixData> const& data) {
   ORB_ASSERT(data);
   Orb::Ptr<PrefixListEntryData> const added = static_cast<PrefixListEntryData*>(data.get());
   ORB_TRACE(traceStatusType(), 6, kInsertData << " inserting " << added->data());
+  using detail::ChainIndex;
   if (seqno_ > added->seqno_) {
     added->nextEntryData_ = this;
+    ChainIndex::move(*this, *added);
     return added;
   }
   PrefixListEntryData* at = this;
-  while (at->nextEntryData_ && added->seqno_ > at->nextEntryData_->seqno_) {
-    at = at->nextEntryData_.get();
+  ChainIndex* const index = ChainIndex::of(*this);
+  std::size_t walked = 0;
+  if (index && index->tail()->seqno_ < added->seqno_) {
+    at = index->tail();
+  } else {
+    for (; at->nextEntryData_ && added->seqno_ > at->nextEntryData_->seqno_; ++walked) {
+      at = at->nextEntryData_.get();
+    }
   }
   added->nextEntryData_ = std::move(at->nextEntryData_);
   at->nextEntryData_ = added;
+  if (index) {
+    index->add(*added);
+  } else if (walked > ChainIndex::kWorthwhile) {
+    ChainIndex::make(*this);
+  }
   return this;
 }
 
@@ -72,10 +122,23 @@ Routing::PrefixData::Ptr PrefixListEntryData::removeData(
   if (!data) return nullptr;
   auto const& removed = static_cast<PrefixListEntryData const&>(*data);
   ORB_TRACE(traceStatusType(), 6, kRemoveData << " removing " << removed.data());
-  if (seqno_ == removed.seqno_) return nextEntryData_;
+  using detail::ChainIndex;
+  if (seqno_ == removed.seqno_) {
+    if (nextEntryData_ && nextEntryData_->nextEntryData_) {
+      ChainIndex::move(*this, *nextEntryData_);
+    } else {
+      ChainIndex::drop(*this);
+    }
+    return nextEntryData_;
+  }
   for (PrefixListEntryData* at = this; at->nextEntryData_; at = at->nextEntryData_.get()) {
     if (at->nextEntryData_->seqno_ == removed.seqno_) {
       at->nextEntryData_ = Orb::Ptr(at->nextEntryData_->nextEntryData_);
+      if (!nextEntryData_) {
+        ChainIndex::drop(*this);
+      } else if (ChainIndex* const index = ChainIndex::of(*this)) {
+        index->fill(*this);
+      }
       return this;
     }
   }

@@ -5,11 +5,16 @@
 
 namespace Routing::RouteMap {
 
+namespace detail {
+class ChainIndex;
+}
+
 /// One compiled rule in the trie, and the link to the next rule of the same prefix. All rules of
 /// a chain have one prefix, and their sequence numbers do not fall along it.
 ///
 /// A million of these are what a large list weighs: the rule is kept packed, so that an object
-/// takes 56 bytes and fits the allocator's 64.
+/// takes 56 bytes and fits the allocator's 64. The head of a long chain keeps an index of it in
+/// the place of the prefix's last 64 bits, which the index holds then.
 class ROUTEPOLICY_EXPORT PrefixListEntryData final : public Routing::PrefixData {
  public:
   explicit PrefixListEntryData(GenPrefixEntry const& entry) noexcept;
@@ -22,6 +27,9 @@ class ROUTEPOLICY_EXPORT PrefixListEntryData final : public Routing::PrefixData 
   bool matchesLength(Orb::U32 length) const noexcept {
     return eq_ ? length == eq_ : length >= ge_ && length <= le_;
   }
+  /// Called on the head of a chain: the first of the rules behind it that holds the length and has
+  /// a sequence number below `seqno`, or null.
+  PrefixListEntryData const* firstBehind(Orb::U32 length, Orb::U64 seqno) const noexcept;
   /// The next rule of the chain; null at the tail.
   Orb::Ptr<PrefixListEntryData> const& nextEntryData() const noexcept { return nextEntryData_; }
 
@@ -41,12 +49,18 @@ class ROUTEPOLICY_EXPORT PrefixListEntryData final : public Routing::PrefixData 
   ~PrefixListEntryData() override;
 
  private:
+  friend detail::ChainIndex;
+
   Orb::U32 const seqno_;
   Orb::U64 const high_;
-  Orb::U64 const low_;
+  union {
+    Orb::U64 low_;               // while there is no index
+    detail::ChainIndex* index_;  // owned
+  };
   Orb::U8 const length_;
   bool const isIpv4_;
   bool const permit_;
+  bool hasIndex_ = false;
   Orb::U32 const ge_;
   Orb::U32 const le_;
   Orb::U32 const eq_;

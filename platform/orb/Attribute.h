@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <utility>
 
 #include "platform/orb/Entity.h"
@@ -21,7 +22,7 @@ template <auto keyOf>
 struct MemberKey {
   template <class V>
   decltype(auto) operator()(V const& value) const {
-    return (value.*keyOf)();
+    return std::invoke(keyOf, value);
   }
 };
 /// The key that a counted object carries, by its accessor.
@@ -29,7 +30,7 @@ template <auto keyOf>
 struct TargetKey {
   template <class E>
   decltype(auto) operator()(Ptr<E> const& object) const {
-    return ((*object).*keyOf)();
+    return std::invoke(keyOf, *object);
   }
 };
 /// The hash of any key.
@@ -118,7 +119,7 @@ class ValueCollection : public Collection<MapOf<V, MemberKey<keyOf>>> {
     return found ? *found : absent;
   }
   void is(Entity const& owner, AttrId id, V const& value) {
-    Key const key = (value.*keyOf)();
+    Key const key = std::invoke(keyOf, value);
     V const* const found = this->items_.find(key);
     if (found && *found == value) return;
     this->items_.insertOrAssign(V(value));

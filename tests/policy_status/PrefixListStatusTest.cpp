@@ -55,24 +55,45 @@ TEST(PrefixListEntryData, ChainsBySequenceNumber) {
   EXPECT_FALSE(c.head) << "the node empties";
 }
 
+// Short and long chains, of which the long ones have an index, against a sorted list.
 TEST(PrefixListEntryData, AgreesWithAListUnderRandomChanges) {
   std::mt19937 random(3);
-  Chain c;
-  std::vector<Orb::U32> model;
-  for (int step = 0; step < 5000; ++step) {
-    auto const seqno = static_cast<Orb::U32>(random() % 40);
-    auto const at = std::lower_bound(model.begin(), model.end(), seqno);
-    bool const has = at != model.end() && *at == seqno;
-    if (random() % 2 && !has) {
-      c.insert(seqno);
-      model.insert(at, seqno);
-    } else if (c.head) {
-      c.remove(seqno);
-      if (has) model.erase(at);
+  for (Orb::U32 const numbers : {5U, 40U, 150U}) {
+    Chain c;
+    Rules model;  // in the order of the chain
+    for (int step = 0; step < 4000; ++step) {
+      auto const seqno = static_cast<Orb::U32>(random() % numbers);
+      bool const grows = step / 400 % 2 == 0;
+      if (random() % 4 == 0 ? !grows : grows) {
+        auto const le = static_cast<Orb::U32>(random() % 40);
+        c.insert(seqno, le);
+        auto at = std::find_if(model.begin(), model.end(),
+                               [&](auto const& rule) { return rule.first >= seqno; });
+        if (!model.empty() && at == model.begin() && at->first == seqno) ++at;
+        model.insert(at, {seqno, le});
+      } else if (c.head) {
+        c.remove(seqno);
+        auto const at = std::find_if(model.begin(), model.end(),
+                                     [&](auto const& rule) { return rule.first == seqno; });
+        if (at != model.end()) model.erase(at);
+      }
+      ASSERT_EQ(c.rules(), model);
+      if (!c.head) continue;
+      auto const& head = static_cast<PrefixListEntryData const&>(*c.head);
+      auto const length = static_cast<Orb::U32>(random() % 34);
+      auto const below = static_cast<Orb::U32>(random() % (numbers + 1));
+      auto const expected = std::find_if(model.begin() + 1, model.end(), [&](auto const& rule) {
+        return length >= 8 && length <= rule.second;
+      });
+      auto const* const found = head.firstBehind(length, below);
+      if (length > 32 || expected == model.end() || expected->first >= below) {
+        EXPECT_FALSE(found);
+      } else {
+        ASSERT_TRUE(found);
+        EXPECT_EQ(std::pair(found->seqno(), found->data().le()), *expected);
+      }
+      EXPECT_EQ(head.data().prefix(), entry(1).prefix());
     }
-    Rules expected;
-    for (Orb::U32 const s : model) expected.emplace_back(s, 24);
-    ASSERT_EQ(c.rules(), expected);
   }
 }
 

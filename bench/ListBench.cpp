@@ -1,0 +1,308 @@
+#include <benchmark/benchmark.h>
+#include <malloc.h>
+
+#include <algorithm>
+#include <ctime>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "bench/Shapes.h"
+#include "platform/orb/Activity.h"
+#include "platform/orb/Reaper.h"
+#include "policy_config/RouteMap.h"
+#include "policy_eval/MatchPrefixList.h"
+#include "policy_sm/RouteMapSm.h"
+
+// Whole prefix lists on the real road: the configuration, the state machine, the event loop, and
+// matches against what comes out. Beside the matches stands a binary search over the same
+// prefixes, in the same run. Half of what is matched lies in one of the list's prefixes. In
+// "dependent" matches each waits for the one before.
+
+namespace {
+
+using namespace Routing::RouteMap;
+using Shapes::Prefixes;
+
+/// The rules of a list, in the order of their sequence numbers.
+using Rules = std::vector<GenPrefixEntry>;
+
+Rules numbered(Prefixes const& prefixes, Orb::U32 longer) {
+  Rules rules;
+  for (auto const& p : prefixes) {
+    Orb::U32 const le = longer ? std::min(p.length() + longer, p.maxLength()) : 0;
+    auto const seqno = static_cast<Orb::U32>(rules.size()) * 10;
+    rules.push_back(GenPrefixEntry::of(seqno, p, Acl::permitMatch, 0U, le, 0U));
+  }
+  return rules;
+}
+
+/// A tenth denies, a fifth are prefixes that cover others, half have bounds; the sequence numbers
+/// say nothing about the prefixes.
+Rules mixed(Prefixes const& prefixes) {
+  Shapes::Random random(9);
+  Rules rules;
+  for (auto const& drawn : prefixes) {
+    Orb::U32 const cut = 1 + static_cast<Orb::U32>(random() % 6);
+    auto const p = random() % 5 || drawn.length() < 8 + cut
+                       ? drawn
+                       : Shapes::subnet(drawn, drawn.length() - cut);
+    Orb::U32 const room = p.maxLength() - p.length() + 1;
+    Orb::U32 ge = 0;
+    Orb::U32 le = 0;
+    if (random() % 2) ge = p.length() + static_cast<Orb::U32>(random() % room);
+    if (random() % 2) {
+      Orb::U32 const from = std::max(ge, p.length());
+      le = from + static_cast<Orb::U32>(random() % (p.maxLength() - from + 1));
+    }
+    auto const seqno = static_cast<Orb::U32>(rules.size()) * 10;
+    auto const permit = random() % 10 ? Acl::permitMatch : Acl::denyMatch;
+    rules.push_back(GenPrefixEntry::of(seqno, p, permit, ge, le, 0U));
+  }
+  return rules;
+}
+
+/// All rules have one prefix; each has bounds of its own, and the last alone permits everything.
+Rules onePrefix(std::size_t count) {
+  Rules rules;
+  auto const p = Shapes::ip4(0x0a000000, 8);
+  for (Orb::U32 i = 0; i < count; ++i) {
+    Orb::U32 const ge = 9 + i % 12;
+    Orb::U32 const le = i + 1 == count ? 32 : ge + i % 5;
+    rules.push_back(GenPrefixEntry::of(i * 10, p, Acl::permitMatch, ge, le, 0U));
+  }
+  return rules;
+}
+
+struct Shape {
+  std::string name;
+  Ipa::AddressFamily family;
+  std::function<Rules()> rules;
+  std::function<Prefixes()> others;  // to draw misses from
+};
+
+double seconds(clockid_t clock) {
+  timespec t{};
+  clock_gettime(clock, &t);
+  return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_nsec) * 1e-9;
+}
+
+std::size_t heapBytes() {
+  auto const info = mallinfo2();
+  return info.uordblks + info.hblkhd;
+}
+
+/// A list in its configuration, with the machine that compiles it.
+class World {
+ public:
+  explicit World(Shape const& shape)
+      : rules_(shape.rules()), isIpv4_(shape.family == Ipa::ipv4), scope_(manager_) {
+    if (isIpv4_) {
+      ipv4_ = prefixListConfigSmFactory(config_, all_, prefixListSymbolDedupTableFactory());
+    } else {
+      ipv6_ = ipv6PrefixListConfigSmFactory(config_, all_, prefixListSymbolDedupTableFactory());
+    }
+    std::size_t const before = heapBytes();
+    for (auto const& r : rules_) {
+      if (isIpv4_) {
+        config_->prefixListIs("L")->prefixEntryIs(Acl::PrefixEntry::of(
+            r.seqno(), Ipa::Prefix(r.prefix()), r.permit(), r.ge(), r.le(), r.eq()));
+      } else {
+        config_->ipv6PrefixListIs("L")->ipv6PrefixEntryIs(Acl::Ipv6PrefixEntry::of(
+            r.seqno(), Ipa::Ip6Prefix(r.prefix()), r.permit(), r.ge(), r.le(), r.eq()));
+      }
+    }
+    configBytes_ = heapBytes() - before;
+    auto const before2 = heapBytes();
+    compile();
+    compiledBytes_ = heapBytes() - before2;
+
+    Prefixes prefixes;
+    for (auto const& r : rules_) prefixes.push_back(r.prefix());
+    probes_ = Shapes::probes(prefixes, shape.others(), std::size_t{1} << 18);
+    if (isIpv4_) {
+      floor4_ = std::make_unique<Shapes::Floor<Shapes::Key4>>(prefixes);
+    } else {
+      floor6_ = std::make_unique<Shapes::Floor<Shapes::Key6>>(prefixes);
+    }
+  }
+  ~World() {
+    ipv4_ = nullptr;
+    ipv6_ = nullptr;
+    config_ = nullptr;
+    all_ = nullptr;
+    Orb::reapAll();
+  }
+
+  /// Compiles the list and frees the old form; notes the longest turn.
+  void compile() {
+    longestCpu_ = longestWall_ = 0;
+    if (isIpv4_) {
+      config_->prefixListIs("L")->versionInc(1);
+    } else {
+      config_->ipv6PrefixListIs("L")->versionInc(1);
+    }
+    while (manager_.nextDue() <= manager_.clock()->now()) {
+      double const cpu = seconds(CLOCK_THREAD_CPUTIME_ID);
+      double const wall = seconds(CLOCK_MONOTONIC);
+      manager_.turn();
+      longestCpu_ = std::max(longestCpu_, seconds(CLOCK_THREAD_CPUTIME_ID) - cpu);
+      longestWall_ = std::max(longestWall_, seconds(CLOCK_MONOTONIC) - wall);
+    }
+  }
+
+  Orb::Ptr<PrefixListStatus const> status() const { return all_->symbol("L")->status(); }
+  std::size_t size() const { return rules_.size(); }
+  Prefixes const& probes() const { return probes_; }
+
+  void count(benchmark::State& state) const {
+    auto const perEntry = [&](std::size_t bytes) {
+      return static_cast<double>(bytes) / static_cast<double>(size());
+    };
+    state.counters["compiled_B/entry"] = perEntry(compiledBytes_);
+    state.counters["config_B/entry"] = perEntry(configBytes_);
+    state.counters["longest_turn_cpu_ms"] = longestCpu_ * 1e3;
+    state.counters["longest_turn_wall_ms"] = longestWall_ * 1e3;
+  }
+  std::size_t floor(Ipa::IpGenPrefix const& p) const {
+    return floor4_ ? floor4_->find(Shapes::Floor<Shapes::Key4>::keyOf(p))
+                   : floor6_->find(Shapes::Floor<Shapes::Key6>::keyOf(p));
+  }
+
+ private:
+  Rules rules_;
+  bool const isIpv4_;
+  Orb::ActivityManager manager_;
+  Orb::ActivityManager::Scope scope_;
+  Orb::Ptr<Acl::AclListConfig> config_ = Orb::make<Acl::AclListConfig>("root");
+  Orb::Ptr<AllPrefixListSymbol> all_ = allPrefixListSymbolFactory();
+  Orb::Ptr<PrefixListConfigSm> ipv4_;
+  Orb::Ptr<Ipv6PrefixListConfigSm> ipv6_;
+  Prefixes probes_;
+  std::unique_ptr<Shapes::Floor<Shapes::Key4>> floor4_;
+  std::unique_ptr<Shapes::Floor<Shapes::Key6>> floor6_;
+  std::size_t configBytes_ = 0;
+  std::size_t compiledBytes_ = 0;
+  double longestCpu_ = 0;
+  double longestWall_ = 0;
+};
+
+/// The world of a shape, kept for the benchmarks that follow one another on it.
+World& worldOf(Shape const& shape) {
+  static std::string current;
+  static std::unique_ptr<World> world;
+  if (current != shape.name) {
+    world = nullptr;
+    world = std::make_unique<World>(shape);
+    current = shape.name;
+  }
+  return *world;
+}
+
+void build(benchmark::State& state, Shape const& shape) {
+  World& w = worldOf(shape);
+  for (auto _ : state) w.compile();
+  auto const entries = static_cast<std::int64_t>(w.size()) * state.iterations();
+  state.counters["per_entry"] = benchmark::Counter(
+      static_cast<double>(entries), benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+  w.count(state);
+}
+
+void match(benchmark::State& state, Shape const& shape) {
+  World const& w = worldOf(shape);
+  auto const status = w.status();
+  std::size_t at = 0;
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(matchPrefixList(status.get(), w.probes()[at]));
+    at = (at + 1) & (w.probes().size() - 1);
+  }
+}
+
+void matchDependent(benchmark::State& state, Shape const& shape) {
+  World const& w = worldOf(shape);
+  auto const status = w.status();
+  std::size_t at = 0;
+  for (auto _ : state) {
+    auto const m = matchPrefixList(status.get(), w.probes()[at]);
+    at = (at + 1 + (m.seqno & 1)) & (w.probes().size() - 1);
+  }
+  benchmark::DoNotOptimize(at);
+}
+
+void floorSearch(benchmark::State& state, Shape const& shape) {
+  World const& w = worldOf(shape);
+  std::size_t at = 0;
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(w.floor(w.probes()[at]));
+    at = (at + 1) & (w.probes().size() - 1);
+  }
+}
+
+void floorDependent(benchmark::State& state, Shape const& shape) {
+  World const& w = worldOf(shape);
+  std::size_t at = 0;
+  for (auto _ : state) {
+    at = (at + 1 + (w.floor(w.probes()[at]) & 1)) & (w.probes().size() - 1);
+  }
+  benchmark::DoNotOptimize(at);
+}
+
+std::vector<Shape> shapes() {
+  std::vector<Shape> all;
+  auto const add = [&](std::string name, Ipa::AddressFamily family, std::size_t count, auto draw,
+                       auto rules) {
+    all.push_back({std::move(name), family, [=] { return rules(draw(count, 1)); },
+                   [=] { return draw(count, 3); }});
+  };
+  auto const exact = [](Prefixes const& p) { return numbered(p, 0); };
+  auto const withLe = [](Prefixes const& p) { return numbered(p, 4); };
+  auto const v4 = [](std::size_t n, std::uint64_t seed) { return Shapes::distributedIp4(n, seed); };
+  auto const v6 = [](std::size_t n, std::uint64_t seed) { return Shapes::distributedIp6(n, seed); };
+  for (auto const& [size, label] : {std::pair<std::size_t, char const*>{16, "16"},
+                                    {1000, "1k"},
+                                    {10000, "10k"},
+                                    {100000, "100k"},
+                                    {1000000, "1M"}}) {
+    std::string const n = std::string("/") + label;
+    add("distributed" + n, Ipa::ipv4, size, v4, exact);
+    add("distributed-le" + n, Ipa::ipv4, size, v4, withLe);
+    add("mixed" + n, Ipa::ipv4, size, v4, mixed);
+    add(
+        "uniform" + n, Ipa::ipv4, size,
+        [](std::size_t k, std::uint64_t seed) { return Shapes::uniformIp4(k, seed); }, exact);
+  }
+  add("distributed-ipv6/100k", Ipa::ipv6, 100000, v6, exact);
+  add("mixed-ipv6/100k", Ipa::ipv6, 100000, v6, mixed);
+  // Misses for these come from the whole address space.
+  auto const special = [&](std::string name, Ipa::AddressFamily family, auto rules) {
+    all.push_back({std::move(name), family, rules, [family] {
+                     return family == Ipa::ipv4 ? Shapes::distributedIp4(10000, 3)
+                                                : Shapes::distributedIp6(10000, 3);
+                   }});
+  };
+  special("dense/10k", Ipa::ipv4, [=] { return exact(Shapes::denseIp4(10240)); });
+  special("dense-ipv6/10k", Ipa::ipv6, [=] { return exact(Shapes::denseIp6(10000)); });
+  special("chains/1k", Ipa::ipv4, [=] { return withLe(Shapes::chains(Ipa::ipv4, 1000)); });
+  special("chains/10k", Ipa::ipv4, [=] { return withLe(Shapes::chains(Ipa::ipv4, 10000)); });
+  special("chains-ipv6/10k", Ipa::ipv6, [=] { return withLe(Shapes::chains(Ipa::ipv6, 10000)); });
+  special("one-prefix/1k", Ipa::ipv4, [] { return onePrefix(1000); });
+  return all;
+}
+
+int const kRegistered = [] {
+  static std::vector<Shape> const all = shapes();
+  for (Shape const& shape : all) {
+    auto const add = [&](char const* what, void (*run)(benchmark::State&, Shape const&)) {
+      return benchmark::RegisterBenchmark((shape.name + '/' + what).c_str(), run, std::cref(shape));
+    };
+    add("build", build)->Unit(benchmark::kMillisecond);
+    add("match", match);
+    add("floor", floorSearch);
+    add("matchDependent", matchDependent);
+    add("floorDependent", floorDependent);
+  }
+  return 0;
+}();
+
+}  // namespace
