@@ -1,0 +1,62 @@
+#pragma once
+
+#include <string>
+
+#include "policy_config/AsPathList.h"
+#include "policy_config/PrefixList.h"
+
+namespace Acl {
+
+/// What the command line asks of prefix lists. Has no attributes: the functions are static, and an
+/// object is a handle for who knows it by its type's name.
+class ROUTEPOLICY_EXPORT CliHelper : public Orb::Entity {
+ public:
+  static constexpr char const* typeName = "Acl::CliHelper";
+  Orb::TypeInfo const& type() const override;
+
+  /// The directory in which the command line puts source files before it imports them.
+  static Orb::String prefixListEntryLocalDir(bool isIpv6);
+
+  /// Imports the file at `path` into the list; see importPrefixList() in PrefixSource.h. Returns
+  /// the empty text, or why the file was refused; the list is as it was then. The activity lock is
+  /// let go of while the file is read. Throws an Orb::RangeException, with the list as it was, for
+  /// an IPv4 address with bits beyond its length.
+  static Orb::String loadPrefixListEntries(PrefixList& list, Orb::String const& path,
+                                           UrlImportDuplicateOperation onDuplicate);
+  static Orb::String loadIpv6PrefixListEntries(Ipv6PrefixList& list, Orb::String const& path,
+                                               UrlImportDuplicateOperation onDuplicate);
+
+  /// Makes the entries of `destination` those of `source`, and changes nothing else of it. A list
+  /// that is its own source stays as it is.
+  static void copyPrefixListEntries(PrefixList const& source, PrefixList& destination);
+  static void copyIpv6PrefixListEntries(Ipv6PrefixList const& source, Ipv6PrefixList& destination);
+
+  /// Writes the list's text to a new file that the caller removes, and returns its path. Empty,
+  /// with no file left behind, when that cannot be done: also for a name that does not fit a path
+  /// of 127 characters, or that holds a "/" or a NUL.
+  static Orb::String showPrefixList(PrefixList const& list);
+  static Orb::String showIpv6PrefixList(Ipv6PrefixList const& list);
+
+  /// Parses one line of a source file by itself, as IPv6 if it holds a ":"; see
+  /// DebugParsePrefixEntry.
+  static Orb::String debugParsePrefixListEntry(Orb::String const& line);
+};
+
+/// What the command line asks of AS-path lists.
+class ROUTEPOLICY_EXPORT AsPathCliHelper : public Orb::Entity {
+ public:
+  static constexpr char const* typeName = "Acl::AsPathCliHelper";
+  Orb::TypeInfo const& type() const override;
+
+  /// The word for an origin on the command line; the enumerator's name where there is none.
+  static Orb::String getBgpOriginCliStr(BGPOrigin origin);
+  /// Removes every entry of the list.
+  static void delAsPathListEntries(AsPathList& list);
+};
+
+/// The text of a list as the command line shows it: its header, where it came from, its entries.
+/// Without the entries when its import failed.
+ROUTEPOLICY_EXPORT std::string prefixListText(PrefixList const& list);
+ROUTEPOLICY_EXPORT std::string prefixListText(Ipv6PrefixList const& list);
+
+}  // namespace Acl

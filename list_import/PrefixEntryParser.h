@@ -1,0 +1,77 @@
+#pragma once
+
+#include <vector>
+
+#include "list_import/PfxEntries.h"
+
+/// The lines of a prefix-list source file. A line is
+///   [seq N] permit|deny PREFIX [ge N] [le N] [eq N]
+/// with its words parted by blanks (tabs are part of a word), or "abort", with which the writer of
+/// a file that could not be completed makes sure that nobody takes it for a whole one.
+namespace Acl {
+
+/// 0 when a rule may have these lengths, else -1. `ge`, `le` and `eq` are 0 where not given.
+/// A length of 0 is not allowed, on purpose: no file can let a default route through unseen.
+ROUTEPOLICY_EXPORT int checkPrefixLengths(Orb::U32 length, Orb::U32 ge, Orb::U32 le, Orb::U32 eq,
+                                          Orb::U32 maxLength);
+
+/// Whether every character is white space.
+ROUTEPOLICY_EXPORT bool isEmptyLine(char const* line);
+
+/// Turns lines into entries of a staging set.
+template <class Family>
+class PrefixEntryParser {
+ public:
+  /// `entries` must outlive the parser. `onDuplicate` says what becomes of a line that repeats the
+  /// prefix and lengths of an earlier one.
+  PrefixEntryParser(PfxEntries<Family>& entries, UrlImportDuplicateOperation onDuplicate)
+      : entries_(entries), onDuplicate_(onDuplicate) {}
+
+  /// Parses one line, which it cuts into its words. 0 when the line was accepted or ignored as a
+  /// duplicate; -1 with the reason in `error` when not (the empty text for a line without words).
+  /// Throws an Orb::RangeException for an IPv4 address with bits beyond its length. The entries
+  /// are as before when it fails, but an automatic number may be used up.
+  int parse(char* line, Orb::String& error);
+
+ private:
+  using Prefix = typename Family::Prefix;
+  using Words = std::vector<char*>::const_iterator;
+
+  /// What a line says; lengths that are not given are 0.
+  struct Line {
+    Orb::U32 seqno = 0;
+    MatchPermit permit = denyMatch;
+    char const* prefixText = "";  // with its length for IPv4, without for IPv6: messages show it
+    Prefix prefix;
+    Orb::U32 ge = 0;
+    Orb::U32 le = 0;
+    Orb::U32 eq = 0;
+  };
+
+  // Each takes words off the front; false with the reason in `error`.
+  bool takeSeqno(Words& word, Line& line, Orb::String& error);
+  bool takePrefix(Words& word, Line& line, Orb::String& error);
+  bool takeMaskLengths(Words& word, Line& line, Orb::String& error);
+  bool accept(Line const& line, Orb::String& error);
+
+  PfxEntries<Family>& entries_;
+  UrlImportDuplicateOperation const onDuplicate_;
+  std::vector<char*> words_;  // of the line at hand, kept for its memory
+};
+
+/// Parses one line by itself, as an entry of an empty set: "Entry: ..." with what would be stored,
+/// or "Error: ..." with the parser's message. Throws as the parser does.
+template <class Family>
+struct DebugParsePrefixEntry {
+  Orb::String operator()(Orb::String const& line) const;
+};
+
+using Ipv4PrefixEntryParser = PrefixEntryParser<Ipv4Family>;
+using Ipv6PrefixEntryParser = PrefixEntryParser<Ipv6Family>;
+
+extern template class ROUTEPOLICY_EXPORT PrefixEntryParser<Ipv4Family>;
+extern template class ROUTEPOLICY_EXPORT PrefixEntryParser<Ipv6Family>;
+extern template struct ROUTEPOLICY_EXPORT DebugParsePrefixEntry<Ipv4Family>;
+extern template struct ROUTEPOLICY_EXPORT DebugParsePrefixEntry<Ipv6Family>;
+
+}  // namespace Acl

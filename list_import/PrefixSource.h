@@ -1,0 +1,75 @@
+#pragma once
+
+#include <cstdio>
+
+#include "list_import/PrefixEntryParser.h"
+#include "platform/orb/Error.h"
+
+/// Source files of prefix lists: reading one into a staging set, and the import into a list.
+namespace Acl {
+
+/// How the reading of a source file ended.
+struct PrefixSourceResult {
+  /// What the command line says: "COUNT: MESSAGE" with the number of lines accepted before, or why
+  /// the file could not be read. Empty when the whole file was accepted.
+  Orb::String error;
+  /// The message alone.
+  Orb::String message;
+  /// The line of the file that was refused, counted from 1 as an editor counts; 0 when none was,
+  /// also when the file could not be read.
+  Orb::U64 line = 0;
+
+  bool isError() const noexcept { return !error.empty(); }
+  /// The file could not be opened or read.
+  bool isFileError() const noexcept { return isError() && line == 0; }
+};
+
+/// A value on a line of a source file that its type does not allow: an IPv4 address with bits
+/// beyond its length. Says what the type says, and knows the line, counted from 1.
+class ROUTEPOLICY_EXPORT PrefixSourceException : public Orb::RangeException {
+ public:
+  PrefixSourceException(Orb::RangeException const& cause, Orb::U64 line)
+      : RangeException(cause), line_(line) {}
+  ~PrefixSourceException() override;
+
+  Orb::U64 line() const noexcept { return line_; }
+
+ private:
+  Orb::U64 line_;
+};
+
+/// Reads lines from where `source` stands to its end, or to the first that is refused. Blank lines
+/// are skipped. On purpose, as everybody's files have been read so far:
+///  - at most 511 characters are read at a time, so a longer line is several;
+///  - what was read loses its last character, the newline or not: a last line without one is cut,
+///    and so is each piece of a line that is too long;
+///  - a line ends at a NUL.
+/// Throws a PrefixSourceException for a line that the parser throws for.
+template <class Family>
+PrefixSourceResult readPrefixSource(std::FILE& source, PrefixEntryParser<Family>& parser);
+
+/// The same for the file at `path`.
+template <class Family>
+PrefixSourceResult readPrefixSource(Orb::String const& path, PrefixEntryParser<Family>& parser);
+
+/// Imports the file at `path` into `list`: reads it with the activity lock let go of, if the
+/// calling thread holds it, takes the lock back, and adds the entries in the order of the file.
+/// The list keeps what it had, replaces what has the same number, and is as before when the file
+/// is refused or reading it throws; nothing of it but the entries changes. The list stays alive
+/// meanwhile, should another thread remove it. Once it is adding, only the notifiees can throw.
+template <class Family>
+PrefixSourceResult importPrefixList(typename Family::List& list, Orb::String const& path,
+                                    UrlImportDuplicateOperation onDuplicate);
+
+#define LIST_IMPORT_SOURCE_(Family)                                               \
+  extern template ROUTEPOLICY_EXPORT PrefixSourceResult readPrefixSource<Family>( \
+      std::FILE&, PrefixEntryParser<Family>&);                                    \
+  extern template ROUTEPOLICY_EXPORT PrefixSourceResult readPrefixSource<Family>( \
+      Orb::String const&, PrefixEntryParser<Family>&);                            \
+  extern template ROUTEPOLICY_EXPORT PrefixSourceResult importPrefixList<Family>( \
+      Family::List&, Orb::String const&, UrlImportDuplicateOperation)
+LIST_IMPORT_SOURCE_(Ipv4Family);
+LIST_IMPORT_SOURCE_(Ipv6Family);
+#undef LIST_IMPORT_SOURCE_
+
+}  // namespace Acl

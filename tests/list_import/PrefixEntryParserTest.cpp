@@ -1,0 +1,327 @@
+#include "list_import/PrefixEntryParser.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <random>
+#include <sstream>
+
+#include "platform/orb/Error.h"
+
+namespace {
+
+using Acl::DebugParsePrefixEntry;
+using Acl::Ipv4Family;
+using Acl::Ipv6Family;
+using Acl::PfxEntries;
+using Acl::PrefixEntryParser;
+using Operation = Acl::UrlImportDuplicateOperation;
+
+template <class Entry>
+std::string brief(Entry const& e) {
+  std::ostringstream out;
+  out << e.seqno() << (e.permit() == Acl::permitMatch ? " permit " : " deny ")
+      << e.prefix().toString() << ' ' << e.ge() << ' ' << e.le() << ' ' << e.eq() << '\n';
+  return out.str();
+}
+
+template <class Family>
+std::string brief(PfxEntries<Family> const& entries) {
+  std::string text;
+  entries.forEach([&](auto const& entry) { text += brief(entry); });
+  return text;
+}
+
+/// The entries that the lines give, or the first message.
+template <class Family>
+std::string parse(std::string const& lines, Operation operation = Acl::duplicateError) {
+  PfxEntries<Family> entries;
+  PrefixEntryParser<Family> parser(entries, operation);
+  std::istringstream in(lines);
+  for (std::string line; std::getline(in, line);) {
+    Orb::String error = "unset";
+    try {
+      if (parser.parse(line.data(), error) != 0) return error.str();
+    } catch (Orb::RangeException const& e) {
+      return std::string("throws ") + e.what();
+    }
+  }
+  return brief(entries);
+}
+
+struct Case {
+  char const* lines;
+  char const* outcome;
+};
+
+TEST(PrefixEntryParser, TakesOrRefusesIpv4Lines) {
+  for (Case const& c : {
+           // words and verdicts
+           Case{"permit 10.0.0.0/8", "0 permit 10.0.0.0/8 0 0 0\n"},
+           Case{"  deny   10.0.0.0/8  ge  16 ", "0 deny 10.0.0.0/8 16 0 0\n"},
+           Case{"   ", ""},
+           Case{"abort and more", "abort detected in sequence"},
+           Case{"! comment", "Invalid command !"},
+           Case{"\tpermit 10.0.0.0/8", "Invalid command \tpermit"},
+           Case{"permits 10.0.0.0/8", "Invalid command permits"},
+           Case{"seq 5 allow 10.0.0.0/8", "Invalid permission allow"},
+           Case{"seq 5 permit\t 10.0.0.0/8", "Invalid permission permit\t"},
+           // sequence numbers
+           Case{"deny 1.0.0.0/8\nseq 20 permit 2.0.0.0/8\npermit 3.0.0.0/8",
+                "0 deny 1.0.0.0/8 0 0 0\n20 permit 2.0.0.0/8 0 0 0\n1 permit 3.0.0.0/8 0 0 0\n"},
+           Case{"seq 0x10 permit 1.0.0.0/8", "16 permit 1.0.0.0/8 0 0 0\n"},
+           Case{"seq 010 permit 1.0.0.0/8", "8 permit 1.0.0.0/8 0 0 0\n"},
+           Case{"seq +7 permit 1.0.0.0/8", "7 permit 1.0.0.0/8 0 0 0\n"},
+           Case{"seq \t4294967295 permit 1.0.0.0/8", "4294967295 permit 1.0.0.0/8 0 0 0\n"},
+           Case{"seq 5 permit", "Invalid prefix list sequence seq"},
+           Case{"seq", "Invalid prefix list sequence seq"},
+           Case{"seq 4294967296 permit 1.0.0.0/8", "Seqno 4294967296 exceeds max seqno 4294967295"},
+           Case{"seq 99999999999999999999x permit 1.0.0.0/8",
+                "Seqno 18446744073709551615 exceeds max seqno 4294967295"},
+           Case{"seq 08 permit 1.0.0.0/8", "Invalid sequence number 08"},
+           Case{"seq five permit 1.0.0.0/8", "Invalid sequence number five"},
+           Case{"seq -1 permit 1.0.0.0/8", "Invalid sequence number -1"},
+           Case{"seq \t-18446744073709551615 permit 1.0.0.0/8",
+                "Invalid sequence number \t-18446744073709551615"},
+           Case{"seq 5 permit 1.0.0.0/8\nseq 5 permit 2.0.0.0/8", "Duplicate seqno 5 found"},
+           Case{"permit 1.0.0.0/8\nseq 0 allow 2.0.0.0/8", "Duplicate seqno 0 found"},
+           // an automatic number may be taken already
+           Case{"seq 0 permit 1.0.0.0/8\ndeny 2.0.0.0/8",
+                "0 permit 1.0.0.0/8 0 0 0\n0 deny 2.0.0.0/8 0 0 0\n"},
+           // prefixes; more of them below
+           Case{"permit", "Invalid prefix "},
+           Case{"permit 10.0.0.0", "Invalid prefix 10.0.0.0"},
+           Case{"permit 10.0.0.0/33", "Invalid prefix 10.0.0.0/33"},
+           Case{"permit 10.0.0.0/4294967304", "Invalid prefix 10.0.0.0/4294967304"},
+           Case{"permit 2001:db8::/32", "Invalid prefix 2001:db8::/32"},
+           Case{"permit 10.0.0.0/8x", "0 permit 10.0.0.0/8 0 0 0\n"},
+           Case{"permit 10.0.0.1/8", "throws Prefix::validAsPrefix != true not allowed"},
+           // lengths
+           Case{"permit 10.0.0.0/8 le 24 ge 0x10", "0 permit 10.0.0.0/8 16 24 0\n"},
+           Case{"permit 10.0.0.0/8 eq 24", "0 permit 10.0.0.0/8 24 24 24\n"},
+           Case{"permit 10.0.0.0/8 ge 9 ge 8", "0 permit 10.0.0.0/8 8 0 0\n"},
+           Case{"permit 10.0.0.0/8 gt 24", "Invalid mask len type gt"},
+           Case{"permit 10.0.0.0/8 le", "Invalid mask len type le"},
+           Case{"permit 10.0.0.0/8 ge 9 x", "Invalid mask len type x"},
+           Case{"permit 10.0.0.0/8 le 24x", "Invalid mask len 24x"},
+           Case{"permit 10.0.0.0/8 le 0", "Invalid mask len 0"},
+           Case{"permit 10.0.0.0/8 le 33", "Invalid mask len 33"},
+           Case{"permit 10.0.0.0/8 le -1", "Invalid mask len 4294967295"},
+           Case{"permit 10.0.0.0/8 le 4294967304", "Invalid mask len 4294967295"},
+           Case{"permit 10.0.0.0/8 le 99999999999999999999", "Invalid mask len 4294967295"},
+           // lengths that do not go together
+           Case{"permit 0.0.0.0/0", "Invalid entry 0.0.0.0/0/0, ge 0, le 0, eq 0"},
+           Case{"permit 10.0.0.0/8 ge 7", "Invalid entry 10.0.0.0/8/8, ge 7, le 0, eq 0"},
+           Case{"permit 10.0.0.0/8 le 7", "Invalid entry 10.0.0.0/8/8, ge 0, le 7, eq 0"},
+           Case{"permit 10.0.0.0/8 eq 7", "Invalid entry 10.0.0.0/8/8, ge 0, le 0, eq 7"},
+           Case{"permit 10.0.0.0/8 ge 17 le 16", "Invalid entry 10.0.0.0/8/8, ge 17, le 16, eq 0"},
+           Case{"permit 10.0.0.0/8 eq 24 le 24", "Invalid entry 10.0.0.0/8/8, ge 0, le 24, eq 24"},
+           Case{"permit 10.0.0.0/8 eq 24 ge 24", "Invalid entry 10.0.0.0/8/8, ge 24, le 0, eq 24"},
+       }) {
+    EXPECT_EQ(parse<Ipv4Family>(c.lines), c.outcome) << c.lines;
+  }
+}
+
+TEST(PrefixEntryParser, TakesOrRefusesIpv6Lines) {
+  for (Case const& c : {
+           Case{"seq 5 deny 2001:db8::1/32 le 48", "5 deny 2001:db8::/32 0 48 0\n"},
+           Case{"permit 2001:DB8::/ +32x ge 40", "Invalid mask len type +32x"},
+           Case{"permit 2001:DB8::/\t+32x ge 128", "0 permit 2001:db8::/32 128 0 0\n"},
+           Case{"permit 2001:db8::", "Invalid prefix 2001:db8::"},
+           Case{"permit 2001:db8:::/32", "Invalid prefix 2001:db8:::"},
+           Case{"permit 2001:db8::/129", "Invalid prefix 2001:db8::"},
+           Case{"permit 2001:db8::/-1", "Invalid prefix 2001:db8::"},
+           Case{"permit 2001:db8::/4294967328", "Invalid prefix 2001:db8::"},
+           Case{"permit 2001:db8::/99999999999999999999", "Invalid prefix 2001:db8::"},
+           Case{"permit 10.0.0.0/8", "Invalid prefix 10.0.0.0"},
+           Case{"permit", "Invalid prefix "},
+           Case{"permit 2001:db8::/32 le 129", "Invalid mask len 129"},
+           Case{"permit ::/", "Invalid entry ::/0, ge 0, le 0, eq 0"},
+           Case{"permit 2001:db8::/32 ge 31", "Invalid entry 2001:db8::/32, ge 31, le 0, eq 0"},
+           Case{"permit 2001:db8::1/32\ndeny 2001:DB8::2/32",
+                "Duplicate prefix entry found: 2001:DB8::2/32, ge 0, le 0, eq 0"},
+       }) {
+    EXPECT_EQ(parse<Ipv6Family>(c.lines), c.outcome) << c.lines;
+  }
+}
+
+TEST(PrefixEntryParser, ReadsIpv4PrefixesAsScanfDoes) {
+  constexpr char const* kPieces[] = {
+      "0", "8", "10", "128", "255", "256", "-0", "-1", "+3",  "08",         ".",         ".",
+      ".", ".", "/",  "/",   "\t",  "x",   "-",  "",   "0x1", "4294967296", "4294967304"};
+  std::mt19937 random(1);
+  int accepted = 0;
+  for (int i = 0; i < 50000; ++i) {
+    std::string word = "1";
+    if (random() % 2 == 0) {  // a good one with some piece amiss
+      std::string pieces[] = {"128", ".", "0", ".", "0", ".", "0", "/", "8", ""};
+      pieces[random() % 10] += kPieces[random() % std::size(kPieces)];
+      pieces[random() % 10] = kPieces[random() % std::size(kPieces)];
+      word.clear();
+      for (auto const& piece : pieces) word += piece;
+    } else {
+      for (auto n = random() % 12; n > 0; --n) word += kPieces[random() % std::size(kPieces)];
+    }
+    unsigned long f[5] = {};
+    bool const matches =
+        std::sscanf(word.c_str(), "%lu.%lu.%lu.%lu/%lu", &f[0], &f[1], &f[2], &f[3], &f[4]) == 5 &&
+        f[0] < 256 && f[1] < 256 && f[2] < 256 && f[3] < 256 && f[4] <= 32;
+    std::string expected = "Invalid prefix " + word;
+    if (matches) {
+      auto const address =
+          Ipa::IpAddr(static_cast<Orb::U32>(f[0] << 24 | f[1] << 16 | f[2] << 8 | f[3]));
+      auto const length = static_cast<Orb::U32>(f[4]);
+      ++accepted;
+      if (!Ipa::Prefix::validAsPrefix(address, length)) {
+        expected = "throws Prefix::validAsPrefix != true not allowed";
+      } else if (length == 0) {
+        expected = "Invalid entry " + word + "/0, ge 0, le 0, eq 0";
+      } else {
+        expected = "0 permit " + Ipa::Prefix(address, length).toString() + " 0 0 0\n";
+      }
+    }
+    ASSERT_EQ(parse<Ipv4Family>("permit " + word), word.empty() ? "Invalid prefix " : expected);
+  }
+  EXPECT_GT(accepted, 1000);
+}
+
+TEST(PrefixEntryParser, FollowsTheDuplicateOperation) {
+  std::string const first = "permit 10.0.0.0/8 ge 16\n";
+  std::string const twice = first + "deny 10.0.0.0/8 ge 16\npermit 11.0.0.0/8\n";
+  EXPECT_EQ(parse<Ipv4Family>(twice),
+            "Duplicate prefix entry found: 10.0.0.0/8/8, ge 16, le 0, eq 0");
+  EXPECT_EQ(parse<Ipv4Family>(twice, Acl::duplicateIgnore),
+            "0 permit 10.0.0.0/8 16 0 0\n2 permit 11.0.0.0/8 0 0 0\n");
+  EXPECT_EQ(parse<Ipv4Family>(twice, Acl::duplicateOverride),
+            "1 deny 10.0.0.0/8 16 0 0\n2 permit 11.0.0.0/8 0 0 0\n");
+  EXPECT_EQ(parse<Ipv4Family>(first + "seq 0 permit 11.0.0.0/8", Acl::duplicateIgnore),
+            "Duplicate seqno 0 found");
+  // An entry with "eq" is one with both bounds to a line that has none.
+  EXPECT_EQ(parse<Ipv4Family>("permit 10.0.0.0/8 eq 24\npermit 10.0.0.0/8 ge 24 le 24\n"),
+            "Duplicate prefix entry found: 10.0.0.0/8/8, ge 24, le 24, eq 0");
+}
+
+TEST(PrefixEntryParser, RunsOutOfAutomaticNumbers) {
+  Acl::Ipv4PfxEntries entries;
+  entries.nextSeqnoIs(4294967295);
+  Acl::Ipv4PrefixEntryParser parser(entries, Acl::duplicateError);
+  std::string line = "permit 10.0.0.0/8";
+  Orb::String error;
+  EXPECT_EQ(parser.parse(line.data(), error), 0);
+  line = "permit 11.0.0.0/8";
+  EXPECT_EQ(parser.parse(line.data(), error), -1);
+  EXPECT_EQ(error, "Max seqno reached");
+  EXPECT_EQ(brief(entries), "4294967295 permit 10.0.0.0/8 0 0 0\n");
+}
+
+/// The staging set as it is described: dictionaries of entries, searched from front to back.
+struct Model {
+  struct Entry {
+    Orb::U32 seqno;
+    std::string prefix;
+    Orb::U32 ge, le, eq;
+  };
+  std::vector<std::shared_ptr<Entry>> all;
+  std::map<std::string, std::vector<std::shared_ptr<Entry>>> ofPrefix;
+  std::map<Orb::U32, std::shared_ptr<Entry>> ofSeqno;
+  Orb::U32 next = 0;
+
+  /// "" when the line was taken.
+  std::string line(Operation operation, bool isNumbered, Entry e) {
+    if (!isNumbered) e.seqno = next++;
+    if (isNumbered && ofSeqno.count(e.seqno)) return "Duplicate seqno";
+    for (auto const& old : ofPrefix[e.prefix]) {
+      if (e.eq ? old->eq != e.eq : old->ge != e.ge || old->le != e.le) continue;
+      if (operation == Acl::duplicateError) return "Duplicate prefix";
+      if (operation == Acl::duplicateIgnore) return "";
+      auto const gone = old;
+      if (ofSeqno.count(gone->seqno) && ofSeqno[gone->seqno] == gone) ofSeqno.erase(gone->seqno);
+      ofPrefix.erase(e.prefix);
+      all.erase(std::find(all.begin(), all.end(), gone));
+      break;
+    }
+    if (e.eq) e.ge = e.le = e.eq;
+    all.push_back(std::make_shared<Entry>(e));
+    ofPrefix[e.prefix].push_back(all.back());
+    ofSeqno[e.seqno] = all.back();
+    return "";
+  }
+};
+
+TEST(PrefixEntryParser, StagesAsTheModelDoes) {
+  std::mt19937 random(2);
+  auto const pick = [&](std::initializer_list<Orb::U32> from) {
+    return from.begin()[random() % from.size()];
+  };
+  for (int round = 0; round < 1000; ++round) {
+    auto const operation = Operation{static_cast<Orb::U32>(random() % 3)};
+    Acl::Ipv4PfxEntries entries;
+    Acl::Ipv4PrefixEntryParser parser(entries, operation);
+    Model model;
+    auto const prefixes = 1 + random() % 40;
+    for (auto left = random() % 200; left > 0; --left) {
+      bool const isNumbered = random() % 4 == 0;
+      Model::Entry e{static_cast<Orb::U32>(random() % 300),
+                     std::to_string(random() % prefixes) + ".0.0.0/8", pick({0, 0, 16, 24}),
+                     pick({0, 24}), 0};
+      if (random() % 4 == 0) e = {e.seqno, e.prefix, 0, 0, pick({16, 24})};
+      std::string line = isNumbered ? "seq " + std::to_string(e.seqno) + " deny " : "deny ";
+      line += e.prefix;
+      if (e.ge) line += " ge " + std::to_string(e.ge);
+      if (e.le) line += " le " + std::to_string(e.le);
+      if (e.eq) line += " eq " + std::to_string(e.eq);
+      std::string const expected = model.line(operation, isNumbered, e);
+      Orb::String error;
+      ASSERT_EQ(parser.parse(line.data(), error), expected.empty() ? 0 : -1) << error;
+      ASSERT_EQ(error.view().substr(0, expected.size()), expected);
+    }
+    std::string all;
+    for (auto const& e : model.all) {
+      all += brief(Acl::PrefixEntry::of(e->seqno, Ipa::Prefix::parse(e->prefix), Acl::denyMatch,
+                                        e->ge, e->le, e->eq));
+    }
+    ASSERT_EQ(brief(entries), all);
+    ASSERT_EQ(entries.size(), model.all.size());
+    for (Orb::U32 seqno = 0; seqno < 300; ++seqno) {
+      ASSERT_EQ(entries.seqnoHas(seqno), model.ofSeqno.count(seqno) > 0) << seqno;
+    }
+  }
+}
+
+TEST(PfxEntries, RemovesTheVeryEntry) {
+  Ipa::Prefix const p(Ipa::IpAddr(0x0a000000), 8);
+  Ipa::Prefix const q(Ipa::IpAddr(0x0b000000), 8);
+  Acl::Ipv4PfxEntries entries;
+  for (auto [seqno, prefix, ge] :
+       {std::tuple{1U, p, 9U}, {2U, p, 10U}, {3U, p, 11U}, {1U, q, 9U}}) {
+    entries.add(Acl::PrefixEntry::of(seqno, prefix, Acl::denyMatch, ge, 0U, 0U));
+  }
+  entries.removeEntry(1, p);
+  EXPECT_TRUE(entries.seqnoHas(1)) << "the number leads to the later entry";
+  EXPECT_DEATH(entries.removeEntry(2, p), "pfxDictIter != prefixDict.end\\(\\)");
+  entries.add(Acl::PrefixEntry::of(4U, p, Acl::denyMatch, 12U, 0U, 0U));
+  entries.removeEntry(2, p);  // not seen by duplicate checks any more, but there
+  EXPECT_EQ(brief(entries),
+            "3 deny 10.0.0.0/8 11 0 0\n1 deny 11.0.0.0/8 9 0 0\n4 deny 10.0.0.0/8 12 0 0\n");
+  EXPECT_DEATH(entries.removeEntry(2, q), "seqnoDictIter != seqnoDict.end\\(\\)");
+  EXPECT_DEATH(entries.removeEntry(3, q), "collIter != collection.end\\(\\)");
+}
+
+TEST(DebugParsePrefixEntry, ShowsWhatWouldBeStored) {
+  DebugParsePrefixEntry<Ipv4Family> const parse4;
+  EXPECT_EQ(parse4("seq 7 permit 10.0.0.0/8 eq 24"), "Entry: 7, 10.0.0.0/8, eq 24, ge 24, le 24");
+  EXPECT_EQ(parse4("permit 10.0.0.0/8 le"), "Error: Invalid mask len type le");
+  EXPECT_EQ(parse4(" "), "Error: ");
+  EXPECT_THROW(parse4("permit 10.0.0.1/8"), Orb::RangeException);
+  EXPECT_EQ(DebugParsePrefixEntry<Ipv6Family>()("deny 2001:db8::1/32 ge 48"),
+            "Entry: 0, 2001:db8::/32, eq 0, ge 48, le 0");
+}
+
+TEST(PrefixEntryParser, KnowsBlankLines) {
+  EXPECT_TRUE(Acl::isEmptyLine(""));
+  EXPECT_TRUE(Acl::isEmptyLine(" \t\v\f\r\n"));
+  EXPECT_FALSE(Acl::isEmptyLine(" \t.\n"));
+  EXPECT_FALSE(Acl::isEmptyLine("\xa0"));
+}
+
+}  // namespace
