@@ -8,12 +8,10 @@ install(TARGETS routepolicy EXPORT routepolicyTargets LIBRARY DESTINATION ${CMAK
 install(EXPORT routepolicyTargets NAMESPACE routepolicy:: DESTINATION ${package_dir})
 
 # Headers keep their folders, since they include each other as "platform/orb/Ptr.h". Those in a
-# folder detail/ are private to the folder above it and stay at home.
+# folder detail/ come along: templates need them, though nobody else is to include them.
 foreach(header IN LISTS library_headers)
-  if(NOT header MATCHES "/detail/")
-    cmake_path(GET header PARENT_PATH folder)
-    install(FILES ${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/routepolicy/${folder})
-  endif()
+  cmake_path(GET header PARENT_PATH folder)
+  install(FILES ${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/routepolicy/${folder})
 endforeach()
 
 configure_package_config_file(cmake/routepolicyConfig.cmake.in routepolicyConfig.cmake

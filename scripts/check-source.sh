@@ -2,8 +2,7 @@
 # What every source file keeps to; run as a test.
 #   1. A folder includes only the folders that it may include (the table below), with paths from
 #      the top folder. A folder may always include itself.
-#   2. A header in a folder detail/ is included by the folder above it alone, and by no public
-#      header, since it is not installed.
+#   2. A header in a folder detail/ is included by the folder above it alone.
 #   3. The library needs the standard library and the C library, nothing else.
 #   4. Every header says #pragma once.
 #   5. No file is left with a marker of unfinished work.
@@ -64,7 +63,6 @@ awk -v layers="$layers" '
     here = folder_of(FILENAME)
     if (!(here in may)) offence("the folder " here " is not in the table of layers")
     library = here !~ /^(tool|examples|bench|fuzz|tests)$/
-    public_header = FILENAME ~ /\.h$/ && parent_of_detail(FILENAME) == ""
   }
   /^#pragma once/ { once = 1 }
   /^[ \t]*#[ \t]*include[ \t]*"/ {
@@ -78,8 +76,6 @@ awk -v layers="$layers" '
       offence(here " may not include " there)
     else if (home != "" && (index(FILENAME, home "/") != 1))
       offence("\"" path "\" is private to " home)
-    else if (home != "" && public_header)
-      offence("\"" path "\" is not installed, so a public header cannot include it")
   }
   library && /^[ \t]*#[ \t]*include[ \t]*</ {
     path = $0; sub(/^[^<]*</, "", path); sub(/>.*/, "", path)
