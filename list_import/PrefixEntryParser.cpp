@@ -63,9 +63,8 @@ bool scanNumber(char const*& text, U32& number) {
   return !isNegative || value == 0;
 }
 
-/// Reads "A.B.C.D/LENGTH" off the front of `word`; what follows is let through, on purpose.
-bool readPrefix(char* word, Ipa::Prefix& prefix) {
-  char const* text = word;
+/// Reads "A.B.C.D/LENGTH" off the front of `text`; what follows is let through, on purpose.
+bool readPrefix(char const* text, Ipa::Prefix& prefix) {
   U32 address = 0;
   for (int i = 0; i < 4; ++i) {
     U32 octet = 0;
@@ -120,8 +119,8 @@ bool isEmptyLine(char const* line) {
 }
 
 template <class Family>
-int PrefixEntryParser<Family>::parse(char* text, Orb::String& error) {
-  split(text, words_);
+int PrefixEntryParser<Family>::parse(char* line, Orb::String& error) {
+  split(line, words_);
   if (words_.empty()) {
     error = {};
     return -1;
@@ -135,17 +134,17 @@ int PrefixEntryParser<Family>::parse(char* text, Orb::String& error) {
     error = formatted("Invalid command %s", *word);
     return -1;
   }
-  Line line;
-  if (!takeSeqno(word, line, error)) return -1;
-  line.permit = isWord(*word, "permit") ? permitMatch : denyMatch;
-  if (line.permit == denyMatch && !isWord(*word, "deny")) {
+  Line parsed;
+  if (!takeSeqno(word, parsed, error)) return -1;
+  parsed.permit = isWord(*word, "permit") ? permitMatch : denyMatch;
+  if (parsed.permit == denyMatch && !isWord(*word, "deny")) {
     error = formatted("Invalid permission %s", *word);
     return -1;
   }
   ++word;
-  if (!takePrefix(word, line, error)) return -1;
-  if (!takeMaskLengths(word, line, error)) return -1;
-  return accept(line, error) ? 0 : -1;
+  if (!takePrefix(word, parsed, error)) return -1;
+  if (!takeMaskLengths(word, parsed, error)) return -1;
+  return accept(parsed, error) ? 0 : -1;
 }
 
 template <class Family>

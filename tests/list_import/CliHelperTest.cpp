@@ -83,11 +83,13 @@ TEST(CliHelper, ShowsIpv6Lists) {
 }
 
 TEST(CliHelper, LeavesNoFileThatItCannotShow) {
-  std::string const longest(116, 'n');  // with "/tmp/", six characters and NUL: 128
+  std::string const own = "show" + std::to_string(getpid());
+  std::string longest = own;
+  longest.resize(116, 'n');  // with "/tmp/", six characters and NUL: 128
   EXPECT_EQ(taken(CliHelper::showPrefixList(PrefixList(longest))),
             "ip prefix-list " + longest + '\n');
   EXPECT_EQ(CliHelper::showPrefixList(PrefixList(longest + 'n')), "");
-  EXPECT_EQ(filesOf("/tmp/nnnnnnnn*"), 0U);
+  EXPECT_EQ(filesOf("/tmp/" + own + "*"), 0U);
 
   char directory[] = "/tmp/showXXXXXX";
   ASSERT_TRUE(mkdtemp(directory));
@@ -101,13 +103,13 @@ TEST(CliHelper, LeavesNoFileThatItCannotShow) {
   getrlimit(RLIMIT_FSIZE, &old);
   rlimit const small{10, old.rlim_max};
   setrlimit(RLIMIT_FSIZE, &small);
-  PrefixList full("full-disk");
+  PrefixList full(own);
   EXPECT_EQ(CliHelper::showPrefixList(full), "") << "the buffer is written when it is closed";
   for (Orb::U32 i = 1; i < 500; ++i) full.prefixEntryIs(entry(i, "10.0.0.0/8", 0, 0, 0));
   EXPECT_EQ(CliHelper::showPrefixList(full), "") << "it is written before";
   setrlimit(RLIMIT_FSIZE, &old);
   std::signal(SIGXFSZ, SIG_DFL);
-  EXPECT_EQ(filesOf("/tmp/full-disk*"), 0U);
+  EXPECT_EQ(filesOf("/tmp/" + own + "*"), 0U);
 }
 
 TEST(CliHelper, LoadsAndCopiesEntriesOnly) {

