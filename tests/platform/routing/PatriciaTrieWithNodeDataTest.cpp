@@ -341,6 +341,25 @@ TEST(PatriciaTrie, isSmallWhenItHoldsLittle) {
   EXPECT_LE(trie->memory(), 512U);
 }
 
+// A trie whose prefixes came and went holds little more than one that was made as it is now.
+TEST(PatriciaTrie, usesAgainWhatWasFreed) {
+  Random random(1);
+  auto const trie = emptyTrie(Ipa::ipv4);
+  auto const datum = Orb::make<PrefixData>();
+  std::vector<IpGenPrefix> prefixes(20000);
+  for (int round = 0; round < 10; ++round) {
+    for (auto& prefix : prefixes) {
+      if (round != 0) trie->routeDel(prefix);
+      prefix = ip4(random(), 16 + unsigned(random() % 17));
+      trie->routeIs(prefix, datum);
+    }
+  }
+  auto const fresh = emptyTrie(Ipa::ipv4);
+  for (auto const& prefix : prefixes) fresh->routeIs(prefix, datum);
+  EXPECT_LE(trie->memory(), fresh->memory() * 5 / 4);
+  EXPECT_LE(fresh->memory(), prefixes.size() * 60);
+}
+
 TEST(PatriciaTrie, leavesALargeTrieToTheReaper) {
   Orb::reapAll();
   ASSERT_EQ(alive, 0);
