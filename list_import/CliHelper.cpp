@@ -9,12 +9,10 @@
 
 namespace Acl {
 
-namespace {
+ORB_ENTITY_TYPE(CliHelper);
+ORB_ENTITY_TYPE(AsPathCliHelper);
 
-constexpr Orb::TypeInfo kCliHelperType{CliHelper::typeName, {}};
-constexpr Orb::TypeInfo kAsPathCliHelperType{AsPathCliHelper::typeName, {}};
-Orb::TypeRegistration const kCliHelperRegistration{kCliHelperType};
-Orb::TypeRegistration const kAsPathCliHelperRegistration{kAsPathCliHelperType};
+namespace {
 
 template <class Family>
 void copyEntries(typename Family::List const& source, typename Family::List& destination) {
@@ -48,8 +46,6 @@ Orb::String show(List const& list) {
 }  // namespace
 
 Orb::TypeInfo const& CliHelper::type() const { return kCliHelperType; }
-Orb::TypeInfo const& AsPathCliHelper::type() const { return kAsPathCliHelperType; }
-
 Orb::String CliHelper::prefixListEntryLocalDir(bool isIpv6) {
   return isIpv6 ? "/mnt/flash/ipv6-prefix-list-source" : "/mnt/flash/prefix-list-source";
 }

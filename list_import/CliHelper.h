@@ -11,8 +11,7 @@ namespace Acl {
 /// object is a handle for who knows it by its type's name.
 class ROUTEPOLICY_EXPORT CliHelper : public Orb::Entity {
  public:
-  static constexpr char const* typeName = "Acl::CliHelper";
-  Orb::TypeInfo const& type() const override;
+  ORB_ENTITY(CliHelper, "Acl::CliHelper");
 
   /// The directory in which the command line puts source files before it imports them.
   static Orb::String prefixListEntryLocalDir(bool isIpv6);
@@ -45,8 +44,7 @@ class ROUTEPOLICY_EXPORT CliHelper : public Orb::Entity {
 /// What the command line asks of AS-path lists.
 class ROUTEPOLICY_EXPORT AsPathCliHelper : public Orb::Entity {
  public:
-  static constexpr char const* typeName = "Acl::AsPathCliHelper";
-  Orb::TypeInfo const& type() const override;
+  ORB_ENTITY(AsPathCliHelper, "Acl::AsPathCliHelper");
 
   /// The word for an origin on the command line; the enumerator's name where there is none.
   static Orb::String getBgpOriginCliStr(BGPOrigin origin);

@@ -129,12 +129,17 @@ struct DerivedRow {
 /// The table of C; ORB_ENTITY_TYPE emits it in one source file.
 template <class C>
 TypeInfo const& typeInfoOf() {
-  static constexpr auto kRows = []<std::size_t... i>(std::index_sequence<i...>) {
-    return std::array<AttributeInfo, sizeof...(i)>{C::row(Id<typename C::Attr{i}>())...};
+  if constexpr (C::kAttributeCount == 0) {
+    static constexpr TypeInfo kInfo{C::typeName, {}};
+    return kInfo;
+  } else {
+    static constexpr auto kRows = []<std::size_t... i>(std::index_sequence<i...>) {
+      return std::array<AttributeInfo, sizeof...(i)>{C::row(Id<typename C::Attr{i}>())...};
+    }
+    (std::make_index_sequence<C::kAttributeCount>());
+    static constexpr TypeInfo kInfo{C::typeName, kRows};
+    return kInfo;
   }
-  (std::make_index_sequence<C::kAttributeCount>());
-  static constexpr TypeInfo kInfo{C::typeName, kRows};
-  return kInfo;
 }
 
 }  // namespace Orb
