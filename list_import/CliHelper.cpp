@@ -45,7 +45,6 @@ Orb::String show(List const& list) {
 
 }  // namespace
 
-Orb::TypeInfo const& CliHelper::type() const { return kCliHelperType; }
 Orb::String CliHelper::prefixListEntryLocalDir(bool isIpv6) {
   return isIpv6 ? "/mnt/flash/ipv6-prefix-list-source" : "/mnt/flash/prefix-list-source";
 }
