@@ -222,7 +222,7 @@ class Floor {
     Key const* base = keys_.data();
     for (std::size_t count = keys_.size(); count > 1;) {
       std::size_t const half = count / 2;
-      base += static_cast<std::size_t>(base[half] <= key) * half;
+      base += half & (std::size_t{0} - static_cast<std::size_t>(base[half] <= key));
       count -= half;
     }
     return static_cast<std::size_t>(base - keys_.data());
