@@ -1,0 +1,35 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "policy_config/PrefixList.h"
+
+namespace Tool {
+
+/// The rules of a list as they are shown, by sequence number.
+class RuleText {
+ public:
+  template <class List>
+  explicit RuleText(List const& list);
+
+  /// "seq 20 deny 10.0.0.0/8 le 32". REQUIRES: the list has that rule.
+  std::string_view of(Orb::U32 seqno) const;
+
+ private:
+  struct Line {
+    Orb::U32 seqno;
+    std::size_t begin;
+  };
+
+  Line const& lineOf(Orb::U32 seqno) const;
+
+  std::string const text_;
+  std::vector<Line> lines_;  // by ascending sequence number, as they are shown
+};
+
+extern template RuleText::RuleText(Acl::PrefixList const&);
+extern template RuleText::RuleText(Acl::Ipv6PrefixList const&);
+
+}  // namespace Tool
