@@ -1,7 +1,35 @@
 #!/usr/bin/env bash
-# What ./run shows once the tool is built.
-#   scripts/demo.sh TOOL
+# What ./run shows once the tool is built: the main job on the lists of samples/.
+#   scripts/demo.sh TOOL [ARGUMENT...]
+# With arguments, the tool is run with them instead.
 set -euo pipefail
-tool=$1
+tool=$(realpath "$1")
+shift
+if (($#)); then exec "$tool" "$@"; fi
+cd "$(dirname "${BASH_SOURCE[0]}")/../samples"
 
-"$tool" --help
+heading() { printf '\n== %s\n' "$*"; }
+run() {
+  printf '\n$ route-policy %s\n' "$*"
+  "$tool" "$@"
+}
+
+heading "Are the lists in order?"
+run check bogons-ipv4.txt customer-ipv4.txt
+run check --ipv6 bogons-ipv6.txt customer-ipv6.txt
+
+heading "The customer's list, as a router shows it"
+run show customer-ipv4.txt
+
+heading "From the Internet: private space is denied, a /25 matches no rule, the rest is let in"
+run match bogons-ipv4.txt 10.20.0.0/16 8.8.8.0/24 8.8.8.0/25 0.0.0.0/0
+
+heading "From the customer: the block and a part of it; a part that is too small; the provider's part"
+run match customer-ipv4.txt 198.51.100.0/24 198.51.100.64/26 198.51.100.64/27 203.0.113.192/26
+
+heading "The same for IPv6"
+run match --ipv6 bogons-ipv6.txt fe80::1 2001:db8::/32 2600::/32 2600::/64
+run match --ipv6 customer-ipv6.txt 2001:db8:1042::/48 2001:db8:10ff::/48 2001:db8:2010::/44
+
+heading "What the compiled list costs"
+run compile bogons-ipv4.txt
