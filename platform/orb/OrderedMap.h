@@ -128,6 +128,7 @@ class OrderedMap {
   static constexpr std::size_t kCacheLine = 64;
   static constexpr std::size_t kLeafBytes = 3072;
   static constexpr std::size_t kLeafRoom = std::max<std::size_t>(16, Leaf::roomIn(kLeafBytes));
+  static constexpr std::size_t kFar = 256;  // so many leaves outgrow the nearer caches
   // A first leaf of about a cache line: most maps hold an item or a few.
   static constexpr std::size_t kFirstRoom = std::clamp<std::size_t>(Leaf::roomIn(72), 1, 4);
 
@@ -203,6 +204,15 @@ class OrderedMap {
     return place.index < leafAt(place.leaf)->count() ? place : Place{place.leaf + 1, 0};
   }
 
+  /// Fetches a leaf into the cache. In a large map leaves are far away, and their lines come faster
+  /// together than one by one, as they are asked for. Inlined always, because compilers take a
+  /// function that only fetches for one without effect, and drop the call.
+  [[gnu::always_inline]] void prefetch(std::size_t leaf) const noexcept {
+    for (std::size_t byte = 0; byte < kLeafBytes; byte += kCacheLine) {
+      __builtin_prefetch(reinterpret_cast<char const*>(leafAt(leaf)) + byte);
+    }
+  }
+
   /// The number of those of `count` elements in a row for which before(i) holds; it holds for none
   /// behind one for which it does not.
   template <class Before>
@@ -229,12 +239,8 @@ class OrderedMap {
       Key const* const starts = directory_->starts.data() + 1;
       leaf = partition(directory_->starts.size() - 1,
                        [&](std::size_t i) { return !(key < starts[i]); });
-      // In a large map the leaf is far away, and its lines come faster together than one by one
-      // as the search asks for them.
-      for (std::size_t byte = 0; byte < kLeafBytes; byte += kCacheLine) {
-        __builtin_prefetch(reinterpret_cast<char const*>(leafAt(leaf)) + byte);
-      }
     }
+    if (leafCount() >= kFar) prefetch(leaf);
     Leaf const& found = *leafAt(leaf);
     return {leaf,
             partition(found.count(), [&](std::size_t i) { return before(found.items()[i]); })};
@@ -342,6 +348,7 @@ class OrderedMap<Item, KeyOf>::Iterator {
     map_ = &map;
     generation_ = map.generation_;
     leaf_ = place.leaf;
+    if (map.leafCount() >= kFar && leaf_ + 1 < map.leafCount()) map.prefetch(leaf_ + 1);
     item_ = map.itemAt(place);
     leafEnd_ = map.leafAt(leaf_)->end();
     key_ = keyOf(*item_);
