@@ -5,7 +5,7 @@
 namespace Acl {
 
 /// What tells the two families of prefix lists apart, for code that is written once for both.
-struct Ipv4Family {
+struct ROUTEPOLICY_EXPORT Ipv4Family {
   using List = PrefixList;
   using Entry = PrefixEntry;
   using Prefix = Ipa::Prefix;
@@ -23,7 +23,7 @@ struct Ipv4Family {
   }
 };
 
-struct Ipv6Family {
+struct ROUTEPOLICY_EXPORT Ipv6Family {
   using List = Ipv6PrefixList;
   using Entry = Ipv6PrefixEntry;
   using Prefix = Ipa::Ip6Prefix;

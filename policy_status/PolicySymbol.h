@@ -68,7 +68,7 @@ class ROUTEPOLICY_EXPORT PolicySymbol : public Keel::DedupHandle {
 
 /// The dedup table of one kind of symbols.
 template <class Kind>
-class DedupTableOf final : public Orb::RefCounted {
+class ROUTEPOLICY_EXPORT DedupTableOf final : public Orb::RefCounted {
  public:
   DedupTableOf() { handleInitialized(); }
 
@@ -85,7 +85,7 @@ class DedupTableOf final : public Orb::RefCounted {
 /// One kind of symbols. Kind::Status is the type of the compiled list, Kind::kCollectionName the
 /// full name of the collection.
 template <class Kind>
-class SymbolOf final : public PolicySymbol {
+class ROUTEPOLICY_EXPORT SymbolOf final : public PolicySymbol {
  public:
   using Status = typename Kind::Status;
 
@@ -109,7 +109,7 @@ class SymbolOf final : public PolicySymbol {
 
 /// The symbols of one kind by their names; notifies of the name on a real change.
 template <class Kind>
-class AllSymbolsOf final : public Orb::Entity {
+class ROUTEPOLICY_EXPORT AllSymbolsOf final : public Orb::Entity {
  public:
   ORB_ENTITY(AllSymbolsOf, Kind::kCollectionName, symbol);
 

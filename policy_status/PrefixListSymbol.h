@@ -7,7 +7,7 @@ namespace Routing::RouteMap {
 
 /// The prefix-list kind of symbols: of IPv4 and of IPv6 lists alike, in collections and tables of
 /// their own.
-struct PrefixListKind {
+struct ROUTEPOLICY_EXPORT PrefixListKind {
   using Status = PrefixListStatus;
   static constexpr char const* kCollectionName = "Routing::RouteMap::AllPrefixListSymbol";
 };
