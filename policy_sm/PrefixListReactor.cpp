@@ -9,6 +9,41 @@ namespace Routing::RouteMap {
 
 namespace {
 
+/// Goes ahead of a build over the rules of a list, and tells the trie what will be added soon.
+template <class Entries>
+class Scout {
+ public:
+  Scout(PatriciaTrieWithNodeData const* trie, Entries const& entries, Orb::U32 from)
+      : trie_(trie), far_(entries.lowerBound(from)), near_(far_), end_(entries.end()) {
+    using Trie = PatriciaTrieWithNodeData;
+    for (int i = 0; i < Trie::kFar; ++i) stepFar();
+    for (int i = 0; i < Trie::kNear; ++i) stepNear();
+  }
+  void step() {
+    stepFar();
+    stepNear();
+  }
+
+ private:
+  using Iterator = decltype(std::declval<Entries const&>().begin());
+
+  void stepFar() {
+    if (!trie_ || far_ == end_) return;
+    trie_->expectFar(Ipa::IpGenPrefix(far_->prefix()));
+    ++far_;
+  }
+  void stepNear() {
+    if (!trie_ || near_ == end_) return;
+    trie_->expectNear(Ipa::IpGenPrefix(near_->prefix()));
+    ++near_;
+  }
+
+  PatriciaTrieWithNodeData const* const trie_;
+  Iterator far_;
+  Iterator near_;
+  Iterator const end_;
+};
+
 /// A configured rule as it is compiled: with both bounds set, the full length of the family where
 /// only the lower one is given.
 template <class Family>
@@ -59,6 +94,7 @@ Orb::U64 PrefixListReactor<Family>::processClock() {
     stopBuilding();
     return 0;
   }
+  Scout scout(newTrie_.get(), entries, bookmark_);
   Orb::U64 count = 0;
   for (auto at = entries.lowerBound(bookmark_); at != entries.end(); ++at) {
     Entry const& entry = *at;
@@ -68,6 +104,7 @@ Orb::U64 PrefixListReactor<Family>::processClock() {
       timer_.timeMinIs(Orb::Clock::kNextTurn);
       return count;
     }
+    scout.step();
     addEntry(entry);
     ++count;
   }

@@ -39,6 +39,14 @@ void PatriciaTrieWithNodeData::routeIs(Ipa::IpGenPrefix const& prefix,
   data->onAddition();
 }
 
+void PatriciaTrieWithNodeData::expectFar(Ipa::IpGenPrefix const& prefix) const noexcept {
+  if (prefix.family() == addressFamily()) core_->expectFar(prefix);
+}
+
+void PatriciaTrieWithNodeData::expectNear(Ipa::IpGenPrefix const& prefix) const noexcept {
+  if (prefix.family() == addressFamily()) core_->expectNear(prefix);
+}
+
 bool PatriciaTrieWithNodeData::routeDel(Ipa::IpGenPrefix const& prefix,
                                         PrefixData::Ptr const& data) {
   return prefix.family() == addressFamily() && core_->remove(prefix, data);

@@ -36,6 +36,14 @@ class ROUTEPOLICY_EXPORT PatriciaTrieWithNodeData : public Orb::RefCounted {
   /// Adds the data at the prefix, by insertData() of the head that is there, if one is. Throws
   /// Orb::RangeException for a prefix of the other family. REQUIRES: data is not null.
   void routeIs(Ipa::IpGenPrefix const& prefix, PrefixData::Ptr const& data);
+  /// Hints that the prefix will be added soon: asks for the memory that this will touch, so that
+  /// the additions of a long list in no order of prefixes wait for it together and not one by one.
+  /// To be given twice, about kFar and about kNear additions ahead: what the second hint must read
+  /// is what the first one asked for.
+  void expectFar(Ipa::IpGenPrefix const& prefix) const noexcept;
+  void expectNear(Ipa::IpGenPrefix const& prefix) const noexcept;
+  static constexpr int kFar = 12;
+  static constexpr int kNear = 6;
   /// Takes the data out by removeData() of the head; the prefix goes when that leaves nothing.
   /// onDeletion() is called on the data or, when it is null, on the head. False, and nothing is
   /// called, when the prefix is not there.

@@ -56,6 +56,11 @@ class TreeBitmap {
   template <class Count>
   U64* place(Key key, unsigned length, bool& added);
 
+  /// Ask for the memory of the node below the slot; then, when that is near, of the one below it.
+  void expectFar(Key key) const noexcept;
+  template <class Count>
+  void expectNear(Key key) const noexcept;
+
   /// Takes the prefix out and leaves the reference to its head to the caller. REQUIRES: it is
   /// there.
   void remove(Key key, unsigned length);

@@ -23,6 +23,24 @@ template <class Count>
 }
 
 template <class Traits>
+inline void TreeBitmap<Traits>::expectFar(Key key) const noexcept {
+  Ref const node = Ref::ofWord(slot(key));
+  if (!node) return;
+  __builtin_prefetch(node.words(), 1);
+  if (node.hasChildren()) __builtin_prefetch(node.words() + kWordsOfLine, 1);
+}
+
+template <class Traits>
+template <class Count>
+[[gnu::always_inline]] inline void TreeBitmap<Traits>::expectNear(Key key) const noexcept {
+  Ref const node = Ref::ofWord(slot(key));
+  if (!node.hasChildren() || node.hasKey()) return;
+  unsigned const c = topStride(Key(key << rootDepth_));
+  if ((node.external() & bit(c)) == 0) return;
+  __builtin_prefetch(Ref::ofWord(*NodeOps<Traits, Count>::child(node, c)).words(), 1);
+}
+
+template <class Traits>
 template <class Count>
 [[gnu::always_inline]] inline std::size_t TreeBitmap<Traits>::covering(Key key, unsigned length,
                                                                        Cover* out) const noexcept {

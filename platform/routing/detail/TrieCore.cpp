@@ -71,6 +71,13 @@ class FamilyCore final : public TrieCore {
     }
   }
 
+  void expectFar(Ipa::IpGenPrefix const& prefix) const noexcept override {
+    if (tree_) tree_->expectFar(Traits::key(prefix));
+  }
+  void expectNear(Ipa::IpGenPrefix const& prefix) const noexcept override {
+    if (tree_ && hasPopcount) expectNearFast(*tree_, Traits::key(prefix));
+  }
+
   bool remove(Ipa::IpGenPrefix const& prefix, PrefixData::Ptr const& data) override {
     U64* const words = wordsOf(prefix);
     if (!words) return false;
@@ -134,6 +141,9 @@ class FamilyCore final : public TrieCore {
 
   ROUTING_POPCOUNT static U64* placeFast(Tree& tree, Key key, unsigned length, bool& added) {
     return tree.template place<HardCount>(key, length, added);
+  }
+  ROUTING_POPCOUNT static void expectNearFast(Tree const& tree, Key key) noexcept {
+    tree.template expectNear<HardCount>(key);
   }
   ROUTING_POPCOUNT static std::size_t coveringFast(Tree const& tree, Key key, unsigned length,
                                                    Cover* out) noexcept {

@@ -21,6 +21,8 @@ class TrieCore : public Orb::Garbage {
   virtual std::size_t memory() const noexcept = 0;
 
   virtual void add(Ipa::IpGenPrefix const& prefix, PrefixData::Ptr const& data) = 0;
+  virtual void expectFar(Ipa::IpGenPrefix const& prefix) const noexcept = 0;
+  virtual void expectNear(Ipa::IpGenPrefix const& prefix) const noexcept = 0;
   /// Has the head remove `data`; false when nothing is at the prefix.
   virtual bool remove(Ipa::IpGenPrefix const& prefix, PrefixData::Ptr const& data) = 0;
   virtual bool removeAll(Ipa::IpGenPrefix const& prefix) = 0;
