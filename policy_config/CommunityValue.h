@@ -7,7 +7,7 @@ namespace Acl {
 /// One BGP community of any kind, in three parts:
 ///   standard (RFC 1997)   0,                     0,                 the community
 ///   extended (RFC 4360)   0,                     its high 32 bits,  its low 32 bits
-///   large    (RFC 8092)   global administrator,  local data part 1, local data part 2
+///   large    (RFC 8092)   global administrator,  first local data,  second local data
 /// Ordered by the parts in turn.
 class ROUTEPOLICY_EXPORT CommunityValue : public Orb::Value<CommunityValue> {
  public:
