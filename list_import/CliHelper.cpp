@@ -17,6 +17,9 @@ namespace {
 template <class Family>
 void copyEntries(typename Family::List const& source, typename Family::List& destination) {
   if (&source == &destination) return;
+  // Those told of a change may delete either list.
+  Orb::Ptr<typename Family::List const> const sourceKept(&source);
+  Orb::Ptr<typename Family::List> const destinationKept(&destination);
   Family::entryDelAll(destination);
   for (auto const& entry : Family::entries(source)) Family::entryIs(destination, entry);
 }

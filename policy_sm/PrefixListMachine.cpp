@@ -64,6 +64,8 @@ void PrefixListMachine<Family>::addList(Orb::Name const& name,
   ORB_ASSERT(prefixList);
   auto const symbol = prefixListSymbolFactory(name)->dedup(symbolTable_);
   allSymbol_->symbolIs(symbol);
+  // Those told of the symbol may have deleted the list: what they hold says so, and goes on to.
+  if (allSymbol_->symbol(name) != symbol) return;
   auto const status = prefixListStatusFactory(name);
   status->trieIs(Orb::make<PatriciaTrieWithNodeData>(name, Family::kFamily));
   symbol->statusIs(status);

@@ -76,6 +76,7 @@ template <class Family>
 void PrefixListReactor<Family>::handleVersion() {
   ORB_TRACE(traceSm(), 8,
             kHandlerNames<Family>.handleVersion << " version: " << prefixList()->version());
+  if (!machine_) return;
   bookmark_ = 0;
   newTrie_ = Orb::make<PatriciaTrieWithNodeData>(name(), Family::kFamily);
   timer_.timeMinIs(Orb::Clock::kNextTurn);
@@ -105,7 +106,13 @@ Orb::U64 PrefixListReactor<Family>::processClock() {
       return count;
     }
     scout.step();
-    addEntry(entry);
+    try {
+      addEntry(entry);
+    } catch (...) {  // no memory: the build goes on here when there may be some again
+      bookmark_ = entry.seqno();
+      timer_.timeMinIs(Orb::Clock::kNextTurn);
+      throw;
+    }
     ++count;
   }
   publish(symbol);

@@ -1,5 +1,7 @@
 #include "policy_status/PrefixListEntryData.h"
 
+#include <new>
+
 #include "platform/orb/Error.h"
 #include "platform/orb/Reaper.h"
 #include "policy_status/detail/ChainIndex.h"
@@ -29,6 +31,18 @@ class ChainGarbage final : public Orb::Garbage {
   Orb::Ptr<PrefixListEntryData> rest_;
 };
 
+/// False when there is no memory to note it down: the rest is freed at once then.
+bool leaveToReaper(Orb::Ptr<PrefixListEntryData>& rest) noexcept {
+  try {
+    auto garbage = std::make_unique<ChainGarbage>(rest);
+    rest = nullptr;
+    Orb::reap(std::move(garbage));
+    return true;
+  } catch (std::bad_alloc const&) {
+    return false;
+  }
+}
+
 }  // namespace
 
 PrefixListEntryData::PrefixListEntryData(GenPrefixEntry const& entry) noexcept
@@ -44,14 +58,11 @@ PrefixListEntryData::PrefixListEntryData(GenPrefixEntry const& entry) noexcept
 
 PrefixListEntryData::~PrefixListEntryData() {
   detail::ChainIndex::drop(*this);
-  // The rules go one after the other, not one inside the other; many of them in slices.
-  constexpr int kAtOnce = 1024;
+  // The rules go one after the other, not one inside the other; all but a few of them in slices.
+  constexpr int kAtOnce = 16;
   auto rest = std::exchange(nextEntryData_, nullptr);
   for (int i = 0; rest && rest->refCount() == 1; ++i) {
-    if (i == kAtOnce) {
-      Orb::reap(std::make_unique<ChainGarbage>(std::move(rest)));
-      return;
-    }
+    if (i == kAtOnce && leaveToReaper(rest)) return;
     rest = std::exchange(rest->nextEntryData_, nullptr);
   }
 }
@@ -94,7 +105,10 @@ Routing::PrefixData::Ptr PrefixListEntryData::insertData(
   using detail::ChainIndex;
   if (seqno_ > added->seqno_) {
     added->nextEntryData_ = this;
-    ChainIndex::move(*this, *added);
+    if (ChainIndex* const index = ChainIndex::of(*this)) {
+      ChainIndex::move(*this, *added);
+      index->add(*this);  // no rule behind the new head comes before the old one
+    }
     return added;
   }
   PrefixListEntryData* at = this;
@@ -124,8 +138,9 @@ Routing::PrefixData::Ptr PrefixListEntryData::removeData(
   ORB_TRACE(traceStatusType(), 6, kRemoveData << " removing " << removed.data());
   using detail::ChainIndex;
   if (seqno_ == removed.seqno_) {
-    if (nextEntryData_ && nextEntryData_->nextEntryData_) {
+    if (ChainIndex::of(*this) && nextEntryData_ && nextEntryData_->nextEntryData_) {
       ChainIndex::move(*this, *nextEntryData_);
+      ChainIndex::of(*nextEntryData_)->fill(*nextEntryData_);
     } else {
       ChainIndex::drop(*this);
     }

@@ -214,7 +214,7 @@ double ActivityManager::nextDue() {
 
 double ActivityManager::nextDueHeld() {
   takePosted();
-  if (!ready_.empty() || (pendingGarbage() != 0 && this == &current())) return Clock::kNextTurn;
+  if (!ready_.empty() || (Detail::garbageWaits() && this == &current())) return Clock::kNextTurn;
   return clock_->nextDue();
 }
 

@@ -88,14 +88,17 @@ class Collection {
 
  protected:
   /// Removes everything first and tells of each key after: those told see an empty collection,
-  /// and what they add stays.
+  /// and what they add stays. What one of them throws goes to the caller after the last key.
   template <class Gone>
   void clear(Entity const& owner, AttrId id, Gone const& gone) {
+    Ptr<Entity const> const alive(&owner);
     Items const items = std::exchange(items_, Items());
+    FirstError error;
     for (auto const& item : items) {
-      gone(item);
-      tell(owner, id, Items::keyOf(item));
+      error.guard([&] { gone(item); });
+      error.guard([&] { tell(owner, id, Items::keyOf(item)); });
     }
+    error.rethrow();
   }
   static void tell(Entity const& owner, AttrId id, Key key) { owner.notify(id, &key); }
 
@@ -199,10 +202,13 @@ class Children : public Collection<MapOf<Ptr<E>, TargetKey<keyOf>>> {
     return child;
   }
   void del(Entity const& owner, AttrId id, Key key) {
+    Ptr<Entity const> const alive(&owner);
     auto const child = this->items_.take(key);
     if (!child) return;
-    (*child)->deleted();
-    this->tell(owner, id, std::move(key));
+    FirstError error;
+    error.guard([&] { (*child)->deleted(); });
+    error.guard([&] { this->tell(owner, id, std::move(key)); });
+    error.rethrow();
   }
   void delAll(Entity const& owner, AttrId id) {
     this->clear(owner, id, [](Ptr<E> const& child) { child->deleted(); });

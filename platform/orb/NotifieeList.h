@@ -1,5 +1,6 @@
 #pragma once
 
+#include <exception>
 #include <utility>
 
 #include "platform/orb/Types.h"
@@ -14,9 +15,30 @@
 ///  2. a notifiee that joins is first called in the next round: it carries the number of the
 ///     round during which it joined, and a round ends at the first notifiee as young as itself;
 ///  3. a list that is destroyed ends the rounds that run over it and lets its notifiees go.
+///  4. one that throws keeps nobody else from being told: what was thrown first goes on to the
+///     caller after the round.
 namespace Orb {
 
 class NotifieeHook;
+
+/// Does several things whatever becomes of each, and then throws what was thrown first.
+class FirstError {
+ public:
+  template <class Do>
+  void guard(Do const& act) {
+    try {
+      act();
+    } catch (...) {
+      if (!first_) first_ = std::current_exception();
+    }
+  }
+  void rethrow() {
+    if (first_) std::rethrow_exception(first_);
+  }
+
+ private:
+  std::exception_ptr first_;
+};
 
 namespace detail {
 
@@ -96,7 +118,11 @@ class NotifieeList : public detail::NotifieeChain {
   template <class Tell>
   void each(Tell const& tell) {
     Round round(*this);
-    while (NotifieeHook* const hook = round.next()) tell(static_cast<N&>(*hook));
+    FirstError error;
+    while (NotifieeHook* const hook = round.next()) {
+      error.guard([&] { tell(static_cast<N&>(*hook)); });
+    }
+    error.rethrow();
   }
 };
 

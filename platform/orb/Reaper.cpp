@@ -27,7 +27,13 @@ class Yard {
     std::lock_guard const guard(mutex_);
     queue_.push_back(std::move(piece));
     ++unturned_;
-    return pending_.fetch_add(1, std::memory_order_acq_rel) == 0;
+    pending_.fetch_add(1, std::memory_order_acq_rel);
+    return queue_.size() == 1;
+  }
+
+  bool hasWaiting() const {
+    std::lock_guard const guard(mutex_);
+    return !queue_.empty();
   }
 
   /// Takes the oldest piece out; null when none waits.
@@ -129,6 +135,8 @@ void reap(std::unique_ptr<Garbage> garbage) {
 }
 
 std::size_t pendingGarbage() { return yard().pending(); }
+
+bool Detail::garbageWaits() { return pendingGarbage() != 0 && yard().hasWaiting(); }
 
 void reapAll() {
   Yard& all = yard();

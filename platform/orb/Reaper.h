@@ -44,6 +44,9 @@ ROUTEPOLICY_EXPORT void reapAll();
 
 namespace Detail {
 
+/// Whether there is something to take up; what another thread is freeing is not.
+bool garbageWaits();
+
 /// The event loop's slice: frees garbage until the clock says `until`, but at least a little.
 void reapUntil(Clock const& clock, double until);
 

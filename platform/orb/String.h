@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <compare>
+#include <concepts>
 #include <cstring>
 #include <functional>
 #include <iosfwd>
@@ -52,9 +53,17 @@ class ROUTEPOLICY_EXPORT String {
   friend std::strong_ordering operator<=>(String const& a, String const& b) noexcept {
     return a.data_ == b.data_ ? std::strong_ordering::equal : a.view() <=> b.view();
   }
-  // The literal has overloads of its own: it would convert to either side.
-  friend bool operator==(String const& a, char const* b) noexcept { return a.view() == b; }
-  friend auto operator<=>(String const& a, char const* b) noexcept {
+  // Other texts are compared as they are: they would convert to either side.
+  template <class T>
+  requires(std::convertible_to<T const&, std::string_view> &&
+           !std::derived_from<T, String>) friend bool
+  operator==(String const& a, T const& b) noexcept {
+    return a.view() == std::string_view(b);
+  }
+  template <class T>
+  requires(std::convertible_to<T const&, std::string_view> &&
+           !std::derived_from<T, String>) friend std::strong_ordering
+  operator<=>(String const& a, T const& b) noexcept {
     return a.view() <=> std::string_view(b);
   }
 

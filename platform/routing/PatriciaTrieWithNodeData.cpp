@@ -1,5 +1,6 @@
 #include "platform/routing/PatriciaTrieWithNodeData.h"
 
+#include <new>
 #include <string>
 #include <utility>
 
@@ -8,14 +9,18 @@
 
 namespace Routing {
 
-// A trie with more prefixes than this is freed by the reaper.
+// A trie to which more data than this were added is freed by the reaper.
 constexpr std::size_t kMaxFreedAtOnce = 1023;
 
 PatriciaTrieWithNodeData::PatriciaTrieWithNodeData(Orb::String name, Ipa::AddressFamily family)
     : name_(std::move(name)), core_(detail::TrieCore::make(family)) {}
 
 PatriciaTrieWithNodeData::~PatriciaTrieWithNodeData() {
-  if (core_->size() > kMaxFreedAtOnce) Orb::reap(std::move(core_));
+  if (core_->added() <= kMaxFreedAtOnce) return;
+  try {
+    Orb::reap(std::move(core_));
+  } catch (std::bad_alloc const&) {  // nobody noted it down, so it has been freed at once
+  }
 }
 
 Ipa::AddressFamily PatriciaTrieWithNodeData::addressFamily() const noexcept {

@@ -18,7 +18,6 @@ void ChainIndex::move(PrefixListEntryData& from, PrefixListEntryData& to) noexce
   from.hasIndex_ = false;
   to.index_ = index;
   to.hasIndex_ = true;
-  index->fill(to);
 }
 
 void ChainIndex::drop(PrefixListEntryData& head) noexcept {

@@ -22,7 +22,7 @@ class ChainIndex {
   }
   /// Gives `head` an index of its chain. REQUIRES: it has none.
   static void make(PrefixListEntryData& head);
-  /// Moves the index, if there is one, to another rule of the chain.
+  /// Moves the index, if there is one, to another rule, as it is.
   static void move(PrefixListEntryData& from, PrefixListEntryData& to) noexcept;
   static void drop(PrefixListEntryData& head) noexcept;
 

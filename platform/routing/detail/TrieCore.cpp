@@ -53,6 +53,7 @@ class FamilyCore final : public TrieCore {
 
   void add(Ipa::IpGenPrefix const& prefix, PrefixData::Ptr const& data) override {
     Key const key = Traits::key(prefix);
+    ++added_;
     bool added = false;
     U64* words = nullptr;
     if (!tree_) {

@@ -18,6 +18,8 @@ class TrieCore : public Orb::Garbage {
 
   virtual Ipa::AddressFamily family() const noexcept = 0;
   std::size_t size() const noexcept { return size_; }
+  /// How many data were ever added: at least as many as there are to free.
+  std::size_t added() const noexcept { return added_; }
   virtual std::size_t memory() const noexcept = 0;
 
   virtual void add(Ipa::IpGenPrefix const& prefix, PrefixData::Ptr const& data) = 0;
@@ -36,6 +38,7 @@ class TrieCore : public Orb::Garbage {
 
  protected:
   std::size_t size_ = 0;  // prefixes
+  std::size_t added_ = 0;
 };
 
 }  // namespace Routing::detail

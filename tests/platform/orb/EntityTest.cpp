@@ -193,6 +193,50 @@ TEST(Entity, SurvivesWhatItsReactorsDo) {
   EXPECT_EQ(watched->seen.size(), seen + 1) << "it is still held here, so it is still told";
 }
 
+// The last reference to the owner goes while it tells of what it removes.
+TEST(Entity, OutlivesTheNoticesOfARemoval) {
+  for (auto const remove : {+[](Parent& x) { x.ruleDelAll(); }, +[](Parent& x) { x.childDelAll(); },
+                            +[](Parent& x) { x.childDel("a"); }}) {
+    auto p = Orb::make<Parent>("p");
+    for (Orb::U32 i = 0; i < 3; ++i) p->ruleIs(Rule::of(i, i));
+    for (auto const* name : {"a", "b"}) p->childIs(name);
+    class Dropper final : public Orb::Notifiee {
+     public:
+      explicit Dropper(Orb::Ptr<Parent>& last) : last_(last) {}
+      ~Dropper() = default;
+      int told = 0;
+      void onAttribute(Orb::Entity const&, Orb::AttrId, void const*) override { drop(); }
+      void onDelete(Orb::Entity const&) override { drop(); }
+
+     private:
+      void drop() {
+        ++told;
+        last_ = nullptr;
+      }
+      Orb::Ptr<Parent>& last_;
+    };
+    Dropper ofParent(p);
+    Dropper ofChild(p);
+    p->notifieeIs(ofParent);
+    p->child("a")->notifieeIs(ofChild);
+    remove(*p);
+    EXPECT_FALSE(p);
+    EXPECT_GT(ofParent.told, 0);
+  }
+}
+
+TEST(Entity, TellsEverybodyBeforeItThrowsWhatOneThrew) {
+  auto const p = Orb::make<Parent>("p");
+  for (Orb::U32 i = 0; i < 3; ++i) p->ruleIs(Rule::of(i, i));
+  auto const thrower = Orb::make<Watcher>(p);
+  auto const other = Orb::make<Watcher>(p);
+  thrower->then = [] { throw std::runtime_error("first"); };
+  EXPECT_THROW(p->ruleDelAll(), std::runtime_error);
+  EXPECT_EQ(other->seen, (Seen{"rule 0", "rule 1", "rule 2"}));
+  EXPECT_THROW(p->versionIs(9), std::runtime_error);
+  EXPECT_EQ(p->version(), 9U);
+}
+
 TEST(Entity, AChildThatLeavesTellsBeforeItsOwner) {
   class ChildWatcher final : public Orb::Reactor<ChildWatcher, Child> {
    public:
