@@ -132,12 +132,13 @@ class HashMap {
   static constexpr std::size_t kMostRoom = std::size_t{1} << 31;
 
   struct Slot {
-    Slot(U64 newId, U32 newHash) noexcept : id(newId), hash(newHash), live(false) {}
+    Slot(U64 newId, U32 newHash) noexcept : id(newId), hash(newHash) {}
+    // NOLINTNEXTLINE(modernize-use-equals-default): that would delete it where Item has one
     ~Slot() {}
 
     U64 id;
     U32 hash;
-    bool live;
+    bool live = false;
     union {
       Item item;  // when live
     };

@@ -36,7 +36,7 @@ void relocate(Item* from, std::size_t count, Item* to) noexcept {
 /// Puts another item in the place of one; gives the old one back, for the caller to destroy when
 /// his house is in order. Asks no assignment of Item.
 template <class Item>
-Item exchangeItem(Item& place, Item&& item) noexcept {
+Item exchangeItem(Item& place, std::type_identity_t<Item>&& item) noexcept {
   Item old(std::move(place));
   std::destroy_at(&place);
   std::construct_at(&place, std::move(item));
