@@ -231,7 +231,7 @@ void match(benchmark::State& state, Shape const& shape) {
   auto const status = w.status();
   std::size_t at = 0;
   for (auto _ : state) {
-    benchmark::DoNotOptimize(matchPrefixList(status.get(), w.probes()[at]));
+    benchmark::DoNotOptimize(Routing::PolicyEval::matchPrefixList(status.get(), w.probes()[at]));
     at = (at + 1) & (w.probes().size() - 1);
   }
 }
@@ -241,7 +241,7 @@ void matchDependent(benchmark::State& state, Shape const& shape) {
   auto const status = w.status();
   std::size_t at = 0;
   for (auto _ : state) {
-    auto const m = matchPrefixList(status.get(), w.probes()[at]);
+    auto const m = Routing::PolicyEval::matchPrefixList(status.get(), w.probes()[at]);
     at = (at + 1 + (m.seqno & 1)) & (w.probes().size() - 1);
   }
   benchmark::DoNotOptimize(at);

@@ -25,7 +25,7 @@ int main() {
   auto const status = symbols->symbol("CUSTOMER")->status();  // may go to any thread
   int permitted = 0;
   for (auto const* const route : {"192.0.2.128/25", "192.0.2.0/30"}) {
-    auto const match = matchPrefixList(status, Ipa::Prefix::parse(route));
+    auto const match = Routing::PolicyEval::matchPrefixList(status, Ipa::Prefix::parse(route));
     permitted += match.isPermit ? 1 : 0;
     std::printf("%s: %s\n", route, match.isPermit ? "permit" : "no match");
   }

@@ -1,6 +1,8 @@
 #include "policy_eval/MatchPrefixList.h"
 
-namespace Routing::RouteMap {
+namespace Routing::PolicyEval {
+
+using RouteMap::RuleSummary;
 
 PrefixListMatch matchPrefixList(PrefixListStatus const* status,
                                 Ipa::IpGenPrefix const& route) noexcept {
@@ -37,4 +39,4 @@ PrefixListMatch matchPrefixList(PrefixListStatus const* status,
   return best;
 }
 
-}  // namespace Routing::RouteMap
+}  // namespace Routing::PolicyEval

@@ -2,7 +2,12 @@
 
 #include "policy_status/RouteMapStatusImpl.h"
 
-namespace Routing::RouteMap {
+/// Routing::RouteMap has an option of the name matchPrefixList: matching has a namespace of its
+/// own.
+namespace Routing::PolicyEval {
+
+using RouteMap::PrefixListEntryData;
+using RouteMap::PrefixListStatus;
 
 /// What a prefix list says of a route.
 struct PrefixListMatch {
@@ -31,4 +36,4 @@ inline PrefixListMatch matchPrefixList(Orb::Ptr<PrefixListStatus const> const& s
   return matchPrefixList(status.get(), route);
 }
 
-}  // namespace Routing::RouteMap
+}  // namespace Routing::PolicyEval

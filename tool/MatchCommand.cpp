@@ -13,7 +13,7 @@ namespace Tool {
 namespace {
 
 using Json = nlohmann::ordered_json;
-using Routing::RouteMap::PrefixListMatch;
+using Routing::PolicyEval::PrefixListMatch;
 
 constexpr char kBlanks[] = " \t\r\v\f";
 
@@ -34,7 +34,7 @@ class Matcher {
   void answer(std::string_view text, char const* place, std::size_t number) {
     try {
       Prefix const prefix = read(text);
-      auto const match = Routing::RouteMap::matchPrefixList(status_, prefix);
+      auto const match = Routing::PolicyEval::matchPrefixList(status_, prefix);
       if (isJson_) {
         answerJson(prefix, match);
       } else {

@@ -15,6 +15,7 @@ namespace Ipa {
 /// An IPv4 address; 0.0.0.0 by default. Its text is the dotted decimal form.
 class ROUTEPOLICY_EXPORT IpAddr : public AddressValue<IpAddr> {
  public:
+  static constexpr std::string_view typeName = "Ipa::IpAddr";
   static constexpr U32 kBits = 32;
   static constexpr std::string_view kForm = "IPv4 address";
   static constexpr std::size_t kTextSize = 15;
@@ -48,6 +49,7 @@ class ROUTEPOLICY_EXPORT IpAddr : public AddressValue<IpAddr> {
 /// addresses (::ffff:0:0/96) end in dotted decimal, as its section 5 recommends.
 class ROUTEPOLICY_EXPORT Ip6Addr : public AddressValue<Ip6Addr> {
  public:
+  static constexpr std::string_view typeName = "Ipa::Ip6Addr";
   static constexpr U32 kBits = 128;
   static constexpr std::string_view kForm = "IPv6 address";
   static constexpr std::size_t kTextSize = 39;
@@ -103,6 +105,7 @@ class ROUTEPOLICY_EXPORT Ip6Addr : public AddressValue<Ip6Addr> {
 /// An address of either family; 0.0.0.0 by default. IPv4 sorts before IPv6.
 class ROUTEPOLICY_EXPORT IpGenAddr : public AddressValue<IpGenAddr> {
  public:
+  static constexpr std::string_view typeName = "Ipa::IpGenAddr";
   static constexpr std::string_view kForm = "IP address";
   static constexpr std::size_t kTextSize = Ip6Addr::kTextSize;
 

@@ -13,6 +13,7 @@ struct PrefixTraits;
 template <>
 struct PrefixTraits<IpAddr> {
   static constexpr std::string_view kName = "Prefix";
+  static constexpr std::string_view kTypeName = "Ipa::Prefix";
   static constexpr std::string_view kForm = "IPv4 prefix";
   static constexpr U32 hash(IpAddr address, U32 length) noexcept {
     return hashBits(address.value(), 0, length);
@@ -21,6 +22,7 @@ struct PrefixTraits<IpAddr> {
 template <>
 struct PrefixTraits<Ip6Addr> {
   static constexpr std::string_view kName = "Ip6Prefix";
+  static constexpr std::string_view kTypeName = "Ipa::Ip6Prefix";
   static constexpr std::string_view kForm = "IPv6 prefix";
   static constexpr U32 hash(Ip6Addr const& address, U32 length) noexcept {
     return hashBits(address.high(), address.low(), length);
@@ -46,6 +48,7 @@ class PrefixOf : public AddressValue<PrefixOf<Address>> {
 
  public:
   static constexpr U32 kMaxLength = Address::kBits;
+  static constexpr std::string_view typeName = Traits::kTypeName;
   static constexpr std::string_view kForm = Traits::kForm;
   static constexpr std::size_t kTextSize = Address::kTextSize + 4;
 
@@ -108,6 +111,7 @@ using Ip6Prefix = PrefixOf<Ip6Addr>;
 /// A prefix of either family; 0.0.0.0/0 by default. IPv4 sorts before IPv6, then as in PrefixOf.
 class ROUTEPOLICY_EXPORT IpGenPrefix : public AddressValue<IpGenPrefix> {
  public:
+  static constexpr std::string_view typeName = "Ipa::IpGenPrefix";
   static constexpr std::string_view kForm = "IP prefix";
   static constexpr std::size_t kTextSize = Ip6Prefix::kTextSize;
 

@@ -12,6 +12,8 @@ namespace Keel {
 /// every value. Text form: the number, or None.
 class ROUTEPOLICY_EXPORT MaybeU63 {
  public:
+  static constexpr std::string_view typeName = "Keel::MaybeU63";
+
   constexpr MaybeU63() noexcept = default;
   /// A value above 2^63 - 1 is a RangeException.
   MaybeU63(Orb::U64 value);

@@ -6,8 +6,8 @@
 #include "platform/orb/Entity.h"
 #include "platform/orb/HashMap.h"
 #include "platform/orb/OrderedMap.h"
-#include "platform/orb/TypeInfo.h"
 #include "platform/orb/Value.h"
+#include "platform/orb/detail/AttributeRows.h"
 
 /// Attribute objects: what one attribute stores, how it changes, and how generic code sees it.
 ///
@@ -50,6 +50,7 @@ class Scalar {
  public:
   static constexpr AttributeKind kKind = attributeKind;
   using Key = void;
+  using Value = T;
 
   Scalar() = default;
   explicit Scalar(T value) : value_(std::move(value)) {}
@@ -57,7 +58,7 @@ class Scalar {
   Param<T> get() const { return value_; }
 
   void is(Entity const& owner, AttrId id, Param<T> value) {
-    if (value_ == value) return;
+    if (sameValue<T>(value_, value)) return;
     value_ = value;
     if constexpr (!std::is_null_pointer_v<decltype(check)>) check(value_);
     owner.notify(id);
@@ -70,21 +71,47 @@ class Scalar {
     return sum;
   }
 
-  void text(std::string& out) const { writeText(out, value_); }
-
  private:
   T value_{};
 };
 
-/// What every collection attribute shares; Items is an OrderedMap or a HashMap.
-template <class Items>
+/// A shared object that belongs to others, or none: whoever sets the owner up hands it over.
+template <class E>
+class Reference {
+ public:
+  static constexpr AttributeKind kKind = AttributeKind::reference;
+  static constexpr std::string_view kTargetName = detail::targetName<E>();
+  using Key = void;
+
+  Ptr<E> const& get() const { return object_; }
+  void is(Entity const& owner, AttrId id, Ptr<E> object) {
+    if (object_ == object) return;
+    object_.swap(object);
+    owner.notify(id);
+  }
+  void text(std::string& out) const { out += object_ ? kTargetName : detail::kNoEntity; }
+
+ private:
+  Ptr<E> object_;
+};
+
+/// What every collection attribute shares; ItemsType is an OrderedMap or a HashMap.
+template <class ItemsType>
 class Collection {
  public:
+  using Items = ItemsType;
   using Key = typename Items::Key;
   using Iterator = typename Items::Iterator;
 
   Items const& all() const { return items_; }
   bool has(Param<Key> key) const { return items_.has(key); }
+
+  /// Takes a copy of what another holds; whether that was anything. REQUIRES: this is empty, and
+  /// nobody watches the owner.
+  bool adopt(Collection const& other) {
+    items_ = other.items_;
+    return !items_.empty();
+  }
 
  protected:
   /// Removes everything first and tells of each key after: those told see an empty collection,
@@ -112,6 +139,7 @@ class ValueCollection : public Collection<MapOf<V, MemberKey<keyOf>>> {
   static constexpr AttributeKind kKind = AttributeKind::collection;
   using Base = Collection<MapOf<V, MemberKey<keyOf>>>;
   using typename Base::Key;
+  using Member = V;
   using Argument = V const&;
   using Result = void;
 
@@ -134,9 +162,27 @@ class ValueCollection : public Collection<MapOf<V, MemberKey<keyOf>>> {
   void delAll(Entity const& owner, AttrId id) {
     this->clear(owner, id, [](V const&) {});
   }
-  void text(std::string& out) const {
-    writeMembers(out, this->items_, [&](V const& value) { writeText(out, value); });
+
+  // By name.
+  static V const& member(V const& value) { return value; }
+  static V fresh(Key const& key) {
+    V value{};
+    std::get<0>(V::fields()).set(value, key);
+    return value;
   }
+  void put(Place const& place, Key const& key, V const& value) {
+    if (Key const own = std::invoke(keyOf, value); own != key) {
+      throw RangeException("a member of key " + toText(own) + " is not allowed under " +
+                           toText(key));
+    }
+    is(*place.owner, place.id, value);
+  }
+  bool drop(Place const& place, Key const& key) {
+    bool const had = this->has(key);
+    del(*place.owner, place.id, key);
+    return had;
+  }
+  void dropAll(Place const& place) { delAll(*place.owner, place.id); }
 };
 
 /// Values that stand beside their key, in the order of the keys.
@@ -146,6 +192,7 @@ class Map : public Collection<OrderedMap<MapItem<K, V>, PairKey>> {
   static constexpr AttributeKind kKind = AttributeKind::collection;
   using Base = Collection<OrderedMap<MapItem<K, V>, PairKey>>;
   using typename Base::Key;
+  using Member = V;
 
   V const& get(Param<K> key) const {
     static V const absent{};
@@ -164,13 +211,19 @@ class Map : public Collection<OrderedMap<MapItem<K, V>, PairKey>> {
   void delAll(Entity const& owner, AttrId id) {
     this->clear(owner, id, [](auto const&) {});
   }
-  void text(std::string& out) const {
-    writeMembers(out, this->items_, [&](MapItem<K, V> const& item) {
-      writeText(out, item.key);
-      out += ": ";
-      writeText(out, item.value);
-    });
+
+  // By name.
+  static V const& member(MapItem<K, V> const& item) { return item.value; }
+  static V fresh(K const&) { return V{}; }
+  void put(Place const& place, K const& key, V const& value) {
+    is(*place.owner, place.id, key, value);
   }
+  bool drop(Place const& place, K const& key) {
+    bool const had = this->has(key);
+    del(*place.owner, place.id, key);
+    return had;
+  }
+  void dropAll(Place const& place) { delAll(*place.owner, place.id); }
 };
 
 /// Child entities that the owner makes by key and owns; a child that leaves tells its notifiees
@@ -181,6 +234,7 @@ class Children : public Collection<MapOf<Ptr<E>, TargetKey<keyOf>>> {
   static constexpr AttributeKind kKind = AttributeKind::children;
   using Base = Collection<MapOf<Ptr<E>, TargetKey<keyOf>>>;
   using typename Base::Key;
+  using Target = E;
   using Argument = Param<Key>;
   using Result = Ptr<E>;
 
@@ -213,10 +267,52 @@ class Children : public Collection<MapOf<Ptr<E>, TargetKey<keyOf>>> {
   void delAll(Entity const& owner, AttrId id) {
     this->clear(owner, id, [](Ptr<E> const& child) { child->deleted(); });
   }
-  void text(std::string& out) const {
-    writeMembers(out, this->items_,
-                 [&](Ptr<E> const& child) { writeText(out, ((*child).*keyOf)()); });
+};
+
+/// One entity that the owner makes on demand and owns, or none. A NamedEntity is asked for by
+/// name, and one that is asked for under another name takes the old one's place.
+template <class E>
+class Child {
+ public:
+  static constexpr AttributeKind kKind = AttributeKind::child;
+  static constexpr bool kIsNamed = std::is_base_of_v<NamedEntity, E>;
+  using Key = void;
+  using Target = E;
+
+  Ptr<E> const& get() const { return child_; }
+  Ptr<E> is(Entity const& owner, AttrId id, Name const& name) requires kIsNamed {
+    if (child_ && child_->name() == name) return child_;
+    return replace(owner, id, make<E>(name));
   }
+  Ptr<E> is(Entity const& owner, AttrId id) requires(!kIsNamed) {
+    return child_ ? child_ : replace(owner, id, make<E>());
+  }
+  void del(Entity const& owner, AttrId id) {
+    if (child_) replace(owner, id, nullptr);
+  }
+  /// The child's name, or its type when it has none.
+  void text(std::string& out) const {
+    if constexpr (kIsNamed) {
+      child_ ? writeText(out, child_->name()) : void(out += detail::kNoEntity);
+    } else {
+      out += child_ ? std::string_view(E::typeName) : detail::kNoEntity;
+    }
+  }
+
+ private:
+  Ptr<E> replace(Entity const& owner, AttrId id, Ptr<E> child) {
+    Ptr<Entity const> const alive(&owner);
+    Ptr<E> const old = std::exchange(child_, child);
+    FirstError error;
+    error.guard([&] {
+      if (old) old->deleted();
+    });
+    error.guard([&] { owner.notify(id); });
+    error.rethrow();
+    return child;
+  }
+
+  Ptr<E> child_;
 };
 
 /// Shared objects, each under its own key; never holds a null one.
@@ -224,6 +320,7 @@ template <class E, auto keyOf>
 class SharedCollection : public Collection<KeyedHashMap<Ptr<E>, TargetKey<keyOf>>> {
  public:
   static constexpr AttributeKind kKind = AttributeKind::collection;
+  static constexpr std::string_view kTargetName = detail::targetName<E>();
   using Base = Collection<KeyedHashMap<Ptr<E>, TargetKey<keyOf>>>;
   using Argument = Ptr<E> const&;
   using Result = void;
@@ -251,10 +348,7 @@ class SharedCollection : public Collection<KeyedHashMap<Ptr<E>, TargetKey<keyOf>
   void delAll(Entity const& owner, AttrId id) {
     this->clear(owner, id, [](Ptr<E> const&) {});
   }
-  void text(std::string& out) const {
-    writeMembers(out, this->items_,
-                 [&](Ptr<E> const& object) { writeText(out, ((*object).*keyOf)()); });
-  }
+  void text(std::string& out) const { detail::writeMembers(out, this->items_); }
 };
 
 /// The collections by name: values in the order of their keys, children in the order of theirs or

@@ -24,7 +24,8 @@
 ///
 /// and ORB_ENTITY_TYPE(PrefixList) in one source file.
 
-#define ORB_ENTITY(Class, fullName, ...)                                                  \
+#define ORB_ENTITY(Class, fullName, ...) ORB_ENTITY_(Class, fullName, __VA_ARGS__)
+#define ORB_ENTITY_(Class, fullName, ...)                                                 \
   static constexpr char const* typeName = fullName;                                       \
   using Self = Class;                                                                     \
   enum class Attr : ::Orb::AttrId { __VA_ARGS__ };                                        \
@@ -68,6 +69,40 @@
   ::Orb::U32 name##Inc(::Orb::U32 delta) { return name##_.inc(*this, name##Id_, delta); } \
   static_assert(true)
 
+/// name, type, a function, default value: a single value of which the function sees every new one
+/// once it is stored, and may throw: see Scalar.
+#define ORB_CHECKED_ATTRIBUTE(name, Type, check, ...) \
+  using name##Object = ::Orb::Scalar<Type, check>;    \
+  ORB_SCALAR_(name, Type, __VA_ARGS__)                \
+  static_assert(true)
+
+/// name, class: one entity that is owned, or none. nameIs() makes it when it is not there yet.
+#define ORB_CHILD(name, E)                                          \
+  using name##Object = ::Orb::Child<E>;                             \
+  ORB_OBJECT(name)                                                  \
+  ::Orb::Ptr<E> const& name() const { return name##_.get(); }       \
+  ::Orb::Ptr<E> name##Is() { return name##_.is(*this, name##Id_); } \
+  void name##Del() { name##_.del(*this, name##Id_); }               \
+  static_assert(true)
+
+/// The same for an entity with a name: nameIs(name) puts one of that name in the place of any
+/// other.
+#define ORB_NAMED_CHILD(name, E)                                                               \
+  using name##Object = ::Orb::Child<E>;                                                        \
+  ORB_OBJECT(name)                                                                             \
+  ::Orb::Ptr<E> const& name() const { return name##_.get(); }                                  \
+  ::Orb::Ptr<E> name##Is(::Orb::Name const& key) { return name##_.is(*this, name##Id_, key); } \
+  void name##Del() { name##_.del(*this, name##Id_); }                                          \
+  static_assert(true)
+
+/// name, class: a shared object that belongs to others, or none.
+#define ORB_REFERENCE(name, E)                                                             \
+  using name##Object = ::Orb::Reference<E>;                                                \
+  ORB_OBJECT(name)                                                                         \
+  ::Orb::Ptr<E> const& name() const { return name##_.get(); }                              \
+  void name##Is(::Orb::Ptr<E> object) { name##_.is(*this, name##Id_, std::move(object)); } \
+  static_assert(true)
+
 #define ORB_COLLECTION_(name)                                                                      \
   ORB_OBJECT(name)                                                                                 \
   auto const& name() const { return name##_.all(); }                                               \
@@ -95,27 +130,27 @@
   }                                                                   \
   static_assert(true)
 
-/// Read-only, computed from other attributes; the class defines the function.
-#define ORB_DERIVED(name, Type)                                                       \
-  Type name() const;                                                                  \
-  static constexpr ::Orb::DerivedRow<&Self::name, ::Orb::AttributeKind::derived> row( \
-      ::Orb::Id<Attr::name>) {                                                        \
-    return {#name};                                                                   \
-  }                                                                                   \
+/// The row of a getter that the class has, or inherits.
+#define ORB_GETTER_ROW(name, kind)                                                       \
+  static constexpr ::Orb::DerivedRow<Self, &Self::name, ::Orb::AttributeKind::kind> row( \
+      ::Orb::Id<Attr::name>) {                                                           \
+    return {#name};                                                                      \
+  }                                                                                      \
   static_assert(true)
 
+/// Read-only, computed from other attributes; the class defines the function.
+#define ORB_DERIVED(name, Type) \
+  Type name() const;            \
+  ORB_GETTER_ROW(name, derived)
+
 /// What the owner knows the entity by: given to the constructor as name##_, never changed.
-#define ORB_KEY(name, Type)                                                       \
- private:                                                                         \
-  Type const name##_;                                                             \
-                                                                                  \
- public:                                                                          \
-  ::Orb::Param<Type> name() const { return name##_; }                             \
-  static constexpr ::Orb::DerivedRow<&Self::name, ::Orb::AttributeKind::key> row( \
-      ::Orb::Id<Attr::name>) {                                                    \
-    return {#name};                                                               \
-  }                                                                               \
-  static_assert(true)
+#define ORB_KEY(name, Type)                           \
+ private:                                             \
+  Type const name##_;                                 \
+                                                      \
+ public:                                              \
+  ::Orb::Param<Type> name() const { return name##_; } \
+  ORB_GETTER_ROW(name, key)
 
 /// The names of a value type's fields, in order.
 #define ORB_FIELDS(Class, ...)                                             \
@@ -145,14 +180,33 @@
 #define ORB_FIELD(name, Type, ...) ORB_FIELD_AS(name, #name, Type, __VA_ARGS__)
 
 /// The same with another name in the text form.
-#define ORB_FIELD_AS(name, textName, Type, ...)                              \
- private:                                                                    \
-  Type name##_{__VA_ARGS__};                                                 \
-                                                                             \
- public:                                                                     \
-  ::Orb::Param<Type> name() const { return name##_; }                        \
-  void name##Is(::Orb::Param<Type> v) { name##_ = v; }                       \
-  static constexpr ::Orb::Field<FieldsOf, Type> row(::Orb::Id<Attr::name>) { \
-    return {textName, &FieldsOf::name##_};                                   \
-  }                                                                          \
+#define ORB_FIELD_AS(name, textName, Type, ...)                                          \
+ private:                                                                                \
+  Type name##_{__VA_ARGS__};                                                             \
+                                                                                         \
+ public:                                                                                 \
+  ::Orb::Param<Type> name() const { return name##_; }                                    \
+  void name##Is(::Orb::Param<Type> v) { ::Orb::setField(*this, &FieldsOf::name##_, v); } \
+  static constexpr ::Orb::Field<FieldsOf, Type> row(::Orb::Id<Attr::name>) {             \
+    return {textName, &FieldsOf::name##_};                                               \
+  }                                                                                      \
+  static_assert(true)
+
+/// name, types of key and value: a field that is a collection, in the order of the keys. The type
+/// has no constructor from text then.
+#define ORB_FIELD_MAP(name, KeyType, ValueType)                                           \
+ private:                                                                                 \
+  ::Orb::FieldMap<KeyType, ValueType> name##_;                                            \
+                                                                                          \
+ public:                                                                                  \
+  auto const& name() const { return name##_.all(); }                                      \
+  ::Orb::Param<ValueType> name(::Orb::Param<KeyType> k) const { return name##_.get(k); }  \
+  bool name##Has(::Orb::Param<KeyType> k) const { return name##_.has(k); }                \
+  void name##Is(::Orb::Param<KeyType> k, ::Orb::Param<ValueType> v) { name##_.is(k, v); } \
+  void name##Del(::Orb::Param<KeyType> k) { name##_.del(k); }                             \
+  void name##DelAll() { name##_.delAll(); }                                               \
+  static constexpr ::Orb::Field<FieldsOf, ::Orb::FieldMap<KeyType, ValueType>> row(       \
+      ::Orb::Id<Attr::name>) {                                                            \
+    return {#name, &FieldsOf::name##_};                                                   \
+  }                                                                                       \
   static_assert(true)

@@ -37,6 +37,7 @@ class ROUTEPOLICY_EXPORT Entity : public RefCounted {
   /// Who is told of changes. A notifiee registers with notifieeIs() and leaves with its leave().
   NotifieeList<Notifiee>& notifieeList() const;
   void notifieeIs(Notifiee& notifiee) const { notifieeList().add(notifiee); }
+  bool isWatched() const noexcept { return notifiees_ && !notifiees_->empty(); }
 
   /// Tells the notifiees that an attribute has really changed; costs a test when there are none.
   /// The entity stays alive for the whole round.

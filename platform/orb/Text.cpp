@@ -96,7 +96,7 @@ void TextReader::literal(std::string_view word) {
 }
 
 std::string_view TextReader::word() noexcept {
-  std::string_view const front = rest_.substr(0, rest_.find_first_of(",})"));
+  std::string_view const front = rest_.substr(0, rest_.find_first_of(",})]"));
   rest_.remove_prefix(front.size());
   return front;
 }
@@ -107,6 +107,12 @@ void TextReader::end() const {
 
 void writeText(std::string& out, U64 v) {
   char digits[20];
+  auto const end = std::to_chars(digits, digits + sizeof digits, v).ptr;
+  out.append(digits, end);
+}
+
+void writeText(std::string& out, float v) {
+  char digits[32];
   auto const end = std::to_chars(digits, digits + sizeof digits, v).ptr;
   out.append(digits, end);
 }
@@ -139,6 +145,18 @@ void readText(TextReader& in, bool& v) {
   }
   in.skip(isTrue ? 4 : 5);
   v = isTrue;
+}
+
+void readText(TextReader& in, float& v) {
+  std::string_view const rest = in.rest();
+  std::string_view const word = TextReader(in).word();
+  float read = 0;
+  auto const [end, error] = std::from_chars(word.data(), word.data() + word.size(), read);
+  if (error != std::errc() || end != word.data() + word.size() || toText(read) != word) {
+    fail("a number in its shortest form was expected at " + quoted(rest));
+  }
+  in.skip(word.size());
+  v = read;
 }
 
 void readText(TextReader& in, String& v) {

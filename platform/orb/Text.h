@@ -21,7 +21,7 @@ class ROUTEPOLICY_EXPORT TextReader {
 
   /// Takes exactly `word` off the front, or throws.
   void literal(std::string_view word);
-  /// Takes what stands before the next ',', '}' or ')' (or the end) off the front.
+  /// Takes what stands before the next ',', '}', ')' or ']' (or the end) off the front.
   std::string_view word() noexcept;
   /// Throws unless everything has been read.
   void end() const;
@@ -38,6 +38,8 @@ inline void writeText(std::string& out, U32 v) { writeText(out, U64{v}); }
 inline void writeText(std::string& out, U16 v) { writeText(out, U64{v}); }
 inline void writeText(std::string& out, U8 v) { writeText(out, U64{v}); }
 ROUTEPOLICY_EXPORT void writeText(std::string& out, bool v);
+/// The shortest decimal number that reads back as the same value; inf, nan with their sign.
+ROUTEPOLICY_EXPORT void writeText(std::string& out, float v);
 ROUTEPOLICY_EXPORT void writeText(std::string& out, String const& v);
 
 ROUTEPOLICY_EXPORT void readText(TextReader& in, U64& v);
@@ -45,6 +47,7 @@ ROUTEPOLICY_EXPORT void readText(TextReader& in, U32& v);
 ROUTEPOLICY_EXPORT void readText(TextReader& in, U16& v);
 ROUTEPOLICY_EXPORT void readText(TextReader& in, U8& v);
 ROUTEPOLICY_EXPORT void readText(TextReader& in, bool& v);
+ROUTEPOLICY_EXPORT void readText(TextReader& in, float& v);
 ROUTEPOLICY_EXPORT void readText(TextReader& in, String& v);
 inline void readText(TextReader& in, Name& v) { readText(in, static_cast<String&>(v)); }
 

@@ -1,14 +1,43 @@
 #include "platform/orb/TypeInfo.h"
 
+#include <algorithm>
+
 #include "platform/orb/Error.h"
 #include "platform/orb/detail/Registry.h"
 
 namespace Orb {
 
-AttributeInfo const& TypeInfo::attribute(std::string_view attributeName) const {
-  for (AttributeInfo const& a : attributes) {
-    if (a.name == attributeName) return a;
+std::string_view kindName(AttributeKind kind) noexcept {
+  switch (kind) {
+    case AttributeKind::key:
+      return "key";
+    case AttributeKind::scalar:
+      return "scalar";
+    case AttributeKind::counter:
+      return "counter";
+    case AttributeKind::derived:
+      return "derived";
+    case AttributeKind::reference:
+      return "reference";
+    case AttributeKind::collection:
+      return "collection";
+    case AttributeKind::children:
+      return "children";
+    case AttributeKind::child:
+      return "child";
   }
+  return {};
+}
+
+AttributeInfo const* findAttribute(std::span<AttributeInfo const> attributes,
+                                   std::string_view name) noexcept {
+  auto const found = std::find_if(attributes.begin(), attributes.end(),
+                                  [&](AttributeInfo const& a) { return a.name == name; });
+  return found == attributes.end() ? nullptr : &*found;
+}
+
+AttributeInfo const& TypeInfo::attribute(std::string_view attributeName) const {
+  if (AttributeInfo const* const found = findAttribute(attributes, attributeName)) return *found;
   throw RangeException(std::string(name) + " attribute " + toText(String(attributeName)) +
                        " is unknown and not allowed");
 }
@@ -23,19 +52,12 @@ TypeRegistration::TypeRegistration(TypeInfo const& type) : type_(type) {
 
 TypeRegistration::~TypeRegistration() { detail::Registry<TypeInfo>::instance().remove(type_); }
 
-std::string attributeText(Entity const& entity, std::string_view attributeName) {
-  AttributeInfo const& a = entity.type().attribute(attributeName);
-  std::string out;
-  a.ops->text(a.object(entity), out);
-  return out;
-}
-
 std::string inspect(Entity const& entity) {
   TypeInfo const& type = entity.type();
-  std::string out = type.name;
+  std::string out(type.name);
   for (AttributeInfo const& a : type.attributes) {
     ((out += "\n  ") += a.name) += " = ";
-    a.ops->text(a.object(entity), out);
+    a.ops->text(a.object(&entity), out);
   }
   return out;
 }

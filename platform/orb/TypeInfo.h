@@ -1,49 +1,137 @@
 #pragma once
 
-#include <array>
 #include <span>
 #include <string>
 #include <string_view>
-#include <type_traits>
-#include <utility>
 
 #include "platform/orb/Entity.h"
+#include "platform/orb/FunctionRef.h"
 #include "platform/orb/Text.h"
 
-/// The run-time form of an entity type: one row for each attribute, in declaration order. Generic
-/// code works on these rows; operations are erased once for each class of attribute objects.
+/// The run-time form of entity and value types: one row for each attribute or field, in
+/// declaration order. All that is done by name stands on these rows: paths (Path.h), differences
+/// (Difference.h), copies. Operations are erased once for each class of attribute objects, and
+/// the tables follow from the declarations (Declare.h): nothing else lists attributes.
 namespace Orb {
+
+struct AttributeInfo;
 
 enum class AttributeKind : U8 {
   key,         ///< what the owner knows the entity by; never changes
   scalar,      ///< one value
   counter,     ///< a value that writers raise to tell readers that something was rewritten
   derived,     ///< computed from other attributes; read-only
+  reference,   ///< a shared object that belongs to others; changed by code alone
   collection,  ///< values or shared objects by key
   children,    ///< owned entities by key
+  child,       ///< one owned entity, or none
+};
+/// "scalar", "counter", ...
+ROUTEPOLICY_EXPORT std::string_view kindName(AttributeKind kind) noexcept;
+
+/// The run-time form of a type of values: plain ones, enumerations, and those that ORB_VALUE and
+/// ORB_FLAGS declare. Functions that a type has no use for are null.
+struct ValueType {
+  std::string_view name;  ///< "U32", "Acl::PrefixEntry"
+  void (*write)(std::string& out, void const* value);
+  /// Null when the text form does not read back: the type holds a collection.
+  void (*read)(TextReader& in, void* value);
+  /// Throws what the type says of a value that breaks its invariant.
+  void (*check)(void const* value);
+  /// Visits the value that has the first field of `value` and is at its default otherwise: what a
+  /// new member is under the same key.
+  void (*withDefault)(void const* value, FunctionRef<void(void const* blank)> visit);
+  std::span<AttributeInfo const> fields;
+  /// Differences are told field by field: the type does not read back, or is a set of flags.
+  bool isToldByField;
 };
 
-/// What generic code can do with one class of attribute objects.
+/// An attribute of an entity that is about to be changed, or a field of a value.
+struct Place {
+  void* attribute;
+  Entity* owner;  ///< null for a field
+  AttrId id;
+};
+
+/// A key that one of two attributes has alone, or under which they differ.
+struct MemberDifference {
+  void const* key;     ///< of the attribute's key type; null for what has no key
+  void const* before;  ///< the member (an Entity const where entities are owned), or null
+  void const* after;   ///< the same
+};
+
+using Visit = FunctionRef<void(void const* value)>;
+using Edit = FunctionRef<void(void* value)>;
+/// Makes one owned entity the copy of another; whether that changed it.
+using CopyChild = FunctionRef<bool(Entity& to, Entity const& from)>;
+using DifferVisit = FunctionRef<void(MemberDifference const& difference)>;
+
+/// What generic code can do with one class of attribute objects. What a class does not support is
+/// null. Keys are taken as text off the front of a reader; one that does not read is a
+/// ParseException.
 struct AttributeOps {
   AttributeKind kind;
+  std::string_view type;   ///< of the value, of the members, or of the owned entities
+  ValueType const* key;    ///< of the members' keys; of the owned entity's, when it has one
+  ValueType const* value;  ///< null for entities and shared objects
+
   /// Appends the text form of what the attribute holds.
   void (*text)(void const* attribute, std::string& out);
+
+  // Single values.
+  void (*visit)(void const* attribute, Visit visit);
+  /// Changes a copy of the value and stores that by the mutator.
+  void (*edit)(Place const& place, Edit edit);
+
+  // Members of a collection of values.
+  /// Whether there is a member; it is visited.
+  bool (*visitMember)(void const* attribute, TextReader& key, Visit visit);
+  /// Changes a copy of the member, or of a default one, and stores that by the mutator.
+  void (*editMember)(Place const& place, TextReader& key, Edit edit);
+
+  // Members of any collection, and owned entities. A null `key` stands for the single one that is
+  // there, or for all.
+  /// Whether there was one.
+  bool (*delMember)(Place const& place, TextReader* key);
+
+  // Owned entities; a null `key` stands for the single one.
+  /// The entity, or null.
+  Entity* (*child)(void const* attribute, TextReader* key);
+  /// The entity, made when it is not there; null when a key is needed for that and there is none.
+  Ptr<Entity> (*childIs)(Place const& place, TextReader* key);
+
+  // The attribute as a whole.
+  /// Makes it the copy of another; whether anything changed.
+  bool (*copy)(Place const& place, void const* from, CopyChild copyChild);
+  /// Visits what differs; owned entities that both sides have are always visited. A null `before`
+  /// stands for one that holds nothing.
+  void (*differ)(void const* before, void const* after, DifferVisit visit);
 };
 
 struct AttributeInfo {
-  char const* name;
+  std::string_view name;
   AttributeOps const* ops;
-  /// The attribute object of an entity, for the operations.
-  void const* (*object)(Entity const& entity);
+  /// The attribute object, for the operations; `holder` is the Entity, or the value.
+  void const* (*object)(void const* holder);
+
+  /// Whether it can be changed by name.
+  bool isWritable() const noexcept { return ops->edit || ops->editMember || ops->childIs; }
 };
 
 struct TypeInfo {
-  char const* name;  ///< the full name, such as "Acl::PrefixList"
+  std::string_view name;  ///< the full name, such as "Acl::PrefixList"
   std::span<AttributeInfo const> attributes;
+  /// A new entity of this type with nothing set, under that name if it has one; null for types
+  /// that are made by their owner alone.
+  Ptr<Entity> (*make)(Name const& name);
 
   /// The attribute of that name; an unknown one is a RangeException that names type and attribute.
   ROUTEPOLICY_EXPORT AttributeInfo const& attribute(std::string_view attributeName) const;
 };
+
+/// The attribute of that name among `attributes`, or null.
+ROUTEPOLICY_EXPORT AttributeInfo const* findAttribute(std::span<AttributeInfo const> attributes,
+                                                      std::string_view name) noexcept;
 
 /// The entity type registered under a full name, or null.
 ROUTEPOLICY_EXPORT TypeInfo const* entityType(std::string_view fullName);
@@ -60,86 +148,7 @@ class ROUTEPOLICY_EXPORT TypeRegistration {
   TypeInfo const& type_;
 };
 
-/// The text form of one attribute of `entity`; an unknown one is a RangeException.
-ROUTEPOLICY_EXPORT std::string attributeText(Entity const& entity, std::string_view attributeName);
-
 /// The type's name and, a line each, "  name = text" for every attribute in order.
 ROUTEPOLICY_EXPORT std::string inspect(Entity const& entity);
-
-/// Appends "{ a, b }" for the members of a collection, "{}" for none; `write` appends one.
-template <class Items, class Write>
-void writeMembers(std::string& out, Items const& items, Write const& write) {
-  char const* separator = "{ ";
-  for (auto const& item : items) {
-    out += std::exchange(separator, ", ");
-    write(item);
-  }
-  out += items.empty() ? "{}" : " }";
-}
-
-namespace detail {
-
-template <class A>
-inline constexpr AttributeOps opsOf{A::kKind, [](void const* attribute, std::string& out) {
-                                      static_cast<A const*>(attribute)->text(out);
-                                    }};
-
-template <class M>
-struct MemberOf;
-template <class C, class T>
-struct MemberOf<T C::*> {
-  using Class = C;
-  using Type = T;
-};
-
-}  // namespace detail
-
-/// A row that still knows its types; AttributeInfo is its erased form.
-template <auto object>
-struct Row {
-  using Class = typename detail::MemberOf<decltype(object)>::Class;
-  using Attribute = typename detail::MemberOf<decltype(object)>::Type;
-  char const* name;
-  constexpr operator AttributeInfo() const {
-    return {name, &detail::opsOf<Attribute>, [](Entity const& entity) -> void const* {
-              return &(static_cast<Class const&>(entity).*object);
-            }};
-  }
-};
-
-/// The row of an attribute that a getter computes; the entity itself stands in for its object.
-template <auto getter, AttributeKind kind>
-struct DerivedRow {
-  using Class = typename detail::MemberOf<decltype(getter)>::Class;
-  struct Attribute {
-    static constexpr AttributeKind kKind = kind;
-    using Key = void;
-  };
-  static constexpr AttributeOps kOps{kind, [](void const* entity, std::string& out) {
-                                       writeText(out,
-                                                 (static_cast<Class const*>(entity)->*getter)());
-                                     }};
-  char const* name;
-  constexpr operator AttributeInfo() const {
-    return {name, &kOps,
-            [](Entity const& entity) -> void const* { return static_cast<Class const*>(&entity); }};
-  }
-};
-
-/// The table of C; ORB_ENTITY_TYPE emits it in one source file.
-template <class C>
-TypeInfo const& typeInfoOf() {
-  if constexpr (C::kAttributeCount == 0) {
-    static constexpr TypeInfo kInfo{C::typeName, {}};
-    return kInfo;
-  } else {
-    static constexpr auto kRows = []<std::size_t... i>(std::index_sequence<i...>) {
-      return std::array<AttributeInfo, sizeof...(i)>{C::row(Id<typename C::Attr{i}>())...};
-    }
-    (std::make_index_sequence<C::kAttributeCount>());
-    static constexpr TypeInfo kInfo{C::typeName, kRows};
-    return kInfo;
-  }
-}
 
 }  // namespace Orb

@@ -1,10 +1,11 @@
 #pragma once
 
-#include <array>
+#include <bit>
 #include <compare>
 #include <ostream>
 #include <string>
 #include <tuple>
+#include <type_traits>
 #include <utility>
 
 #include "platform/orb/Declare.h"
@@ -16,12 +17,30 @@
 /// reader and stream output follow from that.
 namespace Orb {
 
+/// Whether two values are the same to a mutator: equal, and floating-point numbers bit by bit.
+template <class T>
+bool sameValue(T const& a, T const& b) {
+  if constexpr (std::is_floating_point_v<T>) {
+    using Bits = std::conditional_t<sizeof(T) == sizeof(U32), U32, U64>;
+    return std::bit_cast<Bits>(a) == std::bit_cast<Bits>(b);
+  } else {
+    return a == b;
+  }
+}
+
 /// One field of a value type.
 template <class C, class T>
 struct Field {
   using Type = T;
   char const* name;
   T C::*member;
+
+  constexpr T const& get(C const& value) const { return value.*member; }
+  template <class Arg>
+  constexpr void set(C& value, Arg&& field) const {
+    value.*member = std::forward<Arg>(field);
+  }
+  void read(TextReader& in, C& value) const { readText(in, value.*member); }
 };
 
 /// A type that ORB_VALUE declared.
@@ -56,7 +75,7 @@ void writeText(std::string& out, V const& v) {
   bool isFirst = true;
   detail::forEachField<V>([&](auto const& field) {
     detail::writeFieldName(out, field.name, std::exchange(isFirst, false));
-    writeText(out, v.*field.member);
+    writeText(out, field.get(v));
   });
   out += "})";
 }
@@ -71,7 +90,7 @@ void readText(TextReader& in, V& v) {
   detail::forEachField<V>([&](auto const& field) {
     try {
       detail::readFieldName(in, field.name, std::exchange(isFirst, false));
-      readText(in, read.*field.member);
+      field.read(in, read);
     } catch (RangeException const& error) {
       detail::rethrowForField(V::typeName, field.name, error);
     }
@@ -81,10 +100,23 @@ void readText(TextReader& in, V& v) {
   v = std::move(read);
 }
 
+/// Stores one field; when the type's check() refuses the result, nothing is stored.
+template <class C, class T>
+void setField(C& value, T C::*member, Param<T> field) {
+  if constexpr (requires { value.check(); }) {
+    C changed = value;
+    changed.*member = field;
+    changed.check();
+    value = std::move(changed);
+  } else {
+    value.*member = field;
+  }
+}
+
 template <Described V>
 U32 hashOf(V const& v) {
   U32 h = 2166136261U;
-  detail::forEachField<V>([&](auto const& field) { h = hashMix(h, hashOf(v.*field.member)); });
+  detail::forEachField<V>([&](auto const& field) { h = hashMix(h, hashOf(field.get(v))); });
   return h;
 }
 
@@ -97,7 +129,7 @@ struct Value {
     Self v;
     auto const set = [&](auto const&... field) {
       static_assert(sizeof...(field) == sizeof...(Args), "one argument for each field");
-      ((v.*field.member = std::forward<Args>(args)), ...);
+      (field.set(v, std::forward<Args>(args)), ...);
     };
     std::apply(set, Self::fields());
     if constexpr (requires { v.check(); }) v.check();
@@ -107,14 +139,14 @@ struct Value {
   friend bool operator==(Self const& a, Self const& b) {
     bool equal = true;
     detail::forEachField<Self>(
-        [&](auto const& field) { equal = equal && a.*field.member == b.*field.member; });
+        [&](auto const& field) { equal = equal && field.get(a) == field.get(b); });
     return equal;
   }
   /// Field by field, in their order.
   friend std::strong_ordering operator<=>(Self const& a, Self const& b) {
     std::strong_ordering order = std::strong_ordering::equal;
     detail::forEachField<Self>([&](auto const& field) {
-      if (order == 0) order = a.*field.member <=> b.*field.member;
+      if (order == 0) order = field.get(a) <=> field.get(b);
     });
     return order;
   }

@@ -17,6 +17,8 @@ int main() {
   list->prefixEntryIs(Acl::PrefixEntry::of(10U, prefix, Acl::permitMatch, 0U, 0U, 0U));
   list->versionInc(1);
   Orb::ActivityManager::current().turn();
-  std::cout << "seq " << matchPrefixList(symbols->symbol("CUSTOMER")->status(), prefix).seqno
-            << '\n';
+  std::cout
+      << "seq "
+      << Routing::PolicyEval::matchPrefixList(symbols->symbol("CUSTOMER")->status(), prefix).seqno
+      << '\n';
 }

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/orb/Error.h"
+#include "platform/orb/Path.h"
 #include "policy_config/RouteMap.h"
 
 namespace {

@@ -9,7 +9,7 @@
 namespace {
 
 using namespace Routing::RouteMap;
-using Outcome = PrefixListMatch::Outcome;
+using Outcome = Routing::PolicyEval::PrefixListMatch::Outcome;
 
 /// A compiled list of these rules.
 Orb::Ptr<PrefixListStatus const> compiled(std::vector<GenPrefixEntry> const& rules,
@@ -38,7 +38,7 @@ std::optional<GenPrefixEntry> plainMatch(std::vector<GenPrefixEntry> const& rule
 void expectAgreement(std::vector<GenPrefixEntry> const& rules, PrefixListStatus const& status,
                      Ipa::IpGenPrefix const& route) {
   auto const expected = plainMatch(rules, route);
-  auto const found = matchPrefixList(&status, route);
+  auto const found = Routing::PolicyEval::matchPrefixList(&status, route);
   ASSERT_EQ(found.outcome, expected ? Outcome::match : Outcome::noMatch) << route;
   if (!expected) return;
   EXPECT_EQ(found.seqno, expected->seqno()) << route;
@@ -49,15 +49,16 @@ void expectAgreement(std::vector<GenPrefixEntry> const& rules, PrefixListStatus 
 
 TEST(MatchPrefixList, TellsNoListFromNoMatch) {
   Ipa::IpGenPrefix const route = Ipa::Prefix::parse("10.0.0.0/8");
-  EXPECT_EQ(matchPrefixList(nullptr, route).outcome, Outcome::noSuchList);
+  EXPECT_EQ(Routing::PolicyEval::matchPrefixList(nullptr, route).outcome, Outcome::noSuchList);
   auto const status = prefixListStatusFactory("L");
-  EXPECT_EQ(matchPrefixList(status, route).outcome, Outcome::noSuchList);
+  EXPECT_EQ(Routing::PolicyEval::matchPrefixList(status, route).outcome, Outcome::noSuchList);
   auto const empty = compiled({}, Ipa::ipv4);
-  EXPECT_EQ(matchPrefixList(empty, route).outcome, Outcome::noMatch);
+  EXPECT_EQ(Routing::PolicyEval::matchPrefixList(empty, route).outcome, Outcome::noMatch);
   auto const all = compiled(
       {GenPrefixEntry::of(1U, Ipa::IpGenPrefix(), Acl::permitMatch, 0U, 32U, 0U)}, Ipa::ipv4);
-  EXPECT_EQ(matchPrefixList(all, route).outcome, Outcome::match);
-  EXPECT_EQ(matchPrefixList(all, Ipa::Ip6Prefix()).outcome, Outcome::noMatch) << "the other family";
+  EXPECT_EQ(Routing::PolicyEval::matchPrefixList(all, route).outcome, Outcome::match);
+  EXPECT_EQ(Routing::PolicyEval::matchPrefixList(all, Ipa::Ip6Prefix()).outcome, Outcome::noMatch)
+      << "the other family";
 }
 
 // All lists of up to three rules over the prefixes of two bits (in three positions of the bits, so

@@ -335,8 +335,8 @@ TEST(ThreadsPrefixListSm, MatchesGoOnWhileTheListIsBuiltAnew) {
   std::atomic<Orb::U64> matched = 0;
   std::thread reader([&, status = w.symbol("L")->status()]() mutable {
     for (Orb::U32 i = 0; !stop; i = (i + 7919) % kRules) {
-      auto const m =
-          matchPrefixList(status, Ipa::IpGenPrefix(Ipa::Prefix(Ipa::IpAddr(i << 8), 24U)));
+      auto const m = Routing::PolicyEval::matchPrefixList(
+          status, Ipa::IpGenPrefix(Ipa::Prefix(Ipa::IpAddr(i << 8), 24U)));
       if (m.seqno == i && m.isPermit) ++matched;
     }
     status = nullptr;  // the last holder of the old status, on its own thread

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "platform/orb/Attribute.h"
+#include "platform/orb/Path.h"
 #include "platform/orb/Reactor.h"
 
 namespace Sample {

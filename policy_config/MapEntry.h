@@ -1,0 +1,164 @@
+#pragma once
+
+#include "platform/keel/MaybeU63.h"
+#include "platform/orb/Attribute.h"
+#include "platform/orb/Flags.h"
+#include "platform/routing/ProtocolTypes.h"
+#include "policy_config/CommunityValue.h"
+#include "policy_config/ListTypes.h"
+#include "policy_config/MatchRule.h"
+#include "policy_config/SetAction.h"
+
+/// The actions that an entry can have, in the order of their bits, which are stored. The unused
+/// ones hold their places, on purpose, and can be set like the others.
+#define ROUTEPOLICY_SET_FLAGS(FLAG) \
+  FLAG(hasAsPathPrepend)            \
+  FLAG(hasPropagate)                \
+  FLAG(hasNextHop)                  \
+  FLAG(hasIpv6NextHop)              \
+  FLAG(hasLevel)                    \
+  FLAG(hasLocalPref)                \
+  FLAG(unused3)                     \
+  FLAG(hasMetric)                   \
+  FLAG(hasMetricType)               \
+  FLAG(unused2)                     \
+  FLAG(hasOrigin)                   \
+  FLAG(hasDistance)                 \
+  FLAG(hasCommunityAddReplace)      \
+  FLAG(hasCommunityDelete)          \
+  FLAG(hasExtCommunity)             \
+  FLAG(hasTag)                      \
+  FLAG(hasContinue)                 \
+  FLAG(hasWeight)                   \
+  FLAG(hasNextHopPeerAddr)          \
+  FLAG(hasIpv6NextHopPeerAddr)      \
+  FLAG(hasNextHopUnchanged)         \
+  FLAG(hasIpv6NextHopUnchanged)     \
+  FLAG(hasEvpnNextHopUnchanged)     \
+  FLAG(hasAdditiveMetric)           \
+  FLAG(hasSubtractiveMetric)        \
+  FLAG(hasAsPathPrependLastAs)      \
+  FLAG(hasAsPathReplace)            \
+  FLAG(hasSegmentIndex)             \
+  FLAG(hasIgpMetric)                \
+  FLAG(hasLargeCommunity)
+
+/// An attribute that reads a flag of setFlags.
+#define ROUTEPOLICY_SET_FLAG_GETTER(flag)         \
+  bool flag() const { return setFlags().flag(); } \
+  ORB_GETTER_ROW(flag, derived);
+
+namespace Routing::RouteMap {
+
+/// The communities that a set action works with, explicit or by the lists that hold them.
+class ROUTEPOLICY_EXPORT CommunitySet : public Orb::NamedEntity {
+ public:
+  ORB_ENTITY(CommunitySet, "Routing::RouteMap::CommunitySet", community, communityListNameSet,
+             useCommunityList, flag);
+  explicit CommunitySet(Orb::Name name) : NamedEntity(std::move(name)) {}
+
+  ORB_MAP(community, Acl::CommunityValue, bool);
+  ORB_MAP(communityListNameSet, Orb::String, bool);
+  /// The members come from the named lists instead of the explicit communities.
+  ORB_ATTRIBUTE(useCommunityList, bool);
+  ORB_ATTRIBUTE(flag, Acl::CommSetFlag, Acl::commSetDefault);
+};
+
+/// One entry of a route map: a verdict, at most one match rule of each kind, and the actions that
+/// change a matching route. The entry stores and tells; routing protocols apply it.
+class ROUTEPOLICY_EXPORT MapEntry : public Orb::Entity {
+  static void checkLastAs(Orb::U8 count);
+
+ public:
+  ORB_ENTITY(MapEntry, "Routing::RouteMap::MapEntry", seqno, permit, statementName,
+             statementNameFromCli, matchRule, subRouteMap, asPathPrepend, asPathPrependLastAs,
+             asPathPrependVersion, asPathReplace, asPathReplaceVersion, setNextHopArg, nextHop,
+             ipv6NextHop, nextHopPeerAddr, ipv6NextHopPeerAddr, nextHopUnchanged,
+             ipv6NextHopUnchanged, localPref, weight, metric, metricType, level, origin, distance,
+             propagate, tag, communityAddReplace, communityAddReplaceVersion, communityDelete,
+             communityDeleteVersion, extCommunity, extCommunityVersion, largeCommunity,
+             largeCommunityVersion, lbwDisplay, linkBandwidthRefDisplay, linkBandwidthRefExtComm,
+             extCommLinkBandwidthSetFlag, continueSeq, evpnNextHopUnchanged, segmentIndex,
+             igpMetric, setFlags, ROUTEPOLICY_SET_FLAGS(ORB_LISTED) description);
+  explicit MapEntry(Orb::U32 seqno) : seqno_(seqno) {}
+
+  /// Which actions are configured.
+  class ROUTEPOLICY_EXPORT SetFlags : public Orb::Flags<SetFlags> {
+   public:
+    ORB_FLAGS(SetFlags, "Routing::RouteMap::MapEntry::SetFlags", ROUTEPOLICY_SET_FLAGS);
+  };
+
+  ORB_KEY(seqno, Orb::U32);
+  ORB_ATTRIBUTE(permit, Acl::MatchPermit, Acl::permitMatch);
+  ORB_ATTRIBUTE(statementName, Orb::String);
+  /// The statement name was entered on the command line.
+  ORB_ATTRIBUTE(statementNameFromCli, bool);
+  /// At most one rule of each option.
+  ORB_COLLECTION(matchRule, Orb::HashValues<MatchRule, &MatchRule::option>);
+  /// The route map that is evaluated as a part of this entry.
+  ORB_ATTRIBUTE(subRouteMap, Orb::String);
+
+  // The six counters beside lists and sets are raised by a commit alone: readers take the list or
+  // set as rewritten.
+
+  /// The AS numbers to prepend to the AS path, by position.
+  ORB_MAP(asPathPrepend, Orb::U32, Orb::U32);
+  /// How many times to prepend the last AS: 0 to 15. More is a RangeException; it is stored all
+  /// the same and nobody is told, on purpose.
+  ORB_CHECKED_ATTRIBUTE(asPathPrependLastAs, Orb::U8, &checkLastAs);
+  ORB_COUNTER(asPathPrependVersion);
+  /// The AS numbers that replace the AS path, by position.
+  ORB_MAP(asPathReplace, Orb::U32, Orb::U32);
+  ORB_COUNTER(asPathReplaceVersion);
+
+  ORB_ATTRIBUTE(setNextHopArg, SetNextHopArg);
+  /// The address of setNextHopArg where its tag and the address's family say so, else 0.0.0.0.
+  ORB_DERIVED(nextHop, Ipa::IpAddr);
+  /// The same for IPv6, else ::.
+  ORB_DERIVED(ipv6NextHop, Ipa::Ip6Addr);
+  ORB_DERIVED(nextHopPeerAddr, bool);
+  ORB_DERIVED(ipv6NextHopPeerAddr, bool);
+  ORB_DERIVED(nextHopUnchanged, bool);
+  ORB_DERIVED(ipv6NextHopUnchanged, bool);
+
+  ORB_ATTRIBUTE(localPref, Keel::MaybeU63);
+  ORB_ATTRIBUTE(weight, Keel::MaybeU63);
+  ORB_ATTRIBUTE(metric, Metric);
+  ORB_ATTRIBUTE(metricType, Ospf::OspfExtMetricType, Ospf::ospfExtMetricType1);
+  ORB_ATTRIBUTE(level, Isis::Level, Isis::level1);
+  ORB_ATTRIBUTE(origin, Acl::BGPOrigin, Acl::notSet);
+  ORB_ATTRIBUTE(distance, Orb::U32);
+  ORB_ATTRIBUTE(propagate, bool);
+  ORB_ATTRIBUTE(tag, Keel::MaybeU63);
+
+  ORB_NAMED_CHILD(communityAddReplace, CommunitySet);
+  ORB_COUNTER(communityAddReplaceVersion);
+  ORB_NAMED_CHILD(communityDelete, CommunitySet);
+  ORB_COUNTER(communityDeleteVersion);
+  ORB_NAMED_CHILD(extCommunity, CommunitySet);
+  ORB_COUNTER(extCommunityVersion);
+  ORB_NAMED_CHILD(largeCommunity, CommunitySet);
+  ORB_COUNTER(largeCommunityVersion);
+
+  /// The link bandwidth and the reference bandwidth as the user typed them.
+  ORB_ATTRIBUTE(lbwDisplay, Orb::String);
+  ORB_ATTRIBUTE(linkBandwidthRefDisplay, Orb::String);
+  /// The reference bandwidth; compared bit by bit.
+  ORB_ATTRIBUTE(linkBandwidthRefExtComm, float);
+  ORB_ATTRIBUTE(extCommLinkBandwidthSetFlag, Acl::ExtCommLinkBandwidthSetFlag,
+                Acl::extCommLinkBandwidthSetDefault);
+  /// The sequence number of the entry to go on with.
+  ORB_ATTRIBUTE(continueSeq, Orb::U32);
+  ORB_ATTRIBUTE(evpnNextHopUnchanged, bool);
+  ORB_ATTRIBUTE(segmentIndex, Keel::MaybeU63);
+  ORB_ATTRIBUTE(igpMetric, Keel::MaybeU63);
+
+  ORB_ATTRIBUTE(setFlags, SetFlags);
+  ROUTEPOLICY_SET_FLAGS(ROUTEPOLICY_SET_FLAG_GETTER)
+  /// Lines of text by their number.
+  ORB_MAP(description, Orb::U32, Orb::String);
+};
+
+}  // namespace Routing::RouteMap
+
+#undef ROUTEPOLICY_SET_FLAG_GETTER

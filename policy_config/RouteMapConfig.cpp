@@ -1,0 +1,11 @@
+#include "policy_config/RouteMapConfig.h"
+
+namespace Routing::RouteMap {
+
+ORB_ENTITY_TYPE(Map);
+ORB_ENTITY_TYPE(Config);
+ORB_ENTITY_TYPE(PeerFilterConfig);
+
+RouteMapOpModeType Config::routeMapOpModeDefault() const { return kRouteMapOpModeDefault; }
+
+}  // namespace Routing::RouteMap

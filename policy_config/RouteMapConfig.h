@@ -1,0 +1,51 @@
+#pragma once
+
+#include "policy_config/MapEntry.h"
+
+namespace Routing::RouteMap {
+
+/// A named route map: entries that are tried in ascending sequence number.
+class ROUTEPOLICY_EXPORT Map : public Orb::NamedEntity {
+ public:
+  ORB_ENTITY(Map, "Routing::RouteMap::Map", name, mapEntry, description, version);
+  explicit Map(Orb::Name name) : NamedEntity(std::move(name)) {}
+
+  ORB_GETTER_ROW(name, key);
+  /// Iterated in no order of theirs: readers who need the sequence sort by seqno.
+  ORB_COLLECTION(mapEntry, Orb::HashChildren<MapEntry, &MapEntry::seqno>);
+  /// Lines of text by their number.
+  ORB_MAP(description, Orb::U32, Orb::String);
+  /// Raised by one whenever a committed session changed the map.
+  ORB_COUNTER(version);
+};
+
+/// How the set actions of several entries are put together.
+ORB_ENUM(RouteMapOpModeType, "Routing::RouteMap::RouteMapOpModeType", routeMapSetOpModeMerged = 0,
+         routeMapSetOpModeSequential = 1, routeMapOpModeSequential = 2);
+
+/// The root of all route maps, which it makes and removes by name.
+class ROUTEPOLICY_EXPORT Config : public Orb::Entity {
+ public:
+  ORB_ENTITY(Config, "Routing::RouteMap::Config", routeMapOpMode, routeMapOpModeDefault,
+             noSetCommExplicitMembers, routeMap);
+  Config() = default;
+
+  static constexpr RouteMapOpModeType kRouteMapOpModeDefault = routeMapSetOpModeMerged;
+
+  ORB_ATTRIBUTE(routeMapOpMode, RouteMapOpModeType, kRouteMapOpModeDefault);
+  /// A constant.
+  ORB_DERIVED(routeMapOpModeDefault, RouteMapOpModeType);
+  ORB_ATTRIBUTE(noSetCommExplicitMembers, bool);
+  ORB_COLLECTION(routeMap, Orb::HashChildren<Map, &Map::name>);
+};
+
+/// A root of its own: the filters of BGP peers, which are maps like any other.
+class ROUTEPOLICY_EXPORT PeerFilterConfig : public Orb::Entity {
+ public:
+  ORB_ENTITY(PeerFilterConfig, "Routing::RouteMap::PeerFilterConfig", peerFilter);
+  PeerFilterConfig() = default;
+
+  ORB_COLLECTION(peerFilter, Orb::HashChildren<Map, &Map::name>);
+};
+
+}  // namespace Routing::RouteMap
