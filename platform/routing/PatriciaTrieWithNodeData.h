@@ -20,6 +20,10 @@ class TrieCore;
 ///
 /// A trie that is not changed any more may be read from any thread; one thread changes it. The
 /// last reference may go in any thread: a large trie is then freed in slices by the reaper.
+///
+/// A routeIs() or routeDel() for which there is not enough memory throws std::bad_alloc and leaves
+/// the trie as it was; what the data did in insertData() or removeData() is theirs to undo. Looking
+/// up and freeing need none.
 class ROUTEPOLICY_EXPORT PatriciaTrieWithNodeData : public Orb::RefCounted {
  public:
   using Ptr = Orb::Ptr<PatriciaTrieWithNodeData>;

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <memory>
-#include <vector>
 
 #include "platform/routing/Cover.h"
 #include "platform/routing/detail/TrieNode.h"
@@ -17,8 +16,8 @@
 /// bits of the key, so that a match begins at the node in which it is likely to end. What the
 /// nodes above the table would hold is kept in `tops_`, one array for each level, found by
 /// index and not by reference: each says without a miss that no short prefix covers. The
-/// owner decides how deep the root is; expandRoot() and shrinkRoot() move it by one stride and
-/// touch only the nodes of one level.
+/// owner decides how deep the root is; expandRoot() moves it by one stride and touches only the
+/// nodes of one level.
 ///
 /// Invariants:
 ///  1. rootDepth is a multiple of the stride; there are 2^(rootDepth - kPad) slots, one at depth 0.
@@ -26,11 +25,13 @@
 ///  3. Bit c of a top's `external` is set exactly when the top or slot that c leads to is not
 ///  empty.
 ///  4. A node below a slot has what TrieNode.h says; the depth expected below a slot is rootDepth.
+///  5. All that a change needs is there before anything is changed: one that throws, for want of
+///  memory, leaves the tree as it was.
 ///
 /// place(), from the slot down, with the home of the prefix being the depth of its node:
 ///  1. nothing is there: a leaf at home;
 ///  2. the node has a key, and the prefix leaves it on the way or has its home above the node: a
-///     node is put in between, at home or where they part, whichever is higher, and then 4 or 5;
+///     node is put in between, at home with the prefix, or where they part with a leaf beside it;
 ///  3. the node is above home and has the child: on with the child;
 ///  4. the node is above home and lacks the child: a leaf at home is hung there;
 ///  5. the node is at home: the prefix is found there or added.
@@ -76,9 +77,8 @@ class TreeBitmap {
   U64 const* next(Key& key, unsigned& length) const noexcept;
 
   unsigned rootDepth() const noexcept { return rootDepth_; }
-  /// Makes the root one stride deeper or shallower.
+  /// Makes the root one stride deeper.
   void expandRoot();
-  void shrinkRoot();
 
   std::size_t memory() const noexcept;
 
@@ -125,11 +125,11 @@ class TreeBitmap {
 
   template <class Count>
   U64* placeInTop(Key key, unsigned length, bool& added);
-  void removeInTop(Key key, unsigned length);
-  Ref fork(Ref node, Key way, Key key, unsigned expected, unsigned at);
-  Ref collapsed(Ref node, Key key, unsigned depth);
-  void noteFilled(Key key, unsigned depth);
-  void noteEmptied(Key key, unsigned depth);
+  void removeInTop(Key key, unsigned length) noexcept;
+  U64* fork(U64& at, Key way, Key key, unsigned expected, unsigned home, unsigned p);
+  Ref lifted(Ref node, U64 external, Key key, unsigned depth);
+  void noteFilled(Key key, unsigned depth) noexcept;
+  void noteEmptied(Key key, unsigned depth) noexcept;
 
   Step stepTo(U64 word, Key key, unsigned expected) const noexcept;
   Step rootStep() const noexcept;
@@ -138,6 +138,7 @@ class TreeBitmap {
   U64 const* firstOf(Step step, Key& key, unsigned& length) const noexcept;
 
   std::size_t release(Ref node) noexcept;
+  Ref takePending() noexcept;
 
   TrieArena arena_;
   unsigned rootDepth_ = 0;
@@ -145,7 +146,7 @@ class TreeBitmap {
   std::unique_ptr<Top[]> tops_;                                // level by level, from depth 0 on
 
   // While it is being freed.
-  std::vector<Ref> pending_;
+  Ref pending_;  // the last node that has children left; leads to the next one by its first word
   std::size_t slotsFreed_ = 0;
   std::size_t topsFreed_ = 0;
 };

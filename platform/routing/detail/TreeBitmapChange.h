@@ -30,11 +30,8 @@ template <class Count>
     if (node.hasKey()) {
       Key const way = Counted::key(node);
       depth = Counted::markedDepth(way);
-      unsigned const common = Traits::leadingZeros(key ^ way);
-      if (common < depth || home < depth) {
-        depth = std::min(home, homeDepth(common));
-        node = fork(node, way, key, expected, depth);
-        *at = node.word();
+      if (Traits::leadingZeros(key ^ way) < depth || home < depth) {
+        return fork(*at, way, key, expected, home, p);
       }
     }
     if (depth == home) {
@@ -49,10 +46,10 @@ template <class Count>
     unsigned const c = topStride(Key(key << depth));
     expected = depth + kStride;
     if ((node.external() & bit(c)) == 0) {
-      Ref const leaf = Counted::leaf(arena_, key, home, home != expected, p);
-      Counted::addChild(arena_, node, c, leaf);
+      typename Counted::Loose leaf(arena_, Counted::leaf(arena_, key, home, home != expected, p));
+      Counted::addChild(arena_, node, c, leaf.ref());
       *at = node.word();
-      return Counted::leafResult(leaf);
+      return Counted::leafResult(leaf.hung());
     }
     at = Counted::child(node, c);
   }
@@ -67,18 +64,38 @@ U64* TreeBitmap<Traits>::placeInTop(Key key, unsigned length, bool& added) {
   Top& here = top(key, home);
   added = (here.internal & bit(p)) == 0;
   if (!added) return Counted::result(here.results, p);
+  U64* words = nullptr;
+  if (here.results) {
+    words = Counted::addResult(arena_, here.results, p);
+  } else {
+    here.results = Counted::leaf(arena_, key, home, false, p);
+    words = Counted::leafResult(here.results);
+  }
   if (here.empty()) noteFilled(key, home);
   here.internal |= bit(p);
-  if (here.results) return Counted::addResult(arena_, here.results, p);
-  here.results = Counted::leaf(arena_, key, home, false, p);
-  return Counted::leafResult(here.results);
+  return words;
 }
 
-/// Puts a node at depth `at` in the place of `node`, whose key is `way`, and hangs it there.
+/// Puts a node in the place of the one at `at`, whose key is `way`, and hangs that and the prefix
+/// there. Returns the words of the prefix.
 template <class Traits>
-Ref TreeBitmap<Traits>::fork(Ref node, Key way, Key key, unsigned expected, unsigned at) {
-  if (Ops::markedDepth(way) == at + kStride) Ops::removeKey(arena_, node);
-  return Ops::inner(arena_, key, at, at != expected, topStride(Key(way << at)), node);
+U64* TreeBitmap<Traits>::fork(U64& at, Key way, Key key, unsigned expected, unsigned home,
+                              unsigned p) {
+  unsigned const depth = std::min(home, homeDepth(Traits::leadingZeros(key ^ way)));
+  bool const parts = depth != home;
+  unsigned const c = topStride(Key(way << depth));
+  unsigned const other = topStride(Key(key << depth));
+  typename Ops::Loose leaf(
+      arena_, parts ? Ops::leaf(arena_, key, home, home != depth + kStride, p) : Ref());
+  Ref const inner = Ops::inner(arena_, key, depth, depth != expected, parts ? 0 : bit(p),
+                               bit(c) | (parts ? bit(other) : 0));
+  Ref node = Ref::ofWord(at);
+  if (Ops::markedDepth(way) == depth + kStride) Ops::removeKey(arena_, node);
+  *Ops::child(inner, c) = node.word();
+  at = inner.word();
+  if (!parts) return Ops::result(inner, p);
+  *Ops::child(inner, other) = leaf.ref().word();
+  return Ops::leafResult(leaf.hung());
 }
 
 template <class Traits>
@@ -99,21 +116,35 @@ void TreeBitmap<Traits>::remove(Key key, unsigned length) {
     node = Ref::ofWord(*at);
     depth += kStride;
   }
-  Ops::removeResult(arena_, node, position(topStride(Key(key << home)), length - home));
-  if (node) {
-    *at = collapsed(node, key, depth).word();
-  } else if (parentAt) {
-    Ref parent = Ref::ofWord(*parentAt);
-    Ops::removeChild(arena_, parent, topStride(Key(key << parentDepth)));
-    *parentAt = collapsed(parent, key, parentDepth).word();
-  } else {
+  unsigned const p = position(topStride(Key(key << home)), length - home);
+  int const children = std::popcount(node.external());
+  if (node.internal() != bit(p) || children > 1) {
+    Ops::removeResult(arena_, node, p);
+    *at = node.word();
+    return;
+  }
+  if (children == 1) {
+    *at = lifted(node, node.external(), key, depth).word();
+  } else if (!parentAt) {
     *at = 0;
     noteEmptied(key, rootDepth_);
+  } else {
+    Ref parent = Ref::ofWord(*parentAt);
+    unsigned const c = topStride(Key(key << parentDepth));
+    U64 const others = parent.external() & ~bit(c);
+    if (parent.internal() == 0 && std::popcount(others) == 1) {
+      *parentAt = lifted(parent, others, key, parentDepth).word();
+      Ops::giveBack(arena_, parent);
+    } else {
+      Ops::removeChild(arena_, parent, c);
+      *parentAt = parent.word();
+    }
   }
+  Ops::giveBack(arena_, node);
 }
 
 template <class Traits>
-void TreeBitmap<Traits>::removeInTop(Key key, unsigned length) {
+void TreeBitmap<Traits>::removeInTop(Key key, unsigned length) noexcept {
   unsigned const home = homeDepth(length);
   unsigned const p = position(topStride(Key(key << home)), length - home);
   Top& here = top(key, home);
@@ -122,22 +153,21 @@ void TreeBitmap<Traits>::removeInTop(Key key, unsigned length) {
   if (here.empty()) noteEmptied(key, home);
 }
 
-/// The node, or its only child when it has nothing else, in which case it is given back.
+/// The child of the node that is the only one in `external`, with a key, so that it can take the
+/// place of the node.
 template <class Traits>
-Ref TreeBitmap<Traits>::collapsed(Ref node, Key key, unsigned depth) {
-  if (node.internal() != 0 || std::popcount(node.external()) != 1) return node;
-  unsigned const c = static_cast<unsigned>(std::countr_zero(node.external()));
+Ref TreeBitmap<Traits>::lifted(Ref node, U64 external, Key key, unsigned depth) {
+  unsigned const c = static_cast<unsigned>(std::countr_zero(external));
   Ref only = Ref::ofWord(*Ops::child(node, c));
-  unsigned const below = depth + kStride;
-  if (!only.hasKey())
-    Ops::addKey(arena_, only, masked(key, depth) | strideAt<Key>(c, depth), below);
-  arena_.giveBack(node.words(), Ops::size(node));
+  if (!only.hasKey()) {
+    Ops::addKey(arena_, only, masked(key, depth) | strideAt<Key>(c, depth), depth + kStride);
+  }
   return only;
 }
 
 /// What the key leads to at `depth` was empty and is not any more: the tops above are to know.
 template <class Traits>
-void TreeBitmap<Traits>::noteFilled(Key key, unsigned depth) {
+void TreeBitmap<Traits>::noteFilled(Key key, unsigned depth) noexcept {
   while (depth != 0) {
     depth -= kStride;
     Top& above = top(key, depth);
@@ -149,7 +179,7 @@ void TreeBitmap<Traits>::noteFilled(Key key, unsigned depth) {
 
 /// What the key leads to at `depth` is empty now: the tops above are to know.
 template <class Traits>
-void TreeBitmap<Traits>::noteEmptied(Key key, unsigned depth) {
+void TreeBitmap<Traits>::noteEmptied(Key key, unsigned depth) noexcept {
   while (depth != 0) {
     depth -= kStride;
     Top& above = top(key, depth);

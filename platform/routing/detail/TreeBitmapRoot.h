@@ -4,7 +4,9 @@
 
 #include "platform/routing/detail/TreeBitmap.h"
 
-/// Private to the trie: moving the root of the tree bitmap, and freeing all of it.
+/// Private to the trie: moving the root of the tree bitmap, and freeing all of it. Freeing needs no
+/// memory: the nodes whose children are still to be freed are a list through their own words, of
+/// which the walk down holds one a level.
 namespace Routing::detail {
 
 template <class Traits>
@@ -35,7 +37,7 @@ void TreeBitmap<Traits>::expandRoot() {
     unsigned const results = Ops::resultsAt(node);
     unsigned const size = Ops::size(node);
     if (here.internal == 0) {
-      arena_.giveBack(words, size);
+      Ops::giveBack(arena_, node);
     } else if (results > 1) {
       here.results = Ref(arena_.eraseWords(words, size, 1, results - 1), false, false);
     } else {
@@ -48,77 +50,46 @@ void TreeBitmap<Traits>::expandRoot() {
 }
 
 template <class Traits>
-void TreeBitmap<Traits>::shrinkRoot() {
-  unsigned const level = rootDepth_ - kStride;
-  std::size_t const above = topsAbove(level);
-  auto slots = std::make_unique<U64[]>(slotCount(level));
-  for (std::size_t i = 0; i < slotCount(level); ++i) {
-    Top const& here = tops_[above + i];
-    if (here.empty()) continue;
-    U64 const* const below = &slots_[i << kStride];
-    unsigned const children = static_cast<unsigned>(std::popcount(here.external));
-    if (here.internal == 0 && children == 1) {
-      unsigned const c = static_cast<unsigned>(std::countr_zero(here.external));
-      Ref only = Ref::ofWord(below[c]);
-      if (!only.hasKey()) {
-        Key const key = level == 0 ? Key{0} : Key{i} << (kKeyBits<Key> - level);
-        Ops::addKey(arena_, only, key | strideAt<Key>(c, level), rootDepth_);
-      }
-      slots[i] = only.word();
-      continue;
-    }
-    Ref node = here.results;
-    if (children != 0) {
-      U64* const words = node ? arena_.insertWords(node.words(), Ops::size(node), 1, 1 + children)
-                              : arena_.take(2 + children);
-      words[0] = here.internal;
-      words[1] = here.external;
-      U64* to = words + 2;
-      for (U64 left = here.external; left != 0; left &= left - 1) {
-        *to++ = below[std::countr_zero(left)];
-      }
-      node = Ref(words, true, false);
-    }
-    slots[i] = node.word();
-  }
-  auto tops = std::make_unique<Top[]>(above);
-  std::copy_n(tops_.get(), above, tops.get());
-  slots_ = std::move(slots);
-  tops_ = std::move(tops);
-  rootDepth_ = level;
-}
-
-template <class Traits>
 std::size_t TreeBitmap<Traits>::memory() const noexcept {
   return sizeof *this + arena_.memory() + slotCount(rootDepth_) * sizeof(U64) +
          topsAbove(rootDepth_) * sizeof(Top);
 }
 
-/// Drops the references that a node holds and puts its children aside; returns how many there were.
+/// Drops the references that a node holds and notes it when it has children; returns how many
+/// references there were.
 template <class Traits>
 std::size_t TreeBitmap<Traits>::release(Ref node) noexcept {
   unsigned const count = static_cast<unsigned>(std::popcount(node.internal()));
   U64 const* words = node.words() + Ops::resultsAt(node);
   for (unsigned i = 0; i < count; ++i, words += Result::kWords) Result::head(words)->unref();
-  for (U64 left = node.external(); left != 0; left &= left - 1) {
-    unsigned const c = static_cast<unsigned>(std::countr_zero(left));
-    pending_.push_back(Ref::ofWord(*Ops::child(node, c)));
+  if (node.hasChildren()) {
+    node.words()[0] = pending_.word();
+    pending_ = node;
   }
   return count;
+}
+
+/// Takes the last child from the last node that has one. REQUIRES: there is one.
+template <class Traits>
+Ref TreeBitmap<Traits>::takePending() noexcept {
+  Ref const node = pending_;
+  U64& left = node.words()[1];
+  unsigned const last = static_cast<unsigned>(std::bit_width(left)) - 1;
+  Ref const child = Ref::ofWord(*Ops::child(node, last));
+  left &= ~bit(last);
+  if (left == 0) pending_ = Ref::ofWord(node.words()[0]);
+  return child;
 }
 
 template <class Traits>
 bool TreeBitmap<Traits>::freeSome(std::size_t count) noexcept {
   constexpr std::size_t kEmptyPerObject = 64;  // slots that are skipped in the time of one object
-  // The deepest way down leaves the other children of each node on it.
-  if (pending_.capacity() == 0) pending_.reserve(kMaxSteps << kStride);
   std::size_t done = 0;
   std::size_t skipped = 0;
   while (done + skipped / kEmptyPerObject < count) {
     Ref node;
-    if (!pending_.empty()) {
-      node = pending_.back();
-      pending_.pop_back();
+    if (pending_) {
+      node = takePending();
       ++done;
     } else if (slotsFreed_ < slotCount(rootDepth_)) {
       node = Ref::ofWord(slots_[slotsFreed_++]);

@@ -42,6 +42,14 @@ std::size_t TrieArena::classOf(std::size_t words) noexcept {
 
 std::size_t TrieArena::rounded(std::size_t words) noexcept { return sizeOfClass(classOf(words)); }
 
+U64* TrieArena::takeOrNull(std::size_t words) noexcept {
+  try {
+    return take(words);
+  } catch (std::bad_alloc const&) {
+    return nullptr;
+  }
+}
+
 U64* TrieArena::take(std::size_t words) {
   std::size_t const wanted = classOf(words);
   std::size_t const size = sizeOfClass(wanted);
@@ -76,14 +84,12 @@ void TrieArena::keep(U64* block, std::size_t words) noexcept {
 }
 
 void TrieArena::addChunk(std::size_t words) {
-  keep(next_, static_cast<std::size_t>(end_ - next_));
   std::size_t const bytes =
       std::max(words * sizeof(U64), std::clamp(std::bit_floor(held_ / 8), kMinChunk, kMaxChunk));
-  Chunk chunk(static_cast<U64*>(std::malloc(bytes)));
-  if (!chunk) throw std::bad_alloc();
-  next_ = chunk.get();
+  chunks_.push_back(std::make_unique_for_overwrite<U64[]>(bytes / sizeof(U64)));
+  keep(next_, static_cast<std::size_t>(end_ - next_));
+  next_ = chunks_.back().get();
   end_ = next_ + bytes / sizeof(U64);
-  chunks_.push_back(std::move(chunk));
   held_ += bytes;
 }
 
@@ -99,17 +105,21 @@ U64* TrieArena::insertWords(U64* block, std::size_t words, std::size_t at, std::
   return grown;
 }
 
-U64* TrieArena::eraseWords(U64* block, std::size_t words, std::size_t at, std::size_t count) {
+U64* TrieArena::eraseWords(U64* block, std::size_t words, std::size_t at,
+                           std::size_t count) noexcept {
   std::size_t const left = words - count;
   if (left != 0 && classOf(words) == classOf(left)) {
     std::memmove(block + at, block + at + count, (left - at) * sizeof(U64));
     return block;
   }
-  U64* shrunk = nullptr;
-  if (left != 0) {
-    shrunk = take(left);
+  U64* const shrunk = left != 0 ? takeOrNull(left) : nullptr;
+  if (shrunk) {
     copyWords(shrunk, block, at);
     copyWords(shrunk + at, block + at + count, left - at);
+  } else if (left != 0) {  // no memory: the block is cut, and a rest of a word or two is lost
+    std::memmove(block + at, block + at + count, (left - at) * sizeof(U64));
+    keep(block + rounded(left), rounded(words) - rounded(left));
+    return block;
   }
   giveBack(block, words);
   return shrunk;

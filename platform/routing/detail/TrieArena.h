@@ -2,7 +2,6 @@
 
 #include <array>
 #include <cstddef>
-#include <cstdlib>
 #include <memory>
 #include <vector>
 
@@ -14,6 +13,9 @@ namespace Routing::detail {
 /// copied: a new chunk is a sixteenth to an eighth of what is held, and 512 bytes to 2 MB, so that
 /// little lies idle and no step takes long. What is given back serves again, a larger block being
 /// cut up when no other will do. Blocks do not know their size: the caller does.
+///
+/// What needs more memory than there is throws std::bad_alloc, and changes nothing. What makes a
+/// block smaller never does.
 class TrieArena {
  public:
   TrieArena() = default;
@@ -28,7 +30,8 @@ class TrieArena {
   /// the new words are not initialised.
   Orb::U64* insertWords(Orb::U64* block, std::size_t words, std::size_t at, std::size_t count);
   /// Takes out `count` words from word `at` on. The block may move; null when nothing remains.
-  Orb::U64* eraseWords(Orb::U64* block, std::size_t words, std::size_t at, std::size_t count);
+  Orb::U64* eraseWords(Orb::U64* block, std::size_t words, std::size_t at,
+                       std::size_t count) noexcept;
 
   /// Bytes held, used or not.
   std::size_t memory() const noexcept { return held_ + chunks_.capacity() * sizeof(Chunk); }
@@ -37,16 +40,14 @@ class TrieArena {
   bool freeChunk() noexcept;
 
  private:
-  struct Free {
-    void operator()(void* memory) const noexcept { std::free(memory); }
-  };
-  using Chunk = std::unique_ptr<Orb::U64[], Free>;
+  using Chunk = std::unique_ptr<Orb::U64[]>;
 
   static constexpr std::size_t kClasses = 40;  // up to 240 words; the largest node has 194
   static constexpr std::size_t kMinWords = 3;  // the smallest node: a bitmap and one result
 
   static std::size_t rounded(std::size_t words) noexcept;
   static std::size_t classOf(std::size_t words) noexcept;
+  Orb::U64* takeOrNull(std::size_t words) noexcept;
   void keep(Orb::U64* block, std::size_t words) noexcept;
   void addChunk(std::size_t words);
 

@@ -1,6 +1,7 @@
 #include "platform/routing/detail/TrieCore.h"
 
 #include <limits>
+#include <new>
 #include <utility>
 
 #include "platform/orb/Error.h"
@@ -56,6 +57,7 @@ class FamilyCore final : public TrieCore {
     ++added_;
     bool added = false;
     U64* words = nullptr;
+    if (!tree_ && size_ == kMaxScan && !wordsOf(prefix)) toTree();
     if (!tree_) {
       words = scan_.place(key, lengthOf(prefix), added);
     } else if (hasPopcount) {
@@ -171,45 +173,69 @@ class FamilyCore final : public TrieCore {
   }
 
   void drop(Ipa::IpGenPrefix const& prefix, U64 const* words) {
-    PrefixData::Ptr const head = PrefixData::Ptr::adopt(Result::head(words));
+    PrefixData const* const head = Result::head(words);
     if (tree_) {
       tree_->remove(Traits::key(prefix), lengthOf(prefix));
     } else {
       scan_.remove(Traits::key(prefix), lengthOf(prefix));
     }
+    head->unref();
     --size_;
     shrink();
   }
 
-  void grow() {
-    if (!tree_) {
-      if (size_ > kMaxScan) toTree();
-      return;
-    }
+  // Where there is no memory for a larger root, or for the copy that a smaller form is, the trie
+  // stays in its form, which holds any number of prefixes; the next change tries again.
+
+  void grow() noexcept {
+    if (!tree_) return;
     for (unsigned i = 0; i < std::size(Traits::kRootSize); ++i) {
       if (size_ < Traits::kRootSize[i]) return;
-      while (tree_->rootDepth() < Traits::kRootDepth[i]) tree_->expandRoot();
+      if (tree_->rootDepth() < Traits::kRootDepth[i]) {
+        tryTo([&] { expandTo(*tree_, Traits::kRootDepth[i]); });
+      }
     }
   }
 
-  void shrink() {
+  void shrink() noexcept {
     if (!tree_) return;
     unsigned depth = 0;
     for (unsigned i = 0; i < std::size(Traits::kRootSize); ++i) {
       if (size_ >= Traits::kRootSize[i] / 4) depth = Traits::kRootDepth[i];
     }
-    while (tree_->rootDepth() > depth) tree_->shrinkRoot();
-    if (size_ <= kMaxScan / 2) toScan();
+    if (size_ <= kMaxScan / 2) {
+      tryTo([&] { toScan(); });
+    } else if (tree_->rootDepth() > depth) {
+      tryTo([&] { tree_ = treeOf(*tree_, depth); });
+    }
+  }
+
+  template <class Change>
+  static void tryTo(Change const& change) noexcept {
+    try {
+      change();
+    } catch (std::bad_alloc const&) {  // it has changed nothing
+    }
+  }
+
+  static void expandTo(Tree& tree, unsigned depth) {
+    while (tree.rootDepth() < depth) tree.expandRoot();
   }
 
   void toTree() {
+    tree_ = treeOf(scan_, 0);
+    scan_ = Scan();
+  }
+
+  template <class From>
+  static std::unique_ptr<Tree> treeOf(From const& from, unsigned depth) {
     auto tree = std::make_unique<Tree>();
-    moveAll(scan_, [&](Key key, unsigned length) {
+    expandTo(*tree, depth);
+    moveAll(from, [&](Key key, unsigned length) {
       bool added = false;
       return tree->template place<SoftCount>(key, length, added);
     });
-    tree_ = std::move(tree);
-    scan_ = Scan();
+    return tree;
   }
 
   void toScan() {

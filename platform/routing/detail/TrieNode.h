@@ -1,6 +1,8 @@
 #pragma once
 
+#include <algorithm>
 #include <bit>
+#include <utility>
 
 #include "platform/routing/PrefixData.h"
 #include "platform/routing/detail/TrieArena.h"
@@ -116,7 +118,8 @@ struct Result {
 };
 
 /// What is done to the nodes of one arena. `Traits` is the address family's, `Count` counts bits.
-/// Every change may move the node's block and then stores the new place in `ref`.
+/// Every change may move the node's block and then stores the new place in `ref`. A change that
+/// throws, for want of memory, has done nothing.
 template <class Traits, class Count>
 struct NodeOps {
   using Key = typename Traits::Key;
@@ -148,14 +151,14 @@ struct NodeOps {
   }
   static Key key(Ref ref) { return Traits::load(ref.words() + ref.keyAt()); }
 
-  /// A node with one child and no prefix, which the caller must add to.
-  static Ref inner(TrieArena& arena, Key key, unsigned depth, bool hasKey, unsigned c, Ref child) {
-    unsigned const at = 2 + (hasKey ? Traits::kWords : 0);
-    U64* const words = arena.take(at + 1);
-    words[0] = 0;
-    words[1] = bit(c);
+  /// A node of which everything but the words of the children and of the results is set.
+  static Ref inner(TrieArena& arena, Key key, unsigned depth, bool hasKey, U64 internal,
+                   U64 external) {
+    U64* const words = arena.take(2 + (hasKey ? Traits::kWords : 0) + Count::count(external) +
+                                  Result::kWords * Count::count(internal));
+    words[0] = internal;
+    words[1] = external;
     if (hasKey) Traits::store(words + 2, marked(key, depth));
-    words[at] = child.word();
     return Ref(words, true, hasKey);
   }
 
@@ -172,6 +175,28 @@ struct NodeOps {
     return leaf.words() + 1 + (leaf.hasKey() ? Traits::kWords : 0);
   }
 
+  static void giveBack(TrieArena& arena, Ref ref) noexcept {
+    arena.giveBack(ref.words(), size(ref));
+  }
+
+  /// A node, or null, that goes back to its arena unless it is hung somewhere.
+  class Loose {
+   public:
+    [[gnu::always_inline]] Loose(TrieArena& arena, Ref ref) : arena_(arena), ref_(ref) {}
+    Loose(Loose const&) = delete;
+    Loose& operator=(Loose const&) = delete;
+    [[gnu::always_inline]] ~Loose() {
+      if (ref_) giveBack(arena_, ref_);
+    }
+    [[gnu::always_inline]] Ref ref() const { return ref_; }
+    /// It hangs now.
+    [[gnu::always_inline]] Ref hung() { return std::exchange(ref_, Ref()); }
+
+   private:
+    TrieArena& arena_;
+    Ref ref_;
+  };
+
   /// Adds a prefix; returns its words, which are still to be set. REQUIRES: `p` is free.
   [[gnu::always_inline]] static inline U64* addResult(TrieArena& arena, Ref& ref, unsigned p) {
     unsigned const at = static_cast<unsigned>(result(ref, p) - ref.words());
@@ -182,11 +207,11 @@ struct NodeOps {
   }
 
   /// Takes a prefix out. The node may be left with nothing: then `ref` is null.
-  static void removeResult(TrieArena& arena, Ref& ref, unsigned p) {
+  static void removeResult(TrieArena& arena, Ref& ref, unsigned p) noexcept {
     unsigned const at = static_cast<unsigned>(result(ref, p) - ref.words());
     unsigned const words = size(ref);
     if (!ref.hasChildren() && ref.internal() == bit(p)) {
-      arena.giveBack(ref.words(), words);
+      giveBack(arena, ref);
       ref = Ref();
       return;
     }
@@ -198,10 +223,14 @@ struct NodeOps {
   /// Hangs a child at `c`. REQUIRES: `c` is free.
   [[gnu::always_inline]] static inline void addChild(TrieArena& arena, Ref& ref, unsigned c,
                                                      Ref added) {
-    if (!ref.hasChildren()) {
-      U64* const words = arena.insertWords(ref.words(), size(ref), 1, 1);
-      words[1] = 0;
+    if (!ref.hasChildren()) {  // room for the bitmap and the child, between which the key is
+      unsigned const keyWords = ref.hasKey() ? Traits::kWords : 0;
+      U64* const words = arena.insertWords(ref.words(), size(ref), 1, 2);
+      words[1] = bit(c);
+      std::copy_n(words + 3, keyWords, words + 2);
+      words[2 + keyWords] = added.word();
       ref = Ref(words, true, ref.hasKey());
+      return;
     }
     unsigned const at = static_cast<unsigned>(child(ref, c) - ref.words());
     U64* const words = arena.insertWords(ref.words(), size(ref), at, 1);
@@ -211,7 +240,7 @@ struct NodeOps {
   }
 
   /// Unhooks the child at `c`; what it refers to is the caller's.
-  static void removeChild(TrieArena& arena, Ref& ref, unsigned c) {
+  static void removeChild(TrieArena& arena, Ref& ref, unsigned c) noexcept {
     unsigned const at = static_cast<unsigned>(child(ref, c) - ref.words());
     U64* words = arena.eraseWords(ref.words(), size(ref), at, 1);
     words[1] &= ~bit(c);
@@ -230,7 +259,7 @@ struct NodeOps {
     ref = Ref(words, ref.hasChildren(), true);
   }
 
-  static void removeKey(TrieArena& arena, Ref& ref) {
+  static void removeKey(TrieArena& arena, Ref& ref) noexcept {
     U64* const words = arena.eraseWords(ref.words(), size(ref), ref.keyAt(), Traits::kWords);
     ref = Ref(words, ref.hasChildren(), false);
   }

@@ -14,6 +14,7 @@
 
 #include "platform/orb/Error.h"
 #include "platform/orb/Reaper.h"
+#include "tests/support/ScarceMemory.h"
 
 namespace {
 
@@ -219,6 +220,50 @@ TEST_P(TrieModelTest, saysWhatAMapSays) {
   model.clear();
   trie = nullptr;
   Orb::reapAll();
+  EXPECT_EQ(alive, 0);
+}
+
+// Every second change is first tried with no allocation granted, then with one, and so on: each
+// one that fails has changed nothing. Many small tries, in which most changes need memory, and one
+// whose root grows and shrinks.
+TEST_P(TrieModelTest, isWholeWhateverAllocationFails) {
+  Shape const& shape = GetParam();
+  Orb::reapAll();  // the reaper's own memory is there from here on
+  Random random(2);
+  long failed = 0;
+  for (std::size_t round = 0; round < 60; ++round) {
+    std::size_t const most = round == 0 ? std::size_t{4000} : 10 + round;
+    Model model;
+    std::vector<IpGenPrefix> added;
+    auto trie = emptyTrie(shape.family);
+    auto const change = [&](auto const& act) {
+      if (random() % 2 == 0) return act();
+      failed += TestSupport::withEverMoreMemory(act, [&] { expectSame(*trie, model); });
+    };
+    for (std::size_t steps = 0; steps < 5 * most; ++steps) {
+      if (added.empty() || random() % 10 < (steps < 2 * most ? 8 : 2)) {
+        IpGenPrefix const prefix = shape.draw(random);
+        auto const datum = Orb::make<Datum>(steps);
+        change([&] { trie->routeIs(prefix, datum); });
+        auto& chain = model[prefix];
+        if (chain.empty()) added.push_back(prefix);
+        chain.push_back(datum);
+      } else {
+        std::swap(added[random() % added.size()], added.back());
+        change([&] { trie->routeDel(added.back()); });
+        model.erase(added.back());
+        added.pop_back();
+      }
+      expectCovering(*trie, model, shape.draw(random));
+      if (steps == 2 * most || steps == 5 * most - 1) expectSame(*trie, model);
+      if (HasFatalFailure()) return;
+    }
+    for (std::size_t i = 0; i < most; ++i) trie->routeIs(shape.draw(random), Orb::make<Datum>(i));
+    TestSupport::ScarceMemory const none(0);  // what is freed must not need any
+    trie = nullptr;
+    Orb::reapAll();
+  }
+  EXPECT_GT(failed, 0);
   EXPECT_EQ(alive, 0);
 }
 
