@@ -5,6 +5,10 @@ namespace Acl {
 ORB_ENTITY_TYPE(CommunityListEntry);
 ORB_ENTITY_TYPE(CommunityList);
 
+Orb::Ptr<CommunityListEntry> CommunityListEntry::blank() {
+  return Orb::make<CommunityListEntry>(*Orb::make<CommunityList>(Orb::Name()), 0U);
+}
+
 CommunityListEntry::CommunityListEntry(CommunityList const& list, Orb::U32 seqno)
     : seqno_(seqno), listName_(list.name()) {}
 

@@ -14,6 +14,8 @@ class ROUTEPOLICY_EXPORT CommunityListEntry : public Orb::Entity {
   ORB_ENTITY(CommunityListEntry, "Acl::CommunityListEntry", seqno, permit, community, commRegex,
              commRegexDisplay, lbwDisplay, listType, version);
   CommunityListEntry(CommunityList const& list, Orb::U32 seqno);
+  /// An entry of no list.
+  static Orb::Ptr<CommunityListEntry> blank();
 
   ORB_KEY(seqno, Orb::U32);
   /// Permits by default, unlike a rule of a prefix list, on purpose.

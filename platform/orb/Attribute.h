@@ -86,10 +86,11 @@ class Reference {
   Ptr<E> const& get() const { return object_; }
   void is(Entity const& owner, AttrId id, Ptr<E> object) {
     if (object_ == object) return;
-    object_.swap(object);
+    std::swap(object_, object);
     owner.notify(id);
   }
-  void text(std::string& out) const { out += object_ ? kTargetName : detail::kNoEntity; }
+  /// The object's type.
+  void text(std::string& out) const { out += object_ ? object_->type().name : detail::kNoEntity; }
 
  private:
   Ptr<E> object_;

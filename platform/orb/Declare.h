@@ -32,6 +32,11 @@
   static constexpr std::size_t kAttributeCount = ::Orb::detail::countNames(#__VA_ARGS__); \
   ::Orb::TypeInfo const& type() const override
 
+/// An entity type that has the attributes of its base and none of its own.
+#define ORB_ENTITY_LIKE_BASE(Class, fullName)       \
+  static constexpr char const* typeName = fullName; \
+  ::Orb::TypeInfo const& type() const override
+
 /// Goes into one source file for each entity type, in the type's namespace: its table and its
 /// registration under the full name.
 #define ORB_ENTITY_TYPE(Class)                                                      \

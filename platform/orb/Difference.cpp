@@ -12,13 +12,12 @@ using VisitDifference = FunctionRef<void(Difference const&)>;
 /// Walks two trees side by side; the path grows and shrinks with the place.
 class Walk {
  public:
-  explicit Walk(VisitDifference visit) : visit_(visit) {}
+  Walk(VisitDifference visit, std::string_view path) : visit_(visit), path_(path) {}
 
   void entities(Entity const& before, Entity const& after) {
     attributes(after.type().attributes, &before, &after);
   }
 
- private:
   void attributes(std::span<AttributeInfo const> rows, void const* before, void const* after) {
     for (AttributeInfo const& a : rows) {
       if (!a.ops->differ) continue;
@@ -31,6 +30,16 @@ class Walk {
     }
   }
 
+  void owned(AttributeKind kind, Entity const* before, Entity const* after) {
+    if (before && after) return entities(*before, *after);
+    if (!after) return tell({Kind::removed, {}, {}, {}, false, kind});
+    tell({Kind::added, {}, {}, {}, false, kind});
+    Ptr<Entity const> const blank = after->type().make({});
+    ORB_ASSERT(blank && "an entity type that a new tree can hold can be made alone");
+    entities(*blank, *after);
+  }
+
+ private:
   void difference(AttributeInfo const& a, MemberDifference const& member) {
     std::size_t const here = path_.size();
     if (member.key) {
@@ -39,20 +48,12 @@ class Walk {
       path_ += ']';
     }
     if (a.ops->child) {
-      owned(a, static_cast<Entity const*>(member.before), static_cast<Entity const*>(member.after));
+      owned(a.ops->kind, static_cast<Entity const*>(member.before),
+            static_cast<Entity const*>(member.after));
     } else {
       value(a, member);
     }
     path_.resize(here);
-  }
-
-  void owned(AttributeInfo const& a, Entity const* before, Entity const* after) {
-    if (before && after) return entities(*before, *after);
-    if (!after) return tell({Kind::removed, {}, {}, {}, false, a.ops->kind});
-    tell({Kind::added, {}, {}, {}, false, a.ops->kind});
-    Ptr<Entity const> const blank = after->type().make({});
-    ORB_ASSERT(blank && "an entity type that a new tree can hold can be made alone");
-    entities(*blank, *after);
   }
 
   void value(AttributeInfo const& a, MemberDifference const& member) {
@@ -86,9 +87,21 @@ class Walk {
 
 }  // namespace
 
-void differences(Entity const& before, Entity const& after, VisitDifference visit) {
+void differences(Entity const& before, Entity const& after, VisitDifference visit,
+                 std::string_view prefix) {
   ORB_ASSERT(&before.type() == &after.type());
-  Walk(visit).entities(before, after);
+  Walk(visit, prefix).entities(before, after);
+}
+
+void attributeDifferences(AttributeInfo const& attribute, Entity const& before, Entity const& after,
+                          VisitDifference visit) {
+  ORB_ASSERT(&before.type() == &after.type());
+  Walk(visit, {}).attributes({&attribute, 1}, &before, &after);
+}
+
+void ownedDifferences(AttributeKind attribute, Entity const* before, Entity const* after,
+                      VisitDifference visit, std::string_view path) {
+  Walk(visit, path).owned(attribute, before, after);
 }
 
 void assignments(Entity const& entity, FunctionRef<void(std::string const&)> visit) {

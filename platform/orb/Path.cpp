@@ -13,6 +13,7 @@ struct Change {
   std::string_view text = {};
   Ptr<Entity>* made = nullptr;  ///< the owned entity at the end
   bool* removed = nullptr;      ///< whether anything was
+  CounterAccess counters = CounterAccess::set;
 
   bool isRemoval() const { return kind == Kind::remove; }
   void found(bool isThere) const {
@@ -211,6 +212,9 @@ void changeValue(Holder const& holder, AttributeInfo const& a, TextReader& in,
                  Change const& change) {
   Place const place = placeOf(holder, a);
   ValueType const& type = *a.ops->value;
+  if (a.ops->kind == AttributeKind::counter && change.counters == CounterAccess::refuse) {
+    refuse(holder, a, "is raised by commits alone: a change is not allowed");
+  }
   if (!atEnd(in)) {
     if (atKey(in)) refuse(holder, a, "has no members");
     in.literal(".");
@@ -273,8 +277,9 @@ std::string attributeText(Entity const& root, std::string_view path) {
   return out;
 }
 
-void attributeTextIs(Entity& root, std::string_view path, std::string_view text) {
-  changePath(root, path, {Change::Kind::set, text});
+void attributeTextIs(Entity& root, std::string_view path, std::string_view text,
+                     CounterAccess counters) {
+  changePath(root, path, {.kind = Change::Kind::set, .text = text, .counters = counters});
 }
 
 Ptr<Entity> attributeIs(Entity& root, std::string_view path) {

@@ -30,8 +30,11 @@ ROUTEPOLICY_EXPORT void visitPath(Entity const& root, std::string_view path,
 
 /// The text form of what `path` leads to; of an entity, what inspect() says.
 ROUTEPOLICY_EXPORT std::string attributeText(Entity const& root, std::string_view path);
+/// Whether counters may be set: where a tree is restored, not where it is edited.
+enum class CounterAccess { set, refuse };
 /// Sets what `path` leads to from its text form.
-ROUTEPOLICY_EXPORT void attributeTextIs(Entity& root, std::string_view path, std::string_view text);
+ROUTEPOLICY_EXPORT void attributeTextIs(Entity& root, std::string_view path, std::string_view text,
+                                        CounterAccess counters = CounterAccess::set);
 /// Makes the member or the owned entity that `path` leads to, unless it is there; the entity, or
 /// null for a member.
 ROUTEPOLICY_EXPORT Ptr<Entity> attributeIs(Entity& root, std::string_view path);
