@@ -135,6 +135,41 @@ TEST(CliHelper, LoadsAndCopiesEntriesOnly) {
   EXPECT_EQ(Acl::prefixListText(copy6), "ipv6 prefix-list Q\n    seq 0 permit 2001:db8::/32\n");
 }
 
+// The last reference to either list goes with the k-th notice of the copy.
+TEST(CliHelper, CopiesToTheEndWhoeverLetsGoOfAList) {
+  struct Mortal final : PrefixList {
+    Mortal(char const* name, bool& isGone) : PrefixList(name), gone(isGone) {}
+    ~Mortal() override { gone = true; }
+    bool& gone;
+  };
+  struct Dropper final : Orb::Notifiee {
+    void onAttribute(Orb::Entity const&, Orb::AttrId, void const*) override {
+      EXPECT_FALSE(sourceGone || destinationGone);
+      if (++told == dropAt) *dropped = nullptr;
+    }
+    bool sourceGone = false;
+    bool destinationGone = false;
+    int told = 0;
+    int dropAt = 0;
+    Orb::Ptr<PrefixList>* dropped = nullptr;
+  };
+  for (int dropAt = 1; dropAt <= 4; ++dropAt) {
+    for (bool const ofSource : {true, false}) {
+      Dropper dropper;
+      Orb::Ptr<PrefixList> source = Orb::make<Mortal>("S", dropper.sourceGone);
+      Orb::Ptr<PrefixList> destination = Orb::make<Mortal>("D", dropper.destinationGone);
+      destination->prefixEntryIs(entry(1, "1.0.0.0/8", 0, 0, 0));
+      for (Orb::U32 i = 7; i < 10; ++i) source->prefixEntryIs(entry(i, "2.0.0.0/8", 0, 0, 0));
+      destination->notifieeIs(dropper);
+      dropper.dropAt = dropAt;
+      dropper.dropped = ofSource ? &source : &destination;
+      CliHelper::copyPrefixListEntries(*source, *destination);
+      EXPECT_EQ(dropper.told, 4);
+      EXPECT_TRUE(ofSource ? dropper.sourceGone : dropper.destinationGone);
+    }
+  }
+}
+
 TEST(CliHelper, AnswersTheCommandLine) {
   EXPECT_EQ(CliHelper::prefixListEntryLocalDir(true), "/mnt/flash/ipv6-prefix-list-source");
   EXPECT_EQ(CliHelper::prefixListEntryLocalDir(false), "/mnt/flash/prefix-list-source");
