@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
+#include <future>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -184,6 +185,30 @@ TEST(ReaperDeathTest, TheEndOfTheProcessFreesWhatWaitsAndThenAtOnce) {
         std::exit(0);
       },
       testing::ExitedWithCode(0), "early freed;late freed;0 left");
+}
+
+TEST(ThreadsReaper, WhatAnotherThreadIsFreeingIsNoWorkForTheLoop) {
+  ActivityManager manager;
+  ActivityManager::Scope const scope(manager);
+  std::atomic<int> wakes{0};
+  manager.wakeHandlerIs([&wakes] { ++wakes; });
+  std::promise<void> begun;
+  std::promise<void> checked;
+  reap(std::make_unique<Heap>(1, [&](std::size_t) {
+    begun.set_value();
+    checked.get_future().wait();
+  }));
+  std::thread other(reapAll);
+  begun.get_future().wait();
+  EXPECT_EQ(pendingGarbage(), 1U);
+  EXPECT_EQ(manager.nextDue(), Clock::kNever) << "it would spin";
+  wakes = 0;
+  std::thread([] { reap(talking("")); }).join();
+  EXPECT_EQ(wakes, 1) << "what comes meanwhile is";
+  EXPECT_EQ(manager.nextDue(), Clock::kNextTurn);
+  checked.set_value();
+  other.join();
+  reapAll();
 }
 
 TEST(ThreadsReaper, AnyThreadMayLeaveGarbageToTheLoop) {
