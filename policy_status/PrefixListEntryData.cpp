@@ -22,6 +22,9 @@ constexpr char kRemoveData[] =
 class ChainGarbage final : public Orb::Garbage {
  public:
   explicit ChainGarbage(Orb::Ptr<PrefixListEntryData> rest) : rest_(std::move(rest)) {}
+  ~ChainGarbage() override {
+    while (rest_) ChainGarbage::freeSome(1);
+  }
   bool freeSome(std::size_t count) override {
     for (; rest_ && count > 0; --count) rest_ = Orb::Ptr(rest_->nextEntryData());
     return rest_ != nullptr;
@@ -31,15 +34,22 @@ class ChainGarbage final : public Orb::Garbage {
   Orb::Ptr<PrefixListEntryData> rest_;
 };
 
-/// False when there is no memory to note it down: the rest is freed at once then.
+/// False, with the rest as it was, when there is no memory to note it down.
 bool leaveToReaper(Orb::Ptr<PrefixListEntryData>& rest) noexcept {
   try {
     auto garbage = std::make_unique<ChainGarbage>(rest);
     rest = nullptr;
     Orb::reap(std::move(garbage));
-    return true;
+  } catch (std::bad_alloc const&) {  // what the reaper cannot take is freed here, at once
+  }
+  return !rest;
+}
+
+/// Gives a chain its index; one that goes without for want of memory is slower.
+void tryToIndex(PrefixListEntryData& head) noexcept {
+  try {
+    detail::ChainIndex::make(head);
   } catch (std::bad_alloc const&) {
-    return false;
   }
 }
 
@@ -126,7 +136,7 @@ Routing::PrefixData::Ptr PrefixListEntryData::insertData(
   if (index) {
     index->add(*added);
   } else if (walked > ChainIndex::kWorthwhile) {
-    ChainIndex::make(*this);
+    tryToIndex(*this);
   }
   return this;
 }

@@ -6,8 +6,11 @@
 #include <random>
 #include <vector>
 
+#include "platform/orb/Activity.h"
 #include "platform/orb/Error.h"
+#include "platform/orb/Reaper.h"
 #include "platform/orb/Trace.h"
+#include "tests/support/ScarceMemory.h"
 
 namespace {
 
@@ -103,6 +106,51 @@ TEST(PrefixListEntryData, AVeryLongChainGoesWithoutRecursion) {
   auto const kept = static_cast<PrefixListEntryData&>(*c.head).nextEntryData();
   c.head = nullptr;
   EXPECT_EQ(kept->seqno(), 2U) << "who holds a rule holds those behind it";
+}
+
+// Few prefixes, many rules: it is the rules that take the time.
+TEST(PrefixListEntryData, ChainsGoInSlicesWithTheirTrie) {
+  Orb::reapAll();
+  Orb::ActivityManager manager;
+  Orb::ActivityManager::Scope const scope(manager);
+  double now = 0;
+  manager.clock()->timeSourceIs([&] { return now += 0.001; });  // for each step of freeing
+  for (auto const& [prefixes, rules] : {std::pair{1U, 20000U}, {100U, 50U}}) {
+    auto trie = Orb::make<Routing::PatriciaTrieWithNodeData>("t", Ipa::ipv4);
+    auto const prefixOf = [](Orb::U32 i) { return Ipa::Prefix(Ipa::IpAddr(i << 24), 8U); };
+    for (Orb::U32 i = 0; i < prefixes; ++i) {
+      for (Orb::U32 seqno = rules; seqno > 0; --seqno) {
+        trie->routeIs(prefixOf(i), prefixListEntryDataFactory(GenPrefixEntry::of(
+                                       seqno, prefixOf(i), Acl::permitMatch, 8U, 24U, 0U)));
+      }
+    }
+    Orb::Ptr<Routing::PrefixData const> head = trie->route(prefixOf(0));
+    trie = nullptr;
+    EXPECT_EQ(head->refCount(), 2U) << "nothing was freed at once";
+    EXPECT_EQ(Orb::pendingGarbage(), 1U);
+    head = nullptr;
+    int turns = 0;
+    for (; Orb::pendingGarbage() != 0; ++turns) manager.turn();
+    EXPECT_GT(turns, 5);
+  }
+}
+
+TEST(PrefixListEntryData, AChainThatTheReaperHasNoMemoryForIsFreedAtOnce) {
+  Orb::reapAll();
+  std::vector<Orb::Ptr<PrefixListEntryData>> tails;
+  for (long i = 0; i < 300; ++i) {  // so many that the reaper's queue must grow
+    Chain c;
+    c.insert(100);
+    tails.emplace_back(static_cast<PrefixListEntryData*>(c.head.get()));
+    for (Orb::U32 seqno = 99; seqno > 50; --seqno) c.insert(seqno);
+    TestSupport::ScarceMemory const scarce(i % 2);
+    c.head = nullptr;
+    if (i % 2 == 0) {
+      EXPECT_EQ(tails.back()->refCount(), 1U);
+    }
+  }
+  Orb::reapAll();
+  for (auto const& tail : tails) EXPECT_EQ(tail->refCount(), 1U);
 }
 
 TEST(PrefixListEntryData, KeepsTheWholeRule) {
