@@ -77,9 +77,11 @@ void PrefixListReactor<Family>::handleVersion() {
   ORB_TRACE(traceSm(), 8,
             kHandlerNames<Family>.handleVersion << " version: " << prefixList()->version());
   if (!machine_) return;
-  bookmark_ = 0;
-  newTrie_ = Orb::make<PatriciaTrieWithNodeData>(name(), Family::kFamily);
+  auto trie = Orb::make<PatriciaTrieWithNodeData>(name(), Family::kFamily);
   timer_.timeMinIs(Orb::Clock::kNextTurn);
+  // There was memory for it all; else a build that was under way goes on as it was.
+  bookmark_ = 0;
+  newTrie_ = std::move(trie);
 }
 
 template <class Family>
@@ -97,25 +99,27 @@ Orb::U64 PrefixListReactor<Family>::processClock() {
   }
   Scout scout(newTrie_.get(), entries, bookmark_);
   Orb::U64 count = 0;
-  for (auto at = entries.lowerBound(bookmark_); at != entries.end(); ++at) {
-    Entry const& entry = *at;
-    if (count != 0 && clock()->now() >= deadline) {
-      ORB_TRACE(traceSm(), 5, "PL: " << name() << " pausing processing at " << entry.seqno());
+  Orb::Ptr<PrefixListStatus> status;
+  try {
+    status = prefixListStatusFactory(name());  // there before the last rule is
+    for (auto at = entries.lowerBound(bookmark_); at != entries.end(); ++at) {
+      Entry const& entry = *at;
+      if (count != 0 && clock()->now() >= deadline) {
+        ORB_TRACE(traceSm(), 5, "PL: " << name() << " pausing processing at " << entry.seqno());
+        bookmark_ = entry.seqno();
+        timer_.timeMinIs(Orb::Clock::kNextTurn);
+        return count;
+      }
+      scout.step();
       bookmark_ = entry.seqno();
-      timer_.timeMinIs(Orb::Clock::kNextTurn);
-      return count;
-    }
-    scout.step();
-    try {
       addEntry(entry);
-    } catch (...) {  // no memory: the build goes on here when there may be some again
-      bookmark_ = entry.seqno();
-      timer_.timeMinIs(Orb::Clock::kNextTurn);
-      throw;
+      ++count;
     }
-    ++count;
+  } catch (...) {  // no memory: the build goes on at the bookmark when there may be some again
+    timer_.timeMinIs(Orb::Clock::kNextTurn);
+    throw;
   }
-  publish(symbol);
+  publish(symbol, status);
   return count;
 }
 
@@ -129,10 +133,10 @@ void PrefixListReactor<Family>::addEntry(Entry const& entry) {
 }
 
 template <class Family>
-void PrefixListReactor<Family>::publish(Orb::Ptr<PrefixListSymbol> const& symbol) {
+void PrefixListReactor<Family>::publish(Orb::Ptr<PrefixListSymbol> const& symbol,
+                                        Orb::Ptr<PrefixListStatus> const& status) {
   // Everything is idle before the users are told: one of them may raise the list's version and so
   // start the next build, or delete the list and this reactor with it.
-  auto const status = prefixListStatusFactory(name());
   status->trieIs(newTrie_);
   stopBuilding();
   symbol->statusIs(status);

@@ -95,7 +95,7 @@ class ROUTEPOLICY_EXPORT PrefixListReactor final
   void handleInitial();
   void handleVersion();
   void addEntry(Entry const& entry);
-  void publish(Orb::Ptr<PrefixListSymbol> const& symbol);
+  void publish(Orb::Ptr<PrefixListSymbol> const& symbol, Orb::Ptr<PrefixListStatus> const& status);
   void stopBuilding() noexcept;
 
   Machine* machine_;

@@ -8,6 +8,7 @@
 
 #include "platform/orb/Trace.h"
 #include "tests/support/ListWorld.h"
+#include "tests/support/ScarceMemory.h"
 
 namespace {
 
@@ -233,6 +234,85 @@ TYPED_TEST(PrefixListSm, SurvivesWhatFollowersDo) {
   last.then = [&] { w.machine = nullptr; };  // drops the machine
   w.settle();
   EXPECT_EQ(last.told, 1);
+}
+
+TYPED_TEST(PrefixListSm, AListMayGoWhileItsSymbolIsAnnounced) {
+  auto& w = this->world;
+  using M = TestSupport::MachineOf<TypeParam>;
+  struct Announced final : Orb::Notifiee {
+    void onAttribute(Orb::Entity const&, Orb::AttrId, void const*) override {
+      std::exchange(then, [] {})();
+    }
+    std::function<void()> then = [] {};
+  } announced;
+  w.start();
+  w.all->notifieeIs(announced);
+  Orb::Ptr<PrefixListSymbol> symbol;
+  announced.then = [&] {
+    symbol = w.symbol("L");
+    M::listDel(*w.config, "L");
+  };
+  w.list("L");
+  ASSERT_TRUE(symbol);
+  EXPECT_FALSE(symbol->status()) << "who holds it sees that there is no list";
+  EXPECT_FALSE(w.symbol("L"));
+  EXPECT_FALSE(w.sm("L"));
+}
+
+TYPED_TEST(PrefixListSm, AReactorThatWasLetGoStartsNothing) {
+  auto& w = this->world;
+  w.add("L", w.rule(5, this->prefix(1)));
+  w.start();
+  auto const sm = w.sm("L");
+  auto const list = w.list("L");
+  TestSupport::MachineOf<TypeParam>::listDel(*w.config, "L");
+  list->versionInc(1);
+  if constexpr (TestFixture::kIsIpv4) {
+    sm->handlePrefixListVersion();
+  } else {
+    sm->handleIpv6PrefixListVersion();
+  }
+  EXPECT_FALSE(sm->newTrie());
+  EXPECT_EQ(sm->timeMin(), Orb::Clock::kNever);
+  sm->detach();
+}
+
+// Whichever allocation fails, what is built already stays, and no rule is added twice. A version
+// that finds no memory is the caller's to raise again: the build that it meets goes on.
+TYPED_TEST(PrefixListSm, ABuildThatRunsOutOfMemoryGoesOnWhereItWas) {
+  auto& w = this->world;
+  w.start();
+  for (Orb::U32 const count : {1U, 90U}) {
+    Orb::Name const name = std::to_string(count);
+    auto const list = w.list(name);
+    for (Orb::U32 i = 0; i < count; ++i) {  // two in three are one chain, long enough for an index
+      TypeParam::entryIs(*list, w.rule(i, this->prefix(i % 3 == 0 ? static_cast<int>(i) : 1)));
+    }
+    auto const sm = w.sm(name);
+    Follower follower(w.symbol(name));
+    for (int build = 1; build <= 2; ++build) {
+      TestSupport::withEverMoreMemory([&] { list->versionInc(1); },
+                                      [&] { EXPECT_FALSE(sm->newTrie()); });
+      if (build == 2) {
+        sm->clockQuantumIs(0);
+        for (Orb::U32 i = 0; i < count / 2; ++i) w.manager.turn();
+        TestSupport::ScarceMemory const none(0);
+        EXPECT_THROW(list->versionInc(1), std::bad_alloc);
+        EXPECT_EQ(sm->bookmark(), count / 2);
+      }
+      long const failed = TestSupport::withEverMoreMemory(
+          [&] { w.settle(); }, [&] { EXPECT_EQ(follower.told, build - 1); });
+      EXPECT_GT(failed, 1);
+      EXPECT_EQ(follower.told, build);
+      std::size_t rules = 0;
+      w.symbol(name)->status()->trie()->forEach([&](auto const&, auto const& head) {
+        for (auto* rule = static_cast<PrefixListEntryData const*>(&head); rule; ++rules) {
+          rule = rule->nextEntryData().get();
+        }
+      });
+      EXPECT_EQ(rules, count);
+    }
+  }
 }
 
 TYPED_TEST(PrefixListSm, ReactorsAreKeptByNameAndObject) {
