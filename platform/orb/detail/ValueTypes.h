@@ -75,8 +75,10 @@ constexpr AttributeOps valueOps(AttributeKind kind) {
   };
   if (kind == AttributeKind::scalar || kind == AttributeKind::counter) {
     ops.differ = [](void const* before, void const* after, DifferVisit visit) {
-      if (before && sameValue<T>(get(before), get(after))) return;
-      visit({nullptr, before, after});
+      T const& theirs = get(after);
+      if (!before) return visit({nullptr, nullptr, &theirs});
+      T const& mine = get(before);
+      if (!sameValue<T>(mine, theirs)) visit({nullptr, &mine, &theirs});
     };
   }
   return ops;
