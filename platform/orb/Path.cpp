@@ -165,6 +165,11 @@ void changeChild(Holder const& holder, AttributeInfo const& a, TextReader& in,
   }
   if (!child && change.isRemoval()) return change.found(false);
   bool const isNew = !child;
+  Entity* const other = isNew && !isEnd ? a.ops->child(place.attribute, nullptr) : nullptr;
+  if (Ptr<Entity> const trial = other ? other->type().make({}) : nullptr) {
+    TextReader ahead = in;  // what would fail must not cost the one whose place is taken
+    changeIn(Holder::of(*trial), ahead, change);
+  }
   if (isNew) child = a.ops->childIs(place, keyAgain());
   if (!child) refuse(holder, a, "needs a key in brackets for what is not there yet");
   if (isEnd) {

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <limits>
 #include <vector>
 
 #include "platform/orb/Attribute.h"
@@ -23,10 +24,16 @@ class Child : public Orb::NamedEntity {
   ORB_ATTRIBUTE(weight, Orb::U32);
 };
 
+class Nameless : public Orb::Entity {
+ public:
+  ORB_ENTITY(Nameless, "Sample::Nameless", weight);
+  ORB_ATTRIBUTE(weight, Orb::U32);
+};
+
 class Parent : public Orb::NamedEntity {
  public:
   ORB_ENTITY(Parent, "Sample::Parent", version, text, checked, rule, note, child, kid, shared,
-             total);
+             total, ratio, single, chosen, other);
   explicit Parent(Orb::Name name) : NamedEntity(std::move(name)) {}
 
   ORB_COUNTER(version);
@@ -34,17 +41,21 @@ class Parent : public Orb::NamedEntity {
   static void check(Orb::U8 v) {
     if (v > 15) throw Orb::RangeException("Parent::checked > 15 not allowed");
   }
-  using checkedObject = Orb::Scalar<Orb::U8, &Parent::check>;
-  ORB_SCALAR_(checked, Orb::U8)
+  ORB_CHECKED_ATTRIBUTE(checked, Orb::U8, &check);
   ORB_COLLECTION(rule, Orb::OrderedValues<Rule, &Rule::seqno>);
   ORB_MAP(note, Orb::U8, Orb::String);
   ORB_COLLECTION(child, Orb::OrderedChildren<Child, &Child::name>);
   ORB_COLLECTION(kid, Orb::HashChildren<Child, &Child::name>);
   ORB_COLLECTION(shared, Orb::HashShared<Child, &Child::name>);
   ORB_DERIVED(total, Orb::U32);
+  ORB_ATTRIBUTE(ratio, float);
+  ORB_CHILD(single, Nameless);
+  ORB_NAMED_CHILD(chosen, Child);
+  ORB_REFERENCE(other, Child);
 };
 
 ORB_ENTITY_TYPE(Child);
+ORB_ENTITY_TYPE(Nameless);
 ORB_ENTITY_TYPE(Parent);
 
 Orb::U32 Parent::total() const {
@@ -79,6 +90,10 @@ class Watcher final : public Orb::Reactor<Watcher, Parent> {
                       on<Attr::child, &Watcher::onName>,
                       on<Attr::kid, &Watcher::onName>,
                       on<Attr::shared, &Watcher::onName>,
+                      on<Attr::ratio, &Watcher::onRatio>,
+                      on<Attr::single, &Watcher::onSingle>,
+                      on<Attr::chosen, &Watcher::onChosen>,
+                      on<Attr::other, &Watcher::onOther>,
                       onDeleted<&Watcher::onGone>};
   }
   void add(std::string what) {
@@ -91,7 +106,24 @@ class Watcher final : public Orb::Reactor<Watcher, Parent> {
   void onRule(Orb::U32 key) { add("rule " + std::to_string(key)); }
   void onNote(Orb::U8 key) { add("note " + std::to_string(key)); }
   void onName(Orb::Name const& key) { add(key.str()); }
+  void onRatio() { add("ratio"); }
+  void onSingle() { add(notifier()->single() ? "single" : "no single"); }
+  void onChosen() { add(notifier()->chosen() ? notifier()->chosen()->name().str() : "none"); }
+  void onOther() { add("other"); }
   void onGone() { add("gone"); }
+};
+
+/// Does what the test wants when a child leaves its owner.
+class ChildWatcher final : public Orb::Reactor<ChildWatcher, Child> {
+ public:
+  ChildWatcher(Orb::Ptr<Child const> const& c, std::function<void()> what)
+      : Reactor(c), gone(std::move(what)) {}
+  std::function<void()> gone;
+
+ private:
+  friend Reactor;
+  static constexpr auto reactions() { return std::tuple{onDeleted<&ChildWatcher::onGone>}; }
+  void onGone() { gone(); }
 };
 
 using Seen = std::vector<std::string>;
@@ -149,6 +181,68 @@ TEST(Entity, StoresBeforeItChecksAndDoesNotTell) {
   EXPECT_TRUE(w->seen.empty());
 }
 
+TEST(Entity, ComparesFloatsByTheirBits) {
+  float const nan = std::numeric_limits<float>::quiet_NaN();
+  auto const p = Orb::make<Parent>("p");
+  auto const w = Orb::make<Watcher>(p);
+  for (auto const& [value, tells] : {std::pair{0.0F, false},
+                                     {-0.0F, true},
+                                     {-0.0F, false},
+                                     {nan, true},
+                                     {nan, false},
+                                     {-nan, true},
+                                     {0.0F, true}}) {
+    p->ratioIs(value);
+    EXPECT_EQ(std::exchange(w->seen, {}), tells ? Seen{"ratio"} : Seen{}) << value;
+  }
+}
+
+TEST(Entity, OwnsOneOrNone) {
+  auto const p = Orb::make<Parent>("p");
+  auto const w = Orb::make<Watcher>(p);
+  auto const told = [&] { return std::exchange(w->seen, {}); };
+  p->singleDel();
+  auto const single = p->singleIs();
+  EXPECT_EQ(p->singleIs(), single);
+  p->singleDel();
+  p->singleDel();
+  EXPECT_EQ(told(), (Seen{"single", "no single"}));
+
+  auto const a = p->chosenIs("a");
+  a->weightIs(7);
+  EXPECT_EQ(p->chosenIs("a"), a);
+  EXPECT_EQ(told(), Seen{"a"});
+  // Another name takes its place: it is told first, with the new one there already.
+  int gone = 0;
+  auto const aw = Orb::make<ChildWatcher>(a, [&] {
+    ++gone;
+    EXPECT_EQ(p->chosen()->name(), "b");
+    EXPECT_EQ(told(), Seen{});
+  });
+  auto const b = p->chosenIs("b");
+  EXPECT_EQ(p->chosen(), b);
+  EXPECT_EQ(b->weight(), 0U);
+  EXPECT_EQ(told(), Seen{"b"});
+  p->chosenDel();
+  EXPECT_EQ(told(), Seen{"none"});
+  EXPECT_EQ(gone, 1);
+  w->then = [&] { p->chosenDel(); };
+  EXPECT_TRUE(p->chosenIs("c")) << "a valid object, though nobody owns it any more";
+  EXPECT_FALSE(p->chosen());
+}
+
+TEST(Entity, RefersToWhatBelongsToOthers) {
+  auto const p = Orb::make<Parent>("p");
+  auto const w = Orb::make<Watcher>(p);
+  auto const c = p->childIs("c");
+  p->otherIs(c);
+  p->otherIs(c);
+  p->childDel("c");
+  EXPECT_EQ(p->other(), c);
+  p->otherIs(nullptr);
+  EXPECT_EQ(w->seen, (Seen{"c", "other", "c", "other"}));
+}
+
 TEST(Entity, RefusesANullSharedObject) {
   auto const p = Orb::make<Parent>("p");
   try {
@@ -197,10 +291,12 @@ TEST(Entity, SurvivesWhatItsReactorsDo) {
 // The last reference to the owner goes while it tells of what it removes.
 TEST(Entity, OutlivesTheNoticesOfARemoval) {
   for (auto const remove : {+[](Parent& x) { x.ruleDelAll(); }, +[](Parent& x) { x.childDelAll(); },
-                            +[](Parent& x) { x.childDel("a"); }}) {
+                            +[](Parent& x) { x.childDel("a"); }, +[](Parent& x) { x.chosenDel(); },
+                            +[](Parent& x) { x.chosenIs("b"); }}) {
     auto p = Orb::make<Parent>("p");
     for (Orb::U32 i = 0; i < 3; ++i) p->ruleIs(Rule::of(i, i));
     for (auto const* name : {"a", "b"}) p->childIs(name);
+    p->chosenIs("a");
     class Dropper final : public Orb::Notifiee {
      public:
       explicit Dropper(Orb::Ptr<Parent>& last) : last_(last) {}
@@ -239,17 +335,6 @@ TEST(Entity, TellsEverybodyBeforeItThrowsWhatOneThrew) {
 }
 
 TEST(Entity, AChildThatLeavesTellsBeforeItsOwner) {
-  class ChildWatcher final : public Orb::Reactor<ChildWatcher, Child> {
-   public:
-    ChildWatcher(Orb::Ptr<Child const> const& c, std::function<void()> what)
-        : Reactor(c), gone(std::move(what)) {}
-    std::function<void()> gone;
-
-   private:
-    friend Reactor;
-    static constexpr auto reactions() { return std::tuple{onDeleted<&ChildWatcher::onGone>}; }
-    void onGone() { gone(); }
-  };
   auto const p = Orb::make<Parent>("p");
   for (auto const remove :
        {+[](Parent& x) { x.childDel("c"); }, +[](Parent& x) { x.childDelAll(); }}) {
@@ -267,14 +352,54 @@ TEST(Entity, ShowsItsAttributesByName) {
   p->ruleIs(Rule::of(7U, 2U));
   p->noteIs(1, "it's");
   p->childIs("c");
+  p->chosenIs("it");
+  p->otherIs(p->child("c"));
   EXPECT_EQ(Orb::inspect(*p),
             "Sample::Parent\n  version = 0\n  text = 'none'\n  checked = 0\n"
             "  rule = { Value('Sample::Rule', ** {'seqno': 7, 'weight': 2}) }\n"
-            "  note = { 1: 'it\\'s' }\n  child = { 'c' }\n  kid = {}\n  shared = {}\n  total = 2");
+            "  note = { 1: 'it\\'s' }\n  child = { 'c' }\n  kid = {}\n  shared = {}\n  total = 2\n"
+            "  ratio = 0\n  single = None\n  chosen = 'it'\n  other = Sample::Child");
   EXPECT_EQ(Orb::attributeText(*p, "total"), "2");
   EXPECT_THROW(Orb::attributeText(*p, "totals"), Orb::RangeException);
   EXPECT_EQ(p->type().attribute("version").ops->kind, Orb::AttributeKind::counter);
   EXPECT_EQ(Orb::entityType("Sample::Parent"), &p->type());
+}
+
+TEST(Entity, TellsWhatItsAttributesAre) {
+  std::string seen;
+  for (Orb::AttributeInfo const& a : Orb::make<Parent>("p")->type().attributes) {
+    seen += (a.isWritable() ? "" : "const ") + std::string(a.name) + ' ';
+    seen.append(Orb::kindName(a.ops->kind)).append(" ").append(a.ops->type).append("\n");
+  }
+  EXPECT_EQ(seen,
+            "version counter U32\ntext scalar Orb::String\nchecked scalar U8\n"
+            "rule collection Sample::Rule\nnote collection Orb::String\n"
+            "child children Sample::Child\nkid children Sample::Child\n"
+            "const shared collection Sample::Child\nconst total derived U32\n"
+            "ratio scalar float\nsingle child Sample::Nameless\nchosen child Sample::Child\n"
+            "const other reference Sample::Child\n");
+}
+
+TEST(Entity, IsChangedByName) {
+  auto const p = Orb::make<Parent>("p");
+  Orb::attributeTextIs(*p, "single.weight", "3");
+  ASSERT_TRUE(p->single());
+  EXPECT_EQ(p->single()->weight(), 3U);
+  EXPECT_EQ(Orb::attributeText(*p, "single"), "Sample::Nameless");
+  EXPECT_THROW(Orb::attributeTextIs(*p, "single['x'].weight", "4"), Orb::RangeException);
+  EXPECT_TRUE(Orb::attributeDel(*p, "single"));
+  EXPECT_FALSE(p->single());
+  p->textIs("some");
+  EXPECT_TRUE(Orb::attributeDel(*p, "text"));
+  EXPECT_EQ(p->text(), "none") << "its default";
+  p->otherIs(p->childIs("c"));
+  p->sharedIs(p->child("c"));
+  for (auto const* path : {"other", "other.weight", "shared", "shared['c']", "total"}) {
+    EXPECT_THROW(Orb::attributeTextIs(*p, path, "1"), Orb::RangeException) << path;
+    EXPECT_THROW(Orb::attributeDel(*p, path), Orb::RangeException) << path;
+  }
+  EXPECT_TRUE(p->other());
+  EXPECT_EQ(Orb::attributeText(*p, "shared"), "{ 'c' }");
 }
 
 }  // namespace

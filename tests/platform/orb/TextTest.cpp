@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
+
 #include "platform/orb/Enum.h"
 #include "platform/orb/Error.h"
 #include "platform/orb/Value.h"
@@ -63,6 +65,32 @@ TEST(Text, ReadsExactlyWhatItWrites) {
   EXPECT_EQ(readBack<bool>("True"), "True");
   for (auto const* flag : {"true", "1", "Tru", "Truee", ""}) {
     EXPECT_EQ(readBack<bool>(flag), "refused") << flag;
+  }
+}
+
+TEST(Text, WritesFloatsInTheirShortestForm) {
+  using Limits = std::numeric_limits<float>;
+  for (auto const& [value, text] : {std::pair{0.0F, "0"},
+                                    {-0.0F, "-0"},
+                                    {0.1F, "0.1"},
+                                    {-2.5F, "-2.5"},
+                                    {1e10F, "1e+10"},
+                                    {16777216.0F, "16777216"},
+                                    {Limits::max(), "3.4028235e+38"},
+                                    {Limits::min(), "1.1754944e-38"},
+                                    {Limits::denorm_min(), "1e-45"},
+                                    {Limits::infinity(), "inf"},
+                                    {-Limits::infinity(), "-inf"},
+                                    {Limits::quiet_NaN(), "nan"},
+                                    {-Limits::quiet_NaN(), "-nan"}}) {
+    EXPECT_EQ(Orb::toText(value), text);
+    float back = 1;
+    Orb::fromText(back, text);
+    EXPECT_TRUE(Orb::sameValue(back, value)) << text;
+  }
+  for (auto const* text : {"", "+1", "1.0", "01", ".5", "1e10", "1E+10", "0x1", " 1", "1 ", "1,",
+                           "0.10000000149", "1e39", "1e-46", "INF", "infinity", "nan(1)", "x"}) {
+    EXPECT_EQ(readBack<float>(text), "refused") << text;
   }
 }
 
