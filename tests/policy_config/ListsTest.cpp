@@ -94,7 +94,7 @@ TEST(Enumerations, KeepTheirNumbers) {
   }
 }
 
-TEST(Lists, TextFormsReadBack) {
+TEST(Values, TextFormsReadBack) {
   // Each type's own text, and what it reads into when written again.
   auto const check = [](auto const& value, std::string const& text) {
     EXPECT_EQ(toText(value), text);
@@ -117,6 +117,12 @@ TEST(Lists, TextFormsReadBack) {
         "Value('Acl::AsPathEntry', ** {'seqno': 5, 'userRegex': '^6500[0-9]$', "
         "'permit': denyMatch, 'origin': bgpAny, 'validDfaRegex': True, "
         "'validPosixRegex': False})");
+  check(Routing::RouteMap::Metric::of(7U, Routing::RouteMap::medIgpMetric),
+        "Value('Routing::RouteMap::Metric', ** {'metricValue': 7, 'medType': medIgpMetric})");
+  check(Routing::RouteMap::SetNextHopArg::of(Routing::RouteMap::nextHopArgAddr,
+                                             Ipa::IpGenAddr::parse("10.0.0.1")),
+        "Value('Routing::RouteMap::SetNextHopArg', ** {'tag': nextHopArgAddr, "
+        "'address': 10.0.0.1})");
 }
 
 TEST(Lists, AttributesStandInTheirOrder) {

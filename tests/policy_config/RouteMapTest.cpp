@@ -209,18 +209,6 @@ TEST(SetFlags, EachHasItsBit) {
   }
 }
 
-TEST(SetAction, TextFormsReadBack) {
-  auto const metric = Metric::of(7U, medIgpMetric);
-  EXPECT_EQ(toText(metric),
-            "Value('Routing::RouteMap::Metric', ** {'metricValue': 7, 'medType': medIgpMetric})");
-  EXPECT_EQ(Metric(toText(metric)), metric);
-  auto const hop = SetNextHopArg::of(nextHopArgAddr, Ipa::IpGenAddr::parse("10.0.0.1"));
-  EXPECT_EQ(toText(hop),
-            "Value('Routing::RouteMap::SetNextHopArg', ** {'tag': nextHopArgAddr, "
-            "'address': 10.0.0.1})");
-  EXPECT_EQ(SetNextHopArg(toText(hop)), hop);
-}
-
 TEST(RouteMap, StartsAtItsDefaultsInOrder) {
   std::string flags;
   std::string booleans;
@@ -267,16 +255,6 @@ TEST(RouteMap, StartsAtItsDefaultsInOrder) {
             "  useCommunityList = False\n  flag = commSetDefault");
   EXPECT_EQ(map->mapEntryIs(10), entry);
   EXPECT_TRUE(entry->extCommunity());
-}
-
-TEST(RouteMap, CountsWhatCommitsRewrite) {
-  std::string counters;
-  for (Orb::AttributeInfo const& a : Orb::entityType("Routing::RouteMap::MapEntry")->attributes) {
-    if (a.ops->kind == Orb::AttributeKind::counter) counters.append(a.name).append(" ");
-  }
-  EXPECT_EQ(counters,
-            "asPathPrependVersion asPathReplaceVersion communityAddReplaceVersion "
-            "communityDeleteVersion extCommunityVersion largeCommunityVersion ");
 }
 
 TEST(RouteMap, DerivesTheNextHopFromItsArgument) {
