@@ -13,7 +13,7 @@ namespace Routing::RouteMap {
 
 /// A handler that raises the `version` of an E by one when the copy changed it.
 template <class Handler, class E>
-class VersionCopyHandler : public Cli::Session::EntityCopyGlobalSessionHandler {
+class ROUTEPOLICY_EXPORT VersionCopyHandler : public Cli::Session::EntityCopyGlobalSessionHandler {
  public:
   std::string_view handledType() const noexcept final { return E::typeName; }
   bool handleEntity(Orb::Ptr<Cli::Session::EntityCopy> const& engine,

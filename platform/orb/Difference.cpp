@@ -32,6 +32,7 @@ class Walk {
 
   void owned(AttributeKind kind, Entity const* before, Entity const* after) {
     if (before && after) return entities(*before, *after);
+    if (!before && !after) return;
     if (!after) return tell({Kind::removed, {}, {}, {}, false, kind});
     tell({Kind::added, {}, {}, {}, false, kind});
     Ptr<Entity const> const blank = after->type().make({});

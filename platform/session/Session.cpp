@@ -294,7 +294,10 @@ bool Session::attributeDel(std::string_view path) {
     for (std::string const& member : members) attributeDel(member);
     return !members.empty();
   }
-  return editing(path, [&](Entity& root) { return Orb::attributeDel(root, path); });
+  bool const wasTouched = isTouched(unit.path);
+  bool const removed = editing(path, [&](Entity& root) { return Orb::attributeDel(root, path); });
+  if (!removed && !wasTouched) forgetLast();
+  return removed;
 }
 
 void Session::difference(Orb::FunctionRef<void(Orb::Difference const&)> visit) const {

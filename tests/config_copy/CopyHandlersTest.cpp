@@ -1,0 +1,162 @@
+#include "config_copy/CopyHandlers.h"
+
+#include <gtest/gtest.h>
+
+#include "platform/orb/Trace.h"
+#include "tests/support/FillTree.h"
+#include "tests/support/PolicyRoots.h"
+
+using namespace Routing::RouteMap;
+using Cli::Session::EntityCopy;
+
+namespace {
+
+Orb::U32 versionOf(Orb::Entity const& e) {
+  Orb::U32 version = 0;
+  Orb::fromText(version, Orb::attributeText(e, "version"));
+  return version;
+}
+
+/// A handler, two entities of its type, and the attribute under which commits copy them.
+struct Case {
+  Orb::Ptr<Cli::Session::EntityCopyGlobalSessionHandler> handler;
+  Orb::Ptr<Orb::Entity> to;
+  Orb::Ptr<Orb::Entity> from;
+  Orb::String attribute;
+};
+std::vector<Case> cases(RouteMapCopyHandlerDir& dir) {
+  auto const list = Orb::make<Acl::CommunityList>("c");
+  auto const other = Orb::make<Acl::CommunityList>("c");
+  return {
+      {dir.communityListEntryCopyHandlerIs(), list->communityListEntryIs(1),
+       other->communityListEntryIs(1), "communityListEntry"},
+      {dir.prefixListCopyHandlerIs(), Orb::make<Acl::PrefixList>("l"),
+       Orb::make<Acl::PrefixList>("l"), "prefixList"},
+      {dir.ipv6PrefixListCopyHandlerIs(), Orb::make<Acl::Ipv6PrefixList>("l"),
+       Orb::make<Acl::Ipv6PrefixList>("l"), "ipv6PrefixList"},
+      {dir.routeMapCopyHandlerIs(), Orb::make<Map>("m"), Orb::make<Map>("m"), "routeMap"},
+      {dir.asPathListCopyHandlerIs(), Orb::make<Acl::AsPathList>("l"),
+       Orb::make<Acl::AsPathList>("l"), "pathList"},
+  };
+}
+
+TEST(CopyHandlersTest, RaiseTheVersionByOneWhenTheCopyChangedSomething) {
+  auto const dir = Orb::make<RouteMapCopyHandlerDir>("dir");
+  auto const engine = Orb::make<EntityCopy>();
+  for (Case const& c : cases(*dir)) {
+    SCOPED_TRACE(c.handler->type().name);
+    EXPECT_EQ(c.handler->handledType(), c.to->type().name);
+    EXPECT_FALSE(c.handler->handleEntity(engine, c.to, c.from, c.attribute));
+    EXPECT_EQ(versionOf(*c.to), 0U);
+    TestSupport::fillTree(*c.from);  // its version too, which is not copied
+    EXPECT_TRUE(c.handler->handleEntity(engine, c.to, c.from, c.attribute));
+    EXPECT_EQ(versionOf(*c.to), 1U);
+    EXPECT_EQ(TestSupport::differenceText(*c.to, *c.from), "");
+    EXPECT_FALSE(c.handler->handleEntity(engine, c.to, c.from, c.attribute));
+    EXPECT_EQ(versionOf(*c.to), 1U);
+  }
+}
+
+TEST(CopyHandlersTest, TheMapsEntriesAreRaisedByEveryCopy) {
+  auto const handler = Orb::make<RouteMapCopyHandler>();
+  auto const engine = Orb::make<EntityCopy>();
+  auto const from = Orb::make<Map>("m");
+  auto const to = Orb::make<Map>("m");
+  from->mapEntryIs(10);
+  from->mapEntryIs(5);
+  for (Orb::U32 copies = 1; copies <= 3; ++copies) {
+    // On purpose: the entries' counters rise even where nothing changed, the map's does not.
+    EXPECT_EQ(handler->handleEntity(engine, to, from, "routeMap"), copies == 1);
+    EXPECT_EQ(to->version(), 1U);
+    for (auto const& entry : to->mapEntry()) {
+      for (Orb::U32 const version :
+           {entry->asPathPrependVersion(), entry->asPathReplaceVersion(),
+            entry->communityAddReplaceVersion(), entry->communityDeleteVersion(),
+            entry->extCommunityVersion(), entry->largeCommunityVersion()}) {
+        EXPECT_EQ(version, copies) << entry->seqno();
+      }
+    }
+  }
+}
+
+TEST(CopyHandlersTest, ACopyThatRaisesRaisesNoVersion) {
+  auto const handler = Orb::make<RouteMapCopyHandler>();
+  auto const from = Orb::make<Map>("m");
+  auto const to = Orb::make<Map>("m");
+  to->mapEntryIs(1);
+  EXPECT_THROW(from->mapEntryIs(1)->asPathPrependLastAsIs(16), Orb::RangeException);
+  try {
+    handler->handleEntity(Orb::make<EntityCopy>(), to, from, "routeMap");
+    FAIL() << "16 was copied";
+  } catch (Orb::RangeException const& error) {
+    EXPECT_STREQ(error.what(), "MapEntry::asPathPrependLastAs < 0 or > 15 not allowed");
+  }
+  EXPECT_EQ(to->version(), 0U);
+  EXPECT_EQ(to->mapEntry(1)->asPathPrependVersion(), 0U);
+}
+
+TEST(CopyHandlersTest, LeaveOutTheAttributesOfTheirFilter) {
+  auto const handler = Orb::make<PrefixListCopyHandler>();
+  auto const from = Orb::make<Acl::PrefixList>("l");
+  auto const to = Orb::make<Acl::PrefixList>("l");
+  from->sourceIs("x");
+  EXPECT_FALSE(handler->filteredAttribute());
+  handler->filteredAttributeIs()->attributeIs("source", true);
+  EXPECT_FALSE(handler->handleEntity(Orb::make<EntityCopy>(), to, from, "prefixList"));
+  EXPECT_EQ(to->source(), "");
+  handler->filteredAttributeDel();
+  EXPECT_TRUE(handler->handleEntity(Orb::make<EntityCopy>(), to, from, "prefixList"));
+}
+
+TEST(CopyHandlersTest, TraceTheirSignature) {
+  std::string seen;
+  Orb::traceSinkIs([&](std::string_view facility, int level, std::string_view line) {
+    seen += std::string(facility) + '/' + std::to_string(level) + ' ' + std::string(line) + '\n';
+  });
+  auto const dir = Orb::make<RouteMapCopyHandlerDir>("dir");
+  auto const engine = Orb::make<EntityCopy>();
+  for (int const level : {7, 8}) {
+    Orb::traceLevelIs("RouteMapCopy", level);
+    for (Case const& c : cases(*dir)) {
+      c.handler->handleEntity(engine, c.to, c.from, c.attribute);
+      std::string const start =
+          "RouteMapCopy/8 virtual bool " + std::string(c.handler->type().name) +
+          "::handleEntity(const Ptr&, const Ptr&, const PtrConst&, Orb::String): ";
+      EXPECT_EQ(seen.substr(0, start.size()), level == 8 ? start : "");
+      seen.clear();
+    }
+  }
+  Orb::traceReset();
+}
+
+TEST(CopyHandlersDeathTest, TheDestinationMustBeOfTheHandledType) {
+  auto const handler = Orb::make<PrefixListCopyHandler>();
+  auto const other = Orb::make<Acl::Ipv6PrefixList>("l");
+  EXPECT_DEATH(handler->handleEntity(Orb::make<EntityCopy>(), other, other, "prefixList"),
+               "assertion failed");
+}
+
+TEST(CopyHandlersTest, TheDirectoryOwnsOneOfEachByName) {
+  auto const dir = Orb::make<RouteMapCopyHandlerDir>("dir");
+  std::string names;
+  for (auto const& a : dir->type().attributes) names += std::string(a.name) + ' ';
+  EXPECT_EQ(names,
+            "communityListEntryCopyHandler prefixListCopyHandler ipv6PrefixListCopyHandler "
+            "routeMapCopyHandler asPathListCopyHandler ");
+  auto const handler = dir->routeMapCopyHandlerIs();
+  EXPECT_EQ(dir->routeMapCopyHandlerIs(), handler);
+  dir->routeMapCopyHandlerDel();
+  EXPECT_FALSE(dir->routeMapCopyHandler());
+  EXPECT_EQ(dir->name(), "dir");
+  dir->nameIsFromBackup("other");
+  EXPECT_EQ(dir->name(), "other");
+
+  // A table makes what is not there yet, and finds each by the type that it copies.
+  auto const table = Orb::make<Cli::Session::HandlerTable>();
+  table->directoryIs(*dir);
+  EXPECT_EQ(table->handlers().size(), 5U);
+  EXPECT_EQ(table->handler(Orb::make<Map>("m")->type()), dir->routeMapCopyHandler().get());
+  EXPECT_FALSE(table->handler(dir->type()));
+}
+
+}  // namespace

@@ -1,0 +1,201 @@
+#include "platform/session/EntityCopy.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <functional>
+#include <random>
+
+#include "platform/orb/Reactor.h"
+#include "tests/support/FillTree.h"
+#include "tests/support/PolicyRoots.h"
+
+namespace {
+
+using Cli::Session::AttributeFilter;
+using Cli::Session::EntityCopy;
+using Routing::RouteMap::Map;
+using Routing::RouteMap::MapEntry;
+using Routing::RouteMap::MatchRule;
+using TestSupport::differenceText;
+using TestSupport::PolicyRoots;
+
+bool copy(Orb::Entity& to, Orb::Entity const& from) {
+  return Orb::make<EntityCopy>()->copyEntity(to, from, "root");
+}
+
+Acl::PrefixEntry ruleOf(Orb::U32 seqno, Orb::U32 ge) {
+  return Acl::PrefixEntry::of(seqno, Ipa::Prefix(), Acl::permitMatch, ge, 0U, 0U);
+}
+
+TEST(EntityCopyTest, CopiesEveryAttributeOfEveryEntity) {
+  PolicyRoots const full;
+  PolicyRoots const empty;
+  PolicyRoots const copies;
+  for (std::size_t i = 0; i < full.all().size(); ++i) {
+    Orb::Entity& to = *copies.all()[i];
+    Orb::Entity const& from = *full.all()[i];
+    TestSupport::fillTree(*full.all()[i]);
+    EXPECT_NE(differenceText(to, from), "");
+    EXPECT_TRUE(copy(to, from));
+    EXPECT_EQ(differenceText(to, from), "");
+    EXPECT_EQ(differenceText(from, to), "");
+    EXPECT_FALSE(copy(to, from)) << "nothing is left to change";
+    // And back: everything that was made is removed, and every value is at its default again.
+    EXPECT_TRUE(copy(to, *empty.all()[i]));
+    EXPECT_EQ(differenceText(to, *empty.all()[i]), "");
+  }
+}
+
+TEST(EntityCopyTest, LeavesCountersAlone) {
+  auto const from = Orb::make<MapEntry>(1U);
+  auto const to = Orb::make<MapEntry>(1U);
+  from->largeCommunityVersionIs(7);
+  EXPECT_FALSE(copy(*to, *from));
+  EXPECT_EQ(to->largeCommunityVersion(), 0U);
+}
+
+/// Writes down the keys of the collections that it watches, and does what the test wants.
+class ListWatcher final : public Orb::Reactor<ListWatcher, Acl::PrefixList> {
+ public:
+  explicit ListWatcher(Orb::Ptr<Acl::PrefixList const> const& list) : Reactor(list) {}
+  std::vector<Orb::U32> keys;
+  std::function<void()> then = [] {};
+
+ private:
+  friend Reactor;
+  static constexpr auto reactions() {
+    return std::tuple{on<Attr::prefixEntry, &ListWatcher::onEntry>};
+  }
+  void onEntry(Orb::U32 key) {
+    keys.push_back(key);
+    then();
+  }
+};
+class EntryWatcher final : public Orb::Reactor<EntryWatcher, MapEntry> {
+ public:
+  explicit EntryWatcher(Orb::Ptr<MapEntry const> const& entry) : Reactor(entry) {}
+  std::vector<Orb::U32> keys;
+
+ private:
+  friend Reactor;
+  static constexpr auto reactions() {
+    return std::tuple{on<Attr::matchRule, &EntryWatcher::onRule>};
+  }
+  void onRule(Routing::RouteMap::MatchOption key) { keys.push_back(static_cast<Orb::U32>(key)); }
+};
+
+/// Random contents of an ordered and of a hash collection: the keys that are told are exactly
+/// those under which the two sides differ, each once.
+TEST(EntityCopyTest, TellsOfWhatDiffersAndOfNothingElse) {
+  std::mt19937 random(1);
+  for (int round = 0; round < 200; ++round) {
+    auto const to = Orb::make<Acl::PrefixList>("to");
+    auto const from = Orb::make<Acl::PrefixList>("from");
+    auto const toEntry = Orb::make<MapEntry>(1U);
+    auto const fromEntry = Orb::make<MapEntry>(1U);
+    std::vector<Orb::U32> expected;
+    std::vector<Orb::U32> expectedRules;
+    Orb::U32 const keys = round % 2 == 0 ? 10 : 1000;
+    for (Orb::U32 key = 1; key <= keys; ++key) {
+      auto const mine = static_cast<Orb::U32>(random() % 3);  // 0 = not there, else a bound
+      auto const theirs = static_cast<Orb::U32>(random() % 3);
+      if (mine != 0) to->prefixEntryIs(ruleOf(key, mine));
+      if (theirs != 0) from->prefixEntryIs(ruleOf(key, theirs));
+      if (mine != theirs) expected.push_back(key);
+      if (key > 15) continue;
+      MatchRule rule(Routing::RouteMap::MatchOptionInstance(key));
+      rule.intValueIs(mine);
+      if (mine != 0) toEntry->matchRuleIs(rule);
+      rule.intValueIs(theirs);
+      if (theirs != 0) fromEntry->matchRuleIs(rule);
+      if (mine != theirs) expectedRules.push_back(key);
+    }
+    auto const watcher = Orb::make<ListWatcher>(to);
+    auto const ruleWatcher = Orb::make<EntryWatcher>(toEntry);
+    EXPECT_EQ(copy(*to, *from), !expected.empty());
+    EXPECT_EQ(copy(*toEntry, *fromEntry), !expectedRules.empty());
+    EXPECT_EQ(watcher->keys, expected);
+    std::sort(ruleWatcher->keys.begin(), ruleWatcher->keys.end());
+    EXPECT_EQ(ruleWatcher->keys, expectedRules);
+    EXPECT_TRUE(to->prefixEntry() == from->prefixEntry());
+    EXPECT_TRUE(toEntry->matchRule() == fromEntry->matchRule());
+  }
+}
+
+TEST(EntityCopyTest, GoesOnWhateverThoseToldDo) {
+  struct Case {
+    char const* name;
+    std::function<void(Acl::PrefixList& to, Acl::PrefixList& from)> meddle;
+  };
+  for (Case const &c :
+       {Case{"empties the destination", [](auto&to, auto&) { to.prefixEntryDelAll(); }},
+        {"empties the source", [](auto&, auto&from) { from.prefixEntryDelAll(); }},
+        {"adds behind", [&](auto&to, auto&) { to.prefixEntryIs(ruleOf(99, 7)); }},
+        {"adds before", [&](auto&to, auto&from) {
+           to.prefixEntryIs(ruleOf(0, 1));
+           from.prefixEntryIs(ruleOf(0, 2));
+         }}}) {
+    SCOPED_TRACE(c.name);
+    auto const to = Orb::make<Acl::PrefixList>("to");
+    auto const from = Orb::make<Acl::PrefixList>("from");
+    for (Orb::U32 i = 1; i <= 20; ++i) {
+      to->prefixEntryIs(ruleOf(i, 1));
+      from->prefixEntryIs(ruleOf(i, i % 3 + 1));
+    }
+    auto const watcher = Orb::make<ListWatcher>(to);
+    bool once = true;
+    watcher->then = [&] {
+      if (std::exchange(once, false)) c.meddle(*to, *from);
+    };
+    EXPECT_TRUE(copy(*to, *from));
+    watcher->then = [] {};
+    copy(*to, *from);
+    EXPECT_EQ(differenceText(*to, *from), "") << "a second copy sees to what came after";
+  }
+}
+
+TEST(EntityCopyTest, OwnedEntitiesAreMadeReplacedAndRemoved) {
+  auto const from = Orb::make<MapEntry>(1U);
+  auto const to = Orb::make<MapEntry>(1U);
+  from->communityDeleteIs("A")->useCommunityListIs(true);
+  EXPECT_TRUE(copy(*to, *from));
+  auto const first = to->communityDelete();
+  EXPECT_FALSE(copy(*to, *from));
+  EXPECT_EQ(to->communityDelete(), first) << "the one that is there is changed, not replaced";
+  from->communityDelete()->flagIs(Acl::commSetAdditive);
+  EXPECT_TRUE(copy(*to, *from));
+  EXPECT_EQ(first->flag(), Acl::commSetAdditive);
+  from->communityDeleteIs("B");
+  EXPECT_TRUE(copy(*to, *from));
+  EXPECT_EQ(to->communityDelete()->name(), "B");
+  EXPECT_FALSE(to->communityDelete()->useCommunityList());
+  from->communityDeleteDel();
+  EXPECT_TRUE(copy(*to, *from));
+  EXPECT_FALSE(to->communityDelete());
+}
+
+TEST(EntityCopyTest, LeavesOutWhatTheFilterNames) {
+  auto const from = Orb::make<Acl::PrefixList>("l");
+  from->sourceIs("a");
+  from->sourceTimestampIs(5);
+  auto const engine = Orb::make<EntityCopy>();
+  auto const filter = Orb::make<AttributeFilter>();
+  for (bool const named : {false, true}) {
+    auto const to = Orb::make<Acl::PrefixList>("l");
+    if (named) filter->attributeIs("source", true);
+    EXPECT_TRUE(engine->doCopyEntityAttrs(to, from, "prefixList", filter));
+    EXPECT_EQ(to->source(), named ? "" : "a");
+    EXPECT_EQ(to->sourceTimestamp(), 5U);
+    EXPECT_FALSE(engine->doCopyEntityAttrs(to, from, "prefixList", filter));
+    EXPECT_EQ(engine->doCopyEntityAttrs(to, from, "prefixList", nullptr), named);
+  }
+}
+
+TEST(EntityCopyDeathTest, TypesMustBeTheSame) {
+  auto const list = Orb::make<Acl::PrefixList>("l");
+  auto const other = Orb::make<Acl::Ipv6PrefixList>("l");
+  EXPECT_DEATH(Orb::make<EntityCopy>()->doCopyEntityAttrs(list, other, "prefixList", nullptr), "");
+}
+
+}  // namespace

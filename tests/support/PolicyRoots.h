@@ -1,0 +1,46 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "config_copy/RouteMapCopy.h"
+#include "policy_config/RouteMap.h"
+
+namespace TestSupport {
+
+/// The three roots of policy configuration, and what commits to them.
+struct PolicyRoots {
+  Orb::Ptr<Acl::AclListConfig> lists = Orb::make<Acl::AclListConfig>("lists");
+  Orb::Ptr<Routing::RouteMap::Config> maps = Orb::make<Routing::RouteMap::Config>();
+  Orb::Ptr<Routing::RouteMap::PeerFilterConfig> filters =
+      Orb::make<Routing::RouteMap::PeerFilterConfig>();
+
+  std::vector<Orb::Ptr<Orb::Entity>> all() const { return {lists, maps, filters}; }
+
+  Orb::Ptr<Cli::Session::Manager> manager() const {
+    return Orb::make<Cli::Session::Manager>(
+        all(), Orb::make<Routing::RouteMap::RouteMapCopyHandlerDir>("handlers"));
+  }
+
+  /// What makes them what they are, a line each.
+  std::string text() const {
+    std::string lines;
+    for (auto const& root : all()) {
+      Orb::assignments(*root, [&](std::string const& line) { lines += line + '\n'; });
+    }
+    return lines;
+  }
+};
+
+/// The differences between two entities, a line each: + added, - removed, ~ changed. Counters,
+/// which copies leave alone, are left out.
+inline std::string differenceText(Orb::Entity const& before, Orb::Entity const& after) {
+  std::string lines;
+  Orb::differences(before, after, [&](Orb::Difference const& d) {
+    if (d.attribute == Orb::AttributeKind::counter) return;
+    lines += "+-~"[static_cast<int>(d.kind)] + d.path + '\n';
+  });
+  return lines;
+}
+
+}  // namespace TestSupport
