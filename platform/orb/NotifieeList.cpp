@@ -33,18 +33,4 @@ void NotifieeChain::remove(NotifieeHook& hook) noexcept {
   hook.chain_ = nullptr;
 }
 
-NotifieeChain::Round::Round(NotifieeChain& chain) noexcept
-    : chain_(&chain), next_(chain.first_), outer_(chain.rounds_), number_(++chain.roundNumber_) {
-  chain.rounds_ = this;
-}
-
-NotifieeChain::Round::~Round() {
-  if (chain_) chain_->rounds_ = outer_;
-}
-
-NotifieeHook* NotifieeChain::Round::next() noexcept {
-  if (!next_ || next_->joined_ >= number_) return nullptr;
-  return std::exchange(next_, next_->next_);
-}
-
 }  // namespace Orb::detail

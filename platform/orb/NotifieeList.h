@@ -53,14 +53,23 @@ class ROUTEPOLICY_EXPORT NotifieeChain {
   bool empty() const noexcept { return !first_; }
 
  protected:
-  /// One round of notices: next() gives the notifiees to call, then null.
-  class ROUTEPOLICY_EXPORT Round {
+  /// One round of notices: next() gives the notifiees to call, then null. Inline, as every change
+  /// that somebody watches makes one.
+  class Round {
    public:
-    explicit Round(NotifieeChain& chain) noexcept;
-    ~Round();
+    explicit Round(NotifieeChain& chain) noexcept
+        : chain_(&chain),
+          next_(chain.first_),
+          outer_(chain.rounds_),
+          number_(++chain.roundNumber_) {
+      chain.rounds_ = this;
+    }
+    ~Round() {
+      if (chain_) chain_->rounds_ = outer_;
+    }
     Round(Round const&) = delete;
     Round& operator=(Round const&) = delete;
-    NotifieeHook* next() noexcept;
+    inline NotifieeHook* next() noexcept;
 
    private:
     friend NotifieeChain;
@@ -106,6 +115,11 @@ class ROUTEPOLICY_EXPORT NotifieeHook {
   NotifieeHook* next_ = nullptr;
   U64 joined_ = 0;
 };
+
+inline NotifieeHook* detail::NotifieeChain::Round::next() noexcept {
+  if (!next_ || next_->joined_ >= number_) return nullptr;
+  return std::exchange(next_, next_->next_);
+}
 
 /// The notifiees of one notifier; N derives from NotifieeHook.
 template <class N>
