@@ -47,7 +47,7 @@ class ROUTEPOLICY_EXPORT CommListSet : public Orb::Value<CommListSet> {
   /// The names, each with a flag.
   ORB_FIELD_MAP(commListSet, Orb::String, bool);
   /// The names parted by single blanks.
-  Orb::String stringValue() const;
+  ORB_FIELD_DERIVED(stringValue, Orb::String);
 };
 ROUTEPOLICY_EXPORT void writeText(std::string& out, CommListSet const& set);
 [[noreturn]] ROUTEPOLICY_EXPORT void readText(Orb::TextReader& in, CommListSet& set);

@@ -33,7 +33,11 @@ void readText(Orb::TextReader& in, MaybeU63& v) {
   }
   Orb::U64 value = 0;
   Orb::readText(in, value);
-  v = MaybeU63(value);
+  try {
+    v = MaybeU63(value);
+  } catch (Orb::RangeException const& error) {
+    throw Orb::ParseException({}, error.what());
+  }
 }
 
 std::ostream& operator<<(std::ostream& out, MaybeU63 const& v) { return out << Orb::toText(v); }

@@ -197,6 +197,13 @@
   }                                                                                      \
   static_assert(true)
 
+/// name, type: the one read-only attribute that a value type computes from its fields; the class
+/// defines the function.
+#define ORB_FIELD_DERIVED(name, Type)                                                        \
+  Type name() const;                                                                         \
+  static constexpr ::Orb::Getter<FieldsOf, &FieldsOf::name> derivedRow() { return {#name}; } \
+  static_assert(true)
+
 /// name, types of key and value: a field that is a collection, in the order of the keys. The type
 /// has no constructor from text then.
 #define ORB_FIELD_MAP(name, KeyType, ValueType)                                           \

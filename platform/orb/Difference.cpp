@@ -68,13 +68,10 @@ class Walk {
       return tell(std::move(told));
     }
     if (kind != Kind::changed) tell({kind, {}, {}, {}, false, a.ops->kind});
-    if (member.after) fields(type, member);
-  }
-
-  void fields(ValueType const& type, MemberDifference const& member) {
+    if (!member.after) return;
     if (member.before) return attributes(type.fields, member.before, member.after);
-    type.withDefault(member.after,
-                     [&](void const* blank) { attributes(type.fields, blank, member.after); });
+    a.ops->freshMember(member.key,
+                       [&](void const* fresh) { attributes(type.fields, fresh, member.after); });
   }
 
   void tell(Difference told) {

@@ -37,6 +37,14 @@ U32 enumeratorOf(EnumType const& type, std::string_view name) {
   throw RangeException(std::string(type.name) + " name " + toText(String(name)) + " not allowed");
 }
 
+U32 readEnumerator(TextReader& in, EnumType const& type) {
+  try {
+    return enumeratorOf(type, in.word());
+  } catch (RangeException const& error) {
+    throw ParseException({}, error.what());
+  }
+}
+
 void writeEnumerator(std::string& out, EnumType const& type, U32 value) {
   std::string_view const name = enumeratorName(type, value);
   name.empty() ? writeText(out, value) : void(out += name);

@@ -16,7 +16,8 @@
 ///
 /// gives the enum class over U32, its enumerators in the namespace as well, the table of names,
 /// its registration under the full name, MatchPermitInstance (value of a number or a name),
-/// stringValue, sequenceToValue, stream output, text form, reader and hash. Values are decimal.
+/// stringValue, valueToStrep, sequenceToValue, stream output, text form, reader and hash. Values
+/// are decimal.
 namespace Orb {
 
 struct Enumerator {
@@ -98,6 +99,8 @@ ROUTEPOLICY_EXPORT std::string_view enumeratorName(EnumType const& type, U32 val
 /// The value of a number or a name of the table, or a RangeException.
 ROUTEPOLICY_EXPORT U32 enumeratorOf(EnumType const& type, U32 value);
 ROUTEPOLICY_EXPORT U32 enumeratorOf(EnumType const& type, std::string_view name);
+/// Takes a name of the table off the front; anything else is a ParseException.
+ROUTEPOLICY_EXPORT U32 readEnumerator(TextReader& in, EnumType const& type);
 /// Appends the name, or the decimal number when there is none.
 ROUTEPOLICY_EXPORT void writeEnumerator(std::string& out, EnumType const& type, U32 value);
 ROUTEPOLICY_EXPORT std::ostream& writeEnumerator(std::ostream& out, EnumType const& type,
@@ -106,32 +109,35 @@ ROUTEPOLICY_EXPORT std::ostream& writeEnumerator(std::ostream& out, EnumType con
 }  // namespace detail
 }  // namespace Orb
 
-#define ORB_ENUM(Type, fullName, ...)                                                             \
-  enum class Type : ::Orb::U32 { __VA_ARGS__ };                                                   \
-  using enum Type;                                                                                \
-  inline constexpr auto Type##Enumerators =                                                       \
-      ::Orb::detail::parseEnumerators<::Orb::detail::countNames(#__VA_ARGS__)>(#__VA_ARGS__);     \
-  inline constexpr ::Orb::EnumType Type##Table{fullName, Type##Enumerators};                      \
-  inline ::Orb::EnumRegistration const Type##Registration{Type##Table};                           \
-  constexpr ::Orb::EnumType const& enumTypeOf(Type) noexcept { return Type##Table; }              \
-  inline Type Type##Instance(::Orb::U32 value) {                                                  \
-    return static_cast<Type>(::Orb::detail::enumeratorOf(Type##Table, value));                    \
-  }                                                                                               \
-  inline Type Type##Instance(::Orb::String const& name) {                                         \
-    return static_cast<Type>(::Orb::detail::enumeratorOf(Type##Table, name.view()));              \
-  }                                                                                               \
-  inline void sequenceToValue(std::string_view text, Type& value) {                               \
-    value = static_cast<Type>(::Orb::detail::enumeratorOf(Type##Table, text));                    \
-  }                                                                                               \
-  inline void writeText(std::string& out, Type value) {                                           \
-    ::Orb::detail::writeEnumerator(out, Type##Table, static_cast<::Orb::U32>(value));             \
-  }                                                                                               \
-  inline void readText(::Orb::TextReader& in, Type& value) { sequenceToValue(in.word(), value); } \
-  inline ::Orb::String stringValue(Type value) { return ::Orb::String(::Orb::toText(value)); }    \
-  inline std::ostream& operator<<(std::ostream& out, Type value) {                                \
-    return ::Orb::detail::writeEnumerator(out, Type##Table, static_cast<::Orb::U32>(value));      \
-  }                                                                                               \
-  constexpr ::Orb::U32 hashOf(Type value) noexcept {                                              \
-    return ::Orb::hashOf(static_cast<::Orb::U32>(value));                                         \
-  }                                                                                               \
+#define ORB_ENUM(Type, fullName, ...)                                                          \
+  enum class Type : ::Orb::U32 { __VA_ARGS__ };                                                \
+  using enum Type;                                                                             \
+  inline constexpr auto Type##Enumerators =                                                    \
+      ::Orb::detail::parseEnumerators<::Orb::detail::countNames(#__VA_ARGS__)>(#__VA_ARGS__);  \
+  inline constexpr ::Orb::EnumType Type##Table{fullName, Type##Enumerators};                   \
+  inline ::Orb::EnumRegistration const Type##Registration{Type##Table};                        \
+  constexpr ::Orb::EnumType const& enumTypeOf(Type) noexcept { return Type##Table; }           \
+  inline Type Type##Instance(::Orb::U32 value) {                                               \
+    return static_cast<Type>(::Orb::detail::enumeratorOf(Type##Table, value));                 \
+  }                                                                                            \
+  inline Type Type##Instance(::Orb::String const& name) {                                      \
+    return static_cast<Type>(::Orb::detail::enumeratorOf(Type##Table, name.view()));           \
+  }                                                                                            \
+  inline void sequenceToValue(std::string_view text, Type& value) {                            \
+    value = static_cast<Type>(::Orb::detail::enumeratorOf(Type##Table, text));                 \
+  }                                                                                            \
+  inline void writeText(std::string& out, Type value) {                                        \
+    ::Orb::detail::writeEnumerator(out, Type##Table, static_cast<::Orb::U32>(value));          \
+  }                                                                                            \
+  inline void readText(::Orb::TextReader& in, Type& value) {                                   \
+    value = static_cast<Type>(::Orb::detail::readEnumerator(in, Type##Table));                 \
+  }                                                                                            \
+  inline ::Orb::String stringValue(Type value) { return ::Orb::String(::Orb::toText(value)); } \
+  inline ::Orb::String valueToStrep(Type value) { return stringValue(value); }                 \
+  inline std::ostream& operator<<(std::ostream& out, Type value) {                             \
+    return ::Orb::detail::writeEnumerator(out, Type##Table, static_cast<::Orb::U32>(value));   \
+  }                                                                                            \
+  constexpr ::Orb::U32 hashOf(Type value) noexcept {                                           \
+    return ::Orb::hashOf(static_cast<::Orb::U32>(value));                                      \
+  }                                                                                            \
   static_assert(Type##Enumerators.size() > 0)

@@ -59,6 +59,12 @@ std::string toText(T const& v) {
   return out;
 }
 
+/// The same as a String; enumerations have it in their own namespaces as well.
+template <class T>
+String valueToStrep(T const& v) {
+  return String(toText(v));
+}
+
 /// Reads `v` from the whole of `text`; `v` is unchanged when that throws.
 template <class T>
 void fromText(T& v, std::string_view text) {

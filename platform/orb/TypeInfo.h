@@ -38,9 +38,6 @@ struct ValueType {
   void (*read)(TextReader& in, void* value);
   /// Throws what the type says of a value that breaks its invariant.
   void (*check)(void const* value);
-  /// Visits the value that has the first field of `value` and is at its default otherwise: what a
-  /// new member is under the same key.
-  void (*withDefault)(void const* value, FunctionRef<void(void const* blank)> visit);
   std::span<AttributeInfo const> fields;
   /// Differences are told field by field: the type does not read back, or is a set of flags.
   bool isToldByField;
@@ -86,7 +83,9 @@ struct AttributeOps {
   // Members of a collection of values.
   /// Whether there is a member; it is visited.
   bool (*visitMember)(void const* attribute, TextReader& key, Visit visit);
-  /// Changes a copy of the member, or of a default one, and stores that by the mutator.
+  /// Visits what a new member is under that key, of the attribute's key type.
+  void (*freshMember)(void const* key, Visit visit);
+  /// Changes a copy of the member, or of a new one, and stores that by the mutator.
   void (*editMember)(Place const& place, TextReader& key, Edit edit);
 
   // Members of any collection, and owned entities. A null `key` stands for the single one that is

@@ -43,6 +43,12 @@ struct Field {
   void read(TextReader& in, C& value) const { readText(in, value.*member); }
 };
 
+/// What a value type computes from its fields: read by name, and no part of its text.
+template <class C, auto getter>
+struct Getter {
+  char const* name;
+};
+
 /// A type that ORB_VALUE declared.
 template <class T>
 concept Described = requires {

@@ -345,7 +345,7 @@ void leaves(std::span<Orb::AttributeInfo const> rows, void const* now, void cons
       } else if (Orb::ValueType const& type = *a.ops->value; type.fields.empty()) {
         type.write(out[name].first, member.after);
       } else {  // the first field is the key
-        type.withDefault(member.after, [&](void const* none) {
+        a.ops->freshMember(member.key, [&](void const* none) {
           leaves(type.fields.subspan(1), member.after, none, name, out);
         });
       }

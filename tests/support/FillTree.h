@@ -82,7 +82,8 @@ inline void fillValue(Orb::Entity& root, std::string const& path, Orb::ValueType
   bool isKey = !key.empty() &&
                Orb::attributeText(root, path + '.' + std::string(type.fields.front().name)) == key;
   for (Orb::AttributeInfo const& field : type.fields) {
-    if (!isKey) fillAttribute(root, path + '.' + std::string(field.name), field, n++);
+    if (!isKey && field.isWritable())
+      fillAttribute(root, path + '.' + std::string(field.name), field, n++);
     isKey = false;
   }
 }

@@ -136,6 +136,10 @@ constexpr AttributeOps memberOps() {
     if (item) visit(&A::member(*item));
     return item != nullptr;
   };
+  ops.freshMember = [](void const* key, Visit visit) {
+    Member const member = A::fresh(*static_cast<Key const*>(key));
+    visit(&member);
+  };
   ops.editMember = [](Place const& place, TextReader& in, Edit edit) {
     A& attribute = *static_cast<A*>(place.attribute);
     Key const key = readKey<Key>(in);
@@ -206,6 +210,15 @@ struct FieldOps<Flag<C, mask>> {
   static void const* object(Flag<C, mask> const&, C const& holder) { return &holder; }
 };
 
+/// What a value computes from its fields, which stands in for the object.
+template <class C, auto getter>
+struct FieldOps<Getter<C, getter>> {
+  using T = std::remove_cvref_t<std::invoke_result_t<decltype(getter), C const&>>;
+  static constexpr AttributeOps kOps = valueOps<T, [](void const* holder) {
+    return std::invoke(getter, *static_cast<C const*>(holder));
+  }>(AttributeKind::derived);
+};
+
 template <class V, std::size_t i>
 constexpr AttributeInfo fieldRow() {
   using F = std::tuple_element_t<i, decltype(V::fields())>;
@@ -214,9 +227,20 @@ constexpr AttributeInfo fieldRow() {
           }};
 }
 
+template <class C, auto getter>
+constexpr AttributeInfo getterRow(Getter<C, getter> row) {
+  return {row.name, &FieldOps<Getter<C, getter>>::kOps, [](void const* holder) { return holder; }};
+}
+
+/// The fields, and then what is computed from them.
 template <class V>
 inline constexpr auto kFieldRows = []<std::size_t... i>(std::index_sequence<i...>) {
-  return std::array<AttributeInfo, sizeof...(i)>{fieldRow<V, i>()...};
+  if constexpr (requires { V::derivedRow(); }) {
+    return std::array<AttributeInfo, sizeof...(i) + 1>{fieldRow<V, i>()...,
+                                                       getterRow(V::derivedRow())};
+  } else {
+    return std::array<AttributeInfo, sizeof...(i)>{fieldRow<V, i>()...};
+  }
 }
 (std::make_index_sequence<std::tuple_size_v<decltype(V::fields())>>());
 
@@ -238,12 +262,6 @@ constexpr ValueType makeValueType() {
   }
   if constexpr (Described<T>) {
     type.fields = kFieldRows<T>;
-    type.withDefault = [](void const* v, FunctionRef<void(void const*)> visit) {
-      T blank{};
-      auto const first = std::get<0>(T::fields());
-      first.set(blank, first.get(*static_cast<T const*>(v)));
-      visit(&blank);
-    };
   }
   return type;
 }

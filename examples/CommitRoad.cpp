@@ -1,0 +1,45 @@
+// The road of one change: a session edits a prefix list and commits, the event loop compiles the
+// list, and whoever follows its symbol is told once.
+#include <cstdio>
+
+#include "config_copy/RouteMapCopy.h"
+#include "platform/orb/Activity.h"
+#include "policy_config/RouteMap.h"
+#include "policy_eval/MatchPrefixList.h"
+#include "policy_sm/RouteMapSm.h"
+
+using namespace Routing::RouteMap;
+
+/// A routing protocol that uses a list.
+struct Follower final : PolicySymbolNotifier::Notifiee {
+  int told = 0;
+  void onVersion() override { ++told; }
+};
+
+int main() {
+  auto const config = Orb::make<Acl::AclListConfig>("lists");
+  auto const symbols = allPrefixListSymbolFactory();
+  auto const machine =
+      prefixListConfigSmFactory(config, symbols, prefixListSymbolDedupTableFactory());
+  auto const sessions = Orb::make<Cli::Session::Manager>(
+      std::vector<Orb::Ptr<Orb::Entity>>{config}, Orb::make<RouteMapCopyHandlerDir>("handlers"));
+
+  auto const session = sessions->open("morning");
+  session->attributeTextIs("prefixList['CUSTOMER'].prefixEntry[10].prefix", "192.0.2.0/24");
+  session->attributeTextIs("prefixList['CUSTOMER'].prefixEntry[10].le", "28");
+  session->attributeTextIs("prefixList['CUSTOMER'].prefixEntry[10].permit", "permitMatch");
+  auto const report = session->commit();  // raises the list's version: it is compiled from here on
+  if (!report.isComplete()) std::printf("%s\n", report.error.c_str());
+
+  auto const symbol = symbols->symbol("CUSTOMER");
+  Follower follower;
+  follower.notifierIs(symbol->symbolNotifier());
+  auto& loop = Orb::ActivityManager::current();
+  while (loop.nextDue() <= loop.clock()->now()) loop.turn();
+
+  auto const route = Ipa::Prefix::parse("192.0.2.128/25");
+  auto const match = Routing::PolicyEval::matchPrefixList(symbol->status(), route);
+  std::printf("version %u, told %d, %s\n", config->prefixList("CUSTOMER")->version(), follower.told,
+              match.isPermit ? "permit" : "no match");
+  return match.isPermit && follower.told == 1 ? 0 : 1;
+}
