@@ -10,13 +10,18 @@
 
 using namespace Routing::RouteMap;
 
+namespace {
+
 /// A routing protocol that uses a list.
 struct Follower final : PolicySymbolNotifier::Notifiee {
   int told = 0;
   void onVersion() override { ++told; }
 };
 
+}  // namespace
+
 int main() {
+  using Routing::PolicyEval::matchPrefixList;
   auto const config = Orb::make<Acl::AclListConfig>("lists");
   auto const symbols = allPrefixListSymbolFactory();
   auto const machine =
@@ -26,19 +31,19 @@ int main() {
 
   auto const session = sessions->open("morning");
   session->attributeTextIs("prefixList['CUSTOMER'].prefixEntry[10].prefix", "192.0.2.0/24");
-  session->attributeTextIs("prefixList['CUSTOMER'].prefixEntry[10].le", "28");
   session->attributeTextIs("prefixList['CUSTOMER'].prefixEntry[10].permit", "permitMatch");
+  auto const list = session->edit<Acl::PrefixList>("prefixList['CUSTOMER']");  // or by its mutators
+  list->sourceIs("https://example.net/customer");
   auto const report = session->commit();  // raises the list's version: it is compiled from here on
   if (!report.isComplete()) std::printf("%s\n", report.error.c_str());
 
-  auto const symbol = symbols->symbol("CUSTOMER");
   Follower follower;
-  follower.notifierIs(symbol->symbolNotifier());
+  follower.notifierIs(symbols->symbol("CUSTOMER")->symbolNotifier());
   auto& loop = Orb::ActivityManager::current();
   while (loop.nextDue() <= loop.clock()->now()) loop.turn();
 
-  auto const route = Ipa::Prefix::parse("192.0.2.128/25");
-  auto const match = Routing::PolicyEval::matchPrefixList(symbol->status(), route);
+  auto const status = symbols->symbol("CUSTOMER")->status();  // may go to any thread
+  auto const match = matchPrefixList(status, Ipa::Prefix::parse("192.0.2.0/24"));
   std::printf("version %u, told %d, %s\n", config->prefixList("CUSTOMER")->version(), follower.told,
               match.isPermit ? "permit" : "no match");
   return match.isPermit && follower.told == 1 ? 0 : 1;
