@@ -23,7 +23,7 @@ template <class E>
 void raiseParts(E const&) {}
 void raiseParts(Map const& map) {
   for (auto const& held : map.mapEntry()) {
-    Orb::Ptr<MapEntry> const entry = held;  // those told may remove it
+    Orb::Ptr<MapEntry> const entry(held.get());  // those told may remove it
     entry->asPathPrependVersionInc(1);
     entry->asPathReplaceVersionInc(1);
     entry->communityAddReplaceVersionInc(1);

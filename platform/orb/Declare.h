@@ -81,23 +81,23 @@
   ORB_SCALAR_(name, Type, __VA_ARGS__)                \
   static_assert(true)
 
+#define ORB_CHILD_(name, E)                                   \
+  using name##Object = ::Orb::Child<E>;                       \
+  ORB_OBJECT(name)                                            \
+  ::Orb::Ptr<E> const& name() const { return name##_.get(); } \
+  void name##Del() { name##_.del(*this, name##Id_); }
+
 /// name, class: one entity that is owned, or none. nameIs() makes it when it is not there yet.
 #define ORB_CHILD(name, E)                                          \
-  using name##Object = ::Orb::Child<E>;                             \
-  ORB_OBJECT(name)                                                  \
-  ::Orb::Ptr<E> const& name() const { return name##_.get(); }       \
+  ORB_CHILD_(name, E)                                               \
   ::Orb::Ptr<E> name##Is() { return name##_.is(*this, name##Id_); } \
-  void name##Del() { name##_.del(*this, name##Id_); }               \
   static_assert(true)
 
 /// The same for an entity with a name: nameIs(name) puts one of that name in the place of any
 /// other.
 #define ORB_NAMED_CHILD(name, E)                                                               \
-  using name##Object = ::Orb::Child<E>;                                                        \
-  ORB_OBJECT(name)                                                                             \
-  ::Orb::Ptr<E> const& name() const { return name##_.get(); }                                  \
+  ORB_CHILD_(name, E)                                                                          \
   ::Orb::Ptr<E> name##Is(::Orb::Name const& key) { return name##_.is(*this, name##Id_, key); } \
-  void name##Del() { name##_.del(*this, name##Id_); }                                          \
   static_assert(true)
 
 /// name, class: a shared object that belongs to others, or none.

@@ -18,7 +18,9 @@ class FunctionRef<R(Args...)> {
  public:
   template <class F>
   requires(!std::same_as<std::remove_cvref_t<F>, FunctionRef> &&
-           std::is_invocable_r_v<R, F&, Args...>) FunctionRef(F&& f)
+           std::is_invocable_r_v<R, F&, Args...>)
+      // NOLINTNEXTLINE(bugprone-forwarding-reference-overload): the constraint keeps copies out
+      FunctionRef(F&& f)
   noexcept
       : function_(const_cast<void*>(static_cast<void const*>(std::addressof(f)))),
         call_([](void* function, Args... args) -> R {

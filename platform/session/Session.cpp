@@ -277,7 +277,7 @@ Ptr<Entity> Session::entityIs(std::string_view path, std::string_view typeName,
     } catch (Orb::RangeException const&) {
       wasThere = false;
     }
-    auto const entity = Orb::attributeIs(root, path);
+    auto entity = Orb::attributeIs(root, path);
     if (entity && isOfType(*entity)) return entity;
     if (!wasThere) Orb::attributeDel(root, path);
     throw Orb::RangeException(std::string(path) + ": this is no " + std::string(typeName));
