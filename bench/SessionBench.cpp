@@ -3,7 +3,7 @@
 
 #include <algorithm>
 #include <ctime>
-#include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -478,11 +478,28 @@ void growHashed(benchmark::State& state) {
   state.counters["growth_ns/member"] = last.mean() * 1e9 / static_cast<double>(count);
 }
 
+/// Leaves the allocator with free blocks in no order, as a process has them that has run for long:
+/// what is made from here on lies far apart.
+void wearHeap() {
+  Shapes::Random random(1);
+  std::vector<std::unique_ptr<char[]>> blocks;
+  for (std::size_t i = 0; i < 500000; ++i) {
+    blocks.push_back(std::make_unique<char[]>(24 + random() % 1000));
+  }
+  std::shuffle(blocks.begin(), blocks.end(), random);
+  // Every eighth block stays, so that the free ones do not grow together.
+  for (std::size_t i = 0; i < blocks.size(); ++i) {
+    if (i % 8 == 0) benchmark::DoNotOptimize(blocks[i].release());
+  }
+}
+
+/// REQUIRES: it comes last, as the heap stays worn.
+void inWornHeap(benchmark::State& state, void (*run)(benchmark::State&)) {
+  [[maybe_unused]] static bool const worn = (wearHeap(), true);
+  run(state);
+}
+
 #define WHOLE UseManualTime()->Unit(benchmark::kMillisecond)
-BENCHMARK_CAPTURE(commitOneEntry, alone, false)->Arg(1000)->Arg(100000)->Arg(1000000)->WHOLE;
-BENCHMARK_CAPTURE(commitOneEntry, compiled, true)->Arg(1000000)->WHOLE;
-BENCHMARK(walkBoth)->Arg(1000)->Arg(100000)->Arg(1000000)->WHOLE;
-BENCHMARK(walkBothArrays)->Arg(1000)->Arg(100000)->Arg(1000000)->WHOLE;
 BENCHMARK(mapsByHand)->WHOLE;
 BENCHMARK_CAPTURE(commitMaps, create, Edit::create)->WHOLE;
 BENCHMARK_CAPTURE(commitMaps, unchanged, Edit::nothing)->WHOLE;
@@ -496,7 +513,15 @@ BENCHMARK(readByGetters);
 BENCHMARK(readByPath);
 BENCHMARK(setByMutators);
 BENCHMARK(setByPath);
-BENCHMARK(growHashed)->Arg(1 << 14)->Arg(1 << 20)->WHOLE;
+BENCHMARK(growHashed)->Arg(1 << 14)->Arg(1 << 18)->Arg(1 << 20)->WHOLE;
+BENCHMARK(walkBoth)->Arg(1000)->Arg(100000)->Arg(1000000)->WHOLE;
+BENCHMARK(walkBothArrays)->Arg(1000)->Arg(100000)->Arg(1000000)->WHOLE;
+BENCHMARK_CAPTURE(commitOneEntry, alone, false)->Arg(1000)->Arg(100000)->Arg(1000000)->WHOLE;
+BENCHMARK_CAPTURE(commitOneEntry, compiled, true)->Arg(1000000)->WHOLE;
+BENCHMARK_CAPTURE(inWornHeap, mapsByHand, mapsByHand)->WHOLE;
+BENCHMARK_CAPTURE(inWornHeap, create, [](auto& s) { commitMaps(s, Edit::create); }) -> WHOLE;
+BENCHMARK_CAPTURE(inWornHeap, unchanged, [](auto& s) { commitMaps(s, Edit::nothing); }) -> WHOLE;
+BENCHMARK_CAPTURE(inWornHeap, oneOfEach, [](auto& s) { commitMaps(s, Edit::oneOfEach); }) -> WHOLE;
 #undef WHOLE
 
 }  // namespace
