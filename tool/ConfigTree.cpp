@@ -1,0 +1,100 @@
+#include "tool/ConfigTree.h"
+
+#include "platform/orb/Error.h"
+#include "policy_config/RouteMap.h"
+
+namespace Tool {
+
+namespace {
+
+constexpr char kBlanks[] = " \t\r\v\f";
+constexpr std::string_view kRemoval = "no ";
+
+std::string_view trimmed(std::string_view text) {
+  std::size_t const begin = text.find_first_not_of(kBlanks);
+  if (begin == text.npos) return {};
+  return text.substr(begin, text.find_last_not_of(kBlanks) + 1 - begin);
+}
+
+/// Does something with each line; collects what is refused.
+template <class Do>
+std::vector<LineFault> withEachLine(std::string_view text, Do const& act) {
+  std::vector<LineFault> faults;
+  eachLine(text, [&](std::size_t number, std::string_view line) {
+    try {
+      act(line);
+    } catch (Orb::RangeException const& error) {
+      faults.push_back({number, error.what()});
+    }
+  });
+  return faults;
+}
+
+}  // namespace
+
+void eachLine(std::string_view text, Orb::FunctionRef<void(std::size_t, std::string_view)> visit) {
+  for (std::size_t number = 1; !text.empty(); ++number) {
+    std::size_t const end = text.find('\n');
+    std::string_view const line = trimmed(text.substr(0, end));
+    if (!line.empty() && line.front() != '#') visit(number, line);
+    text.remove_prefix(end == text.npos ? text.size() : end + 1);
+  }
+}
+
+ConfigTree::ConfigTree()
+    : roots_{Orb::make<Acl::AclListConfig>("route-policy"), Orb::make<Routing::RouteMap::Config>(),
+             Orb::make<Routing::RouteMap::PeerFilterConfig>()} {}
+
+Orb::Entity& ConfigTree::rootOf(std::string_view path) const {
+  std::string_view const name = path.substr(0, path.find_first_of(".["));
+  for (auto const& root : roots_) {
+    if (Orb::findAttribute(root->type().attributes, name)) return *root;
+  }
+  throw Orb::RangeException(std::string(path) + ": no root has an attribute " +
+                            Orb::toText(Orb::String(name)));
+}
+
+std::vector<LineFault> ConfigTree::load(std::string_view text) {
+  return withEachLine(text, [this](std::string_view line) {
+    Orb::Assignment const said = Orb::splitAssignment(line);
+    Orb::Entity& root = rootOf(said.path);
+    if (said.hasText) {
+      Orb::attributeTextIs(root, said.path, said.text);
+    } else {
+      Orb::attributeIs(root, said.path);
+    }
+  });
+}
+
+void ConfigTree::eachAssignment(Orb::FunctionRef<void(std::string const&)> visit) const {
+  for (auto const& root : roots_) Orb::assignments(*root, visit);
+}
+
+ConfigEdit ConfigEdit::ofLine(std::string_view line) {
+  if (!line.starts_with(kRemoval)) return {false, line};
+  return {true, trimmed(line.substr(kRemoval.size()))};
+}
+
+std::string ConfigEdit::line() const {
+  return std::string(isRemoval ? kRemoval : std::string_view()).append(text);
+}
+
+void ConfigEdit::apply(Cli::Session::Session& session) const {
+  if (isRemoval) {
+    if (session.attributeDel(text)) return;
+    throw Orb::RangeException(std::string(text) + ": it is not set, so it cannot be removed");
+  }
+  Orb::Assignment const said = Orb::splitAssignment(text);
+  if (said.hasText) {
+    session.attributeTextIs(said.path, said.text);
+  } else {
+    session.attributeIs(said.path);
+  }
+}
+
+std::vector<LineFault> applyEdits(Cli::Session::Session& session, std::string_view text) {
+  return withEachLine(text,
+                      [&](std::string_view line) { ConfigEdit::ofLine(line).apply(session); });
+}
+
+}  // namespace Tool
