@@ -1,0 +1,39 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "platform/orb/Path.h"
+#include "tool/Console.h"
+
+/// Trees of entities as JSON, from the attribute tables. An entity is an object of its attributes
+/// in their order; a value type is an object of its fields, a collection one of its members by
+/// their keys. Numbers and booleans are such, what is unset is null, all else is strings. Written
+/// as it goes: a list may be long.
+namespace Tool {
+
+/// "{", members, and "}" at the end of its life.
+class JsonObject {
+ public:
+  explicit JsonObject(Console& console) : console_(console) { console_.text() += '{'; }
+  ~JsonObject() { console_.text() += '}'; }
+  JsonObject(JsonObject const&) = delete;
+  JsonObject& operator=(JsonObject const&) = delete;
+
+  /// Begins a member, whose value is to be written next.
+  void member(std::string_view name);
+
+ private:
+  Console& console_;
+  bool isEmpty_ = true;
+};
+
+/// Members for the attributes of an entity.
+void writeJsonMembers(JsonObject& object, Orb::Entity const& entity, Console& console);
+
+void writeJson(Orb::Entity const& entity, Console& console);
+void writeJson(Orb::AttributeInfo const& attribute, void const* object, Console& console);
+void writeJson(Orb::ValueType const& type, void const* value, Console& console);
+void writeJson(Orb::PathTarget const& target, Console& console);
+
+}  // namespace Tool
