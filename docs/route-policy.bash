@@ -3,11 +3,12 @@
 
 _route_policy() {
   local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD - 1]}
-  local commands='check show match compile' common='--help -h'
-  local command='' words='' files=0 i
+  local commands='check show match compile get set unset diff commit abort' common='--help -h'
+  local command='' words='' files=0 config=0 i
   COMPREPLY=()
 
-  # "--on-duplicate=WHAT" comes as three words: bash parts them at the "=".
+  # "--on-duplicate=WHAT" comes as three words: bash parts them at the "=". So does an edit, which is
+  # nobody's to complete.
   if [[ $cur == '=' ]]; then
     prev=${COMP_WORDS[COMP_CWORD - 1]} cur=''
   elif [[ $prev == '=' ]]; then
@@ -16,28 +17,45 @@ _route_policy() {
 
   for ((i = 1; i < COMP_CWORD; ++i)); do
     case ${COMP_WORDS[i]} in
-      check | show | match | compile)
-        command=${COMP_WORDS[i]}
-        break
+      --on-duplicate | --config)
+        if [[ ${COMP_WORDS[i]} == --config ]]; then config=1; fi
+        if [[ ${COMP_WORDS[i + 1]} == '=' ]]; then ((++i)); fi
+        ((++i))
+        ;;
+      -?*) ;;
+      *)
+        if [[ -n $command ]]; then
+          ((++files))
+        elif [[ " $commands " == *" ${COMP_WORDS[i]} "* ]]; then
+          command=${COMP_WORDS[i]}
+        fi
         ;;
     esac
   done
-  for ((++i; i < COMP_CWORD; ++i)); do
-    if [[ ${COMP_WORDS[i]} == --on-duplicate ]]; then
-      if [[ ${COMP_WORDS[i + 1]} == '=' ]]; then ((++i)); fi
-      ((++i))
-    elif [[ ${COMP_WORDS[i]} != -?* ]]; then
-      ((++files))
-    fi
-  done
 
-  if [[ -z $command ]]; then
-    words="$commands $common --version -V"
+  if [[ $prev == --config ]]; then
+    words='file'
   elif [[ $prev == --on-duplicate ]]; then
     words='error ignore override'
+  elif [[ -z $command ]]; then
+    words="$commands $common --config --version -V"
+    if ((config)); then words='show get set unset diff commit abort'; fi
   elif [[ $cur == -* ]]; then
-    words="$common --ipv6 -6 --on-duplicate --json"
-  elif [[ $command == check || $files == 0 ]]; then
+    case $command in
+      show) words="$common --ipv6 -6 --on-duplicate --json --config --candidate" ;;
+      check | match | compile) words="$common --ipv6 -6 --on-duplicate --json" ;;
+      get) words="$common --json --config --candidate" ;;
+      set | unset) words="$common --config" ;;
+      *) words="$common --json --config" ;;
+    esac
+  else
+    case $command in
+      check) words='file' ;;
+      show | match | compile) if ((!files && !config)); then words='file'; fi ;;
+    esac
+  fi
+
+  if [[ $words == 'file' ]]; then
     compopt -o filenames 2>/dev/null # not there when nobody pressed Tab
     mapfile -t COMPREPLY < <(compgen -f -- "$cur")
     return

@@ -5,7 +5,9 @@
 namespace Tool::HelpText {
 
 inline constexpr char kProgram[] =
-    "Checks, shows, matches and compiles prefix lists, with no router at hand.";
+    "Checks, shows, matches and compiles prefix lists, and edits a configuration of lists and "
+    "route\n"
+    "maps, with no router at hand.";
 
 inline constexpr char kProgramEnd[] = R"(A list file has one rule a line:
   [seq NUMBER] permit|deny PREFIX [ge LENGTH] [le LENGTH] [eq LENGTH]
@@ -15,16 +17,25 @@ inline constexpr char kProgramEnd[] = R"(A list file has one rule a line:
 The rule of the lowest number that matches decides. Words are parted by blanks. There are no
 comments, and a rule for length 0 is refused. Lines without "seq" are numbered 0, 1, 2 and so on.
 
+A configuration has one attribute a line, and comments behind "#":
+  prefixList['CUSTOMER']
+  routeMap['RM-IN'].mapEntry[10].localPref=200
+Edits wait beside it, in FILE.edits, until they are committed.
+
 Examples:
   route-policy check *.txt
   route-policy show --ipv6 bogons-ipv6.txt
   route-policy match bogons-ipv4.txt 10.1.0.0/16 8.8.8.8
   route-policy match --json bogons-ipv4.txt < table.txt
   route-policy compile bogons-ipv4.txt
+  route-policy --config border.conf set "routeMap['RM-IN'].mapEntry[10].localPref=200"
+  route-policy --config border.conf diff
+  route-policy --config border.conf commit
 
 Exit status:
   0  done, and nothing was found wrong
-  1  a list has an error or is empty, or a prefix is not one
+  1  a list has an error or is empty, a prefix is not one, a configuration or an edit of it is
+     refused, or a commit failed
   2  wrong usage, a file that cannot be read, or output that cannot be written
 
 "route-policy COMMAND --help" tells more of a command; so does the manual, route-policy(1).)";
@@ -37,13 +48,17 @@ import of that file; the other files are still checked. An empty list is an erro
 Example:
   route-policy check bogons-ipv4.txt customer-ipv4.txt)";
 
-inline constexpr char kShow[] = "print a list as the router shows it";
+inline constexpr char kShow[] = "print a list, or route maps, for the eye";
 inline constexpr char kShowEnd[] =
-    R"(Prints the entries in ascending sequence number. The list is named after the file. Without its
-first line, the output is a list file again.
+    R"(Prints the entries of a list file in ascending sequence number, as the router shows them. The list
+is named after the file. Without its first line, the output is a list file again.
 
-Example:
-  route-policy show --on-duplicate override customer-ipv4.txt)";
+With --config, prints the lists, route maps and peer filters of these names, or all: of prefix lists
+the same form, of the rest what is not at its default.
+
+Examples:
+  route-policy show --on-duplicate override customer-ipv4.txt
+  route-policy --config border.conf show RM-IN)";
 
 inline constexpr char kMatch[] = "tell which rule decides about prefixes";
 inline constexpr char kMatchEnd[] =
@@ -68,6 +83,73 @@ per entry.
 Example:
   route-policy compile bogons-ipv4.txt)";
 
+inline constexpr char kGet[] = "print what paths of a configuration lead to";
+inline constexpr char kGetEnd[] =
+    R"(Prints the value of each path, a line each; of what owns attributes, its lines. Without a path, the
+whole configuration as lines. A path leads through names and keys:
+  routeMap['RM-IN'].mapEntry[10].localPref    an attribute of a child of a child
+  prefixList['CUSTOMER'].prefixEntry[10].le   a field of a member
+  routeMap['RM-IN']                           all of one route map
+
+Examples:
+  route-policy --config border.conf get "routeMap['RM-IN'].mapEntry[10].localPref"
+  route-policy --config border.conf get --candidate --json)";
+
+inline constexpr char kSet[] = "add edits to those that wait for the commit";
+inline constexpr char kSetEnd[] =
+    R"(An edit is PATH=VALUE, or a path alone, which makes a list, a map or an entry. Values are numbers,
+True and False, names of enumerators, addresses, and strings in single quotes. The edits are tried
+on top of those that wait already; when one is refused, none is taken.
+
+Examples:
+  route-policy --config border.conf set "routeMap['RM-IN'].mapEntry[10].permit=denyMatch"
+  route-policy --config border.conf set "communityList['C']" "routeMap['RM-IN'].mapEntry[20]")";
+
+inline constexpr char kUnset[] = "add removals to the edits that wait for the commit";
+inline constexpr char kUnsetEnd[] =
+    R"(Removes what each path leads to: a list, a map, an entry, a member; a value gets its default back.
+What is not there is an error, and then no removal is taken.
+
+Example:
+  route-policy --config border.conf unset "routeMap['RM-IN'].mapEntry[10].localPref")";
+
+inline constexpr char kDiff[] = "tell what a commit would change";
+inline constexpr char kDiffEnd[] =
+    R"(Prints a line for each difference:
+  + routeMap['RM-IN'].mapEntry[20]                           it would be added
+  - prefixList['OLD']                                        it would be removed
+  ~ routeMap['RM-IN'].mapEntry[10].localPref: 100 -> 200     it would change
+
+Example:
+  route-policy --config border.conf diff)";
+
+inline constexpr char kCommit[] = "apply the edits that wait";
+inline constexpr char kCommitEnd[] =
+    R"(Applies the edits as a router's session does, and prints what became of each list and map, and each
+version that rose:
+  prefixList['CUSTOMER']: changed
+  prefixList['CUSTOMER'].version: 3 -> 4
+Then the file holds the new configuration, and no edit waits. A commit that fails leaves both as
+they were.
+
+Example:
+  route-policy --config border.conf commit)";
+
+inline constexpr char kAbort[] = "drop the edits that wait";
+inline constexpr char kAbortEnd[] =
+    R"(Removes the edits, good or bad; the configuration stays as it is.
+
+Example:
+  route-policy --config border.conf abort)";
+
+inline constexpr char kConfig[] = "a configuration to work on";
+inline constexpr char kCandidate[] = "as it would be with the edits that wait";
+inline constexpr char kGetPaths[] = "paths; none = everything";
+inline constexpr char kUnsetPaths[] = "paths of what is to be removed";
+inline constexpr char kEdits[] = "PATH=VALUE, or PATH alone";
+inline constexpr char kGetJson[] = "answer in JSON, one object or value a path";
+inline constexpr char kFileOrNames[] =
+    "a list file; - is standard input. With --config names, none = all";
 inline constexpr char kFile[] = "a list file; - is standard input";
 inline constexpr char kFiles[] = "list files; - is standard input";
 inline constexpr char kPrefixes[] = "prefixes or addresses to match";

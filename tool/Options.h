@@ -9,14 +9,21 @@ namespace Tool {
 
 /// What the command line asks for.
 struct Options {
-  enum class Command { check, show, match, compile };
+  enum class Command { check, show, match, compile, get, set, unset, diff, commit, abort };
 
   Command command = Command::check;
+  bool json = false;
+
+  // Of the commands on list files.
   std::vector<std::string> files;     ///< at least one; kStandardInput for standard input
   std::vector<std::string> prefixes;  ///< of match; none when they come on standard input
   bool ipv6 = false;
-  bool json = false;
   Acl::UrlImportDuplicateOperation onDuplicate = Acl::duplicateError;
+
+  // Of the commands on a configuration.
+  std::string config;              ///< its file; empty when the command works on list files
+  std::vector<std::string> words;  ///< paths of get and unset, edits of set, names of show
+  bool candidate = false;
 };
 
 /// The file name that stands for standard input.

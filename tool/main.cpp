@@ -3,6 +3,7 @@
 
 #include "tool/CommandLine.h"
 #include "tool/Commands.h"
+#include "tool/ConfigFile.h"
 
 namespace {
 
@@ -12,11 +13,24 @@ void run(Tool::Options const& options, Tool::Console& console) {
     case Command::check:
       return Tool::check(options, console);
     case Command::show:
-      return Tool::show(options, console);
+      return options.config.empty() ? Tool::show(options, console)
+                                    : Tool::showConfig(options, console);
     case Command::match:
       return Tool::match(options, console);
     case Command::compile:
       return Tool::compile(options, console);
+    case Command::get:
+      return Tool::getConfig(options, console);
+    case Command::set:
+      return Tool::setConfig(options, console);
+    case Command::unset:
+      return Tool::unsetConfig(options, console);
+    case Command::diff:
+      return Tool::diffConfig(options, console);
+    case Command::commit:
+      return Tool::commitConfig(options, console);
+    case Command::abort:
+      return Tool::abortConfig(options, console);
   }
 }
 
@@ -30,6 +44,8 @@ int main(int argc, char** argv) {
     console.flush();
   } catch (Tool::OutputLost const& error) {
     if (!error.isReaderGone()) console.failure("standard output", error.what());
+  } catch (Tool::FileError const& error) {
+    console.failure(error.file(), error.what());
   } catch (std::exception const& error) {
     console.failure("", error.what());
   }

@@ -1,71 +1,24 @@
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <cctype>
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <nlohmann/json.hpp>
 #include <set>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "tests/tool/RunsTool.h"
 #include "tool/Progress.h"
-
-// Runs the built tool, in the top folder of the sources, through the shell.
 
 namespace {
 
 using Json = nlohmann::json;
 namespace fs = std::filesystem;
-
-std::string contentOf(fs::path const& path) {
-  std::ostringstream text;
-  text << std::ifstream(path, std::ios::binary).rdbuf();
-  return text.str();
-}
-
-std::vector<std::string> linesOf(std::string const& text) {
-  std::vector<std::string> lines;
-  std::istringstream in(text);
-  for (std::string line; std::getline(in, line);) lines.push_back(line);
-  return lines;
-}
-
-struct Result {
-  int status = -1;
-  std::string out;
-  std::string err;
-};
-
-class Tool : public testing::Test {
- protected:
-  Tool() {
-    std::string pattern = (fs::temp_directory_path() / "route-policy-XXXXXX").string();
-    EXPECT_NE(mkdtemp(pattern.data()), nullptr);
-    folder_ = pattern;
-    setenv("TOOL", ROUTE_POLICY_TOOL, 1);
-    setenv("T", folder_.c_str(), 1);
-  }
-  ~Tool() override { fs::remove_all(folder_); }
-
-  void write(char const* name, std::string const& text) {
-    std::ofstream(folder_ / name, std::ios::binary) << text;
-  }
-
-  /// Runs a line of bash, in which $TOOL is the tool and $T the folder of write().
-  Result bash(std::string const& line) {
-    write(".line", line);
-    int const status =
-        std::system("bash $T/.line >$T/.out 2>$T/.err </dev/null");  // NOLINT(cert-env33-c)
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, contentOf(folder_ / ".out"),
-            contentOf(folder_ / ".err")};
-  }
-
-  fs::path folder_;
-};
+using TestSupport::contentOf;
+using TestSupport::linesOf;
+using TestSupport::Result;
+using Tool = TestSupport::RunsTool;
 
 constexpr char kTryHelp[] = "\nTry \"route-policy --help\".\n";
 
@@ -134,10 +87,16 @@ TEST_F(Tool, AnswersEachCommandLine) {
        std::string("route-policy: standard input cannot be both the list and the prefixes") +
            kTryHelp},
       {"", 2, "",
-       std::string("route-policy: a command is missing: check, show, match or compile") + kTryHelp},
-      {"frob x", 2, "",
-       std::string("route-policy: there is no command frob; the command, check, show, match or "
-                   "compile, comes first") +
+       std::string("route-policy: a command is missing: check, show, match, compile, get, set, "
+                   "unset, diff, commit or abort") +
+           kTryHelp},
+      {"--config f --config=g frob x", 2, "",
+       std::string("route-policy: there is no command frob, only check, show, match, compile, get, "
+                   "set, unset, diff, commit or abort") +
+           kTryHelp},
+      {"--json", 2, "",
+       std::string("route-policy: there is no option --json before the command: check, show, "
+                   "match, compile, get, set, unset, diff, commit or abort") +
            kTryHelp},
       {"check", 2, "", std::string("route-policy: FILE is required") + kTryHelp},
       {"check --on-duplicate x $T/good", 2, "",
@@ -146,12 +105,7 @@ TEST_F(Tool, AnswersEachCommandLine) {
        std::string("route-policy: The following argument was not expected: --nope") + kTryHelp},
   };
   for (auto const& c : cases) {
-    Result result = bash("$TOOL " + c.arguments);
-    for (std::string* const text : {&result.out, &result.err}) {
-      for (std::size_t at; (at = text->find(folder_.string())) != text->npos;) {
-        text->replace(at, folder_.string().size(), "T");
-      }
-    }
+    Result const result = tool(c.arguments);
     EXPECT_EQ(result.status, c.status) << c.arguments;
     EXPECT_EQ(result.out, c.out) << c.arguments;
     EXPECT_EQ(result.err, c.err) << c.arguments;
@@ -355,7 +309,8 @@ std::set<std::string> optionsIn(std::string const& text) {
 
 TEST_F(Tool, ManualHelpAndCompletionNameTheSameOptions) {
   std::string help = bash("$TOOL --help").out;
-  for (char const* const command : {"check", "show", "match", "compile"}) {
+  for (char const* const command :
+       {"check", "show", "match", "compile", "get", "set", "unset", "diff", "commit", "abort"}) {
     Result const own = bash(std::string("$TOOL ") + command + " --help");
     EXPECT_EQ(own.status, 0);
     EXPECT_NE(own.out.find("Example"), own.out.npos) << command;
@@ -364,11 +319,11 @@ TEST_F(Tool, ManualHelpAndCompletionNameTheSameOptions) {
   for (std::string const& line : linesOf(help)) EXPECT_LE(line.size(), 100U) << line;
   std::string const manual = contentOf("docs/route-policy.1");
   auto const options = optionsIn(help);
-  EXPECT_EQ(options, (std::set<std::string>{"-6", "-V", "-h", "--help", "--ipv6", "--json",
-                                            "--on-duplicate", "--version"}));
+  EXPECT_EQ(options, (std::set<std::string>{"-6", "-V", "-h", "--candidate", "--config", "--help",
+                                            "--ipv6", "--json", "--on-duplicate", "--version"}));
   EXPECT_EQ(optionsIn(manual), options);
   std::set<std::string> completed;
-  for (char const* const words : {"-", "check -", "match x -"}) {
+  for (char const* const words : {"-", "check -", "match x -", "get -", "unset -", "commit -"}) {
     auto const line = std::string("source docs/route-policy.bash; COMP_WORDS=(route-policy ") +
                       words +
                       "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _route_policy; "
@@ -378,7 +333,7 @@ TEST_F(Tool, ManualHelpAndCompletionNameTheSameOptions) {
   }
   EXPECT_EQ(completed, options);
   // The manual has the exit statuses as sentences, with a capital letter.
-  for (char const* const status : {" list has an error or is empty, or a prefix is not one",
+  for (char const* const status : {" list has an error or is empty, a prefix is not one, a ",
                                    "rong usage, a file that cannot be read, or output that cannot "
                                    "be written"}) {
     EXPECT_NE(help.find(status), help.npos) << status;
@@ -393,8 +348,15 @@ TEST_F(Tool, CompletesWordsInBash) {
     char const* replies;
   };
   Case const cases[] = {
-      {"c", "check compile "},
-      {"''", "check show match compile --help -h --version -V "},
+      {"c", "check compile commit "},
+      {"''",
+       "check show match compile get set unset diff commit abort --help -h --config --version -V "},
+      {"--config a", "a list "},
+      {"--config = a", "a list "},
+      {"--config x s", "show set "},
+      {"--config=x get --c", "--config --candidate "},
+      {"--config x show a", ""},
+      {"set a", ""},
       {"check --on", "--on-duplicate "},
       {"check --on-duplicate ''", "error ignore override "},
       {"check --on-duplicate =", "error ignore override "},

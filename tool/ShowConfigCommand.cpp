@@ -1,0 +1,112 @@
+#include <functional>
+#include <set>
+
+#include "list_import/CliHelper.h"
+#include "tool/Commands.h"
+#include "tool/TreeJson.h"
+#include "tool/TreeText.h"
+#include "tool/TreeWalk.h"
+#include "tool/Workspace.h"
+
+namespace Tool {
+
+namespace {
+
+using Orb::AttributeInfo;
+
+/// Shows what has one of the names that were asked for; everything when there were none.
+class Show {
+ public:
+  Show(ConfigTree const& tree, std::vector<std::string> const& names, Console& console)
+      : tree_(tree), names_(names.begin(), names.end()), console_(console) {}
+
+  void text() {
+    eachAttribute([&](Orb::Entity const& root, AttributeInfo const& a) {
+      if (a.ops->kind == Orb::AttributeKind::children) {
+        for (OwnedEntity const& owned : wanted(root, a)) ownedText(a.name, owned);
+      } else if (names_.empty()) {
+        writeAttributeText(a, *root.type().make({}), root, console_);
+      }
+    });
+  }
+
+  /// One object. With names, only what holds something of them is in it.
+  void json() {
+    {
+      JsonObject object(console_);
+      eachAttribute(
+          [&](Orb::Entity const& root, AttributeInfo const& a) { jsonOf(object, root, a); });
+    }
+    console_.text() += '\n';
+  }
+
+  void reportUnknown() {
+    for (std::string const& name : names_) {
+      if (!found_.contains(name)) {
+        console_.finding(
+            "", "no list, route map or peer filter has the name " + Orb::toText(Orb::String(name)));
+      }
+    }
+  }
+
+ private:
+  template <class Do>
+  void eachAttribute(Do const& act) const {
+    for (auto const& root : tree_.roots()) {
+      for (AttributeInfo const& a : root->type().attributes) act(*root, a);
+    }
+  }
+
+  std::vector<OwnedEntity> wanted(Orb::Entity const& root, AttributeInfo const& a) {
+    auto owned = ownedEntities(a, a.object(&root));
+    if (names_.empty()) return owned;
+    std::erase_if(owned, [&](OwnedEntity const& one) { return !names_.contains(one.key); });
+    for (OwnedEntity const& one : owned) found_.insert(one.key);
+    return owned;
+  }
+
+  void ownedText(std::string_view attribute, OwnedEntity const& owned) {
+    // Prefix lists have a form of their own, which routers show and imports read.
+    if (auto const* const ipv4 = dynamic_cast<Acl::PrefixList const*>(owned.entity)) {
+      console_.text() += Acl::prefixListText(*ipv4);
+    } else if (auto const* const ipv6 = dynamic_cast<Acl::Ipv6PrefixList const*>(owned.entity)) {
+      console_.text() += Acl::prefixListText(*ipv6);
+    } else {
+      writeTreeText(attribute, owned.key, *owned.entity, console_);
+    }
+    console_.lineDone();
+  }
+
+  void jsonOf(JsonObject& object, Orb::Entity const& root, AttributeInfo const& a) {
+    if (names_.empty()) {
+      object.member(a.name);
+      return writeJson(a, a.object(&root), console_);
+    }
+    if (a.ops->kind != Orb::AttributeKind::children) return;
+    auto const owned = wanted(root, a);
+    if (owned.empty()) return;
+    object.member(a.name);
+    JsonObject members(console_);
+    for (OwnedEntity const& one : owned) {
+      members.member(one.key);
+      writeJson(*one.entity, console_);
+    }
+  }
+
+  ConfigTree const& tree_;
+  std::set<std::string, std::less<>> const names_;
+  std::set<std::string, std::less<>> found_;
+  Console& console_;
+};
+
+}  // namespace
+
+void showConfig(Options const& options, Console& console) {
+  auto const tree = readConfig(options, console);
+  if (!tree) return;
+  Show show(*tree, options.words, console);
+  options.json ? show.json() : show.text();
+  show.reportUnknown();
+}
+
+}  // namespace Tool

@@ -1,0 +1,87 @@
+#include "tool/Workspace.h"
+
+#include <cerrno>
+#include <cstdlib>
+
+namespace Tool {
+
+namespace {
+
+void reportFaults(std::string const& file, std::vector<LineFault> const& faults, Console& console) {
+  for (LineFault const& fault : faults) {
+    console.finding(file + ":" + std::to_string(fault.line), fault.reason);
+  }
+}
+
+std::string headOf(std::string_view text) {
+  std::size_t end = text.npos;
+  eachLine(text, [&](std::size_t, std::string_view line) {
+    if (end != text.npos) return;
+    auto const at = static_cast<std::size_t>(line.data() - text.data());
+    std::size_t const newline = text.substr(0, at).rfind('\n');
+    end = newline == text.npos ? 0 : newline + 1;
+  });
+  std::string head(text.substr(0, end));
+  if (!head.empty() && head.back() != '\n') head += '\n';
+  return head;
+}
+
+}  // namespace
+
+void Workspace::save() const {
+  std::string text = head;
+  tree.eachAssignment([&](std::string const& line) { text.append(line).append("\n"); });
+  file.textIs(text);
+}
+
+std::optional<Workspace> openWorkspace(ConfigFile file, std::optional<PendingEdits> edits,
+                                       Console& console) {
+  auto const text = file.text();
+  if (!text && !edits) throw FileError(file.path(), "cannot be read: ", ENOENT);
+  Workspace workspace{std::move(file), std::move(edits), {}, {}};
+  if (!text) return workspace;
+  auto const faults = workspace.tree.load(*text);
+  reportFaults(workspace.file.path(), faults, console);
+  if (!faults.empty()) return std::nullopt;
+  workspace.head = headOf(*text);
+  return workspace;
+}
+
+Orb::Ptr<Cli::Session::Session> openSession(Workspace const& workspace,
+                                            Orb::Ptr<Orb::Entity> const& handlers,
+                                            Console& console) {
+  char const* const user = std::getenv("USER");  // NOLINT(concurrency-mt-unsafe)
+  auto session = Orb::make<Cli::Session::Manager>(workspace.tree.roots(), handlers)
+                     ->open(user && *user ? user : "route-policy");
+  if (!workspace.edits) return session;
+  auto const faults = applyEdits(*session, workspace.edits->text());
+  reportFaults(workspace.edits->path(), faults, console);
+  return faults.empty() ? session : nullptr;
+}
+
+std::optional<ConfigTree> readConfig(Options const& options, Console& console) {
+  ConfigFile file(options.config);
+  auto edits =
+      options.candidate ? PendingEdits::open(file, PendingEdits::Access::read) : std::nullopt;
+  auto workspace = openWorkspace(std::move(file), std::move(edits), console);
+  if (!workspace) return std::nullopt;
+  if (options.candidate) {
+    // A commit to this process's own copy, without handlers: no version is raised.
+    auto const session = openSession(*workspace, nullptr, console);
+    if (!session) return std::nullopt;
+    auto const report = session->commit();
+    if (!report.isComplete()) {
+      console.finding(workspace->edits->path(), report.error);
+      return std::nullopt;
+    }
+  }
+  return std::move(workspace->tree);
+}
+
+bool hasEdits(std::optional<PendingEdits> const& edits) {
+  bool hasAny = false;
+  if (edits) eachLine(edits->text(), [&](std::size_t, std::string_view) { hasAny = true; });
+  return hasAny;
+}
+
+}  // namespace Tool

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "tool/ConfigFile.h"
+#include "tool/ConfigTree.h"
+#include "tool/Console.h"
+#include "tool/Options.h"
+
+namespace Tool {
+
+/// A configuration and its pending edits, as the files have them.
+struct Workspace {
+  ConfigFile file;
+  std::optional<PendingEdits> edits;  ///< when they were asked for and there is a file of them
+  std::string head;  ///< the comments in front of the first line that says something
+  ConfigTree tree;   ///< the running configuration
+
+  /// Writes the tree into the file.
+  void save() const;
+};
+
+/// Reads a configuration; what is wrong in it is reported, and then there is nothing. A file that
+/// does not exist is an empty configuration if there are edits to it.
+std::optional<Workspace> openWorkspace(ConfigFile file, std::optional<PendingEdits> edits,
+                                       Console& console);
+
+/// A session of whoever runs the tool, with the pending edits applied; null when one of them was
+/// refused, which is reported. `handlers` are those of its commit: see Manager.
+Orb::Ptr<Cli::Session::Session> openSession(Workspace const& workspace,
+                                            Orb::Ptr<Orb::Entity> const& handlers,
+                                            Console& console);
+
+/// The running configuration or, for --candidate, what it would be with the pending edits.
+std::optional<ConfigTree> readConfig(Options const& options, Console& console);
+
+/// Whether any line is an edit.
+bool hasEdits(std::optional<PendingEdits> const& edits);
+
+}  // namespace Tool
