@@ -337,7 +337,7 @@ void assignPlain(benchmark::State& state) {
 }
 
 void mutateScalar(benchmark::State& state) {
-  auto const entry = Orb::make<MapEntry>(10);
+  auto const entry = Orb::make<MapEntry>(10U);
   U32 n = 0;
   for (auto _ : state) {
     entry->distanceIs(++n);
@@ -346,7 +346,7 @@ void mutateScalar(benchmark::State& state) {
 }
 
 void mutateMaybe(benchmark::State& state) {
-  auto const entry = Orb::make<MapEntry>(10);
+  auto const entry = Orb::make<MapEntry>(10U);
   U32 n = 0;
   for (auto _ : state) {
     entry->localPrefIs(++n);
@@ -372,7 +372,7 @@ class DistanceReactor final : public Orb::Reactor<DistanceReactor, MapEntry> {
 
 /// The arguments: how many reactors, and whether reference counts are atomic.
 void notify(benchmark::State& state) {
-  auto const entry = Orb::make<MapEntry>(10);
+  auto const entry = Orb::make<MapEntry>(10U);
   std::vector<Ptr<DistanceReactor>> reactors;
   for (int i = 0; i < state.range(0); ++i) reactors.push_back(Orb::make<DistanceReactor>(entry));
   Orb::threadSafePtrIs(state.range(1) != 0);
