@@ -192,12 +192,15 @@ void Session::forgetLast() {
 }
 
 /// Touches what `path` leads into and edits it; a unit that was touched for an edit that fails is
-/// not touched.
+/// not touched. Nor are all members of an attribute at once: such a path leads to no place that can
+/// be edited, and copying them would undo what was edited in one of them.
 template <class Do>
 auto Session::editing(std::string_view path, Do const& act) {
   requireOpen();
   Unit const unit = unitOf(path);
-  bool const isNew = touch(unit);
+  bool const isOneUnit =
+      unit.isMember || !ownsMembers(running(unit).type().attributes[unit.attribute]);
+  bool const isNew = isOneUnit && touch(unit);
   try {
     return act(candidate(unit));
   } catch (...) {
