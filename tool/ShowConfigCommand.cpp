@@ -67,12 +67,13 @@ class Show {
 
   void ownedText(std::string_view attribute, OwnedEntity const& owned) {
     // Prefix lists have a form of their own, which routers show and imports read.
-    if (auto const* const ipv4 = dynamic_cast<Acl::PrefixList const*>(owned.entity)) {
+    Orb::Entity const& entity = *owned.entity;
+    if (auto const* const ipv4 = dynamic_cast<Acl::PrefixList const*>(&entity)) {
       console_.text() += Acl::prefixListText(*ipv4);
-    } else if (auto const* const ipv6 = dynamic_cast<Acl::Ipv6PrefixList const*>(owned.entity)) {
+    } else if (auto const* const ipv6 = dynamic_cast<Acl::Ipv6PrefixList const*>(&entity)) {
       console_.text() += Acl::prefixListText(*ipv6);
     } else {
-      writeTreeText(attribute, owned.key, *owned.entity, console_);
+      writeTreeText(attribute, owned.key, entity, console_);
     }
     console_.lineDone();
   }
