@@ -68,10 +68,10 @@ class Show {
   void ownedText(std::string_view attribute, OwnedEntity const& owned) {
     // Prefix lists have a form of their own, which routers show and imports read.
     Orb::Entity const& entity = *owned.entity;
-    if (auto const* const ipv4 = dynamic_cast<Acl::PrefixList const*>(&entity)) {
-      console_.text() += Acl::prefixListText(*ipv4);
-    } else if (auto const* const ipv6 = dynamic_cast<Acl::Ipv6PrefixList const*>(&entity)) {
-      console_.text() += Acl::prefixListText(*ipv6);
+    if (entity.type().name == Acl::PrefixList::typeName) {
+      console_.text() += Acl::prefixListText(static_cast<Acl::PrefixList const&>(entity));
+    } else if (entity.type().name == Acl::Ipv6PrefixList::typeName) {
+      console_.text() += Acl::prefixListText(static_cast<Acl::Ipv6PrefixList const&>(entity));
     } else {
       writeTreeText(attribute, owned.key, entity, console_);
     }

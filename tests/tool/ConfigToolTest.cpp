@@ -14,7 +14,6 @@ namespace {
 using Json = nlohmann::json;
 namespace fs = std::filesystem;
 using TestSupport::contentOf;
-using TestSupport::linesOf;
 using TestSupport::Result;
 
 class ConfigTool : public TestSupport::RunsTool {
