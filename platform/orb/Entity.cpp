@@ -14,14 +14,12 @@ NotifieeList<Notifiee>& Entity::notifieeList() const {
 }
 
 void Entity::tell(AttrId attribute, void const* key) const {
-  Ptr<Entity const> const alive(this);
-  notifiees_->each([&](Notifiee& n) { n.onAttribute(*this, attribute, key); });
+  notifiees_->each([&](Notifiee& n) { n.onAttribute(*this, attribute, key); }, this);
 }
 
 void Entity::deleted() const {
   if (!notifiees_) return;
-  Ptr<Entity const> const alive(this);
-  notifiees_->each([this](Notifiee& n) { n.onDelete(*this); });
+  notifiees_->each([this](Notifiee& n) { n.onDelete(*this); }, this);
 }
 
 }  // namespace Orb

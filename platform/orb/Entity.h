@@ -22,6 +22,8 @@ class ROUTEPOLICY_EXPORT Notifiee : public NotifieeHook {
   virtual void onDelete(Entity const& entity);
 
  protected:
+  using NotifieeHook::NotifieeHook;
+  Notifiee() = default;
   ~Notifiee() = default;
 };
 

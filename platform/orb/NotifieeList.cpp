@@ -21,13 +21,16 @@ void NotifieeChain::add(NotifieeHook& hook) noexcept {
   hook.joined_ = roundNumber_;
   (last_ ? last_->next_ : first_) = &hook;
   last_ = &hook;
+  if (hook.holdsOwner_) ++holders_;
   // A round that had come to its end stays there: null never turns into the newcomer.
 }
 
 void NotifieeChain::remove(NotifieeHook& hook) noexcept {
   for (Round* round = rounds_; round; round = round->outer_) {
     if (round->next_ == &hook) round->next_ = hook.next_;
+    if (hook.holdsOwner_ && round->owner_ && !round->holds_) round->hold();
   }
+  if (hook.holdsOwner_) --holders_;
   (hook.previous_ ? hook.previous_->next_ : first_) = hook.next_;
   (hook.next_ ? hook.next_->previous_ : last_) = hook.previous_;
   hook.chain_ = nullptr;

@@ -3,7 +3,7 @@
 #include <exception>
 #include <utility>
 
-#include "platform/orb/Types.h"
+#include "platform/orb/Ptr.h"
 
 /// Who is told of a change, and telling them.
 ///
@@ -15,7 +15,10 @@
 ///  2. a notifiee that joins is first called in the next round: it carries the number of the
 ///     round during which it joined, and a round ends at the first notifiee as young as itself;
 ///  3. a list that is destroyed ends the rounds that run over it and lets its notifiees go.
-///  4. one that throws keeps nobody else from being told: what was thrown first goes on to the
+///  4. the owner of the list outlives the round: a notifiee that holds a reference to it vouches
+///     for it; the round takes one of its own when it begins without such a notifiee, or when one
+///     leaves.
+///  5. one that throws keeps nobody else from being told: what was thrown first goes on to the
 ///     caller after the round.
 namespace Orb {
 
@@ -57,15 +60,19 @@ class ROUTEPOLICY_EXPORT NotifieeChain {
   /// that somebody watches makes one.
   class Round {
    public:
-    explicit Round(NotifieeChain& chain) noexcept
+    /// `owner` is null where the caller keeps the list alive.
+    Round(NotifieeChain& chain, RefCounted const* owner) noexcept
         : chain_(&chain),
           next_(chain.first_),
           outer_(chain.rounds_),
-          number_(++chain.roundNumber_) {
+          number_(++chain.roundNumber_),
+          owner_(owner) {
       chain.rounds_ = this;
+      if (owner_ && chain.holders_ == 0) hold();
     }
     ~Round() {
       if (chain_) chain_->rounds_ = outer_;
+      if (holds_) owner_->unref();
     }
     Round(Round const&) = delete;
     Round& operator=(Round const&) = delete;
@@ -73,10 +80,17 @@ class ROUTEPOLICY_EXPORT NotifieeChain {
 
    private:
     friend NotifieeChain;
+    void hold() noexcept {
+      holds_ = true;
+      owner_->ref();
+    }
+
     NotifieeChain* chain_;
     NotifieeHook* next_;
     Round* outer_;
     U64 number_;
+    RefCounted const* owner_;
+    bool holds_ = false;
   };
 
   void add(NotifieeHook& hook) noexcept;
@@ -89,6 +103,7 @@ class ROUTEPOLICY_EXPORT NotifieeChain {
   NotifieeHook* last_ = nullptr;
   Round* rounds_ = nullptr;  // the innermost first
   U64 roundNumber_ = 0;
+  std::size_t holders_ = 0;  // notifiees that hold the list's owner
 };
 
 }  // namespace detail
@@ -102,7 +117,9 @@ class ROUTEPOLICY_EXPORT NotifieeHook {
   }
 
  protected:
-  NotifieeHook() = default;
+  /// `holdsOwner`: as long as it is linked it holds a reference to the owner of the list, and its
+  /// class calls leave() before it drops that.
+  explicit NotifieeHook(bool holdsOwner = false) noexcept : holdsOwner_(holdsOwner) {}
   NotifieeHook(NotifieeHook const&) = delete;
   NotifieeHook& operator=(NotifieeHook const&) = delete;
   ~NotifieeHook() { leave(); }
@@ -114,6 +131,7 @@ class ROUTEPOLICY_EXPORT NotifieeHook {
   NotifieeHook* previous_ = nullptr;
   NotifieeHook* next_ = nullptr;
   U64 joined_ = 0;
+  bool const holdsOwner_;
 };
 
 inline NotifieeHook* detail::NotifieeChain::Round::next() noexcept {
@@ -130,11 +148,13 @@ class NotifieeList : public detail::NotifieeChain {
 
   /// Calls `tell(notifiee)` for each. The caller keeps the list itself alive.
   template <class Tell>
-  void each(Tell const& tell) {
-    Round round(*this);
+  void each(Tell const& tell, RefCounted const* owner = nullptr) {
     FirstError error;
-    while (NotifieeHook* const hook = round.next()) {
-      error.guard([&] { tell(static_cast<N&>(*hook)); });
+    {
+      Round round(*this, owner);
+      while (NotifieeHook* const hook = round.next()) {
+        error.guard([&] { tell(static_cast<N&>(*hook)); });
+      }
     }
     error.rethrow();
   }

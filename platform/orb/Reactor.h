@@ -41,10 +41,10 @@ class Reactor : public RefCounted, private Notifiee {
   static constexpr OnDeleted<handler> onDeleted{};
 
   /// REQUIRES: `entity` is not null.
-  explicit Reactor(Ptr<E const> entity) : notifier_(std::move(entity)) {
+  explicit Reactor(Ptr<E const> entity) : Notifiee(true), notifier_(std::move(entity)) {
     notifier_->notifieeIs(*this);
   }
-  ~Reactor() override = default;
+  ~Reactor() override { this->leave(); }  // before it lets go of the entity
 
   /// Answers no further change.
   void stopReacting() noexcept { this->leave(); }

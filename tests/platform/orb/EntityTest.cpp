@@ -361,7 +361,8 @@ TEST(Entity, ShowsItsAttributesByName) {
             "  ratio = 0\n  single = None\n  chosen = 'it'\n  other = Sample::Child");
   EXPECT_EQ(Orb::attributeText(*p, "total"), "2");
   EXPECT_THROW(Orb::attributeText(*p, "totals"), Orb::RangeException);
-  EXPECT_EQ(p->type().attribute("version").ops->kind, Orb::AttributeKind::counter);
+  EXPECT_EQ(Orb::findAttribute(p->type().attributes, "version")->ops->kind,
+            Orb::AttributeKind::counter);
   EXPECT_EQ(Orb::entityType("Sample::Parent"), &p->type());
 }
 
@@ -400,6 +401,46 @@ TEST(Entity, IsChangedByName) {
   }
   EXPECT_TRUE(p->other());
   EXPECT_EQ(Orb::attributeText(*p, "shared"), "{ 'c' }");
+}
+
+/// Lets go of all that holds the watched entity.
+class Dropper final : public Orb::Reactor<Dropper, Child> {
+ public:
+  Dropper(Orb::Ptr<Child const> const& child, std::function<void()> drop)
+      : Reactor(child), drop_(std::move(drop)) {}
+
+ private:
+  friend Reactor;
+  static constexpr auto reactions() { return std::tuple{on<Attr::weight, &Dropper::onWeight>}; }
+  void onWeight() {
+    auto const drop = drop_;
+    drop();
+  }
+  std::function<void()> drop_;
+};
+/// Holds nothing.
+struct Bystander final : Orb::Notifiee {
+  Orb::U32 seen = 0;
+  void onAttribute(Orb::Entity const& e, Orb::AttrId, void const*) override {
+    seen = static_cast<Child const&>(e).weight();
+  }
+};
+
+TEST(Entity, LivesUntilEverybodyIsToldWhoeverLetsGoOfIt) {
+  Bystander before;
+  Bystander after;
+  auto child = Orb::make<Child>("c");
+  Orb::Ptr<Dropper> first;
+  Orb::Ptr<Dropper> second;
+  auto const drop = [&] { child = nullptr, first = nullptr, second = nullptr; };
+  child->notifieeIs(before);
+  first = Orb::make<Dropper>(child, drop);
+  second = Orb::make<Dropper>(child, drop);
+  child->notifieeIs(after);
+  child.get()->weightIs(7);
+  EXPECT_EQ(before.seen, 7U);
+  EXPECT_EQ(after.seen, 7U);
+  EXPECT_FALSE(child || first || second || after.isLinked());
 }
 
 }  // namespace
