@@ -43,9 +43,9 @@ struct KeyHash {
 template <class Item, class KeyOf>
 using KeyedHashMap = HashMap<Item, KeyOf, KeyHash>;
 
-/// A single value. `check`, if given, sees every new value after it has been stored, and throws
-/// when it is not allowed: the value stays stored then and nobody is told, on purpose.
-template <class T, auto check = nullptr, AttributeKind attributeKind = AttributeKind::scalar>
+/// A single value. `checkValue`, if given, sees every new value after it has been stored, and
+/// throws when it is not allowed: the value stays stored then and nobody is told, on purpose.
+template <class T, auto checkValue = nullptr, AttributeKind attributeKind = AttributeKind::scalar>
 class Scalar {
  public:
   static constexpr AttributeKind kKind = attributeKind;
@@ -60,9 +60,15 @@ class Scalar {
   void is(Entity const& owner, AttrId id, Param<T> value) {
     if (sameValue<T>(value_, value)) return;
     value_ = value;
-    if constexpr (!std::is_null_pointer_v<decltype(check)>) check(value_);
+    check(value_);
     owner.notify(id);
   }
+  /// Throws what is to be said of a value that is not allowed.
+  static void check([[maybe_unused]] Param<T> value) {
+    if constexpr (!std::is_null_pointer_v<decltype(checkValue)>) checkValue(value);
+  }
+  /// Unchecked, and nobody is told.
+  void take(Scalar const& other) { value_ = other.value_; }
 
   /// Adds to a number and returns the sum, even when those told destroyed the owner.
   T inc(Entity const& owner, AttrId id, T delta) {

@@ -35,6 +35,8 @@ struct Holder {
   }
 };
 
+constexpr std::string_view kReadOnly = "is read-only: a change is not allowed";
+
 [[noreturn]] void refuse(Holder const& holder, AttributeInfo const& a, std::string_view reason) {
   std::string message(holder.typeName);
   message.append("::").append(a.name).append(" ").append(reason);
@@ -118,6 +120,35 @@ void visitIn(Holder const& holder, TextReader& in, VisitTarget visit) {
                [&](void const* value) { visitIn(Holder::of(*a.ops->value, value), in, visit); });
 }
 
+/// What follows from the types alone. When something is to be changed, what is read-only is
+/// refused.
+std::string_view followTypes(std::string_view typeName, std::span<AttributeInfo const> attributes,
+                             TextReader& in, bool isChange) {
+  Holder const holder{typeName, attributes, nullptr};
+  AttributeInfo const& a = takeAttribute(holder, in);
+  if (isChange && !a.isWritable()) refuse(holder, a, kReadOnly);
+  bool const isSingle = a.ops->kind == AttributeKind::child;
+  bool isMember = isSingle;
+  if (atKey(in)) {
+    if (!a.ops->key) refuse(holder, a, "has no members");
+    in.skip(1);
+    a.ops->key->skip(in);
+    in.literal("]");
+    isMember = true;
+  } else if (!atEnd(in) && a.ops->key && !isSingle) {
+    refuse(holder, a, "needs a key");
+  }
+  if (atEnd(in)) return a.ops->child && isMember ? a.ops->type : std::string_view();
+  in.literal(".");
+  if (a.ops->child) {
+    TypeInfo const* const type = entityType(a.ops->type);
+    ORB_ASSERT(type && "every type of owned entities is registered");
+    return followTypes(type->name, type->attributes, in, isChange);
+  }
+  if (!a.ops->value) refuse(holder, a, "has no members");
+  return followTypes(a.ops->value->name, a.ops->value->fields, in, isChange);
+}
+
 /// Reads a whole value.
 void readValue(ValueType const& type, void* value, std::string_view text) {
   if (!type.read) {
@@ -170,16 +201,13 @@ void changeChild(Holder const& holder, AttributeInfo const& a, TextReader& in,
     TextReader ahead = in;  // what would fail must not cost the one whose place is taken
     changeIn(Holder::of(*trial), ahead, change);
   }
-  if (isNew) child = a.ops->childIs(place, keyAgain());
-  if (!child) refuse(holder, a, "needs a key in brackets for what is not there yet");
-  if (isEnd) {
-    if (change.made) *change.made = child;
-    return;
-  }
   try {
-    changeIn(Holder::of(*child), in, change);
+    if (isNew) child = a.ops->childIs(place, keyAgain());
+    if (!child) refuse(holder, a, "needs a key in brackets for what is not there yet");
+    if (!isEnd) return changeIn(Holder::of(*child), in, change);
+    if (change.made) *change.made = child;
   } catch (...) {
-    if (isNew) a.ops->delMember(place, keyAgain());
+    if (isNew && (child || hasKey)) a.ops->delMember(place, keyAgain());
     throw;
   }
 }
@@ -238,23 +266,30 @@ void changeValue(Holder const& holder, AttributeInfo const& a, TextReader& in,
 
 void changeIn(Holder const& holder, TextReader& in, Change const& change) {
   AttributeInfo const& a = takeAttribute(holder, in);
-  if (!a.isWritable()) refuse(holder, a, "is read-only: a change is not allowed");
+  if (!a.isWritable()) refuse(holder, a, kReadOnly);
   if (a.ops->childIs) return changeChild(holder, a, in, change);
   if (a.ops->editMember) return changeMember(holder, a, in, change);
   changeValue(holder, a, in, change);
 }
 
+/// A path for the eye: of one line, and not too long.
+std::string shown(std::string_view path) {
+  constexpr std::size_t kShown = 500;
+  std::string out;
+  writeControlsEscaped(out, path.substr(0, kShown));
+  return path.size() > kShown ? out + "..." : out;
+}
+
 /// Does something with a path; what goes wrong names it.
 template <class Do>
 void withPath(std::string_view path, Do const& act) {
-  std::string const prefix(path);
   try {
     TextReader in(path);
     act(in);
   } catch (ParseException const& error) {
-    throw ParseException(prefix, error.what());
+    throw ParseException(shown(path), error.what());
   } catch (RangeException const& error) {
-    throw RangeException(prefix + ": " + error.what());
+    throw RangeException(shown(path) + ": " + error.what());
   }
 }
 
@@ -266,6 +301,13 @@ void changePath(Entity& root, std::string_view path, Change const& change) {
 
 void visitPath(Entity const& root, std::string_view path, VisitTarget visit) {
   withPath(path, [&](TextReader& in) { visitIn(Holder::of(root), in, visit); });
+}
+
+std::string_view ownedTypeAt(TypeInfo const& root, std::string_view path) {
+  std::string_view type;
+  withPath(path,
+           [&](TextReader& in) { type = followTypes(root.name, root.attributes, in, false); });
+  return type;
 }
 
 std::string attributeText(Entity const& root, std::string_view path) {
@@ -295,6 +337,9 @@ Ptr<Entity> attributeIs(Entity& root, std::string_view path) {
 
 bool attributeDel(Entity& root, std::string_view path) {
   bool removed = false;
+  withPath(path, [&](TextReader& in) {
+    followTypes(root.type().name, root.type().attributes, in, true);
+  });
   changePath(root, path, {.kind = Change::Kind::remove, .text = {}, .removed = &removed});
   return removed;
 }

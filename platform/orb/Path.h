@@ -10,9 +10,10 @@
 ///   mapEntry[10].communityAddReplace['C'].flag     a single child, asked for by its name
 ///
 /// Keys stand in brackets in their text form; the name of a single child may be left out once it
-/// is there. What fails is a RangeException that names the whole path, or a ParseException when a
-/// key or a value does not read; nothing has been changed then, but for what a mutator stores
-/// before it checks. Owned entities and members on the way are made when something is set in them.
+/// is there. What fails is a RangeException that names the path, or a ParseException when a key or
+/// a value does not read; nothing has been changed then, but for what a mutator stores before it
+/// checks or tells of. Owned entities and members on the way are made when something is set in
+/// them.
 namespace Orb {
 
 /// What a path leads to. Exactly one of `entity`, `attribute` and `type` is set.
@@ -27,6 +28,11 @@ struct PathTarget {
 /// Calls `visit` with what `path` leads to; it is good until that returns.
 ROUTEPOLICY_EXPORT void visitPath(Entity const& root, std::string_view path,
                                   FunctionRef<void(PathTarget const& target)> visit);
+
+/// Follows `path` through the types alone, from an entity of type `root`: whether there is anything
+/// in a tree does not count. The full name of the type of the owned entity that it leads to, or an
+/// empty one when that is something else. Throws for a path that no tree has.
+ROUTEPOLICY_EXPORT std::string_view ownedTypeAt(TypeInfo const& root, std::string_view path);
 
 /// The text form of what `path` leads to; of an entity, what inspect() says.
 ROUTEPOLICY_EXPORT std::string attributeText(Entity const& root, std::string_view path);

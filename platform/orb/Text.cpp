@@ -66,6 +66,16 @@ constexpr int hexValue(char c) {
   return -1;
 }
 
+void writeEscaped(std::string& out, char c) {
+  if (char const escape = escapeOf(c)) {
+    (out += '\\') += escape;
+  } else if (isControl(c)) {
+    ((out += "\\x") += kHexDigits[static_cast<U8>(c) / 16]) += kHexDigits[c % 16];
+  } else {
+    out += c;
+  }
+}
+
 /// Takes one escape off the front of `rest`, which begins behind the backslash.
 char readEscape(std::string_view& rest) {
   if (rest.empty()) fail("a string ends in a backslash");
@@ -121,16 +131,12 @@ void writeText(std::string& out, bool v) { out += v ? "True" : "False"; }
 
 void writeText(std::string& out, String const& v) {
   out += '\'';
-  for (char const c : v.view()) {
-    if (char const escape = escapeOf(c)) {
-      (out += '\\') += escape;
-    } else if (isControl(c)) {
-      ((out += "\\x") += kHexDigits[static_cast<U8>(c) / 16]) += kHexDigits[c % 16];
-    } else {
-      out += c;
-    }
-  }
+  for (char const c : v.view()) writeEscaped(out, c);
   out += '\'';
+}
+
+void writeControlsEscaped(std::string& out, std::string_view text) {
+  for (char const c : text) isControl(c) ? writeEscaped(out, c) : void(out += c);
 }
 
 void readText(TextReader& in, U64& v) { readNarrow(in, v); }

@@ -41,6 +41,8 @@ ROUTEPOLICY_EXPORT void writeText(std::string& out, bool v);
 /// The shortest decimal number that reads back as the same value; inf, nan with their sign.
 ROUTEPOLICY_EXPORT void writeText(std::string& out, float v);
 ROUTEPOLICY_EXPORT void writeText(std::string& out, String const& v);
+/// Appends `text` with its control characters as the text form of strings has them: for messages.
+ROUTEPOLICY_EXPORT void writeControlsEscaped(std::string& out, std::string_view text);
 
 ROUTEPOLICY_EXPORT void readText(TextReader& in, U64& v);
 ROUTEPOLICY_EXPORT void readText(TextReader& in, U32& v);

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "platform/orb/Error.h"
 #include "platform/orb/detail/Registry.h"
 
 namespace Orb {
@@ -34,12 +33,6 @@ AttributeInfo const* findAttribute(std::span<AttributeInfo const> attributes,
   auto const found = std::find_if(attributes.begin(), attributes.end(),
                                   [&](AttributeInfo const& a) { return a.name == name; });
   return found == attributes.end() ? nullptr : &*found;
-}
-
-AttributeInfo const& TypeInfo::attribute(std::string_view attributeName) const {
-  if (AttributeInfo const* const found = findAttribute(attributes, attributeName)) return *found;
-  throw RangeException(std::string(name) + " attribute " + toText(String(attributeName)) +
-                       " is unknown and not allowed");
 }
 
 TypeInfo const* entityType(std::string_view fullName) {

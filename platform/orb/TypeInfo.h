@@ -36,6 +36,8 @@ struct ValueType {
   void (*write)(std::string& out, void const* value);
   /// Null when the text form does not read back: the type holds a collection.
   void (*read)(TextReader& in, void* value);
+  /// Takes a text form off the front and forgets it; null like `read`.
+  void (*skip)(TextReader& in);
   /// Throws what the type says of a value that breaks its invariant.
   void (*check)(void const* value);
   std::span<AttributeInfo const> fields;
@@ -69,7 +71,7 @@ using DifferVisit = FunctionRef<void(MemberDifference const& difference)>;
 struct AttributeOps {
   AttributeKind kind;
   std::string_view type;   ///< of the value, of the members, or of the owned entities
-  ValueType const* key;    ///< of the members' keys; of the owned entity's, when it has one
+  ValueType const* key;    ///< the type of the members' keys, or of the owned entity's; else null
   ValueType const* value;  ///< null for entities and shared objects
 
   /// Appends the text form of what the attribute holds.
@@ -100,6 +102,9 @@ struct AttributeOps {
   Ptr<Entity> (*childIs)(Place const& place, TextReader* key);
 
   // The attribute as a whole.
+  /// Makes a single value the one of another attribute as it is, unchecked and without notice:
+  /// for trees that nobody else sees.
+  void (*take)(void* attribute, void const* from);
   /// Makes it the copy of another; whether anything changed.
   bool (*copy)(Place const& place, void const* from, CopyChild copyChild);
   /// Visits what differs; owned entities that both sides have are always visited. A null `before`
@@ -123,9 +128,6 @@ struct TypeInfo {
   /// A new entity of this type with nothing set, under that name if it has one; null for types
   /// that are made by their owner alone.
   Ptr<Entity> (*make)(Name const& name);
-
-  /// The attribute of that name; an unknown one is a RangeException that names type and attribute.
-  ROUTEPOLICY_EXPORT AttributeInfo const& attribute(std::string_view attributeName) const;
 };
 
 /// The attribute of that name among `attributes`, or null.

@@ -86,22 +86,23 @@ void writeText(std::string& out, V const& v) {
   out += "})";
 }
 
-/// Reads the same form back. A field that does not read is a ParseException that names it; what
-/// the type's own check() refuses is the RangeException that it throws.
+/// Reads the same form back. What does not read is a ParseException that names the field where
+/// that shows; what the type's own check() refuses is the RangeException that it throws.
 template <Described V>
 void readText(TextReader& in, V& v) {
   V read;
-  detail::readValueStart(in, V::typeName);
+  std::size_t left = std::tuple_size_v<decltype(V::fields())>;
   bool isFirst = true;
   detail::forEachField<V>([&](auto const& field) {
     try {
+      if (isFirst) detail::readValueStart(in, V::typeName);
       detail::readFieldName(in, field.name, std::exchange(isFirst, false));
       field.read(in, read);
+      if (--left == 0) in.literal("})");
     } catch (RangeException const& error) {
       detail::rethrowForField(V::typeName, field.name, error);
     }
   });
-  in.literal("})");
   if constexpr (requires { read.check(); }) read.check();
   v = std::move(read);
 }

@@ -21,11 +21,15 @@ constexpr AttributeOps scalarOps() {
     edit(&value);
     attribute.is(*place.owner, place.id, value);
   };
+  ops.take = [](void* attribute, void const* from) {
+    static_cast<A*>(attribute)->take(*static_cast<A const*>(from));
+  };
   if (A::kKind == AttributeKind::scalar) {
     ops.copy = [](Place const& place, void const* from, CopyChild) {
       A& attribute = *static_cast<A*>(place.attribute);
       A const& other = *static_cast<A const*>(from);
       if (sameValue<T>(attribute.get(), other.get())) return false;
+      A::check(other.get());  // unlike the mutator, a copy stores nothing that is not allowed
       attribute.is(*place.owner, place.id, other.get());
       return true;
     };

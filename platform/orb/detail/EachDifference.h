@@ -1,5 +1,7 @@
 #pragma once
 
+#include <vector>
+
 #include "platform/orb/HashMap.h"
 #include "platform/orb/OrderedMap.h"
 
@@ -33,20 +35,24 @@ void eachDifference(OrderedMap<Item, KeyOf> const& mine, OrderedMap<Item, KeyOf>
 }
 
 /// Hashed ones: first what only this side has, in its order, then the rest in the other's order.
+/// The keys are taken down before the first visit: a key that comes back does not come up again.
 template <class Item, class KeyOf, class Hash, class Same, class Visit>
 void eachDifference(HashMap<Item, KeyOf, Hash> const& mine,
                     HashMap<Item, KeyOf, Hash> const& theirs, Same const& same,
                     Visit const& visit) {
   using Items = HashMap<Item, KeyOf, Hash>;
-  Item const* const none = nullptr;
-  for (auto a = mine.begin(); a != std::default_sentinel; ++a) {
-    typename Items::Key const key = Items::keyOf(*a);
-    if (!theirs.has(key)) visit(key, &*a, none);
+  std::vector<typename Items::Key> keys;
+  for (Item const& item : mine) {
+    if (!theirs.has(Items::keyOf(item))) keys.push_back(Items::keyOf(item));
   }
-  for (auto b = theirs.begin(); b != std::default_sentinel; ++b) {
-    typename Items::Key const key = Items::keyOf(*b);
+  for (Item const& item : theirs) {
+    Item const* const other = mine.find(Items::keyOf(item));
+    if (!other || !same(*other, item)) keys.push_back(Items::keyOf(item));
+  }
+  for (auto const& key : keys) {
     Item const* const a = mine.find(key);
-    if (!a || !same(*a, *b)) visit(key, a, &*b);
+    Item const* const b = theirs.find(key);
+    if (a || b) visit(key, a, b);
   }
 }
 

@@ -255,6 +255,7 @@ constexpr ValueType makeValueType() {
       readText(in, read);
       *static_cast<T*>(v) = std::move(read);
     };
+    type.skip = [](TextReader& in) { readKey<T>(in); };
   }
   type.isToldByField = !readsBack<T>() || requires { T::kFlagNames; };
   if constexpr (requires(T const& v) { v.check(); }) {

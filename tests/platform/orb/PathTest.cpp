@@ -162,6 +162,13 @@ TEST(Path, ChangesNothingWhenItFails) {
            {"-" + e + "asPathPrependVersion", range,
             "@MapEntry::asPathPrependVersion cannot be removed"},
            {"-" + e + "metric.medType", range, "@Metric::medType cannot be removed"},
+           // The whole path is looked at, even behind what is not there.
+           {"-routeMap['none'].nonsense", range, "@Map attribute 'nonsense' is unknown$"},
+           {"-routeMap['none'].name", range, "@Map::name is fixed$"},
+           {"-routeMap['none'].mapEntry[x].tag", parse, "a number was expected at 'x].tag'"},
+           {"-" + e + "matchRule[matchTag].bogus", range,
+            "@MatchRule attribute 'bogus' is unknown$"},
+           {"-" + e + "extCommunity.bogus", range, "@CommunitySet attribute 'bogus' is unknown$"},
            {e + "tag", range, "@MapEntry::tag is a value and cannot be added"},
            {kEntry + "=1", range, "@Map::mapEntry owns$"},
            {"routeMap={}", range, "@Config::routeMap owns$"},
@@ -177,7 +184,8 @@ TEST(Path, ChangesNothingWhenItFails) {
            {e + "permit=maybe", parse, "Acl::MatchPermit name 'maybe' not allowed"},
            {e + "asPathPrependLastAs=256", parse, "the number '256' is greater than 255"},
            {e + "setFlags.hasTag=1", parse, "True or False was expected at '1'"},
-           {e + "metric=7", parse, "expected Value('@Metric', ** { at '7'"},
+           {e + "metric=7", parse,
+            "@Metric::metricValue: expected Value('Routing::RouteMap::Metric', ** { at '7'"},
            {e + "matchRule[matchAs].u32Range.low=1", range,
             "U32Range::low > U32Range::high not allowed"},
            // what was made on the way is removed again
