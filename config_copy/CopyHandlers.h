@@ -56,7 +56,8 @@ class ROUTEPOLICY_EXPORT RouteMapCopyHandler : public VersionCopyHandler<RouteMa
   ORB_ENTITY_LIKE_BASE(RouteMapCopyHandler, "Routing::RouteMap::RouteMapCopyHandler");
 };
 
-/// Owns one handler of each kind, by the names under which commits look for them.
+/// Owns one handler of each kind, by the names under which commits look for them. Each is made by
+/// its ...Is(), which returns the one that is there, and removed by its ...Del(); both are told.
 class ROUTEPOLICY_EXPORT RouteMapCopyHandlerDir : public Orb::Entity {
  public:
   ORB_ENTITY(RouteMapCopyHandlerDir, "Routing::RouteMap::RouteMapCopyHandlerDir",
@@ -65,7 +66,8 @@ class ROUTEPOLICY_EXPORT RouteMapCopyHandlerDir : public Orb::Entity {
   explicit RouteMapCopyHandlerDir(Orb::Name name) : name_(std::move(name)) {}
 
   Orb::Name const& name() const noexcept { return name_; }
-  /// Gives a directory that was restored from a backup its name back.
+  /// Gives a directory that was restored from a backup its name back. Nobody is told; the same name
+  /// again does nothing.
   void nameIsFromBackup(Orb::Name const& name) { name_ = name; }
 
   ORB_CHILD(communityListEntryCopyHandler, CommunityListEntryCopyHandler);

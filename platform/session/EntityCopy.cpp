@@ -14,6 +14,14 @@ ORB_ENTITY_TYPE(EntityCopyGlobalSessionHandler);
 using Orb::AttributeInfo;
 using Orb::Entity;
 
+namespace {
+
+bool holdsHandler(AttributeInfo const& a) {
+  return a.ops->kind == Orb::AttributeKind::child && a.name.ends_with("CopyHandler");
+}
+
+}  // namespace
+
 HandlerTable::~HandlerTable() = default;
 
 void HandlerTable::handlerIs(Orb::Ptr<EntityCopyGlobalSessionHandler> const& handler) {
@@ -23,30 +31,43 @@ void HandlerTable::handlerIs(Orb::Ptr<EntityCopyGlobalSessionHandler> const& han
     throw Orb::RangeException("entity type " + Orb::toText(Orb::String(handler->handledType())) +
                               " is unknown: a handler for it is not allowed");
   }
-  auto const found = std::find_if(handlers_.begin(), handlers_.end(),
+  auto const found = std::find_if(entries_.begin(), entries_.end(),
                                   [&](Entry const& entry) { return entry.type == type; });
-  if (found != handlers_.end()) {
+  if (found != entries_.end()) {
     found->handler = handler;
   } else {
-    handlers_.push_back({type, handler});
+    entries_.push_back({type, handler});
   }
 }
 
-void HandlerTable::directoryIs(Entity& directory) {
-  auto const& rows = directory.type().attributes;
-  for (AttributeInfo const& a : rows) {
-    if (a.ops->kind != Orb::AttributeKind::child || !a.name.ends_with("CopyHandler")) continue;
-    auto const id = static_cast<Orb::AttrId>(&a - rows.data());
-    auto const owned =
-        a.ops->childIs({const_cast<void*>(a.object(&directory)), &directory, id}, nullptr);
-    if (auto const handler = Orb::ptrCast<EntityCopyGlobalSessionHandler>(owned)) {
-      handlerIs(handler);
+void HandlerTable::directoryIs(Entity const& directory) {
+  for (AttributeInfo const& a : directory.type().attributes) {
+    if (!holdsHandler(a)) continue;
+    auto* const held = a.ops->child(a.object(&directory), nullptr);
+    if (auto* const handler = dynamic_cast<EntityCopyGlobalSessionHandler*>(held)) {
+      handlerIs(Orb::Ptr<EntityCopyGlobalSessionHandler>(handler));
     }
   }
 }
 
+void HandlerTable::fillDirectory(Entity& directory) {
+  auto const& rows = directory.type().attributes;
+  for (AttributeInfo const& a : rows) {
+    auto const id = static_cast<Orb::AttrId>(&a - rows.data());
+    if (holdsHandler(a)) {
+      a.ops->childIs({const_cast<void*>(a.object(&directory)), &directory, id}, nullptr);
+    }
+  }
+}
+
+std::vector<Orb::Ptr<EntityCopyGlobalSessionHandler>> HandlerTable::handlers() const {
+  std::vector<Orb::Ptr<EntityCopyGlobalSessionHandler>> all;
+  for (Entry const& entry : entries_) all.push_back(entry.handler);
+  return all;
+}
+
 EntityCopyGlobalSessionHandler* HandlerTable::handler(Orb::TypeInfo const& type) const noexcept {
-  for (Entry const& entry : handlers_) {
+  for (Entry const& entry : entries_) {
     if (entry.type == &type) return entry.handler.get();
   }
   return nullptr;
@@ -61,49 +82,44 @@ bool EntityCopy::doCopyEntityAttrs(Orb::Ptr<Entity> const& to, Orb::Ptr<Entity c
                                    Orb::String const& /*attribute*/,
                                    Orb::Ptr<AttributeFilter const> const& filter) {
   ORB_ASSERT(to && from && &to->type() == &from->type());
-  bool const filters = filter && !filter->attribute().empty();
-  return copyAttributes(*to, *from, filters ? filter.get() : nullptr);
+  return copyAttributes(*to, *from, filter);
 }
 
 bool EntityCopy::copyEntity(Entity& to, Entity const& from, std::string_view attribute) {
-  EntityCopyGlobalSessionHandler* const handler =
-      handlers_ ? handlers_->handler(to.type()) : nullptr;
+  auto* const handler = handlers_ ? handlers_->handler(to.type()) : nullptr;
   if (!handler) return copyAttributes(to, from, nullptr);
+  Orb::Ptr<EntityCopyGlobalSessionHandler> const alive(handler);
   return handler->handleEntity(Orb::Ptr<EntityCopy>(this), Orb::Ptr<Entity>(&to),
                                Orb::Ptr<Entity const>(&from), Orb::String(attribute));
 }
 
-bool EntityCopy::copyAttributes(Entity& to, Entity const& from, AttributeFilter const* filter) {
-  auto const& rows = to.type().attributes;
-  bool changed = false;
+bool EntityCopy::copyAttributes(Entity& to, Entity const& from,
+                                Orb::Ptr<AttributeFilter const> const& filter) {
+  // Those notified may let go of everything.
+  Orb::Ptr<Entity> const toAlive(&to);
+  Orb::Ptr<Entity const> const fromAlive(&from);
+  Orb::Ptr<AttributeFilter const> const filterAlive(filter);
+  bool const filters = filterAlive && !filterAlive->attribute().empty();
+  bool changed = countAll_;
+  std::span<AttributeInfo const> const rows = to.type().attributes;
   for (std::size_t i = 0; i < rows.size(); ++i) {
-    if (filter && filter->attributeHas(Orb::String(rows[i].name))) continue;
-    if (copyAttribute(rows[i], static_cast<Orb::AttrId>(i), to, from)) changed = true;
+    if (filters && filterAlive->attributeHas(Orb::String(rows[i].name))) continue;
+    if (copyAttribute(static_cast<Orb::AttrId>(i), to, from)) changed = true;
   }
   return changed;
 }
 
-bool EntityCopy::copyAttribute(AttributeInfo const& a, Orb::AttrId id, Entity& to,
-                               Entity const& from) {
-  Orb::Place const place{const_cast<void*>(a.object(&to)), &to, id};
-  auto const copyChild = [&](Entity& child, Entity const& source) {
-    return copyEntity(child, source, a.name);
-  };
-  if (purpose_ == Purpose::commit) {
-    return a.ops->copy && a.ops->copy(place, a.object(&from), copyChild);
-  }
-  try {
-    if (a.ops->copy) return a.ops->copy(place, a.object(&from), copyChild);
-    if (a.ops->kind != Orb::AttributeKind::counter) return false;
-    a.ops->visit(a.object(&from), [&](void const* theirs) {
-      a.ops->edit(place, [&](void* mine) {
-        *static_cast<Orb::U32*>(mine) = *static_cast<Orb::U32 const*>(theirs);
-      });
-    });
+bool EntityCopy::copyAttribute(Orb::AttrId id, Entity& to, Entity const& from) {
+  AttributeInfo const& a = to.type().attributes[id];
+  auto* const attribute = const_cast<void*>(a.object(&to));
+  if (purpose_ == Purpose::privateTree && a.ops->take) {
+    a.ops->take(attribute, a.object(&from));
     return true;
-  } catch (Orb::RangeException const&) {
-    return true;  // it is stored all the same
   }
+  return a.ops->copy && a.ops->copy({attribute, &to, id}, a.object(&from),
+                                    [&](Entity& child, Entity const& source) {
+                                      return copyEntity(child, source, a.name);
+                                    });
 }
 
 }  // namespace Cli::Session

@@ -33,27 +33,30 @@ class ROUTEPOLICY_EXPORT HandlerTable : public Orb::Entity {
   /// Takes in a handler for its type, in place of another one. A null one, or one for a type that
   /// the process does not know, is a RangeException.
   void handlerIs(Orb::Ptr<EntityCopyGlobalSessionHandler> const& handler);
-  /// Takes in all handlers that a directory owns: of its attributes those whose name ends in
-  /// CopyHandler, which are made where they are not there yet.
-  void directoryIs(Orb::Entity& directory);
+  /// Takes in all handlers that a directory holds: of its attributes those whose name ends in
+  /// CopyHandler.
+  void directoryIs(Orb::Entity const& directory);
+  /// Makes the handlers that a directory owns and does not hold yet.
+  static void fillDirectory(Orb::Entity& directory);
 
   /// The handler for a type, or null.
   EntityCopyGlobalSessionHandler* handler(Orb::TypeInfo const& type) const noexcept;
-  auto const& handlers() const noexcept { return handlers_; }
+  /// All of them, in the order in which they came.
+  std::vector<Orb::Ptr<EntityCopyGlobalSessionHandler>> handlers() const;
 
  private:
   struct Entry {
     Orb::TypeInfo const* type;
     Orb::Ptr<EntityCopyGlobalSessionHandler> handler;
   };
-  std::vector<Entry> handlers_;  // few: looking through them beats hashing
+  std::vector<Entry> entries_;  // few: looking through them beats hashing
 };
 
 /// The copy engine: makes one tree of entities the copy of another, changing only what differs.
 class ROUTEPOLICY_EXPORT EntityCopy : public Orb::RefCounted {
  public:
-  /// What the copy is for: to change a tree that others read, or to have a private one, which
-  /// takes over the counters as well, and values that a mutator stores but objects to.
+  /// What the copy is for: to change a tree that others read, or to fill a private one, which
+  /// takes over counters as well, and single values as they are.
   enum class Purpose { commit, privateTree };
 
   /// Without a table, no type has a handler.
@@ -65,9 +68,11 @@ class ROUTEPOLICY_EXPORT EntityCopy : public Orb::RefCounted {
   /// names: sets what differs, removes members and owned entities that `from` does not have and
   /// makes those that it has, and goes on into owned entities by copyEntity(). Ordered collections
   /// are walked side by side. Keys, derived attributes and counters are neither compared nor
-  /// copied. Whether `to` changed. What a mutator or somebody notified throws goes to the caller;
-  /// what was copied until then stays. REQUIRES: both are there and of one type. `attribute` is
-  /// the name under which the entity is copied; a null filter lets all through.
+  /// copied. Whether `to` changed. A value that its mutator would refuse is refused before it is
+  /// stored; what that or somebody notified throws goes to the caller, and what was copied until
+  /// then stays. Both entities live until this returns. REQUIRES: both are there and of one type.
+  /// `attribute`, the name under which the entity is copied, is for the handlers alone; a null
+  /// filter lets all through.
   bool doCopyEntityAttrs(Orb::Ptr<Orb::Entity> const& to, Orb::Ptr<Orb::Entity const> const& from,
                          Orb::String const& attribute,
                          Orb::Ptr<AttributeFilter const> const& filter);
@@ -75,14 +80,20 @@ class ROUTEPOLICY_EXPORT EntityCopy : public Orb::RefCounted {
   /// Leaves the copy to the type's handler, or else copies all attributes. Whether `to` changed.
   bool copyEntity(Orb::Entity& to, Orb::Entity const& from, std::string_view attribute);
 
+  /// Copies one attribute, the id-th of both; whether `to` changed.
+  bool copyAttribute(Orb::AttrId id, Orb::Entity& to, Orb::Entity const& from);
+
+  /// From here on every entity counts as changed: an earlier copy of them stopped half way, and
+  /// what it changed has not been announced.
+  void countAllAsChanged(bool countAll) noexcept { countAll_ = countAll; }
+
  private:
-  bool copyAttributes(Orb::Entity& to, Orb::Entity const& from, AttributeFilter const* filter);
-  bool copyAttribute(Orb::AttributeInfo const& a, Orb::AttrId id, Orb::Entity& to,
-                     Orb::Entity const& from);
-  friend class Session;
+  bool copyAttributes(Orb::Entity& to, Orb::Entity const& from,
+                      Orb::Ptr<AttributeFilter const> const& filter);
 
   Orb::Ptr<HandlerTable const> const handlers_;
   Purpose const purpose_;
+  bool countAll_ = false;
 };
 
 /// Base of the handlers: each takes over the copy of the entities of one type.
@@ -91,7 +102,7 @@ class ROUTEPOLICY_EXPORT EntityCopyGlobalSessionHandler : public Orb::Entity {
   ORB_ENTITY(EntityCopyGlobalSessionHandler, "Cli::Session::EntityCopyGlobalSessionHandler",
              sessionStatus, handlerTable, handlerDir, externalDest, filteredAttribute);
 
-  // While a commit runs, the engine says for whom it works.
+  // While a commit runs, the session tells all handlers for whom they work.
   ORB_REFERENCE(sessionStatus, SessionStatus);
   ORB_REFERENCE(handlerTable, HandlerTable const);
   ORB_REFERENCE(handlerDir, Orb::Entity);

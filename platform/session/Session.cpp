@@ -1,9 +1,11 @@
 #include "platform/session/Session.h"
 
 #include "platform/orb/Error.h"
+#include "platform/session/detail/Merge.h"
 
 namespace Cli::Session {
 
+using detail::OwnedPlace;
 using Orb::AttributeInfo;
 using Orb::AttributeKind;
 using Orb::Entity;
@@ -12,68 +14,67 @@ using Outcome = CommitItem::Outcome;
 
 namespace {
 
-/// A unit's attribute in one of the trees, and the key that its path has there.
-class PlaceInRoot {
- public:
-  PlaceInRoot(Entity& root, Orb::AttrId attribute, std::string_view path)
-      : ops_(*root.type().attributes[attribute].ops),
-        place_{const_cast<void*>(root.type().attributes[attribute].object(&root)), &root,
-               attribute},
-        key_(path.substr(path.find('[') + 1)) {}
-
-  Ptr<Entity> child() const {
-    Orb::TextReader key = key_;
-    return Ptr<Entity>(ops_.child(place_.attribute, &key));
+/// Notes what an act throws as the report's error, the first one; whether it threw.
+template <class Do>
+bool noting(CommitReport& report, std::string_view where, Do const& act) {
+  auto const note = [&](char const* error) {
+    if (report.cause) return;
+    report.cause = std::current_exception();
+    report.error = std::string(where) + ": " + error;
+  };
+  try {
+    act();
+    return false;
+  } catch (std::exception const& thrown) {
+    note(thrown.what());
+  } catch (...) {
+    note("an unknown exception");
   }
-  Ptr<Entity> childIs() const {
-    Orb::TextReader key = key_;
-    return ops_.childIs(place_, &key);
-  }
-  bool del() const {
-    Orb::TextReader key = key_;
-    return ops_.delMember(place_, &key);
-  }
+  return true;
+}
 
- private:
-  Orb::AttributeOps const& ops_;
-  Orb::Place const place_;
-  Orb::TextReader const key_;
-};
-
-/// Tells the handlers, while it lives, for whom they work.
+/// Tells the handlers, while it lives, for whom they work. They are told otherwise again in the end
+/// because they belong to the directory and refer to it: a circle.
 class HandlersAtWork {
  public:
-  HandlersAtWork(Ptr<HandlerTable> const& table, Ptr<Entity> const& directory,
-                 Ptr<SessionStatus> const& status)
-      : table_(table) {
-    for (auto const& entry : table_->handlers()) {
-      entry.handler->sessionStatusIs(status);
-      entry.handler->handlerTableIs(table_);
-      entry.handler->handlerDirIs(directory);
-      entry.handler->externalDestIs(true);
+  HandlersAtWork(HandlerTable const& table, Ptr<Entity> const& directory,
+                 Ptr<SessionStatus> const& status, CommitReport& report)
+      : report_(report) {
+    for (auto const& handler : table.handlers()) {
+      before_.push_back({handler, handler->sessionStatus(), handler->handlerTable(),
+                         handler->handlerDir(), handler->externalDest()});
+      tell({handler, status, Ptr<HandlerTable const>(&table), directory, true});
     }
   }
   ~HandlersAtWork() {
-    // The handlers belong to the directory and refer to it: the circle is opened again.
-    for (auto const& entry : table_->handlers()) {
-      entry.handler->sessionStatusIs(nullptr);
-      entry.handler->handlerTableIs(nullptr);
-      entry.handler->handlerDirIs(nullptr);
-      entry.handler->externalDestIs(false);
-    }
+    for (auto const& before : before_) tell(before);
   }
   HandlersAtWork(HandlersAtWork const&) = delete;
   HandlersAtWork& operator=(HandlersAtWork const&) = delete;
 
  private:
-  Ptr<HandlerTable> const table_;
+  struct Work {
+    Ptr<EntityCopyGlobalSessionHandler> handler;
+    Ptr<SessionStatus> status;
+    Ptr<HandlerTable const> table;
+    Ptr<Entity> directory;
+    bool external;
+  };
+  void tell(Work const& work) {
+    auto const note = [&](auto const& act) { noting(report_, "a copy handler", act); };
+    note([&] { work.handler->sessionStatusIs(work.status); });
+    note([&] { work.handler->handlerTableIs(work.table); });
+    note([&] { work.handler->handlerDirIs(work.directory); });
+    note([&] { work.handler->externalDestIs(work.external); });
+  }
+
+  CommitReport& report_;
+  std::vector<Work> before_;
 };
 
 std::string_view firstName(std::string_view path) {
   return path.substr(0, path.find_first_of(".["));
 }
-
-bool ownsMembers(AttributeInfo const& a) { return a.ops->kind == AttributeKind::children; }
 
 }  // namespace
 
@@ -96,20 +97,20 @@ std::string_view outcomeName(Outcome outcome) noexcept {
 }
 
 Manager::Manager(std::vector<Ptr<Entity>> roots, Ptr<Entity> handlerDir)
-    : roots_(std::move(roots)),
-      handlerDir_(std::move(handlerDir)),
-      handlers_(Orb::make<HandlerTable>()) {
+    : roots_(std::move(roots)), handlerDir_(std::move(handlerDir)) {
   std::set<std::string_view> names;
   for (Ptr<Entity> const& root : roots_) {
-    if (!root)
+    if (!root) {
       throw Orb::RangeException(Orb::nullParameterMessage("Cli::Session::Manager", "roots"));
+    }
     for (AttributeInfo const& a : root->type().attributes) {
       if (names.insert(a.name).second) continue;
       throw Orb::RangeException("two roots with an attribute " + Orb::toText(Orb::String(a.name)) +
                                 " are not allowed");
     }
   }
-  if (handlerDir_) handlers_->directoryIs(*handlerDir_);
+  blankRoots();
+  if (handlerDir_) HandlerTable::fillDirectory(*handlerDir_);
 }
 
 Manager::~Manager() = default;
@@ -118,25 +119,26 @@ Ptr<Session> Manager::open(Orb::Name name) {
   return Orb::make<Session>(Ptr<Manager>(this), std::move(name));
 }
 
-void Manager::closed() noexcept {
-  if (--openSessions_ == 0) commits_.clear();  // nobody is left to be told of them
-}
-
-Session::Session(Ptr<Manager> manager, Orb::Name name)
-    : manager_(std::move(manager)), status_(Orb::make<SessionStatus>(std::move(name))) {
-  for (Ptr<Entity> const& root : manager_->roots()) {
+std::vector<Ptr<Entity>> Manager::blankRoots() const {
+  std::vector<Ptr<Entity>> blank;
+  for (Ptr<Entity> const& root : roots_) {
     auto const* const named = dynamic_cast<Orb::NamedEntity const*>(root.get());
-    candidates_.push_back(root->type().make(named ? named->name() : Orb::Name()));
-    if (candidates_.back()) continue;
+    blank.push_back(root->type().make(named ? named->name() : Orb::Name()));
+    if (blank.back()) continue;
     throw Orb::RangeException(std::string(root->type().name) +
                               " cannot be made alone: it is not allowed as a root");
   }
-  ++manager_->openSessions_;
+  return blank;
 }
 
-Session::~Session() {
-  if (isOpen()) manager_->closed();
+Session::Session(Ptr<Manager> manager, Orb::Name name)
+    : manager_(std::move(manager)),
+      status_(Orb::make<SessionStatus>(std::move(name))),
+      candidates_(manager_->blankRoots()) {
+  manager_->open_.push_back(this);
 }
+
+Session::~Session() { close(); }
 
 void Session::requireOpen() const {
   if (isOpen()) return;
@@ -151,100 +153,83 @@ auto Session::unitOf(std::string_view path) const -> Unit {
     auto const& rows = root.type().attributes;
     AttributeInfo const* const a = findAttribute(rows, name);
     if (!a) continue;
-    Unit unit{i, static_cast<Orb::AttrId>(a - rows.data()), std::string(name), false};
-    if (!ownsMembers(*a) || !path.substr(name.size()).starts_with('[')) return unit;
+    Unit unit{i, static_cast<Orb::AttrId>(a - rows.data()), std::string(name), {}, {}};
+    bool const hasKey = path.substr(name.size()).starts_with('[');
+    if (a->ops->kind != AttributeKind::children || !hasKey) return unit;
+    Orb::ownedTypeAt(root.type(), path);  // throws what is wrong with it
     Orb::TextReader in(path.substr(name.size() + 1));
-    try {
-      a->ops->child(a->object(&root), &in);
-      in.literal("]");
-    } catch (Orb::RangeException const& error) {
-      throw Orb::ParseException(std::string(path), error.what());
-    }
-    unit.path = path.substr(0, path.size() - in.rest().size());
-    unit.isMember = true;
+    a->ops->key->skip(in);
+    unit.key = path.substr(name.size() + 1, path.size() - name.size() - 1 - in.rest().size());
+    unit.path = std::string(name) + '[' + unit.key + ']';
     return unit;
   }
   throw Orb::RangeException(std::string(path) + ": no root has an attribute " +
                             Orb::toText(Orb::String(name)));
 }
 
-bool Session::touch(Unit unit) {
-  if (isTouched(unit.path)) return false;
+bool Session::isWholeChildren(Unit const& unit) const {
+  return !unit.isMember() &&
+         running(unit).type().attributes[unit.attribute].ops->kind == AttributeKind::children;
+}
+
+void Session::copyUnit(Unit const& unit, Roots const& to) const {
   auto const engine = Orb::make<EntityCopy>(nullptr, EntityCopy::Purpose::privateTree);
-  AttributeInfo const& a = running(unit).type().attributes[unit.attribute];
-  if (!unit.isMember) {
-    engine->copyAttribute(a, unit.attribute, candidate(unit), running(unit));
-  } else if (auto const source = PlaceInRoot(running(unit), unit.attribute, unit.path).child()) {
-    auto const copy = PlaceInRoot(candidate(unit), unit.attribute, unit.path).childIs();
-    engine->copyEntity(*copy, *source, a.name);
+  if (!unit.isMember()) {
+    engine->copyAttribute(unit.attribute, *to[unit.root], running(unit));
+  } else if (auto const from = OwnedPlace(running(unit), unit.attribute, unit.key).child()) {
+    auto const copy = OwnedPlace(*to[unit.root], unit.attribute, unit.key).childIs();
+    engine->copyEntity(*copy, *from, {});
   }
-  unit.touched = manager_->commitNumber_;
+}
+
+void Session::touch(Unit unit, bool copies) {
+  if (copies) copyUnit(unit, candidates_);
   touched_.insert(unit.path);
   units_.push_back(std::move(unit));
-  return true;
 }
 
 void Session::forgetLast() {
   Unit const& unit = units_.back();
-  if (unit.isMember) PlaceInRoot(candidate(unit), unit.attribute, unit.path).del();
+  if (unit.isMember()) OwnedPlace(candidate(unit), unit.attribute, unit.key).del();
   touched_.erase(unit.path);
   units_.pop_back();
 }
 
 /// Touches what `path` leads into and edits it; a unit that was touched for an edit that fails is
-/// not touched. Nor are all members of an attribute at once: such a path leads to no place that can
-/// be edited, and copying them would undo what was edited in one of them.
+/// not touched.
 template <class Do>
 auto Session::editing(std::string_view path, Do const& act) {
   requireOpen();
   Unit const unit = unitOf(path);
-  bool const isOneUnit =
-      unit.isMember || !ownsMembers(running(unit).type().attributes[unit.attribute]);
-  bool const isNew = isOneUnit && touch(unit);
+  bool const isNew = !isTouched(unit.path) && !isWholeChildren(unit);
+  if (isNew) touch(unit);
   try {
-    return act(candidate(unit));
+    return act(candidate(unit));  // of all children at once, it throws that a key is needed
   } catch (...) {
     if (isNew) forgetLast();
     throw;
   }
 }
 
-/// The paths of all members that an attribute of a root has for this session.
-void Session::eachMember(Unit const& attribute,
-                         Orb::FunctionRef<void(std::string const&)> visit) const {
-  auto const walk = [&](Entity const& root, bool ofTouched) {
-    AttributeInfo const& a = root.type().attributes[attribute.attribute];
-    a.ops->differ(nullptr, a.object(&root), [&](Orb::MemberDifference const& member) {
-      std::string path = attribute.path + '[';
-      a.ops->key->write(path, member.key);
-      path += ']';
-      if (isTouched(path) == ofTouched) visit(path);
-    });
-  };
-  walk(running(attribute), false);
-  walk(candidate(attribute), true);
-}
-
 std::string Session::attributeText(std::string_view path) const {
   requireOpen();
   Unit const unit = unitOf(path);
   if (isTouched(unit.path)) return Orb::attributeText(candidate(unit), path);
-  bool const isWhole = unit.path.size() == path.size();
-  if (unit.isMember || !isWhole || !ownsMembers(running(unit).type().attributes[unit.attribute])) {
-    return Orb::attributeText(running(unit), path);
+  if (!isWholeChildren(unit) || path != unit.path) return Orb::attributeText(running(unit), path);
+  // The keys of both trees, in the order that the attribute gives them.
+  auto const keys = manager_->blankRoots()[unit.root];
+  for (Entity const* const root : {&running(unit), &candidate(unit)}) {
+    bool const isCandidate = root != &running(unit);
+    for (std::string const& key : OwnedPlace::keys(*root, unit.attribute)) {
+      if (isTouched(unit.path + '[' + key + ']') != isCandidate) continue;
+      OwnedPlace(*keys, unit.attribute, key).childIs();
+    }
   }
-  std::string text;
-  eachMember(unit, [&](std::string const& member) {
-    std::string_view key = std::string_view(member).substr(unit.path.size() + 1);
-    key.remove_suffix(1);
-    text.append(text.empty() ? "{ " : ", ").append(key);
-  });
-  return text.empty() ? "{}" : text + " }";
+  return Orb::attributeText(*keys, path);
 }
 
 void Session::attributeTextIs(std::string_view path, std::string_view text) {
   editing(path, [&](Entity& root) {
-    // A mutator may store what it objects to: the old value is put back then.
     std::string before;
     bool hadText = true;
     try {
@@ -260,7 +245,7 @@ void Session::attributeTextIs(std::string_view path, std::string_view text) {
           Orb::attributeTextIs(root, path, before);
         }
       } catch (Orb::RangeException const&) {
-        // What was there was objected to as well, and is stored again.
+        // What was there was refused as well, and is stored again.
       }
       throw;
     }
@@ -271,35 +256,37 @@ Ptr<Entity> Session::attributeIs(std::string_view path) {
   return editing(path, [&](Entity& root) { return Orb::attributeIs(root, path); });
 }
 
-Ptr<Entity> Session::entityIs(std::string_view path, std::string_view typeName,
-                              Orb::FunctionRef<bool(Entity const&)> isOfType) {
-  return editing(path, [&](Entity& root) {
-    bool wasThere = true;
-    try {
-      Orb::visitPath(root, path, [](Orb::PathTarget const&) {});
-    } catch (Orb::RangeException const&) {
-      wasThere = false;
-    }
-    auto entity = Orb::attributeIs(root, path);
-    if (entity && isOfType(*entity)) return entity;
-    if (!wasThere) Orb::attributeDel(root, path);
+Ptr<Entity> Session::entityIs(std::string_view path, std::string_view typeName) {
+  requireOpen();
+  if (Orb::ownedTypeAt(running(unitOf(path)).type(), path) != typeName) {
     throw Orb::RangeException(std::string(path) + ": this is no " + std::string(typeName));
-  });
+  }
+  return attributeIs(path);
 }
 
 bool Session::attributeDel(std::string_view path) {
   requireOpen();
   Unit const unit = unitOf(path);
-  if (!unit.isMember && ownsMembers(running(unit).type().attributes[unit.attribute]) &&
-      unit.path.size() == path.size()) {
-    std::vector<std::string> members;
-    eachMember(unit, [&](std::string const& member) { members.push_back(member); });
-    for (std::string const& member : members) attributeDel(member);
-    return !members.empty();
+  if (isWholeChildren(unit) && path == unit.path) {
+    std::set<std::string> keys;
+    for (Entity const* const root : {&running(unit), &candidate(unit)}) {
+      for (std::string& key : OwnedPlace::keys(*root, unit.attribute)) keys.insert(std::move(key));
+    }
+    bool removed = false;
+    for (std::string const& key : keys) {
+      if (attributeDel(unit.path + '[' + key + ']')) removed = true;
+    }
+    return removed;
   }
-  bool const wasTouched = isTouched(unit.path);
+  bool const isNew = !isTouched(unit.path);
+  if (isNew && unit.isMember() && path == unit.path) {
+    // Nothing need be copied to be removed.
+    bool const isThere = OwnedPlace(running(unit), unit.attribute, unit.key).child() != nullptr;
+    if (isThere) touch(unit, false);
+    return isThere;
+  }
   bool const removed = editing(path, [&](Entity& root) { return Orb::attributeDel(root, path); });
-  if (!removed && !wasTouched) forgetLast();
+  if (!removed && isNew && isTouched(unit.path)) forgetLast();
   return removed;
 }
 
@@ -310,9 +297,9 @@ void Session::difference(Orb::FunctionRef<void(Orb::Difference const&)> visit) c
   };
   for (Unit const& unit : units_) {
     AttributeInfo const& a = running(unit).type().attributes[unit.attribute];
-    if (unit.isMember) {
-      auto const before = PlaceInRoot(running(unit), unit.attribute, unit.path).child();
-      auto const after = PlaceInRoot(candidate(unit), unit.attribute, unit.path).child();
+    if (unit.isMember()) {
+      auto const before = OwnedPlace(running(unit), unit.attribute, unit.key).child();
+      auto const after = OwnedPlace(candidate(unit), unit.attribute, unit.key).child();
       Orb::ownedDifferences(a.ops->kind, before.get(), after.get(), tell, unit.path);
     } else {
       Orb::attributeDifferences(a, running(unit), candidate(unit), tell);
@@ -321,68 +308,100 @@ void Session::difference(Orb::FunctionRef<void(Orb::Difference const&)> visit) c
 }
 
 Outcome Session::apply(EntityCopy& engine, Unit const& unit) const {
-  AttributeInfo const& a = running(unit).type().attributes[unit.attribute];
-  if (!unit.isMember) {
-    bool const changed = engine.copyAttribute(a, unit.attribute, running(unit), candidate(unit));
+  if (!unit.isMember()) {
+    bool const changed = engine.copyAttribute(unit.attribute, running(unit), candidate(unit));
     return changed ? Outcome::changed : Outcome::unchanged;
   }
-  PlaceInRoot const to(running(unit), unit.attribute, unit.path);
-  auto const source = PlaceInRoot(candidate(unit), unit.attribute, unit.path).child();
+  OwnedPlace const to(running(unit), unit.attribute, unit.key);
+  auto const source = OwnedPlace(candidate(unit), unit.attribute, unit.key).child();
   if (!source) return to.del() ? Outcome::deleted : Outcome::unchanged;
   bool const isNew = !to.child();
-  bool const changed = engine.copyEntity(*to.childIs(), *source, a.name);
+  bool const changed = engine.copyEntity(*to.childIs(), *source, firstName(unit.path));
   return isNew ? Outcome::created : (changed ? Outcome::changed : Outcome::unchanged);
+}
+
+void Session::commitUnit(EntityCopy& engine, Unit& unit, CommitItem& item) {
+  auto const hasTouchedIt = [&](Session const* other) {
+    return other != this && other->isOpen() && other->isTouched(unit.path);
+  };
+  auto const& open = manager_->open_;
+  Roots base;
+  if (std::any_of(open.begin(), open.end(), hasTouchedIt)) {
+    base = manager_->blankRoots();
+    copyUnit(unit, base);
+  }
+  auto& unannounced = manager_->unannounced_;
+  engine.countAllAsChanged(unannounced.contains(unit.path));
+  item.outcome = apply(engine, unit);
+  unannounced.erase(unit.path);
+  if (item.outcome == Outcome::unchanged) return;
+  item.overwrote = std::exchange(unit.overwrote, {});
+  if (base.empty()) return;
+  for (Session* const other : std::vector<Session*>(open)) {
+    bool const isStillOpen = std::find(open.begin(), open.end(), other) != open.end();
+    if (isStillOpen && hasTouchedIt(other)) other->follow(unit.path, base, name());
+  }
+}
+
+void Session::follow(std::string_view unitPath, Roots const& base, Orb::Name const& other) {
+  Ptr<Session> const alive(this);
+  Unit& unit = *std::find_if(units_.begin(), units_.end(),
+                             [&](Unit const& touched) { return touched.path == unitPath; });
+  bool conflict = false;
+  if (unit.isMember()) {
+    auto const before = OwnedPlace(*base[unit.root], unit.attribute, unit.key).child();
+    auto const now = OwnedPlace(running(unit), unit.attribute, unit.key).child();
+    conflict = detail::mergeOwned(before.get(), now.get(),
+                                  OwnedPlace(candidate(unit), unit.attribute, unit.key));
+  } else {
+    conflict =
+        detail::mergeAttribute(unit.attribute, *base[unit.root], running(unit), candidate(unit));
+  }
+  if (conflict) unit.overwrote.append(unit.overwrote.empty() ? "" : ", ").append(other);
 }
 
 CommitReport Session::commit() {
   requireOpen();
   Ptr<Session> const alive(this);
-  status_->stateIs(sessionCommitting);
   CommitReport report;
-  Orb::U64 const number = ++manager_->commitNumber_;
+  stateIs(sessionCommitting, report);
+  auto const table = Orb::make<HandlerTable>();
+  if (manager_->handlerDir_) table->directoryIs(*manager_->handlerDir_);
+  auto const engine = Orb::make<EntityCopy>(table);
   {
-    HandlersAtWork const handlers(manager_->handlers_, manager_->handlerDir_, status_);
-    auto const engine = Orb::make<EntityCopy>(manager_->handlers_);
+    HandlersAtWork const handlers(*table, manager_->handlerDir_, status_, report);
     for (Unit& unit : units_) {
-      CommitItem& item = report.items.emplace_back(CommitItem{unit.path, Outcome::notApplied, {}});
-      if (report.cause) continue;
-      try {
-        item.outcome = apply(*engine, unit);
-      } catch (std::exception const& error) {
-        item.outcome = Outcome::failed;
-        report.cause = std::current_exception();
-        report.error = unit.path + ": " + error.what();
-      } catch (...) {
-        item.outcome = Outcome::failed;
-        report.cause = std::current_exception();
-        report.error = unit.path + ": an unknown exception";
-      }
-      if (item.outcome == Outcome::unchanged) continue;
-      Manager::Commit& last = manager_->commits_[unit.path];
-      if (last.number > unit.touched) item.overwrote = last.session.str();
-      last = {number, name()};
-      unit.touched = number;
+      bool const goesOn = report.isComplete();
+      CommitItem& item = report.items.emplace_back(CommitItem{unit.path, Outcome::notApplied});
+      if (!goesOn || !noting(report, unit.path, [&] { commitUnit(*engine, unit, item); })) continue;
+      item.outcome = Outcome::failed;
+      manager_->unannounced_.insert(unit.path);
     }
   }
   if (report.isComplete()) {
-    close(sessionCommitted);
+    close();
+    stateIs(sessionCommitted, report);
   } else {
-    status_->stateIs(sessionOpen);
+    stateIs(sessionOpen, report);
   }
   return report;
 }
 
-void Session::abort() {
-  requireOpen();
-  close(sessionAborted);
+void Session::stateIs(SessionState state, CommitReport& report) {
+  noting(report, "the session's state", [&] { status_->stateIs(state); });
 }
 
-void Session::close(SessionState state) {
+void Session::abort() {
+  requireOpen();
+  close();
+  status_->stateIs(sessionAborted);
+}
+
+void Session::close() {
+  std::erase(manager_->open_, this);
   candidates_.clear();
   units_.clear();
   touched_.clear();
-  manager_->closed();
-  status_->stateIs(state);
 }
 
 }  // namespace Cli::Session

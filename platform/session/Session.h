@@ -1,7 +1,7 @@
 #pragma once
 
+#include <algorithm>
 #include <exception>
-#include <map>
 #include <set>
 #include <string>
 #include <vector>
@@ -16,7 +16,11 @@
 /// A session works on units: each entity that a root owns by key (a list, a map), and each other
 /// attribute of a root. A unit is copied into the session's candidate tree when it is first
 /// touched, and a commit copies what was touched, in the order in which it was, into the running
-/// tree. Everything here belongs to the one thread that changes the configuration.
+/// tree. When another session commits a unit that this one has touched as well, the entities in it
+/// that this session has not changed follow; those that it has changed win when it commits, and its
+/// report says over whom. What others change in the running tree directly is not seen.
+///
+/// Everything here belongs to the one thread that changes the configuration.
 namespace Cli::Session {
 
 class Session;
@@ -28,32 +32,39 @@ struct CommitItem {
     created,
     changed,
     deleted,
-    failed,      ///< the copy raised: part of it may have been applied
+    failed,      ///< the copy raised: what it had changed before stays, unannounced
     notApplied,  ///< it came after the one that failed
   };
 
   std::string path;  ///< of the unit, such as "prefixList['P']"
   Outcome outcome = Outcome::unchanged;
-  /// The session whose commit to the unit, made after this session had touched it, has been
-  /// written over; empty when there was none.
-  std::string overwrote;
+  /// The sessions whose commits to an entity of the unit, made after this session had touched it,
+  /// have been written over; parted by ", ".
+  std::string overwrote = {};
+
+  bool isApplied() const noexcept { return outcome < Outcome::failed; }
 };
 ROUTEPOLICY_EXPORT std::string_view outcomeName(CommitItem::Outcome outcome) noexcept;
 
 struct CommitReport {
   std::vector<CommitItem> items;  ///< in the order in which the units were touched
-  std::string error;              ///< why the commit failed; empty when it did not
-  std::exception_ptr cause;       ///< the same as it was thrown
+  /// Why the commit failed, or what those told of the session's state objected; empty otherwise.
+  std::string error;
+  std::exception_ptr cause;  ///< what was thrown
 
-  bool isComplete() const noexcept { return !cause; }
+  /// Whether everything was applied.
+  bool isComplete() const noexcept {
+    return std::all_of(items.begin(), items.end(), [](auto const& i) { return i.isApplied(); });
+  }
 };
 
 /// The running roots, the handlers that commits use, and the sessions that are open over them.
 class ROUTEPOLICY_EXPORT Manager : public Orb::RefCounted {
  public:
-  /// The names of the roots' attributes must differ, since paths begin with them. `handlerDir`
-  /// owns the handlers: see HandlerTable::directoryIs(); without one, no version is raised.
-  /// RangeException for a null root, one that cannot be copied, and an ambiguous attribute.
+  /// The names of the roots' attributes must differ, since paths begin with them. The handlers are
+  /// those of `handlerDir`: the ones that it does not hold yet are made, and each commit takes what
+  /// it holds then (see HandlerTable). Without a directory no version is raised. RangeException
+  /// for a null root, one that cannot be made alone, and an ambiguous attribute.
   explicit Manager(std::vector<Orb::Ptr<Orb::Entity>> roots,
                    Orb::Ptr<Orb::Entity> handlerDir = nullptr);
   ~Manager() override;
@@ -62,28 +73,23 @@ class ROUTEPOLICY_EXPORT Manager : public Orb::RefCounted {
   Orb::Ptr<Session> open(Orb::Name name);
 
   std::vector<Orb::Ptr<Orb::Entity>> const& roots() const noexcept { return roots_; }
-  Orb::Ptr<HandlerTable> const& handlers() const noexcept { return handlers_; }
 
  private:
   friend Session;
-  struct Commit {
-    Orb::U64 number;
-    Orb::Name session;
-  };
-  void closed() noexcept;
+  std::vector<Orb::Ptr<Orb::Entity>> blankRoots() const;
 
   std::vector<Orb::Ptr<Orb::Entity>> const roots_;
   Orb::Ptr<Orb::Entity> const handlerDir_;
-  Orb::Ptr<HandlerTable> const handlers_;
-  std::map<std::string, Commit, std::less<>> commits_;  // the last one to each unit
-  Orb::U64 commitNumber_ = 0;
-  std::size_t openSessions_ = 0;
+  std::vector<Session*> open_;
+  std::set<std::string, std::less<>> unannounced_;  // units of which a commit stopped half way
 };
 
 /// One session. What is wrong with a path or a text is thrown as Path.h says, and leaves the
-/// candidate as it was.
+/// candidate as it was. What needs an open session throws a RangeException in a closed one.
 class ROUTEPOLICY_EXPORT Session : public Orb::RefCounted {
  public:
+  /// By Manager::open().
+  Session(Orb::Ptr<Manager> manager, Orb::Name name);
   ~Session() override;
 
   Orb::Ptr<SessionStatus> const& status() const noexcept { return status_; }
@@ -91,35 +97,32 @@ class ROUTEPOLICY_EXPORT Session : public Orb::RefCounted {
   bool isOpen() const noexcept { return status_->state() == sessionOpen; }
 
   /// The candidate's entity at `path`, touched, and made when it is not there: change it by its
-  /// own mutators. It belongs to the session, and nobody changes it once that is closed. A path
-  /// that leads to something else than an E is a RangeException.
+  /// own mutators. It belongs to the session, and nobody reads it once that is closed. A path that
+  /// leads to something else than an E is a RangeException.
   template <class E>
   Orb::Ptr<E> edit(std::string_view path) {
-    return Orb::ptrCast<E>(entityIs(path, E::typeName, [](Orb::Entity const& entity) {
-      return dynamic_cast<E const*>(&entity) != nullptr;
-    }));
+    return Orb::ptrCast<E>(entityIs(path, E::typeName));
   }
 
   /// The functions of Path.h on the candidate. Reading touches nothing: what is not touched is
-  /// read from the running tree. Counters cannot be set: commits raise them.
+  /// read from the running tree. Counters cannot be set: commits raise them. A value that its
+  /// mutator stores though it refuses it is not stored here.
   std::string attributeText(std::string_view path) const;
   void attributeTextIs(std::string_view path, std::string_view text);
   Orb::Ptr<Orb::Entity> attributeIs(std::string_view path);
   bool attributeDel(std::string_view path);
 
-  /// Visits what a commit would change now, unit by unit.
+  /// Visits what a commit would change now, unit by unit. `visit` must not edit.
   void difference(Orb::FunctionRef<void(Orb::Difference const& difference)> visit) const;
 
   /// Copies what was touched into the running tree, by the handlers of the directory; removes what
-  /// the session removed. Commits of other sessions are written over, unit by unit, and the report
-  /// tells so. A commit that succeeds closes the session. One that fails stops where it did; the
-  /// session stays open, so that what was wrong can be mended and the rest committed.
+  /// the session removed. A commit that succeeds closes the session. One that fails stops where it
+  /// did, and its report says what was applied; the session stays open, so that what was wrong can
+  /// be mended and the rest committed. The next commit to the unit that failed, of whatever
+  /// session, counts it as changed, since nobody has been told of it.
   CommitReport commit();
   /// Closes the session and forgets its candidate; nothing is applied.
   void abort();
-
-  /// By Manager::open().
-  Session(Orb::Ptr<Manager> manager, Orb::Name name);
 
  private:
   /// A member of a root's attribute, or a whole attribute of a root.
@@ -127,35 +130,41 @@ class ROUTEPOLICY_EXPORT Session : public Orb::RefCounted {
     std::size_t root;
     Orb::AttrId attribute;
     std::string path;
-    bool isMember;
-    Orb::U64 touched = 0;  // the number of the last commit before
-  };
+    std::string key;        // its text; empty for a whole attribute
+    std::string overwrote;  // the sessions that will be written over
 
-  Orb::Ptr<Orb::Entity> entityIs(std::string_view path, std::string_view typeName,
-                                 Orb::FunctionRef<bool(Orb::Entity const& entity)> isOfType);
+    bool isMember() const noexcept { return !key.empty(); }
+  };
+  using Roots = std::vector<Orb::Ptr<Orb::Entity>>;
+
   void requireOpen() const;
+  Orb::Ptr<Orb::Entity> entityIs(std::string_view path, std::string_view typeName);
 
   Unit unitOf(std::string_view path) const;
   bool isTouched(std::string_view unitPath) const { return touched_.contains(unitPath); }
-  /// Puts the unit into the candidate tree, as it is now; whether it was not there yet.
-  bool touch(Unit unit);
+  bool isWholeChildren(Unit const& unit) const;
+  /// Notes the unit as touched, and puts a copy of it into the candidate tree unless told not to.
+  void touch(Unit unit, bool copies = true);
   void forgetLast();
   template <class Do>
   auto editing(std::string_view path, Do const& act);
-  void eachMember(Unit const& attribute,
-                  Orb::FunctionRef<void(std::string const& path)> visit) const;
 
   Orb::Entity& running(Unit const& unit) const { return *manager_->roots()[unit.root]; }
   Orb::Entity& candidate(Unit const& unit) const { return *candidates_[unit.root]; }
+  void copyUnit(Unit const& unit, Roots const& to) const;
   /// Of the commit.
+  void commitUnit(EntityCopy& engine, Unit& unit, CommitItem& item);
   CommitItem::Outcome apply(EntityCopy& engine, Unit const& unit) const;
-  void close(SessionState state);
+  void stateIs(SessionState state, CommitReport& report);
+  /// Another session has committed a unit that was `base` before.
+  void follow(std::string_view unitPath, Roots const& base, Orb::Name const& other);
+  void close();
 
   Orb::Ptr<Manager> const manager_;
   Orb::Ptr<SessionStatus> const status_;
-  std::vector<Orb::Ptr<Orb::Entity>> candidates_;  // one a root, with what was touched in it
-  std::vector<Unit> units_;                        // in the order in which they were touched
-  std::set<std::string, std::less<>> touched_;     // their paths
+  Roots candidates_;                            // one a root, with what was touched in it
+  std::vector<Unit> units_;                     // in the order in which they were touched
+  std::set<std::string, std::less<>> touched_;  // their paths
 };
 
 }  // namespace Cli::Session

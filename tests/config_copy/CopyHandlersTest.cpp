@@ -151,12 +151,19 @@ TEST(CopyHandlersTest, TheDirectoryOwnsOneOfEachByName) {
   dir->nameIsFromBackup("other");
   EXPECT_EQ(dir->name(), "other");
 
-  // A table makes what is not there yet, and finds each by the type that it copies.
+  dir->nameIsFromBackup("other");
+  EXPECT_EQ(dir->name(), "other");
+
+  // A table takes what is there, and finds each by the type that it copies.
   auto const table = Orb::make<Cli::Session::HandlerTable>();
+  table->directoryIs(*dir);
+  EXPECT_TRUE(table->handlers().empty());
+  Cli::Session::HandlerTable::fillDirectory(*dir);
   table->directoryIs(*dir);
   EXPECT_EQ(table->handlers().size(), 5U);
   EXPECT_EQ(table->handler(Orb::make<Map>("m")->type()), dir->routeMapCopyHandler().get());
   EXPECT_FALSE(table->handler(dir->type()));
+  EXPECT_THROW(table->handlerIs(nullptr), Orb::RangeException);
 }
 
 }  // namespace

@@ -155,6 +155,51 @@ TEST(EntityCopyTest, GoesOnWhateverThoseToldDo) {
   }
 }
 
+TEST(EntityCopyTest, HoldsWhatItCopies) {
+  auto to = Orb::make<Acl::PrefixList>("to");
+  auto from = Orb::make<Acl::PrefixList>("from");
+  for (Orb::U32 i = 1; i <= 3; ++i) from->prefixEntryIs(ruleOf(i, 1));
+  from->sourceIs("x");
+  auto watcher = Orb::make<ListWatcher>(to);
+  auto* const listening = watcher.get();
+  listening->then = [&] { to = nullptr, from = nullptr, watcher = nullptr; };
+  EXPECT_TRUE(Orb::make<EntityCopy>()->doCopyEntityAttrs(to, from, "prefixList", nullptr));
+  EXPECT_FALSE(to || from || watcher);
+}
+
+/// Puts every rule back that is removed.
+class Restorer final : public Orb::Reactor<Restorer, MapEntry> {
+ public:
+  explicit Restorer(Orb::Ptr<MapEntry> const& entry) : Reactor(entry), entry_(entry) {}
+
+ private:
+  friend Reactor;
+  static constexpr auto reactions() { return std::tuple{on<Attr::matchRule, &Restorer::onRule>}; }
+  void onRule(Routing::RouteMap::MatchOption key) {
+    if (!entry_->matchRuleHas(key)) entry_->matchRuleIs(MatchRule(key));
+  }
+  Orb::Ptr<MapEntry> const entry_;
+};
+
+TEST(EntityCopyTest, EndsThoughWhatItRemovesComesBack) {
+  auto const to = Orb::make<MapEntry>(1U);
+  to->matchRuleIs(MatchRule(Routing::RouteMap::matchTag));
+  auto const restorer = Orb::make<Restorer>(to);
+  EXPECT_TRUE(copy(*to, *Orb::make<MapEntry>(1U)));
+  EXPECT_TRUE(to->matchRuleHas(Routing::RouteMap::matchTag));
+}
+
+TEST(EntityCopyTest, StoresNothingThatIsNotAllowed) {
+  auto const to = Orb::make<MapEntry>(1U);
+  auto const from = Orb::make<MapEntry>(1U);
+  EXPECT_THROW(from->asPathPrependLastAsIs(16), Orb::RangeException);
+  for (int i = 0; i < 2; ++i) EXPECT_THROW(copy(*to, *from), Orb::RangeException);
+  EXPECT_EQ(to->asPathPrependLastAs(), 0U);
+  // A private copy takes what is there as it is.
+  Orb::make<EntityCopy>(nullptr, EntityCopy::Purpose::privateTree)->copyEntity(*to, *from, "");
+  EXPECT_EQ(to->asPathPrependLastAs(), 16U);
+}
+
 TEST(EntityCopyTest, OwnedEntitiesAreMadeReplacedAndRemoved) {
   auto const from = Orb::make<MapEntry>(1U);
   auto const to = Orb::make<MapEntry>(1U);
