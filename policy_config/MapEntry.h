@@ -57,15 +57,23 @@ class ROUTEPOLICY_EXPORT CommunitySet : public Orb::NamedEntity {
              useCommunityList, flag);
   explicit CommunitySet(Orb::Name name) : NamedEntity(std::move(name)) {}
 
+  /// The explicit communities, in ascending order. Each has a flag that is stored and compared; a
+  /// community is a member whatever its flag. The key is told.
   ORB_MAP(community, Acl::CommunityValue, bool);
+  /// The names of community lists, in ascending order, likewise.
   ORB_MAP(communityListNameSet, Orb::String, bool);
   /// The members come from the named lists instead of the explicit communities.
   ORB_ATTRIBUTE(useCommunityList, bool);
+  /// What the action does with the communities that a route has.
   ORB_ATTRIBUTE(flag, Acl::CommSetFlag, Acl::commSetDefault);
 };
 
 /// One entry of a route map: a verdict, at most one match rule of each kind, and the actions that
-/// change a matching route. The entry stores and tells; routing protocols apply it.
+/// change a matching route. The entry stores and tells; routing protocols apply it, and setFlags
+/// says which actions count. Every mutator tells the entry's notifiees of a real change; those of
+/// collections tell the key.
+///
+/// A MaybeU63 is below 2^63 and unset by default; numbers are 0 by default.
 class ROUTEPOLICY_EXPORT MapEntry : public Orb::Entity {
   static void checkLastAs(Orb::U8 count);
 
@@ -89,6 +97,7 @@ class ROUTEPOLICY_EXPORT MapEntry : public Orb::Entity {
   };
 
   ORB_KEY(seqno, Orb::U32);
+  /// Permits by default, unlike a rule of a prefix list.
   ORB_ATTRIBUTE(permit, Acl::MatchPermit, Acl::permitMatch);
   ORB_ATTRIBUTE(statementName, Orb::String);
   /// The statement name was entered on the command line.
@@ -111,25 +120,29 @@ class ROUTEPOLICY_EXPORT MapEntry : public Orb::Entity {
   ORB_MAP(asPathReplace, Orb::U32, Orb::U32);
   ORB_COUNTER(asPathReplaceVersion);
 
+  /// The next hop to set, of which the six attributes behind it tell.
   ORB_ATTRIBUTE(setNextHopArg, SetNextHopArg);
   /// The address of setNextHopArg where its tag and the address's family say so, else 0.0.0.0.
   ORB_DERIVED(nextHop, Ipa::IpAddr);
   /// The same for IPv6, else ::.
   ORB_DERIVED(ipv6NextHop, Ipa::Ip6Addr);
+  /// Whether its tag is the one of that name, for each family.
   ORB_DERIVED(nextHopPeerAddr, bool);
   ORB_DERIVED(ipv6NextHopPeerAddr, bool);
   ORB_DERIVED(nextHopUnchanged, bool);
   ORB_DERIVED(ipv6NextHopUnchanged, bool);
 
-  ORB_ATTRIBUTE(localPref, Keel::MaybeU63);
-  ORB_ATTRIBUTE(weight, Keel::MaybeU63);
+  ORB_ATTRIBUTE(localPref, Keel::MaybeU63);  ///< LOCAL_PREF (RFC 4271, section 5.1.5)
+  ORB_ATTRIBUTE(weight, Keel::MaybeU63);     ///< of the route, within this router alone
   ORB_ATTRIBUTE(metric, Metric);
   ORB_ATTRIBUTE(metricType, Ospf::OspfExtMetricType, Ospf::ospfExtMetricType1);
   ORB_ATTRIBUTE(level, Isis::Level, Isis::level1);
-  ORB_ATTRIBUTE(origin, Acl::BGPOrigin, Acl::notSet);
-  ORB_ATTRIBUTE(distance, Orb::U32);
+  ORB_ATTRIBUTE(origin, Acl::BGPOrigin, Acl::notSet);  ///< ORIGIN (RFC 4271, section 5.1.1)
+  ORB_ATTRIBUTE(distance, Orb::U32);                   ///< administrative distance
   ORB_ATTRIBUTE(propagate, bool);
-  ORB_ATTRIBUTE(tag, Keel::MaybeU63);
+  ORB_ATTRIBUTE(tag, Keel::MaybeU63);  ///< of the route (for OSPF: RFC 2328, section A.4.5)
+
+  // The sets are owned. Asking for one under another name puts an empty one in its place.
 
   ORB_NAMED_CHILD(communityAddReplace, CommunitySet);
   ORB_COUNTER(communityAddReplaceVersion);
@@ -143,16 +156,18 @@ class ROUTEPOLICY_EXPORT MapEntry : public Orb::Entity {
   /// The link bandwidth and the reference bandwidth as the user typed them.
   ORB_ATTRIBUTE(lbwDisplay, Orb::String);
   ORB_ATTRIBUTE(linkBandwidthRefDisplay, Orb::String);
-  /// The reference bandwidth; compared bit by bit.
+  /// The reference bandwidth as the extended community takes it; compared bit by bit.
   ORB_ATTRIBUTE(linkBandwidthRefExtComm, float);
+  /// How the link-bandwidth extended community is set.
   ORB_ATTRIBUTE(extCommLinkBandwidthSetFlag, Acl::ExtCommLinkBandwidthSetFlag,
                 Acl::extCommLinkBandwidthSetDefault);
   /// The sequence number of the entry to go on with.
   ORB_ATTRIBUTE(continueSeq, Orb::U32);
-  ORB_ATTRIBUTE(evpnNextHopUnchanged, bool);
-  ORB_ATTRIBUTE(segmentIndex, Keel::MaybeU63);
-  ORB_ATTRIBUTE(igpMetric, Keel::MaybeU63);
+  ORB_ATTRIBUTE(evpnNextHopUnchanged, bool);    ///< of EVPN routes (RFC 7432)
+  ORB_ATTRIBUTE(segmentIndex, Keel::MaybeU63);  ///< of segment routing (RFC 8402)
+  ORB_ATTRIBUTE(igpMetric, Keel::MaybeU63);     ///< the cost to the next hop
 
+  /// Which actions are configured; each flag can be read as an attribute of its own as well.
   ORB_ATTRIBUTE(setFlags, SetFlags);
   ROUTEPOLICY_SET_FLAGS(ROUTEPOLICY_SET_FLAG_GETTER)
   /// Lines of text by their number.

@@ -25,7 +25,7 @@ ORB_ENUM(MatchOption, "Routing::RouteMap::MatchOption", matchAccessList = 1, mat
          matchContributorAggregateAttributes = 128);
 
 /// An inclusive range; 0..0 by default. A `low` above `high` is a RangeException wherever it
-/// would come about.
+/// would come about, and is not stored: to move a range, set it as a whole, or the far end first.
 class ROUTEPOLICY_EXPORT U32Range : public Orb::Value<U32Range> {
  public:
   ORB_VALUE(U32Range, "Routing::RouteMap::U32Range", low, high);
@@ -34,6 +34,7 @@ class ROUTEPOLICY_EXPORT U32Range : public Orb::Value<U32Range> {
   ORB_FIELD(low, Orb::U32);
   ORB_FIELD(high, Orb::U32);
 
+  /// Throws that `low` is above `high`.
   void check() const;
 };
 
@@ -44,7 +45,7 @@ class ROUTEPOLICY_EXPORT CommListSet : public Orb::Value<CommListSet> {
  public:
   ORB_VALUE(CommListSet, "Routing::RouteMap::CommListSet", commListSet);
 
-  /// The names, each with a flag.
+  /// The names, each with a flag that is stored and compared; a name is a member whatever its flag.
   ORB_FIELD_MAP(commListSet, Orb::String, bool);
   /// The names parted by single blanks.
   ORB_FIELD_DERIVED(stringValue, Orb::String);

@@ -11,7 +11,8 @@ class ROUTEPOLICY_EXPORT Map : public Orb::NamedEntity {
   explicit Map(Orb::Name name) : NamedEntity(std::move(name)) {}
 
   ORB_GETTER_ROW(name, key);
-  /// Iterated in no order of theirs: readers who need the sequence sort by seqno.
+  /// The entries, owned and made by sequence number; in no order of theirs: readers who need the
+  /// sequence sort by seqno. Numbers are told when an entry is made or removed.
   ORB_COLLECTION(mapEntry, Orb::HashChildren<MapEntry, &MapEntry::seqno>);
   /// Lines of text by their number.
   ORB_MAP(description, Orb::U32, Orb::String);
@@ -19,7 +20,7 @@ class ROUTEPOLICY_EXPORT Map : public Orb::NamedEntity {
   ORB_COUNTER(version);
 };
 
-/// How the set actions of several entries are put together.
+/// How maps are applied; for the readers to interpret. The numbers are stored.
 ORB_ENUM(RouteMapOpModeType, "Routing::RouteMap::RouteMapOpModeType", routeMapSetOpModeMerged = 0,
          routeMapSetOpModeSequential = 1, routeMapOpModeSequential = 2);
 
@@ -33,9 +34,12 @@ class ROUTEPOLICY_EXPORT Config : public Orb::Entity {
   static constexpr RouteMapOpModeType kRouteMapOpModeDefault = routeMapSetOpModeMerged;
 
   ORB_ATTRIBUTE(routeMapOpMode, RouteMapOpModeType, kRouteMapOpModeDefault);
-  /// A constant.
+  /// The default of routeMapOpMode: a constant.
   ORB_DERIVED(routeMapOpModeDefault, RouteMapOpModeType);
+  /// Stored for the readers, which interpret it.
   ORB_ATTRIBUTE(noSetCommExplicitMembers, bool);
+  /// The maps, owned; in no order of theirs, with room for four from the first one on. Names are
+  /// told when a map is made or removed.
   ORB_COLLECTION(routeMap, Orb::HashChildren<Map, &Map::name>);
 };
 
@@ -45,6 +49,7 @@ class ROUTEPOLICY_EXPORT PeerFilterConfig : public Orb::Entity {
   ORB_ENTITY(PeerFilterConfig, "Routing::RouteMap::PeerFilterConfig", peerFilter);
   PeerFilterConfig() = default;
 
+  /// The filters, owned; in no order of theirs. Names are told when one is made or removed.
   ORB_COLLECTION(peerFilter, Orb::HashChildren<Map, &Map::name>);
 };
 
