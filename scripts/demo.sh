@@ -33,3 +33,13 @@ run match --ipv6 customer-ipv6.txt 2001:db8:1042::/48 2001:db8:10ff::/48 2001:db
 
 heading "What the compiled list costs"
 run compile bogons-ipv4.txt
+
+heading "A change to a configuration: what differs, the commit, and the versions that readers follow"
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+cp border.conf "$work"
+cd "$work"
+run --config border.conf set "routeMap['CUSTOMER-IN'].mapEntry[20].localPref=250"
+run --config border.conf diff
+run --config border.conf commit
+run --config border.conf show CUSTOMER-IN
