@@ -10,7 +10,11 @@ cd "$(dirname "${BASH_SOURCE[0]}")/../samples"
 
 heading() { printf '\n== %s\n' "$*"; }
 run() {
-  printf '\n$ route-policy %s\n' "$*"
+  printf '\n$ route-policy'
+  for word; do
+    if [[ $word == *\'* ]]; then printf ' "%s"' "$word"; else printf ' %s' "$word"; fi
+  done
+  printf '\n'
   "$tool" "$@"
 }
 
