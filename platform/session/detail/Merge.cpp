@@ -1,6 +1,6 @@
 #include "platform/session/detail/Merge.h"
 
-#include <algorithm>
+#include <unordered_set>
 
 #include "platform/orb/Difference.h"
 #include "platform/session/EntityCopy.h"
@@ -42,9 +42,10 @@ EntityCopy& engine() {
 std::vector<std::string> allKeys(AttrId id, Entity const& base, Entity const& running,
                                  Entity const& candidate) {
   std::vector<std::string> keys;
+  std::unordered_set<std::string> seen;
   for (Entity const* const owner : {&base, &running, &candidate}) {
     for (std::string& key : OwnedPlace::keys(*owner, id)) {
-      if (std::find(keys.begin(), keys.end(), key) == keys.end()) keys.push_back(std::move(key));
+      if (seen.insert(key).second) keys.push_back(std::move(key));
     }
   }
   return keys;
