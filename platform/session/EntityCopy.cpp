@@ -98,7 +98,7 @@ bool EntityCopy::copyAttributes(Entity& to, Entity const& from,
   // Those notified may let go of everything.
   Orb::Ptr<Entity> const toAlive(&to);
   Orb::Ptr<Entity const> const fromAlive(&from);
-  Orb::Ptr<AttributeFilter const> const filterAlive(filter);
+  Orb::Ptr<AttributeFilter const> const filterAlive(filter.get());
   bool const filters = filterAlive && !filterAlive->attribute().empty();
   bool changed = countAll_;
   std::span<AttributeInfo const> const rows = to.type().attributes;
