@@ -67,7 +67,15 @@ class ROUTEPOLICY_EXPORT NotifieeChain {
           outer_(chain.rounds_),
           number_(++chain.roundNumber_),
           owner_(owner) {
+// A round is a local variable, and takes itself off the chain before it ends.
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdangling-pointer"
+#endif
       chain.rounds_ = this;
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic pop
+#endif
       if (owner_ && chain.holders_ == 0) hold();
     }
     ~Round() {
