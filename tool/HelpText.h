@@ -19,7 +19,7 @@ comments, and a rule for length 0 is refused. Lines without "seq" are numbered 0
 
 A configuration has one attribute a line, and comments behind "#":
   prefixList['CUSTOMER']
-  routeMap['RM-IN'].mapEntry[10].localPref=200
+  routeMap['CUSTOMER-IN'].mapEntry[20].localPref=250
 Edits wait beside it, in FILE.edits, until they are committed.
 
 Examples:
@@ -28,7 +28,7 @@ Examples:
   route-policy match bogons-ipv4.txt 10.1.0.0/16 8.8.8.8
   route-policy match --json bogons-ipv4.txt < table.txt
   route-policy compile bogons-ipv4.txt
-  route-policy --config border.conf set "routeMap['RM-IN'].mapEntry[10].localPref=200"
+  route-policy --config border.conf set "routeMap['CUSTOMER-IN'].mapEntry[20].localPref=250"
   route-policy --config border.conf diff
   route-policy --config border.conf commit
 
@@ -58,7 +58,7 @@ the same form, of the rest what is not at its default.
 
 Examples:
   route-policy show --on-duplicate override customer-ipv4.txt
-  route-policy --config border.conf show RM-IN)";
+  route-policy --config border.conf show CUSTOMER-IN)";
 
 inline constexpr char kMatch[] = "tell which rule decides about prefixes";
 inline constexpr char kMatchEnd[] =
@@ -87,38 +87,42 @@ inline constexpr char kGet[] = "print what paths of a configuration lead to";
 inline constexpr char kGetEnd[] =
     R"(Prints the value of each path, a line each; of what owns attributes, its lines. Without a path, the
 whole configuration as lines. A path leads through names and keys:
-  routeMap['RM-IN'].mapEntry[10].localPref    an attribute of a child of a child
-  prefixList['CUSTOMER'].prefixEntry[10].le   a field of a member
-  routeMap['RM-IN']                           all of one route map
+  routeMap['CUSTOMER-IN'].mapEntry[20].localPref   an attribute of a child of a child
+  prefixList['CUSTOMER'].prefixEntry[10].le        a field of a member
+  routeMap['CUSTOMER-IN']                          all of one route map
+What attributes there are: get --json of something that is there shows them all.
 
 Examples:
-  route-policy --config border.conf get "routeMap['RM-IN'].mapEntry[10].localPref"
+  route-policy --config border.conf get "routeMap['CUSTOMER-IN'].mapEntry[20].localPref"
   route-policy --config border.conf get --candidate --json)";
 
 inline constexpr char kSet[] = "add edits to those that wait for the commit";
 inline constexpr char kSetEnd[] =
     R"(An edit is PATH=VALUE, or a path alone, which makes a list, a map or an entry. Values are numbers,
 True and False, names of enumerators, addresses, and strings in single quotes. The edits are tried
-on top of those that wait already; when one is refused, none is taken.
+on top of those that wait already; when one is refused, none is taken. An action of a route map
+counts when its flag in setFlags is True.
 
 Examples:
-  route-policy --config border.conf set "routeMap['RM-IN'].mapEntry[10].permit=denyMatch"
-  route-policy --config border.conf set "communityList['C']" "routeMap['RM-IN'].mapEntry[20]")";
+  route-policy --config border.conf set "routeMap['CUSTOMER-IN'].mapEntry[20].weight=10" \
+      "routeMap['CUSTOMER-IN'].mapEntry[20].setFlags.hasWeight=True"
+  route-policy --config border.conf set "communityList['C']" "routeMap['CUSTOMER-IN'].mapEntry[30]")";
 
 inline constexpr char kUnset[] = "add removals to the edits that wait for the commit";
 inline constexpr char kUnsetEnd[] =
-    R"(Removes what each path leads to: a list, a map, an entry, a member; a value gets its default back.
-What is not there is an error, and then no removal is taken.
+    R"(Removes what each path leads to: a list, a map, an entry, a member; an attribute gets its default
+back. Fields of a value are set, not removed. What is not there is an error, and then no removal is
+taken.
 
 Example:
-  route-policy --config border.conf unset "routeMap['RM-IN'].mapEntry[10].localPref")";
+  route-policy --config border.conf unset "routeMap['CUSTOMER-IN'].mapEntry[20].localPref")";
 
 inline constexpr char kDiff[] = "tell what a commit would change";
 inline constexpr char kDiffEnd[] =
     R"(Prints a line for each difference:
-  + routeMap['RM-IN'].mapEntry[20]                           it would be added
-  - prefixList['OLD']                                        it would be removed
-  ~ routeMap['RM-IN'].mapEntry[10].localPref: 100 -> 200     it would change
+  + routeMap['CUSTOMER-IN'].mapEntry[30]                            it would be added
+  - prefixList['OLD']                                               it would be removed
+  ~ routeMap['CUSTOMER-IN'].mapEntry[20].localPref: 200 -> 250      it would change
 
 Example:
   route-policy --config border.conf diff)";

@@ -253,13 +253,14 @@ void changeValue(Holder const& holder, AttributeInfo const& a, TextReader& in,
     in.literal(".");
     return a.ops->edit(place, [&](void* value) { changeField(type, value, in, change); });
   }
-  if (change.kind == Change::Kind::make) refuse(holder, a, "is a value and cannot be added");
+  if (change.kind == Change::Kind::make)
+    refuse(holder, a, "is a single value: it is set, not added");
   if (!change.isRemoval()) {
     return a.ops->edit(place, [&](void* value) { readValue(type, value, change.text); });
   }
   // Back to the default, as a new entity has it.
   Ptr<Entity> const blank = holder.entity ? holder.entity->type().make({}) : nullptr;
-  if (!blank || !a.ops->copy) refuse(holder, a, "cannot be removed");
+  if (!blank || !a.ops->copy) refuse(holder, a, "cannot be removed: it can be set");
   change.found(
       a.ops->copy(place, a.object(blank.get()), [](Entity&, Entity const&) { return false; }));
 }

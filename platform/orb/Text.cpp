@@ -167,7 +167,7 @@ void readText(TextReader& in, float& v) {
 
 void readText(TextReader& in, String& v) {
   std::string_view rest = in.rest();
-  if (!rest.starts_with('\'')) fail("a string was expected at " + quoted(rest));
+  if (!rest.starts_with('\'')) fail("a string in single quotes was expected at " + quoted(rest));
   rest.remove_prefix(1);
   std::string read;
   while (true) {

@@ -52,7 +52,8 @@ TEST_F(ConfigTool, TakesEditsAllOrNone) {
        "edit 2: routeMap['M'].mapEntry[x]: a number was expected at 'x]'\n"
        "edit 3: nope: no root has an attribute 'nope'\n"
        "edit 4: version: no root has an attribute 'version'\n"
-       "edit 5: regexMode: Acl::AclListConfig::regexMode is a value and cannot be added\n"},
+       "edit 5: regexMode: Acl::AclListConfig::regexMode is a single value: it is set, not "
+       "added\n"},
       {"diff", 2, "", kNone},
       {"set \"routeMap['M'].mapEntry[10].asPathPrependLastAs=15\"", 0, ""},
       {"set \"routeMap['M'].mapEntry[10].asPathPrependLastAs=16\"", 1, "",
@@ -150,7 +151,7 @@ TEST_F(ConfigTool, ReportsEveryBadLineAndThenDoesNothing) {
       "T/c:4: routeMap['M'].mapEntry[1].nextHop: Routing::RouteMap::MapEntry::nextHop is "
       "read-only: "
       "a change is not allowed\n"
-      "T/c:5: routeMap[M]: a string was expected at 'M]'\n";
+      "T/c:5: routeMap[M]: a string in single quotes was expected at 'M]'\n";
   write("c", bad);
   Step const onBad[] = {{"get", 1, "", faults},
                         {"show", 1, "", faults},
