@@ -67,8 +67,12 @@ class Scalar {
   static void check([[maybe_unused]] Param<T> value) {
     if constexpr (!std::is_null_pointer_v<decltype(checkValue)>) checkValue(value);
   }
-  /// Unchecked, and nobody is told.
-  void take(Scalar const& other) { value_ = other.value_; }
+  /// Unchecked, and nobody is told; whether it changed.
+  bool take(Scalar const& other) {
+    if (sameValue<T>(value_, other.value_)) return false;
+    value_ = other.value_;
+    return true;
+  }
 
   /// Adds to a number and returns the sum, even when those told destroyed the owner.
   T inc(Entity const& owner, AttrId id, T delta) {

@@ -102,9 +102,9 @@ struct AttributeOps {
   Ptr<Entity> (*childIs)(Place const& place, TextReader* key);
 
   // The attribute as a whole.
-  /// Makes a single value the one of another attribute as it is, unchecked and without notice:
-  /// for trees that nobody else sees.
-  void (*take)(void* attribute, void const* from);
+  /// Makes a single value the one of another attribute as it is, unchecked and without notice;
+  /// whether it changed.
+  bool (*take)(void* attribute, void const* from);
   /// Makes it the copy of another; whether anything changed.
   bool (*copy)(Place const& place, void const* from, CopyChild copyChild);
   /// Visits what differs; owned entities that both sides have are always visited. A null `before`

@@ -100,12 +100,18 @@ bool EntityCopy::copyAttributes(Entity& to, Entity const& from,
   Orb::Ptr<Entity const> const fromAlive(&from);
   Orb::Ptr<AttributeFilter const> const filterAlive(filter.get());
   bool const filters = filterAlive && !filterAlive->attribute().empty();
-  bool changed = countAll_;
+  bool changed = unannounced_ && unannounced_->contains(toAlive);
   std::span<AttributeInfo const> const rows = to.type().attributes;
-  for (std::size_t i = 0; i < rows.size(); ++i) {
-    if (filters && filterAlive->attributeHas(Orb::String(rows[i].name))) continue;
-    if (copyAttribute(static_cast<Orb::AttrId>(i), to, from)) changed = true;
+  try {
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+      if (filters && filterAlive->attributeHas(Orb::String(rows[i].name))) continue;
+      if (copyAttribute(static_cast<Orb::AttrId>(i), to, from)) changed = true;
+    }
+  } catch (...) {
+    if (unannounced_) unannounced_->insert(toAlive);
+    throw;
   }
+  if (unannounced_) unannounced_->erase(toAlive);
   return changed;
 }
 
@@ -113,7 +119,8 @@ bool EntityCopy::copyAttribute(Orb::AttrId id, Entity& to, Entity const& from) {
   AttributeInfo const& a = to.type().attributes[id];
   auto* const attribute = const_cast<void*>(a.object(&to));
   if (purpose_ == Purpose::privateTree && a.ops->take) {
-    a.ops->take(attribute, a.object(&from));
+    if (!a.ops->take(attribute, a.object(&from))) return false;
+    to.notify(id);
     return true;
   }
   return a.ops->copy && a.ops->copy({attribute, &to, id}, a.object(&from),

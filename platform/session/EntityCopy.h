@@ -1,5 +1,6 @@
 #pragma once
 
+#include <set>
 #include <vector>
 
 #include "platform/session/AttributeFilter.h"
@@ -83,9 +84,10 @@ class ROUTEPOLICY_EXPORT EntityCopy : public Orb::RefCounted {
   /// Copies one attribute, the id-th of both; whether `to` changed.
   bool copyAttribute(Orb::AttrId id, Orb::Entity& to, Orb::Entity const& from);
 
-  /// From here on every entity counts as changed: an earlier copy of them stopped half way, and
-  /// what it changed has not been announced.
-  void countAllAsChanged(bool countAll) noexcept { countAll_ = countAll; }
+  /// Entities whose copy stopped half way: nobody has been told by a version of what it changed.
+  using Unannounced = std::set<Orb::Ptr<Orb::Entity const>>;
+  /// Where the engine notes those; the next copy of one counts as a change. Null for nowhere.
+  void unannouncedIs(Unannounced* entities) noexcept { unannounced_ = entities; }
 
  private:
   bool copyAttributes(Orb::Entity& to, Orb::Entity const& from,
@@ -93,7 +95,7 @@ class ROUTEPOLICY_EXPORT EntityCopy : public Orb::RefCounted {
 
   Orb::Ptr<HandlerTable const> const handlers_;
   Purpose const purpose_;
-  bool countAll_ = false;
+  Unannounced* unannounced_ = nullptr;
 };
 
 /// Base of the handlers: each takes over the copy of the entities of one type.

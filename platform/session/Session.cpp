@@ -1,5 +1,7 @@
 #include "platform/session/Session.h"
 
+#include <set>
+
 #include "platform/orb/Error.h"
 #include "platform/session/detail/Merge.h"
 
@@ -14,11 +16,12 @@ using Outcome = CommitItem::Outcome;
 
 namespace {
 
-/// Notes what an act throws as the report's error, the first one; whether it threw.
+/// Notes what an act throws as the report's error, unless there is one; whether it threw. What
+/// `counts` takes the place of what does not.
 template <class Do>
-bool noting(CommitReport& report, std::string_view where, Do const& act) {
+bool noting(CommitReport& report, std::string_view where, Do const& act, bool counts = false) {
   auto const note = [&](char const* error) {
-    if (report.cause) return;
+    if (report.cause && !counts) return;
     report.cause = std::current_exception();
     report.error = std::string(where) + ": " + error;
   };
@@ -70,6 +73,25 @@ class HandlersAtWork {
 
   CommitReport& report_;
   std::vector<Work> before_;
+};
+
+/// A commit runs while it lives; whatever ends it, the session is open then.
+class Committing {
+ public:
+  Committing(bool& isCommitting, SessionState& state) noexcept
+      : isCommitting_(isCommitting), state_(state) {
+    isCommitting_ = true;
+  }
+  ~Committing() {
+    isCommitting_ = false;
+    state_ = sessionOpen;
+  }
+  Committing(Committing const&) = delete;
+  Committing& operator=(Committing const&) = delete;
+
+ private:
+  bool& isCommitting_;
+  SessionState& state_;
 };
 
 std::string_view firstName(std::string_view path) {
@@ -141,9 +163,13 @@ Session::Session(Ptr<Manager> manager, Orb::Name name)
 Session::~Session() { close(); }
 
 void Session::requireOpen() const {
+  if (manager_->isCommitting_) {
+    throw Orb::RangeException("session " + Orb::toText(name()) +
+                              ": the operation is not allowed while a commit runs");
+  }
   if (isOpen()) return;
   throw Orb::RangeException("session " + Orb::toText(name()) + " is in state " +
-                            Orb::toText(status_->state()) + ": the operation is not allowed");
+                            Orb::toText(state_) + ": the operation is not allowed");
 }
 
 auto Session::unitOf(std::string_view path) const -> Unit {
@@ -153,7 +179,7 @@ auto Session::unitOf(std::string_view path) const -> Unit {
     auto const& rows = root.type().attributes;
     AttributeInfo const* const a = findAttribute(rows, name);
     if (!a) continue;
-    Unit unit{i, static_cast<Orb::AttrId>(a - rows.data()), std::string(name), {}, {}};
+    Unit unit{i, static_cast<Orb::AttrId>(a - rows.data()), std::string(name), {}, {}, {}, {}};
     bool const hasKey = path.substr(name.size()).starts_with('[');
     if (a->ops->kind != AttributeKind::children || !hasKey) return unit;
     Orb::ownedTypeAt(root.type(), path);  // throws what is wrong with it
@@ -184,7 +210,7 @@ void Session::copyUnit(Unit const& unit, Roots const& to) const {
 
 void Session::touch(Unit unit, bool copies) {
   if (copies) copyUnit(unit, candidates_);
-  touched_.insert(unit.path);
+  touched_.emplace(unit.path, units_.size());
   units_.push_back(std::move(unit));
 }
 
@@ -196,24 +222,54 @@ void Session::forgetLast() {
 }
 
 /// Touches what `path` leads into and edits it; a unit that was touched for an edit that fails is
-/// not touched.
+/// not touched. Watchers of the candidate may do anything, even close the session.
 template <class Do>
 auto Session::editing(std::string_view path, Do const& act) {
   requireOpen();
+  Ptr<Session> const alive(this);
   Unit const unit = unitOf(path);
   bool const isNew = !isTouched(unit.path) && !isWholeChildren(unit);
-  if (isNew) touch(unit);
+  if (isNew) {
+    touch(unit);
+  } else {
+    follow(unit.path);
+  }
+  Ptr<Entity> const root(&candidate(unit));
   try {
-    return act(candidate(unit));  // of all children at once, it throws that a key is needed
+    return act(*root);  // of all children at once, it throws that a key is needed
   } catch (...) {
-    if (isNew) forgetLast();
+    if (isNew && isOpen() && units_.back().path == unit.path) forgetLast();
     throw;
   }
 }
 
-std::string Session::attributeText(std::string_view path) const {
+/// What another session has committed since reaches the candidate where that has not been changed.
+void Session::follow(std::string_view unitPath) {
+  auto const at = touched_.find(unitPath);
+  if (at == touched_.end() || !units_[at->second].base) return;
+  Unit const unit = units_[at->second];
+  Ptr<Entity> const root(&candidate(unit));
+  bool conflict = false;
+  if (unit.isMember()) {
+    auto const before = OwnedPlace(*unit.base, unit.attribute, unit.key).child();
+    auto const now = OwnedPlace(running(unit), unit.attribute, unit.key).child();
+    conflict =
+        detail::mergeOwned(before.get(), now.get(), OwnedPlace(*root, unit.attribute, unit.key));
+  } else {
+    conflict = detail::mergeAttribute(unit.attribute, *unit.base, running(unit), *root);
+  }
+  auto const again = touched_.find(unitPath);
+  if (again == touched_.end()) return;
+  Unit& merged = units_[again->second];
+  merged.base = nullptr;
+  auto others = std::exchange(merged.others, {});
+  if (conflict) merged.overwrote.merge(others);
+}
+
+std::string Session::attributeText(std::string_view path) {
   requireOpen();
   Unit const unit = unitOf(path);
+  follow(unit.path);
   if (isTouched(unit.path)) return Orb::attributeText(candidate(unit), path);
   if (!isWholeChildren(unit) || path != unit.path) return Orb::attributeText(running(unit), path);
   // The keys of both trees, in the order that the attribute gives them.
@@ -286,12 +342,13 @@ bool Session::attributeDel(std::string_view path) {
     return isThere;
   }
   bool const removed = editing(path, [&](Entity& root) { return Orb::attributeDel(root, path); });
-  if (!removed && isNew && isTouched(unit.path)) forgetLast();
+  if (!removed && isNew && isOpen() && units_.back().path == unit.path) forgetLast();
   return removed;
 }
 
-void Session::difference(Orb::FunctionRef<void(Orb::Difference const&)> visit) const {
+void Session::difference(Orb::FunctionRef<void(Orb::Difference const&)> visit) {
   requireOpen();
+  for (std::size_t i = 0; i < units_.size(); ++i) follow(std::string(units_[i].path));
   auto const tell = [&](Orb::Difference const& d) {
     if (d.attribute != AttributeKind::counter) visit(d);
   };
@@ -314,68 +371,68 @@ Outcome Session::apply(EntityCopy& engine, Unit const& unit) const {
   }
   OwnedPlace const to(running(unit), unit.attribute, unit.key);
   auto const source = OwnedPlace(candidate(unit), unit.attribute, unit.key).child();
-  if (!source) return to.del() ? Outcome::deleted : Outcome::unchanged;
+  if (!source) {
+    manager_->unannounced_.erase(to.child());
+    return to.del() ? Outcome::deleted : Outcome::unchanged;
+  }
   bool const isNew = !to.child();
   bool const changed = engine.copyEntity(*to.childIs(), *source, firstName(unit.path));
   return isNew ? Outcome::created : (changed ? Outcome::changed : Outcome::unchanged);
 }
 
-void Session::commitUnit(EntityCopy& engine, Unit& unit, CommitItem& item) {
-  auto const hasTouchedIt = [&](Session const* other) {
-    return other != this && other->isOpen() && other->isTouched(unit.path);
-  };
-  auto const& open = manager_->open_;
-  Roots base;
-  if (std::any_of(open.begin(), open.end(), hasTouchedIt)) {
-    base = manager_->blankRoots();
-    copyUnit(unit, base);
-  }
-  auto& unannounced = manager_->unannounced_;
-  engine.countAllAsChanged(unannounced.contains(unit.path));
-  item.outcome = apply(engine, unit);
-  unannounced.erase(unit.path);
-  if (item.outcome == Outcome::unchanged) return;
-  item.overwrote = std::exchange(unit.overwrote, {});
-  if (base.empty()) return;
-  for (Session* const other : std::vector<Session*>(open)) {
-    bool const isStillOpen = std::find(open.begin(), open.end(), other) != open.end();
-    if (isStillOpen && hasTouchedIt(other)) other->follow(unit.path, base, name());
+/// Other sessions that have touched the unit get it as it is before this commit.
+void Session::keepBase(Unit const& unit) const {
+  Ptr<Entity const> base;  // one for all
+  for (Session* const other : manager_->open_) {
+    auto const at = other->touched_.find(unit.path);
+    if (other == this || at == other->touched_.end()) continue;
+    Unit& theirs = other->units_[at->second];
+    theirs.others.insert(name().str());
+    if (theirs.base) continue;
+    if (!base) {
+      Roots const roots = manager_->blankRoots();
+      copyUnit(unit, roots);
+      base = roots[unit.root];
+    }
+    theirs.base = base;
   }
 }
 
-void Session::follow(std::string_view unitPath, Roots const& base, Orb::Name const& other) {
-  Ptr<Session> const alive(this);
-  Unit& unit = *std::find_if(units_.begin(), units_.end(),
-                             [&](Unit const& touched) { return touched.path == unitPath; });
-  bool conflict = false;
-  if (unit.isMember()) {
-    auto const before = OwnedPlace(*base[unit.root], unit.attribute, unit.key).child();
-    auto const now = OwnedPlace(running(unit), unit.attribute, unit.key).child();
-    conflict = detail::mergeOwned(before.get(), now.get(),
-                                  OwnedPlace(candidate(unit), unit.attribute, unit.key));
-  } else {
-    conflict =
-        detail::mergeAttribute(unit.attribute, *base[unit.root], running(unit), candidate(unit));
+void Session::commitUnit(EntityCopy& engine, std::size_t index, CommitItem& item) {
+  follow(std::string(units_[index].path));
+  Unit& unit = units_[index];
+  keepBase(unit);
+  item.outcome = apply(engine, unit);
+  if (item.outcome == Outcome::unchanged) return;
+  for (std::string const& other : std::exchange(unit.overwrote, {})) {
+    item.overwrote.append(item.overwrote.empty() ? "" : ", ").append(other);
   }
-  if (conflict) unit.overwrote.append(unit.overwrote.empty() ? "" : ", ").append(other);
 }
 
 CommitReport Session::commit() {
   requireOpen();
   Ptr<Session> const alive(this);
-  CommitReport report;
-  stateIs(sessionCommitting, report);
+  Ptr<Manager> const manager(manager_);
   auto const table = Orb::make<HandlerTable>();
-  if (manager_->handlerDir_) table->directoryIs(*manager_->handlerDir_);
+  if (manager->handlerDir_) table->directoryIs(*manager->handlerDir_);
   auto const engine = Orb::make<EntityCopy>(table);
+  engine->unannouncedIs(&manager->unannounced_);
+  CommitReport report;
+  // First of all, since those who watch the candidate may edit on, or close the session.
+  for (std::size_t i = 0; i < units_.size(); ++i) {
+    std::string const path = units_[i].path;
+    noting(report, path, [&] { follow(path); });
+  }
+  requireOpen();
   {
-    HandlersAtWork const handlers(*table, manager_->handlerDir_, status_, report);
-    for (Unit& unit : units_) {
+    Committing const committing(manager->isCommitting_, state_);
+    stateIs(sessionCommitting, report);
+    HandlersAtWork const handlers(*table, manager->handlerDir_, status_, report);
+    for (std::size_t i = 0; i < units_.size(); ++i) {
       bool const goesOn = report.isComplete();
-      CommitItem& item = report.items.emplace_back(CommitItem{unit.path, Outcome::notApplied});
-      if (!goesOn || !noting(report, unit.path, [&] { commitUnit(*engine, unit, item); })) continue;
-      item.outcome = Outcome::failed;
-      manager_->unannounced_.insert(unit.path);
+      CommitItem& item = report.items.emplace_back(CommitItem{units_[i].path, Outcome::notApplied});
+      auto const act = [&] { commitUnit(*engine, i, item); };
+      if (goesOn && noting(report, item.path, act, true)) item.outcome = Outcome::failed;
     }
   }
   if (report.isComplete()) {
@@ -388,12 +445,15 @@ CommitReport Session::commit() {
 }
 
 void Session::stateIs(SessionState state, CommitReport& report) {
+  state_ = state;
   noting(report, "the session's state", [&] { status_->stateIs(state); });
 }
 
 void Session::abort() {
   requireOpen();
+  Ptr<Session> const alive(this);
   close();
+  state_ = sessionAborted;
   status_->stateIs(sessionAborted);
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <map>
 #include <set>
 #include <string>
 #include <vector>
@@ -17,8 +18,12 @@
 /// attribute of a root. A unit is copied into the session's candidate tree when it is first
 /// touched, and a commit copies what was touched, in the order in which it was, into the running
 /// tree. When another session commits a unit that this one has touched as well, the entities in it
-/// that this session has not changed follow; those that it has changed win when it commits, and its
-/// report says over whom. What others change in the running tree directly is not seen.
+/// that this session has not changed follow, at the latest when it commits; those that it has
+/// changed win then, and its report says over whom. What others change in the running tree directly
+/// is not seen.
+///
+/// While one session commits, no other of the same manager can be read, edited or committed, by
+/// those whom the commit tells: they do it in a later turn of the event loop.
 ///
 /// Everything here belongs to the one thread that changes the configuration.
 namespace Cli::Session {
@@ -38,8 +43,8 @@ struct CommitItem {
 
   std::string path;  ///< of the unit, such as "prefixList['P']"
   Outcome outcome = Outcome::unchanged;
-  /// The sessions whose commits to an entity of the unit, made after this session had touched it,
-  /// have been written over; parted by ", ".
+  /// The sessions that have committed the unit after this session had touched it, when something of
+  /// that has been written over; parted by ", ".
   std::string overwrote = {};
 
   bool isApplied() const noexcept { return outcome < Outcome::failed; }
@@ -81,7 +86,8 @@ class ROUTEPOLICY_EXPORT Manager : public Orb::RefCounted {
   std::vector<Orb::Ptr<Orb::Entity>> const roots_;
   Orb::Ptr<Orb::Entity> const handlerDir_;
   std::vector<Session*> open_;
-  std::set<std::string, std::less<>> unannounced_;  // units of which a commit stopped half way
+  bool isCommitting_ = false;
+  EntityCopy::Unannounced unannounced_;
 };
 
 /// One session. What is wrong with a path or a text is thrown as Path.h says, and leaves the
@@ -94,11 +100,12 @@ class ROUTEPOLICY_EXPORT Session : public Orb::RefCounted {
 
   Orb::Ptr<SessionStatus> const& status() const noexcept { return status_; }
   Orb::Name const& name() const noexcept { return status_->name(); }
-  bool isOpen() const noexcept { return status_->state() == sessionOpen; }
+  bool isOpen() const noexcept { return state_ == sessionOpen; }
 
   /// The candidate's entity at `path`, touched, and made when it is not there: change it by its
-  /// own mutators. It belongs to the session, and nobody reads it once that is closed. A path that
-  /// leads to something else than an E is a RangeException.
+  /// own mutators. It belongs to the session: nobody reads it once that is closed, or once it has
+  /// left its owner, because another session's commit removed it (its notifiees are told then). A
+  /// path that leads to something else than an E is a RangeException.
   template <class E>
   Orb::Ptr<E> edit(std::string_view path) {
     return Orb::ptrCast<E>(entityIs(path, E::typeName));
@@ -107,19 +114,19 @@ class ROUTEPOLICY_EXPORT Session : public Orb::RefCounted {
   /// The functions of Path.h on the candidate. Reading touches nothing: what is not touched is
   /// read from the running tree. Counters cannot be set: commits raise them. A value that its
   /// mutator stores though it refuses it is not stored here.
-  std::string attributeText(std::string_view path) const;
+  std::string attributeText(std::string_view path);
   void attributeTextIs(std::string_view path, std::string_view text);
   Orb::Ptr<Orb::Entity> attributeIs(std::string_view path);
   bool attributeDel(std::string_view path);
 
   /// Visits what a commit would change now, unit by unit. `visit` must not edit.
-  void difference(Orb::FunctionRef<void(Orb::Difference const& difference)> visit) const;
+  void difference(Orb::FunctionRef<void(Orb::Difference const& difference)> visit);
 
   /// Copies what was touched into the running tree, by the handlers of the directory; removes what
   /// the session removed. A commit that succeeds closes the session. One that fails stops where it
   /// did, and its report says what was applied; the session stays open, so that what was wrong can
-  /// be mended and the rest committed. The next commit to the unit that failed, of whatever
-  /// session, counts it as changed, since nobody has been told of it.
+  /// be mended and the rest committed. The next commit to the entities in which it stopped, of
+  /// whatever session, counts them as changed, since no version has told of what was changed.
   CommitReport commit();
   /// Closes the session and forgets its candidate; nothing is applied.
   void abort();
@@ -130,8 +137,11 @@ class ROUTEPOLICY_EXPORT Session : public Orb::RefCounted {
     std::size_t root;
     Orb::AttrId attribute;
     std::string path;
-    std::string key;        // its text; empty for a whole attribute
-    std::string overwrote;  // the sessions that will be written over
+    std::string key;  // its text; empty for a whole attribute
+    // Once others have committed it: a root with the unit as it was before, and their names.
+    Orb::Ptr<Orb::Entity const> base;
+    std::set<std::string> others;
+    std::set<std::string> overwrote;  // those of whose commits something will be written over
 
     bool isMember() const noexcept { return !key.empty(); }
   };
@@ -152,19 +162,21 @@ class ROUTEPOLICY_EXPORT Session : public Orb::RefCounted {
   Orb::Entity& running(Unit const& unit) const { return *manager_->roots()[unit.root]; }
   Orb::Entity& candidate(Unit const& unit) const { return *candidates_[unit.root]; }
   void copyUnit(Unit const& unit, Roots const& to) const;
+  /// Takes over what others have committed of a touched unit.
+  void follow(std::string_view unitPath);
   /// Of the commit.
-  void commitUnit(EntityCopy& engine, Unit& unit, CommitItem& item);
+  void commitUnit(EntityCopy& engine, std::size_t index, CommitItem& item);
+  void keepBase(Unit const& unit) const;
   CommitItem::Outcome apply(EntityCopy& engine, Unit const& unit) const;
   void stateIs(SessionState state, CommitReport& report);
-  /// Another session has committed a unit that was `base` before.
-  void follow(std::string_view unitPath, Roots const& base, Orb::Name const& other);
   void close();
 
   Orb::Ptr<Manager> const manager_;
-  Orb::Ptr<SessionStatus> const status_;
-  Roots candidates_;                            // one a root, with what was touched in it
-  std::vector<Unit> units_;                     // in the order in which they were touched
-  std::set<std::string, std::less<>> touched_;  // their paths
+  Orb::Ptr<SessionStatus> const status_;  // tells of state_
+  SessionState state_ = sessionOpen;
+  Roots candidates_;         // one a root, with what was touched
+  std::vector<Unit> units_;  // in the order in which they were touched
+  std::map<std::string, std::size_t, std::less<>> touched_;  // their paths, and places in units_
 };
 
 }  // namespace Cli::Session

@@ -22,7 +22,7 @@ constexpr AttributeOps scalarOps() {
     attribute.is(*place.owner, place.id, value);
   };
   ops.take = [](void* attribute, void const* from) {
-    static_cast<A*>(attribute)->take(*static_cast<A const*>(from));
+    return static_cast<A*>(attribute)->take(*static_cast<A const*>(from));
   };
   if (A::kKind == AttributeKind::scalar) {
     ops.copy = [](Place const& place, void const* from, CopyChild) {

@@ -51,6 +51,16 @@ std::vector<std::string> allKeys(AttrId id, Entity const& base, Entity const& ru
   return keys;
 }
 
+bool mergeOwners(AttrId id, Entity const& base, Entity const& running, Entity& candidate) {
+  bool conflict = false;
+  for (std::string const& key : allKeys(id, base, running, candidate)) {
+    auto const before = OwnedPlace(base, id, key).child();
+    auto const now = OwnedPlace(running, id, key).child();
+    if (mergeOwned(before.get(), now.get(), OwnedPlace(candidate, id, key))) conflict = true;
+  }
+  return conflict;
+}
+
 bool mergeEntities(Entity const& base, Entity const& running, Entity& candidate) {
   std::span<AttributeInfo const> const rows = base.type().attributes;
   bool conflict = false;
@@ -59,11 +69,7 @@ bool mergeEntities(Entity const& base, Entity const& running, Entity& candidate)
   for (std::size_t i = 0; i < rows.size(); ++i) {
     auto const id = static_cast<AttrId>(i);
     if (rows[i].ops->child) {
-      for (std::string const& key : allKeys(id, base, running, candidate)) {
-        auto const before = OwnedPlace(base, id, key).child();
-        auto const now = OwnedPlace(running, id, key).child();
-        if (mergeOwned(before.get(), now.get(), OwnedPlace(candidate, id, key))) conflict = true;
-      }
+      conflict = mergeOwners(id, base, running, candidate) || conflict;
     } else {
       changedHere = changedHere || differs(id, base, candidate);
       changedThere =
@@ -82,13 +88,15 @@ bool mergeEntities(Entity const& base, Entity const& running, Entity& candidate)
 
 bool mergeOwned(Entity const* base, Entity const* running, OwnedPlace const& candidate) {
   auto const mine = candidate.child();
-  if (base && running && mine) return mergeEntities(*base, *running, *mine);
+  if (running && mine) {
+    // Where both have made it, each began with an empty one.
+    auto const blank = base ? nullptr : running->type().make({});
+    return mergeEntities(base ? *base : *blank, *running, *mine);
+  }
   if (base && running) return !same(*base, *running);
   if (base && mine) {
     if (!same(*base, *mine)) return true;
     candidate.del();
-  } else if (running && mine) {
-    return !same(*running, *mine);
   } else if (running) {
     if (candidate.isTaken()) return true;
     engine().copyEntity(*candidate.childIs(), *running, {});
@@ -98,6 +106,9 @@ bool mergeOwned(Entity const* base, Entity const* running, OwnedPlace const& can
 
 bool mergeAttribute(AttrId attribute, Entity const& base, Entity const& running,
                     Entity& candidate) {
+  if (base.type().attributes[attribute].ops->child) {
+    return mergeOwners(attribute, base, running, candidate);
+  }
   if (!differs(attribute, base, candidate)) {
     engine().copyAttribute(attribute, candidate, running);
     return false;

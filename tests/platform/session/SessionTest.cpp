@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+
 #include "platform/orb/Reactor.h"
 #include "tests/support/FillTree.h"
 #include "tests/support/PolicyRoots.h"
@@ -35,7 +37,7 @@ struct SessionTest : testing::Test {
     }
     return text;
   }
-  static std::string differenceOf(Session const& session) {
+  static std::string differenceOf(Session& session) {
     std::string text;
     session.difference([&](Orb::Difference const& d) {
       text += "+-~"[static_cast<int>(d.kind)] + d.path;
@@ -177,6 +179,90 @@ TEST_F(SessionTest, WhatOthersRemoveAndAddMeetsWhatIsEdited) {
   }
 }
 
+TEST_F(SessionTest, ChangesAreHeldAgainstWhatTheSessionBeganWith) {
+  // Both make one map: the later one's entries come to the earlier one's.
+  auto const first = manager->open("first");
+  auto const second = manager->open("second");
+  first->attributeTextIs("routeMap['N'].mapEntry[10].weight", "1");
+  second->attributeTextIs("routeMap['N'].mapEntry[20].weight", "1");
+  EXPECT_EQ(textOf(first->commit()), "routeMap['N'] created\n");
+  EXPECT_EQ(textOf(second->commit()), "routeMap['N'] changed\n");
+  EXPECT_EQ(Orb::attributeText(*roots.maps, "routeMap['N'].mapEntry"), "{ 10, 20 }");
+
+  // An edit that another commit makes as well is an edit still when a third undoes that.
+  std::vector<Orb::Ptr<Session>> sessions;
+  for (auto const* const text : {"'5'", "'6'", "'5'"}) {
+    sessions.push_back(manager->open(text));
+    sessions.back()->attributeTextIs("prefixList['P'].source", text);
+  }
+  std::string told;
+  for (auto const& session : sessions) told += textOf(session->commit());
+  EXPECT_EQ(told,
+            "prefixList['P'] changed\nprefixList['P'] changed over '5'\n"
+            "prefixList['P'] changed over '5', '6'\n");
+  EXPECT_EQ(roots.lists->prefixList("P")->source(), "5");
+}
+
+/// Does something at each change of a list.
+class Doer final : public Orb::Reactor<Doer, Acl::PrefixList> {
+ public:
+  Doer(Orb::Ptr<Acl::PrefixList const> const& list, std::function<void()> act)
+      : Reactor(list), act_(std::move(act)) {}
+
+ private:
+  friend Reactor;
+  static constexpr auto reactions() { return std::tuple{on<Attr::source, &Doer::onSource>}; }
+  void onSource() { act_(); }
+  std::function<void()> const act_;
+};
+
+TEST_F(SessionTest, NoOtherSessionWorksWhileOneCommits) {
+  auto const session = manager->open("s");
+  auto const other = manager->open("o");
+  other->attributeTextIs("routeMap['M'].mapEntry[10].weight", "1");
+  int refused = 0;
+  auto const doer = Orb::make<Doer>(roots.lists->prefixList("P"), [&] {
+    for (auto const& act : std::vector<std::function<void()>>{
+             [&] { other->commit(); }, [&] { other->attributeText("regexMode"); },
+             [&] { session->abort(); }, [&] { session->attributeDel("routeMap"); }}) {
+      try {
+        act();
+      } catch (Orb::RangeException const&) {
+        ++refused;
+      }
+    }
+    manager->open("late");  // opening and dropping one is nothing
+  });
+  session->attributeTextIs("prefixList['P'].source", "'x'");
+  EXPECT_TRUE(session->commit().isComplete());
+  EXPECT_EQ(refused, 4);
+  EXPECT_EQ(textOf(other->commit()), "routeMap['M'] changed\n");
+  // The state is told, not asked.
+  session->status()->stateIs(Cli::Session::sessionOpen);
+  EXPECT_THROW(session->attributeText("regexMode"), Orb::RangeException);
+}
+
+TEST_F(SessionTest, WatchersOfACandidateMayDoAnythingWhileItFollows) {
+  for (bool const aborts : {true, false}) {
+    auto const session = manager->open("s");
+    auto const watched = manager->open("w");
+    auto const doer = Orb::make<Doer>(watched->edit<Acl::PrefixList>("prefixList['P']"), [&] {
+      if (aborts) return watched->abort();
+      for (auto const* const name : {"'A'", "'B'", "'C'", "'D'"}) {
+        watched->attributeIs(std::string("prefixList[") + name + "]");
+      }
+    });
+    session->attributeTextIs("prefixList['P'].source", aborts ? "'x'" : "'y'");
+    EXPECT_TRUE(session->commit().isComplete());
+    if (aborts) {
+      EXPECT_THROW(watched->commit(), Orb::RangeException);
+    } else {
+      EXPECT_TRUE(watched->commit().isComplete());
+      EXPECT_TRUE(roots.lists->prefixListHas("D"));
+    }
+  }
+}
+
 TEST_F(SessionTest, WhatIsWrongLeavesTheCandidateAsItWas) {
   auto const session = manager->open("s");
   session->attributeTextIs("routeMap['M'].mapEntry[10].asPathPrependLastAs", "3");
@@ -243,6 +329,8 @@ TEST_F(SessionTest, ACommitThatFailsSaysWhatWasApplied) {
   session->attributeTextIs("prefixList['P'].source", "'first'");
   auto const map = session->edit<Routing::RouteMap::Map>("routeMap['M']");
   map->descriptionIs(13, "x");
+  auto const other = manager->open("other");
+  other->attributeIs("routeMap['M'].mapEntry[20]");
   session->attributeDel("communityList['C']");
   {
     auto const objector = Orb::make<Objector>(roots.maps->routeMap("M"));
@@ -255,6 +343,8 @@ TEST_F(SessionTest, ACommitThatFailsSaysWhatWasApplied) {
     EXPECT_EQ(roots.maps->routeMap("M")->version(), 1U) << "what failed is not announced";
     EXPECT_TRUE(roots.lists->communityListHas("C"));
   }
+  EXPECT_EQ(other->attributeText("routeMap['M'].description[13]"), "'x'")
+      << "others follow what was applied";
   // The session stays open: with what was wrong mended, the rest is committed. The line is there
   // already, but nobody has been told by a version.
   EXPECT_EQ(textOf(session->commit()),
