@@ -348,7 +348,8 @@ bool Session::attributeDel(std::string_view path) {
 
 void Session::difference(Orb::FunctionRef<void(Orb::Difference const&)> visit) {
   requireOpen();
-  for (std::size_t i = 0; i < units_.size(); ++i) follow(std::string(units_[i].path));
+  std::size_t next = 0;  // watchers may touch more on the way
+  while (next < units_.size()) follow(std::string(units_[next++].path));
   auto const tell = [&](Orb::Difference const& d) {
     if (d.attribute != AttributeKind::counter) visit(d);
   };
@@ -419,8 +420,9 @@ CommitReport Session::commit() {
   engine->unannouncedIs(&manager->unannounced_);
   CommitReport report;
   // First of all, since those who watch the candidate may edit on, or close the session.
-  for (std::size_t i = 0; i < units_.size(); ++i) {
-    std::string const path = units_[i].path;
+  std::size_t next = 0;
+  while (next < units_.size()) {
+    std::string const path = units_[next++].path;
     noting(report, path, [&] { follow(path); });
   }
   requireOpen();
