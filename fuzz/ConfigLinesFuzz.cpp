@@ -56,7 +56,7 @@ std::string accepted(std::string_view text) {
   return lines;
 }
 
-std::string differenceOf(Cli::Session::Session const& session) {
+std::string differenceOf(Cli::Session::Session& session) {
   std::string text;
   session.difference([&](Orb::Difference const& d) {
     text.append(d.path).append(" ").append(d.before).append(" ").append(d.after).append("\n");
