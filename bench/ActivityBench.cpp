@@ -7,10 +7,10 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/orb/Activity.h"
-#include "platform/orb/ActivityLock.h"
-#include "platform/orb/Reaper.h"
-#include "platform/orb/Trace.h"
+#include "platform/orb/base/Trace.h"
+#include "platform/orb/loop/Activity.h"
+#include "platform/orb/loop/ActivityLock.h"
+#include "platform/orb/loop/Reaper.h"
 
 // What the event loop costs: beside the price of one request and one callback, the longest turn
 // when much is due at once, and the price of a trace line that nobody sees.

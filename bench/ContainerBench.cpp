@@ -8,11 +8,11 @@
 #include <unordered_map>
 #include <vector>
 
-#include "platform/orb/HashMap.h"
-#include "platform/orb/OrderedMap.h"
-#include "platform/orb/Ptr.h"
-#include "platform/orb/Reaper.h"
-#include "platform/orb/String.h"
+#include "platform/orb/base/Ptr.h"
+#include "platform/orb/base/String.h"
+#include "platform/orb/containers/HashMap.h"
+#include "platform/orb/containers/OrderedMap.h"
+#include "platform/orb/loop/Reaper.h"
 
 /// The containers behind collection attributes beside the standard's, and beside a sorted vector
 /// as the floor of what lookup and iteration can cost. `per_item` is the time for one item. The

@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "bench/Shapes.h"
-#include "platform/orb/Activity.h"
-#include "platform/orb/Reaper.h"
+#include "platform/orb/loop/Activity.h"
+#include "platform/orb/loop/Reaper.h"
 #include "policy_config/RouteMap.h"
 #include "policy_eval/MatchPrefixList.h"
 #include "policy_sm/RouteMapSm.h"

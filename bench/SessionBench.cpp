@@ -9,10 +9,10 @@
 
 #include "bench/Shapes.h"
 #include "config_copy/RouteMapCopy.h"
-#include "platform/orb/Activity.h"
-#include "platform/orb/Path.h"
-#include "platform/orb/Reactor.h"
-#include "platform/orb/Reaper.h"
+#include "platform/orb/loop/Activity.h"
+#include "platform/orb/loop/Reaper.h"
+#include "platform/orb/model/Path.h"
+#include "platform/orb/model/Reactor.h"
 #include "policy_config/RouteMap.h"
 #include "policy_sm/RouteMapSm.h"
 

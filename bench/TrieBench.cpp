@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "bench/Shapes.h"
-#include "platform/orb/Reaper.h"
+#include "platform/orb/loop/Reaper.h"
 #include "platform/routing/PatriciaTrieWithNodeData.h"
 
 // The trie alone: insertion in random and in sorted order, the longest single insertion, bytes for

@@ -7,7 +7,7 @@ set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/routepolicy)
 install(TARGETS routepolicy EXPORT routepolicyTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(EXPORT routepolicyTargets NAMESPACE routepolicy:: DESTINATION ${package_dir})
 
-# Headers keep their folders, since they include each other as "platform/orb/Ptr.h". Those in a
+# Headers keep their folders, since they include each other as "platform/orb/base/Ptr.h". Those in a
 # folder detail/ come along: templates need them, though nobody else is to include them.
 foreach(header IN LISTS library_headers)
   cmake_path(GET header PARENT_PATH folder)

@@ -26,7 +26,7 @@ function(routepolicy_options target)
   routepolicy_language(${target})
   set_target_properties(${target} PROPERTIES INTERPROCEDURAL_OPTIMIZATION ${ROUTEPOLICY_LTO})
   target_compile_options(${target} PRIVATE
-    # Assertions print __FILE__: "platform/orb/Ptr.h", on whatever machine it was built.
+    # Assertions print __FILE__: "platform/orb/base/Ptr.h", on whatever machine it was built.
     -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=
     # Nobody replaces our functions at load time, so calls inside the library may be inlined.
     -fno-semantic-interposition)

@@ -1,6 +1,6 @@
 #include "config_copy/CopyHandlers.h"
 
-#include "platform/orb/Trace.h"
+#include "platform/orb/base/Trace.h"
 
 namespace Routing::RouteMap {
 

@@ -3,7 +3,7 @@
 #include <cstdio>
 
 #include "config_copy/RouteMapCopy.h"
-#include "platform/orb/Activity.h"
+#include "platform/orb/loop/Activity.h"
 #include "policy_config/RouteMap.h"
 #include "policy_eval/MatchPrefixList.h"
 #include "policy_sm/RouteMapSm.h"

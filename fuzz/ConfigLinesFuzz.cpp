@@ -3,7 +3,7 @@
 #include <string_view>
 
 #include "config_copy/RouteMapCopy.h"
-#include "platform/orb/Error.h"
+#include "platform/orb/base/Error.h"
 #include "tool/ConfigTree.h"
 
 // The lines of a configuration, and the same lines as edits. Whatever stands in them:

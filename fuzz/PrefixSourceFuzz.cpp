@@ -4,7 +4,7 @@
 #include <string>
 
 #include "list_import/PrefixSource.h"
-#include "platform/orb/Error.h"
+#include "platform/orb/base/Error.h"
 
 // Source files of prefix lists. The first byte, a digit from 0 to 5, chooses family and duplicate
 // operation; the rest is the file. Whatever stands in it, each entry that was accepted has lengths

@@ -5,8 +5,8 @@
 
 #include "platform/ipa/Prefix.h"
 #include "platform/keel/MaybeU63.h"
-#include "platform/orb/Error.h"
-#include "platform/orb/Text.h"
+#include "platform/orb/base/Error.h"
+#include "platform/orb/base/Text.h"
 #include "policy_config/AsPathList.h"
 #include "policy_config/CommunityValue.h"
 #include "policy_config/PrefixEntry.h"

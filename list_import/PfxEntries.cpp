@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "platform/orb/Error.h"
+#include "platform/orb/base/Error.h"
 
 namespace Acl {
 

@@ -5,7 +5,7 @@
 #include <memory>
 
 #include "list_import/detail/Format.h"
-#include "platform/orb/ActivityLock.h"
+#include "platform/orb/loop/ActivityLock.h"
 
 namespace Acl {
 

@@ -3,7 +3,7 @@
 #include <cstdio>
 
 #include "list_import/PrefixEntryParser.h"
-#include "platform/orb/Error.h"
+#include "platform/orb/base/Error.h"
 
 /// Source files of prefix lists: reading one into a staging set, and the import into a list.
 namespace Acl {

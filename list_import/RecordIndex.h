@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <vector>
 
-#include "platform/orb/Types.h"
+#include "platform/orb/base/Types.h"
 
 namespace Acl {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/orb/Attribute.h"
+#include "platform/orb/model/Attribute.h"
 #include "policy_config/CommunityValue.h"
 #include "policy_config/ListTypes.h"
 

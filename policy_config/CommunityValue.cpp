@@ -1,6 +1,6 @@
 #include "policy_config/CommunityValue.h"
 
-#include "platform/orb/Error.h"
+#include "platform/orb/base/Error.h"
 
 namespace Acl {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/orb/Value.h"
+#include "platform/orb/base/Value.h"
 
 namespace Acl {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/orb/Enum.h"
+#include "platform/orb/base/Enum.h"
 
 /// The enumerations that all lists and route maps share. Their numbers are stored: they never
 /// change.

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "platform/keel/MaybeU63.h"
-#include "platform/orb/Attribute.h"
-#include "platform/orb/Flags.h"
+#include "platform/orb/base/Flags.h"
+#include "platform/orb/model/Attribute.h"
 #include "platform/routing/ProtocolTypes.h"
 #include "policy_config/CommunityValue.h"
 #include "policy_config/ListTypes.h"

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "platform/ipa/Address.h"
-#include "platform/orb/Enum.h"
-#include "platform/orb/FieldMap.h"
-#include "platform/orb/Value.h"
+#include "platform/orb/base/Enum.h"
+#include "platform/orb/base/Value.h"
+#include "platform/orb/model/FieldMap.h"
 
 namespace Routing::RouteMap {
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/ipa/Prefix.h"
-#include "platform/orb/Value.h"
+#include "platform/orb/base/Value.h"
 #include "policy_config/ListTypes.h"
 
 namespace Acl {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/orb/Attribute.h"
+#include "platform/orb/model/Attribute.h"
 #include "policy_config/PrefixEntry.h"
 
 namespace Acl {

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "platform/ipa/Address.h"
-#include "platform/orb/Enum.h"
-#include "platform/orb/Value.h"
+#include "platform/orb/base/Enum.h"
+#include "platform/orb/base/Value.h"
 
 /// What the set actions of a route map are made of. The numbers of all enumerations are stored:
 /// they never change.

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/orb/Activity.h"
-#include "platform/orb/Reactor.h"
+#include "platform/orb/loop/Activity.h"
+#include "platform/orb/model/Reactor.h"
 #include "policy_config/PrefixListFamily.h"
 #include "policy_status/PrefixListSymbol.h"
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/keel/Dedup.h"
-#include "platform/orb/Attribute.h"
+#include "platform/orb/model/Attribute.h"
 
 namespace Routing::RouteMap {
 

@@ -2,8 +2,8 @@
 
 #include <new>
 
-#include "platform/orb/Error.h"
-#include "platform/orb/Reaper.h"
+#include "platform/orb/base/Error.h"
+#include "platform/orb/loop/Reaper.h"
 #include "policy_status/detail/ChainIndex.h"
 #include "policy_status/detail/Trace.h"
 

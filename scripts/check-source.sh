@@ -10,9 +10,13 @@
 set -euo pipefail
 cd "${1:-$(dirname "${BASH_SOURCE[0]}")/..}"
 
-# FOLDER: the folders that it may include. "*" is anything public.
+# FOLDER: the folders that it may include, each with all folders below it. "*" is anything public.
+# A file belongs to the longest folder here that it lies in.
 layers='
-platform/orb:
+platform/orb/base:
+platform/orb/loop: platform/orb/base
+platform/orb/containers: platform/orb/base platform/orb/loop
+platform/orb/model: platform/orb/base platform/orb/loop platform/orb/containers
 platform/keel: platform/orb
 platform/ipa: platform/orb
 platform/session: platform/orb
@@ -37,9 +41,16 @@ mapfile -t files < <(find platform policy_* list_import config_copy tool example
 
 status=0
 awk -v layers="$layers" '
-  function folder_of(path,   p) {  # platform/orb, policy_config, tests
-    split(path, p, "/")
-    return p[1] == "platform" ? p[1] "/" p[2] : p[1]
+  function folder_of(path,   folder) {  # platform/orb/base, policy_config, tests
+    folder = path
+    while (sub(/\/[^\/]*$/, "", folder)) if (folder in may) return folder
+    return path
+  }
+  function allowed(here, there,   n, list, i) {
+    if (there == here || may[here] == "*") return 1
+    n = split(may[here], list, " ")
+    for (i = 1; i <= n; ++i) if (index(there "/", list[i] "/") == 1) return 1
+    return 0
   }
   function parent_of_detail(path) {  # the folder above detail/, or "" when there is none
     return match(path, /\/detail\//) ? substr(path, 1, RSTART - 1) : ""
@@ -54,7 +65,7 @@ awk -v layers="$layers" '
       if (line[i] == "") continue
       name = line[i]; sub(/:.*/, "", name)
       rest = line[i]; sub(/^[^:]*: */, "", rest)
-      may[name] = " " rest " "
+      may[name] = rest
     }
   }
   FNR == 1 {
@@ -72,7 +83,7 @@ awk -v layers="$layers" '
     }
     there = folder_of(path)
     home = parent_of_detail(path)
-    if (there != here && may[here] != " * " && index(may[here], " " there " ") == 0)
+    if (!allowed(here, there))
       offence(here " may not include " there)
     else if (home != "" && (index(FILENAME, home "/") != 1))
       offence("\"" path "\" is private to " home)

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/orb/Activity.h"
+#include "platform/orb/loop/Activity.h"
 #include "policy_sm/RouteMapSm.h"
 #include "policy_status/RouteMapStatusImpl.h"
 

@@ -1,6 +1,6 @@
 #include "tool/ConfigTree.h"
 
-#include "platform/orb/Error.h"
+#include "platform/orb/base/Error.h"
 #include "policy_config/RouteMap.h"
 
 namespace Tool {

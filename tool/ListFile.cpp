@@ -9,7 +9,7 @@
 #include <filesystem>
 
 #include "list_import/PrefixSource.h"
-#include "platform/orb/ActivityLock.h"
+#include "platform/orb/loop/ActivityLock.h"
 
 namespace Tool {
 

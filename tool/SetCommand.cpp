@@ -1,4 +1,4 @@
-#include "platform/orb/Error.h"
+#include "platform/orb/base/Error.h"
 #include "tool/Commands.h"
 #include "tool/Workspace.h"
 

@@ -2,7 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "platform/orb/Enum.h"
+#include "platform/orb/base/Enum.h"
 #include "tool/TreeWalk.h"
 
 namespace Tool {

@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/orb/Path.h"
+#include "platform/orb/model/Path.h"
 #include "tool/Console.h"
 
 /// Trees of entities as JSON, from the attribute tables. An entity is an object of its attributes

@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-#include "platform/orb/TypeInfo.h"
+#include "platform/orb/model/TypeInfo.h"
 #include "tool/Console.h"
 
 /// Trees of entities for the eye, from the attribute tables: what is not at its default, a line

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/orb/TypeInfo.h"
+#include "platform/orb/model/TypeInfo.h"
 
 /// What the writers of trees share: all of it comes from the attribute tables.
 namespace Tool {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/orb/String.h"
+#include "platform/orb/base/String.h"
 
 namespace Acl::detail {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/orb/Enum.h"
+#include "platform/orb/base/Enum.h"
 
 namespace Ipa {
 

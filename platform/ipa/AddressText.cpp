@@ -4,7 +4,7 @@
 
 #include "platform/ipa/Address.h"
 #include "platform/ipa/Prefix.h"
-#include "platform/orb/Error.h"
+#include "platform/orb/base/Error.h"
 
 namespace Ipa {
 

@@ -7,8 +7,8 @@
 #include <string>
 #include <string_view>
 
-#include "platform/orb/Text.h"
-#include "platform/orb/Types.h"
+#include "platform/orb/base/Text.h"
+#include "platform/orb/base/Types.h"
 
 /// IPv4 and IPv6 addresses and prefixes: small values, copied freely, equal when they say the same,
 /// ordered by address and then by length, hashed alike in every process.

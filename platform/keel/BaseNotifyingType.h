@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/orb/Entity.h"
+#include "platform/orb/model/Entity.h"
 
 namespace Keel {
 

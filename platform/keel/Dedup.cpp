@@ -3,7 +3,7 @@
 #include <mutex>
 #include <utility>
 
-#include "platform/orb/Error.h"
+#include "platform/orb/base/Error.h"
 
 namespace Keel {
 

@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <unordered_set>
 
-#include "platform/orb/Ptr.h"
+#include "platform/orb/base/Ptr.h"
 
 /// Deduplication: equal objects share one canonical object for as long as anybody holds it.
 ///

@@ -1,6 +1,6 @@
 #include "platform/keel/MaybeU63.h"
 
-#include "platform/orb/Error.h"
+#include "platform/orb/base/Error.h"
 
 namespace Keel {
 

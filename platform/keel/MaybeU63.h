@@ -4,7 +4,7 @@
 #include <ostream>
 #include <string>
 
-#include "platform/orb/Text.h"
+#include "platform/orb/base/Text.h"
 
 namespace Keel {
 

@@ -2,7 +2,7 @@
 
 #include <cstddef>
 
-#include "platform/orb/Types.h"
+#include "platform/orb/base/Types.h"
 
 namespace Routing {
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <utility>
 
-#include "platform/orb/Error.h"
+#include "platform/orb/base/Error.h"
 #include "platform/routing/detail/TrieCore.h"
 
 namespace Routing {

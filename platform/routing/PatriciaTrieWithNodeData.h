@@ -5,7 +5,7 @@
 #include <span>
 
 #include "platform/ipa/Prefix.h"
-#include "platform/orb/String.h"
+#include "platform/orb/base/String.h"
 #include "platform/routing/Cover.h"
 #include "platform/routing/PrefixData.h"
 

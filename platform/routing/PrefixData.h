@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/orb/Ptr.h"
-#include "platform/orb/Types.h"
+#include "platform/orb/base/Ptr.h"
+#include "platform/orb/base/Types.h"
 
 namespace Routing {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/orb/Enum.h"
+#include "platform/orb/base/Enum.h"
 
 /// Attribute types of the routing protocols that policy can set.
 namespace Routing {

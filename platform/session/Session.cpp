@@ -2,7 +2,7 @@
 
 #include <set>
 
-#include "platform/orb/Error.h"
+#include "platform/orb/base/Error.h"
 #include "platform/session/detail/Merge.h"
 
 namespace Cli::Session {

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/orb/Difference.h"
-#include "platform/orb/Path.h"
+#include "platform/orb/model/Difference.h"
+#include "platform/orb/model/Path.h"
 #include "platform/session/EntityCopy.h"
 
 /// Configuration sessions: edits to a private copy of the running configuration, committed as a

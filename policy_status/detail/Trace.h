@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/orb/Trace.h"
+#include "platform/orb/base/Trace.h"
 
 namespace Routing::RouteMap {
 

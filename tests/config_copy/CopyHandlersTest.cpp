@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/orb/Trace.h"
+#include "platform/orb/base/Trace.h"
 #include "tests/support/FillTree.h"
 #include "tests/support/PolicyRoots.h"
 

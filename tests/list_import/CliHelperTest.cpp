@@ -9,7 +9,7 @@
 #include <fstream>
 #include <sstream>
 
-#include "platform/orb/Error.h"
+#include "platform/orb/base/Error.h"
 #include "tests/list_import/TempFile.h"
 
 namespace {

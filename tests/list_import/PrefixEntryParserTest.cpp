@@ -9,7 +9,7 @@
 #include <random>
 #include <sstream>
 
-#include "platform/orb/Error.h"
+#include "platform/orb/base/Error.h"
 
 namespace {
 

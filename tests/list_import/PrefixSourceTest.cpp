@@ -11,8 +11,8 @@
 #include <thread>
 
 #include "list_import/CliHelper.h"
-#include "platform/orb/ActivityLock.h"
-#include "platform/orb/Reactor.h"
+#include "platform/orb/loop/ActivityLock.h"
+#include "platform/orb/model/Reactor.h"
 #include "tests/list_import/TempFile.h"
 
 namespace {

@@ -1,6 +1,6 @@
 #include <iostream>
 
-#include "platform/orb/Activity.h"
+#include "platform/orb/loop/Activity.h"
 #include "policy_config/RouteMap.h"
 #include "policy_eval/MatchPrefixList.h"
 #include "policy_sm/RouteMapSm.h"

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "platform/orb/Error.h"
-#include "platform/orb/Path.h"
+#include "platform/orb/base/Error.h"
+#include "platform/orb/model/Path.h"
 #include "policy_config/RouteMap.h"
 
 namespace {

@@ -2,8 +2,8 @@
 
 #include <map>
 
-#include "platform/orb/Difference.h"
-#include "platform/orb/Error.h"
+#include "platform/orb/base/Error.h"
+#include "platform/orb/model/Difference.h"
 #include "policy_config/RouteMap.h"
 #include "tests/support/FillTree.h"
 

@@ -6,7 +6,7 @@
 #include <thread>
 #include <vector>
 
-#include "platform/orb/Trace.h"
+#include "platform/orb/base/Trace.h"
 #include "tests/support/ListWorld.h"
 #include "tests/support/ScarceMemory.h"
 

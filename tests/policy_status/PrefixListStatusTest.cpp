@@ -6,10 +6,10 @@
 #include <random>
 #include <vector>
 
-#include "platform/orb/Activity.h"
-#include "platform/orb/Error.h"
-#include "platform/orb/Reaper.h"
-#include "platform/orb/Trace.h"
+#include "platform/orb/base/Error.h"
+#include "platform/orb/base/Trace.h"
+#include "platform/orb/loop/Activity.h"
+#include "platform/orb/loop/Reaper.h"
 #include "tests/support/ScarceMemory.h"
 
 namespace {

@@ -3,8 +3,8 @@
 #include <stdexcept>
 #include <string>
 
-#include "platform/orb/Enum.h"
-#include "platform/orb/Path.h"
+#include "platform/orb/base/Enum.h"
+#include "platform/orb/model/Path.h"
 
 /// Fills a tree of entities with values, by the attribute tables alone.
 namespace TestSupport {

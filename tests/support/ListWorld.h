@@ -2,8 +2,8 @@
 
 #include <string>
 
-#include "platform/orb/Activity.h"
-#include "platform/orb/ActivityLock.h"
+#include "platform/orb/loop/Activity.h"
+#include "platform/orb/loop/ActivityLock.h"
 #include "policy_config/PrefixListFamily.h"
 #include "policy_eval/MatchPrefixList.h"
 #include "policy_sm/RouteMapSm.h"

@@ -4,7 +4,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "platform/orb/Difference.h"
+#include "platform/orb/model/Difference.h"
 #include "policy_config/RouteMap.h"
 #include "tests/support/FillTree.h"
 #include "tests/tool/RunsTool.h"

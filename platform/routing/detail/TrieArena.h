@@ -5,7 +5,7 @@
 #include <memory>
 #include <vector>
 
-#include "platform/orb/Types.h"
+#include "platform/orb/base/Types.h"
 
 namespace Routing::detail {
 

@@ -4,7 +4,7 @@
 #include <new>
 #include <utility>
 
-#include "platform/orb/Error.h"
+#include "platform/orb/base/Error.h"
 #include "platform/routing/detail/TreeBitmap.h"
 #include "platform/routing/detail/TreeBitmapChange.h"
 #include "platform/routing/detail/TreeBitmapMatch.h"

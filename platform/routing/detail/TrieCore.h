@@ -3,7 +3,7 @@
 #include <memory>
 
 #include "platform/ipa/Prefix.h"
-#include "platform/orb/Reaper.h"
+#include "platform/orb/loop/Reaper.h"
 #include "platform/routing/Cover.h"
 #include "platform/routing/PrefixData.h"
 

@@ -4,7 +4,7 @@
 #include <bit>
 
 #include "platform/ipa/Prefix.h"
-#include "platform/orb/Types.h"
+#include "platform/orb/base/Types.h"
 
 /// Private to the trie: how an address of either family is cut into the strides of the tree.
 ///

@@ -2,7 +2,7 @@
 
 #include <unordered_set>
 
-#include "platform/orb/Difference.h"
+#include "platform/orb/model/Difference.h"
 #include "platform/session/EntityCopy.h"
 
 namespace Cli::Session::detail {

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/orb/TypeInfo.h"
+#include "platform/orb/model/TypeInfo.h"
 
 namespace Cli::Session::detail {
 

@@ -8,7 +8,7 @@
 #include <unordered_set>
 #include <vector>
 
-#include "platform/orb/Error.h"
+#include "platform/orb/base/Error.h"
 
 namespace Ipa {
 namespace {

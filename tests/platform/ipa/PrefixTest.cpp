@@ -8,7 +8,7 @@
 #include <tuple>
 #include <unordered_set>
 
-#include "platform/orb/Error.h"
+#include "platform/orb/base/Error.h"
 
 namespace Ipa {
 namespace {

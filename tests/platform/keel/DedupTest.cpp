@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "platform/keel/MaybeU63.h"
-#include "platform/orb/Error.h"
+#include "platform/orb/base/Error.h"
 
 namespace {
 

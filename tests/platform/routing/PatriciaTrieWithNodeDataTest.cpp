@@ -12,8 +12,8 @@
 #include <utility>
 #include <vector>
 
-#include "platform/orb/Error.h"
-#include "platform/orb/Reaper.h"
+#include "platform/orb/base/Error.h"
+#include "platform/orb/loop/Reaper.h"
 #include "tests/support/ScarceMemory.h"
 
 namespace {

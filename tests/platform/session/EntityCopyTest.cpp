@@ -6,7 +6,7 @@
 #include <functional>
 #include <random>
 
-#include "platform/orb/Reactor.h"
+#include "platform/orb/model/Reactor.h"
 #include "tests/support/FillTree.h"
 #include "tests/support/PolicyRoots.h"
 

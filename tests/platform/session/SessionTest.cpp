@@ -4,7 +4,7 @@
 
 #include <functional>
 
-#include "platform/orb/Reactor.h"
+#include "platform/orb/model/Reactor.h"
 #include "tests/support/FillTree.h"
 #include "tests/support/PolicyRoots.h"
 

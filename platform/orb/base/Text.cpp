@@ -1,0 +1,185 @@
+#include "platform/orb/base/Text.h"
+
+#include <charconv>
+#include <limits>
+
+#include "platform/orb/base/Error.h"
+
+namespace Orb {
+
+namespace {
+
+constexpr char kHexDigits[] = "0123456789abcdef";
+
+[[noreturn]] void fail(std::string const& reason) { throw ParseException({}, reason); }
+
+std::string quoted(std::string_view text) {
+  constexpr std::size_t kShown = 60;
+  std::string out;
+  writeText(out, String(text.substr(0, kShown)));
+  return text.size() > kShown ? out + "..." : out;
+}
+
+/// The decimal number in front, without sign or needless zeros, up to `max`.
+U64 readNumber(TextReader& in, U64 max) {
+  std::string_view const rest = in.rest();
+  U64 v = 0;
+  auto const [end, error] = std::from_chars(rest.data(), rest.data() + rest.size(), v);
+  auto const digits = static_cast<std::size_t>(end - rest.data());
+  if (digits == 0) fail("a number was expected at " + quoted(rest));
+  if (error != std::errc() || v > max) {
+    fail("the number " + quoted(rest.substr(0, digits)) + " is greater than " +
+         std::to_string(max));
+  }
+  if (digits > 1 && rest.front() == '0') fail("needless zeros at " + quoted(rest));
+  in.skip(digits);
+  return v;
+}
+
+template <class T>
+void readNarrow(TextReader& in, T& v) {
+  v = static_cast<T>(readNumber(in, std::numeric_limits<T>::max()));
+}
+
+/// What stands behind a backslash for `c`, or 0 when `c` is written otherwise.
+constexpr char escapeOf(char c) {
+  switch (c) {
+    case '\\':
+    case '\'':
+      return c;
+    case '\n':
+      return 'n';
+    case '\r':
+      return 'r';
+    case '\t':
+      return 't';
+    default:
+      return 0;
+  }
+}
+
+constexpr bool isControl(char c) { return static_cast<U8>(c) < 0x20 || c == 0x7f; }
+
+constexpr int hexValue(char c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+  return -1;
+}
+
+void writeEscaped(std::string& out, char c) {
+  if (char const escape = escapeOf(c)) {
+    (out += '\\') += escape;
+  } else if (isControl(c)) {
+    ((out += "\\x") += kHexDigits[static_cast<U8>(c) / 16]) += kHexDigits[c % 16];
+  } else {
+    out += c;
+  }
+}
+
+/// Takes one escape off the front of `rest`, which begins behind the backslash.
+char readEscape(std::string_view& rest) {
+  if (rest.empty()) fail("a string ends in a backslash");
+  char const c = rest.front();
+  rest.remove_prefix(1);
+  for (char const raw : {'\\', '\'', '\n', '\r', '\t'}) {
+    if (c == escapeOf(raw)) return raw;
+  }
+  if (c == 'x' && rest.size() >= 2) {
+    int const high = hexValue(rest[0]);
+    int const low = hexValue(rest[1]);
+    char const raw = static_cast<char>(high * 16 + low);
+    if (high >= 0 && low >= 0 && isControl(raw) && !escapeOf(raw)) {
+      rest.remove_prefix(2);
+      return raw;
+    }
+  }
+  fail("an unknown escape in a string at " + quoted(rest));
+}
+
+}  // namespace
+
+void TextReader::literal(std::string_view word) {
+  if (!rest_.starts_with(word)) {
+    fail("expected " + std::string(word) + " at " + quoted(rest_));
+  }
+  rest_.remove_prefix(word.size());
+}
+
+std::string_view TextReader::word() noexcept {
+  std::string_view const front = rest_.substr(0, rest_.find_first_of(",})]"));
+  rest_.remove_prefix(front.size());
+  return front;
+}
+
+void TextReader::end() const {
+  if (!rest_.empty()) fail("unexpected text at " + quoted(rest_));
+}
+
+void writeText(std::string& out, U64 v) {
+  char digits[20];
+  auto const end = std::to_chars(digits, digits + sizeof digits, v).ptr;
+  out.append(digits, end);
+}
+
+void writeText(std::string& out, float v) {
+  char digits[32];
+  auto const end = std::to_chars(digits, digits + sizeof digits, v).ptr;
+  out.append(digits, end);
+}
+
+void writeText(std::string& out, bool v) { out += v ? "True" : "False"; }
+
+void writeText(std::string& out, String const& v) {
+  out += '\'';
+  for (char const c : v.view()) writeEscaped(out, c);
+  out += '\'';
+}
+
+void writeControlsEscaped(std::string& out, std::string_view text) {
+  for (char const c : text) isControl(c) ? writeEscaped(out, c) : void(out += c);
+}
+
+void readText(TextReader& in, U64& v) { readNarrow(in, v); }
+void readText(TextReader& in, U32& v) { readNarrow(in, v); }
+void readText(TextReader& in, U16& v) { readNarrow(in, v); }
+void readText(TextReader& in, U8& v) { readNarrow(in, v); }
+
+void readText(TextReader& in, bool& v) {
+  bool const isTrue = in.rest().starts_with("True");
+  if (!isTrue && !in.rest().starts_with("False")) {
+    fail("True or False was expected at " + quoted(in.rest()));
+  }
+  in.skip(isTrue ? 4 : 5);
+  v = isTrue;
+}
+
+void readText(TextReader& in, float& v) {
+  std::string_view const rest = in.rest();
+  std::string_view const word = TextReader(in).word();
+  float read = 0;
+  auto const [end, error] = std::from_chars(word.data(), word.data() + word.size(), read);
+  if (error != std::errc() || end != word.data() + word.size() || toText(read) != word) {
+    fail("a number in its shortest form was expected at " + quoted(rest));
+  }
+  in.skip(word.size());
+  v = read;
+}
+
+void readText(TextReader& in, String& v) {
+  std::string_view rest = in.rest();
+  if (!rest.starts_with('\'')) fail("a string in single quotes was expected at " + quoted(rest));
+  rest.remove_prefix(1);
+  std::string read;
+  while (true) {
+    if (rest.empty()) fail("a string without its closing quote");
+    char const c = rest.front();
+    rest.remove_prefix(1);
+    if (c == '\'') break;
+    if (isControl(c)) fail("a bare control character in a string");
+    read += c == '\\' ? readEscape(rest) : c;
+  }
+  in.skip(in.rest().size() - rest.size());
+  v = String(read);
+}
+
+}  // namespace Orb

@@ -1,0 +1,163 @@
+#pragma once
+
+#include <bit>
+#include <compare>
+#include <ostream>
+#include <string>
+#include <tuple>
+#include <type_traits>
+#include <utility>
+
+#include "platform/orb/base/DeclareValue.h"
+#include "platform/orb/base/Error.h"
+#include "platform/orb/base/Text.h"
+
+/// Values: plain records, compared by content. A value type names its fields once, in order, with
+/// ORB_VALUE, and declares each with ORB_FIELD (DeclareValue.h); equality, ordering, hash, text
+/// form, reader and stream output follow from that.
+namespace Orb {
+
+/// Whether two values are the same to a mutator: equal, and floating-point numbers bit by bit.
+template <class T>
+bool sameValue(T const& a, T const& b) {
+  if constexpr (std::is_floating_point_v<T>) {
+    using Bits = std::conditional_t<sizeof(T) == sizeof(U32), U32, U64>;
+    return std::bit_cast<Bits>(a) == std::bit_cast<Bits>(b);
+  } else {
+    return a == b;
+  }
+}
+
+/// One field of a value type.
+template <class C, class T>
+struct Field {
+  using Type = T;
+  char const* name;
+  T C::*member;
+
+  constexpr T const& get(C const& value) const { return value.*member; }
+  template <class Arg>
+  constexpr void set(C& value, Arg&& field) const {
+    value.*member = std::forward<Arg>(field);
+  }
+  void read(TextReader& in, C& value) const { readText(in, value.*member); }
+};
+
+/// What a value type computes from its fields: read by name, and no part of its text.
+template <class C, auto getter>
+struct Getter {
+  char const* name;
+};
+
+/// A type that ORB_VALUE declared.
+template <class T>
+concept Described = requires {
+  T::fields();
+  T::typeName;
+};
+
+namespace detail {
+
+/// Calls `visit(field)` for each field of V in order.
+template <Described V, class Visit>
+constexpr void forEachField(Visit const& visit) {
+  std::apply([&](auto const&... field) { (visit(field), ...); }, V::fields());
+}
+
+/// Throws anew, naming the field, what went wrong while it was read.
+[[noreturn]] ROUTEPOLICY_EXPORT void rethrowForField(char const* typeName, char const* field,
+                                                     RangeException const& error);
+ROUTEPOLICY_EXPORT void writeValueStart(std::string& out, char const* typeName);
+ROUTEPOLICY_EXPORT void readValueStart(TextReader& in, char const* typeName);
+ROUTEPOLICY_EXPORT void writeFieldName(std::string& out, char const* field, bool isFirst);
+ROUTEPOLICY_EXPORT void readFieldName(TextReader& in, char const* field, bool isFirst);
+
+}  // namespace detail
+
+/// Appends "Value('TYPE', ** {'field': value, ...})".
+template <Described V>
+void writeText(std::string& out, V const& v) {
+  detail::writeValueStart(out, V::typeName);
+  bool isFirst = true;
+  detail::forEachField<V>([&](auto const& field) {
+    detail::writeFieldName(out, field.name, std::exchange(isFirst, false));
+    writeText(out, field.get(v));
+  });
+  out += "})";
+}
+
+/// Reads the same form back. What does not read is a ParseException that names the field where
+/// that shows; what the type's own check() refuses is the RangeException that it throws.
+template <Described V>
+void readText(TextReader& in, V& v) {
+  V read;
+  std::size_t left = std::tuple_size_v<decltype(V::fields())>;
+  bool isFirst = true;
+  detail::forEachField<V>([&](auto const& field) {
+    try {
+      if (isFirst) detail::readValueStart(in, V::typeName);
+      detail::readFieldName(in, field.name, std::exchange(isFirst, false));
+      field.read(in, read);
+      if (--left == 0) in.literal("})");
+    } catch (RangeException const& error) {
+      detail::rethrowForField(V::typeName, field.name, error);
+    }
+  });
+  if constexpr (requires { read.check(); }) read.check();
+  v = std::move(read);
+}
+
+/// Stores one field; when the type's check() refuses the result, nothing is stored.
+template <class C, class T>
+void setField(C& value, T C::*member, Param<T> field) {
+  if constexpr (requires { value.check(); }) {
+    C changed = value;
+    changed.*member = field;
+    changed.check();
+    value = std::move(changed);
+  } else {
+    value.*member = field;
+  }
+}
+
+template <Described V>
+U32 hashOf(V const& v) {
+  U32 h = 2166136261U;
+  detail::forEachField<V>([&](auto const& field) { h = hashMix(h, hashOf(field.get(v))); });
+  return h;
+}
+
+/// Base of every value type.
+template <class Self>
+struct Value {
+  /// The value with these fields, in their order.
+  template <class... Args>
+  static Self of(Args&&... args) {
+    Self v;
+    auto const set = [&](auto const&... field) {
+      static_assert(sizeof...(field) == sizeof...(Args), "one argument for each field");
+      (field.set(v, std::forward<Args>(args)), ...);
+    };
+    std::apply(set, Self::fields());
+    if constexpr (requires { v.check(); }) v.check();
+    return v;
+  }
+
+  friend bool operator==(Self const& a, Self const& b) {
+    bool equal = true;
+    detail::forEachField<Self>(
+        [&](auto const& field) { equal = equal && field.get(a) == field.get(b); });
+    return equal;
+  }
+  /// Field by field, in their order.
+  friend std::strong_ordering operator<=>(Self const& a, Self const& b) {
+    std::strong_ordering order = std::strong_ordering::equal;
+    detail::forEachField<Self>([&](auto const& field) {
+      if (order == 0) order = field.get(a) <=> field.get(b);
+    });
+    return order;
+  }
+  friend std::ostream& operator<<(std::ostream& out, Self const& v) { return out << toText(v); }
+};
+
+}  // namespace Orb

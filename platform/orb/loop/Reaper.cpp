@@ -1,0 +1,167 @@
+#include "platform/orb/loop/Reaper.h"
+
+#include <atomic>
+#include <cstdlib>
+#include <deque>
+#include <mutex>
+#include <utility>
+
+#include "platform/orb/loop/Activity.h"
+
+namespace Orb {
+namespace {
+
+// Objects freed between two looks at the clock: some ten microseconds at a usual cost of fifty to
+// a hundred nanoseconds each.
+constexpr std::size_t kStep = 256;
+
+using Piece = std::unique_ptr<Garbage>;
+
+/// What waits. A piece leaves the queue while it is being freed, and the count when it is gone.
+class Yard {
+ public:
+  std::size_t pending() const noexcept { return pending_.load(std::memory_order_acquire); }
+
+  /// Puts a piece at the end; tells whether the loop is to be woken.
+  bool add(Piece piece) {
+    std::lock_guard const guard(mutex_);
+    queue_.push_back(std::move(piece));
+    ++unturned_;
+    pending_.fetch_add(1, std::memory_order_acq_rel);
+    return queue_.size() == 1;
+  }
+
+  bool hasWaiting() const {
+    std::lock_guard const guard(mutex_);
+    return !queue_.empty();
+  }
+
+  /// Takes the oldest piece out; null when none waits.
+  Piece take() {
+    std::lock_guard const guard(mutex_);
+    if (queue_.empty()) return nullptr;
+    Piece piece = std::move(queue_.front());
+    queue_.pop_front();
+    return piece;
+  }
+
+  /// Puts a piece that is not done back to the front.
+  void putBack(Piece piece) {
+    std::lock_guard const guard(mutex_);
+    queue_.push_front(std::move(piece));
+  }
+
+  /// A piece that take() gave is all gone.
+  void gone() noexcept { pending_.fetch_sub(1, std::memory_order_acq_rel); }
+
+  /// A turn of the loop frees.
+  void turned() {
+    std::lock_guard const guard(mutex_);
+    unturned_ = 0;
+  }
+
+  /// Whether garbage piles up because nothing turns the loop.
+  bool overflows() const {
+    std::lock_guard const guard(mutex_);
+    return unturned_ > kMaxUnturned && queue_.size() > kMaxUnturned;
+  }
+
+  bool closed() const noexcept { return closed_.load(std::memory_order_acquire); }
+  void close() noexcept { closed_.store(true, std::memory_order_release); }
+
+ private:
+  mutable std::mutex mutex_;  // guards queue_ and unturned_
+  std::deque<Piece> queue_;
+  std::size_t unturned_ = 0;  // pieces added since a turn last freed
+  std::atomic<std::size_t> pending_{0};
+  std::atomic<bool> closed_{false};
+};
+
+Yard& yard() {
+  // Never destroyed, on purpose: garbage may come until the very end. What frees it at exit is an
+  // object of its own. It is made at the first use, so that static objects which are older, and
+  // which garbage may refer to, are still there.
+  static Yard& theYard = *new Yard;
+  struct AtExit {
+    ~AtExit() {
+      theYard.close();
+      reapAll();
+    }
+  };
+  static AtExit const atExit;
+  return theYard;
+}
+
+/// This thread is freeing whole pieces: what they lead to waits for its loop, which recursion
+/// through reap() must not replace.
+thread_local bool freeing = false;
+
+/// Makes the allocator tidy up after a step. The GNU one sets small freed blocks aside and joins
+/// them with their neighbours all at once when it is next asked for a large one: after a million
+/// objects that takes more than ten milliseconds, in whoever's turn it is. A large request after
+/// each step has it join a few at a time, at the same cost altogether.
+void settleHeap() noexcept {
+  constexpr std::size_t kLarge = 2048;
+  void* const volatile block = std::malloc(kLarge);  // volatile: or the pair would be left out
+  std::free(block);
+}
+
+void freeWhole(Yard& all, Piece piece) {
+  bool const nested = std::exchange(freeing, true);
+  while (piece->freeSome(kStep)) {
+  }
+  piece.reset();
+  freeing = nested;
+  all.gone();
+}
+
+}  // namespace
+
+Garbage::~Garbage() = default;
+
+void reap(std::unique_ptr<Garbage> garbage) {
+  if (!garbage) return;
+  Yard& all = yard();
+  bool const first = all.add(std::move(garbage));
+  if (all.closed()) {
+    if (!freeing) reapAll();
+    return;
+  }
+  if (first) ActivityManager::current().workArrived();
+  if (freeing || ActivityManager::inTurn()) return;
+  while (all.overflows()) {
+    if (Piece oldest = all.take()) freeWhole(all, std::move(oldest));
+  }
+}
+
+std::size_t pendingGarbage() { return yard().pending(); }
+
+bool Detail::garbageWaits() { return pendingGarbage() != 0 && yard().hasWaiting(); }
+
+void reapAll() {
+  Yard& all = yard();
+  while (Piece piece = all.take()) freeWhole(all, std::move(piece));
+}
+
+void Detail::reapUntil(Clock const& clock, double until) {
+  Yard& all = yard();
+  all.turned();
+  while (Piece piece = all.take()) {
+    bool more = true;
+    bool late = false;
+    do {
+      more = piece->freeSome(kStep);
+      settleHeap();
+      late = clock.now() >= until;
+    } while (more && !late);
+    if (more) {
+      all.putBack(std::move(piece));
+    } else {
+      piece.reset();
+      all.gone();
+    }
+    if (late) return;
+  }
+}
+
+}  // namespace Orb

@@ -1,0 +1,78 @@
+#pragma once
+
+#include <memory>
+
+#include "platform/orb/base/Ptr.h"
+#include "platform/orb/base/String.h"
+#include "platform/orb/model/NotifieeList.h"
+
+namespace Orb {
+
+class Entity;
+struct TypeInfo;
+
+/// Told of every change of the one entity that it watches. Derive from Reactor rather than from
+/// this where single attributes are of interest.
+class ROUTEPOLICY_EXPORT Notifiee : public NotifieeHook {
+ public:
+  /// `attribute` has changed. `key` points to the key of the changed member when the attribute is
+  /// a collection (a copy, good until this returns), and is null otherwise.
+  virtual void onAttribute(Entity const& entity, AttrId attribute, void const* key) = 0;
+  /// The entity has left its owner.
+  virtual void onDelete(Entity const& entity);
+
+ protected:
+  using NotifieeHook::NotifieeHook;
+  Notifiee() = default;
+  ~Notifiee() = default;
+};
+
+/// Base of the named, owned, observable objects of the configuration. Attributes are declared
+/// with the macros of Declare.h; changes are made on one thread.
+class ROUTEPOLICY_EXPORT Entity : public RefCounted {
+ public:
+  ~Entity() override;
+
+  /// The attributes of the final class, in their order.
+  virtual TypeInfo const& type() const = 0;
+
+  /// Who is told of changes. A notifiee registers with notifieeIs() and leaves with its leave().
+  NotifieeList<Notifiee>& notifieeList() const;
+  void notifieeIs(Notifiee& notifiee) const { notifieeList().add(notifiee); }
+  bool isWatched() const noexcept { return notifiees_ && !notifiees_->empty(); }
+
+  /// Tells the notifiees that an attribute has really changed; costs a test when there are none.
+  /// The entity stays alive for the whole round.
+  void notify(AttrId attribute, void const* key = nullptr) const {
+    if (notifiees_) [[unlikely]] {
+      tell(attribute, key);
+    }
+  }
+
+  /// Called by the owner when it gives the entity up: tells the notifiees. Whoever still holds
+  /// the entity has a valid object that nobody changes any more.
+  void deleted() const;
+
+ protected:
+  Entity() = default;
+
+ private:
+  void tell(AttrId attribute, void const* key) const;
+
+  mutable std::unique_ptr<NotifieeList<Notifiee>> notifiees_;  // made with the first notifiee
+};
+
+/// An entity that is known by its name in the collection that owns it.
+class ROUTEPOLICY_EXPORT NamedEntity : public Entity {
+ public:
+  ~NamedEntity() override;
+  Name const& name() const noexcept { return name_; }
+
+ protected:
+  explicit NamedEntity(Name name) : name_(std::move(name)) {}
+
+ private:
+  Name const name_;
+};
+
+}  // namespace Orb

@@ -1,0 +1,96 @@
+#pragma once
+
+#include <tuple>
+#include <type_traits>
+#include <utility>
+
+#include "platform/orb/base/Error.h"
+#include "platform/orb/model/TypeInfo.h"
+
+/// Reactors: objects that watch one entity and answer its changes.
+///
+///   class ListSm final : public Orb::Reactor<ListSm, Acl::PrefixList> {
+///     friend Reactor;
+///     static constexpr auto reactions() {
+///       return std::tuple{on<Attr::version, &ListSm::handleVersion>,
+///                         onDeleted<&ListSm::handleDeleted>};
+///     }
+///
+/// names the attributes that it watches and the member function that answers each: the handler
+/// of a collection is given the key of the changed member, the handler of any other attribute
+/// takes nothing. This is checked at compile time and costs nothing for each instance. The
+/// initial handler is what the final class calls at the end of its own constructor.
+namespace Orb {
+
+template <class Self, class E>
+class Reactor : public RefCounted, private Notifiee {
+ public:
+  /// The watched entity; held as long as the reactor lives.
+  Ptr<E const> const& notifier() const noexcept { return notifier_; }
+
+ protected:
+  using Attr = typename E::Attr;
+  template <auto attribute, auto handler>
+  struct On {};
+  template <auto handler>
+  struct OnDeleted {};
+
+  template <auto attribute, auto handler>
+  static constexpr On<attribute, handler> on{};
+  template <auto handler>
+  static constexpr OnDeleted<handler> onDeleted{};
+
+  /// REQUIRES: `entity` is not null.
+  explicit Reactor(Ptr<E const> entity) : Notifiee(true), notifier_(std::move(entity)) {
+    notifier_->notifieeIs(*this);
+  }
+  ~Reactor() override { this->leave(); }  // before it lets go of the entity
+
+  /// Answers no further change.
+  void stopReacting() noexcept { this->leave(); }
+
+ private:
+  Self& self() noexcept { return static_cast<Self&>(*this); }
+
+  template <auto attribute, auto handler>
+  bool answer(On<attribute, handler>, AttrId id, void const* key) {
+    using Key = typename decltype(E::row(Id<attribute>()))::Attribute::Key;
+    if (id != static_cast<AttrId>(attribute)) return false;
+    if constexpr (std::is_void_v<Key>) {
+      static_assert(std::is_invocable_v<decltype(handler), Self&>,
+                    "the handler of a single attribute takes no argument");
+      (self().*handler)();
+    } else {
+      static_assert(std::is_invocable_v<decltype(handler), Self&, Key const&>,
+                    "the handler of a collection takes the key of the changed member");
+      (self().*handler)(*static_cast<Key const*>(key));
+    }
+    return true;
+  }
+  template <auto handler>
+  bool answer(OnDeleted<handler>, AttrId, void const*) {
+    return false;
+  }
+
+  template <auto attribute, auto handler>
+  bool answerDeleted(On<attribute, handler>) {
+    return false;
+  }
+  template <auto handler>
+  bool answerDeleted(OnDeleted<handler>) {
+    (self().*handler)();
+    return true;
+  }
+
+  // At most one reaction answers, so a handler may destroy the reactor.
+  void onAttribute(Entity const&, AttrId id, void const* key) final {
+    std::apply([&](auto... reaction) { (answer(reaction, id, key) || ...); }, Self::reactions());
+  }
+  void onDelete(Entity const&) final {
+    std::apply([&](auto... reaction) { (answerDeleted(reaction) || ...); }, Self::reactions());
+  }
+
+  Ptr<E const> const notifier_;
+};
+
+}  // namespace Orb

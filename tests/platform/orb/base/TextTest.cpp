@@ -1,0 +1,176 @@
+#include "platform/orb/base/Text.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+
+#include "platform/orb/base/Enum.h"
+#include "platform/orb/base/Error.h"
+#include "platform/orb/base/Value.h"
+
+namespace Sample {
+
+ORB_ENUM(Colour, "Sample::Colour", red = 1, green, all = 4294967295);
+
+class Inner : public Orb::Value<Inner> {
+ public:
+  ORB_VALUE(Inner, "Sample::Inner", low, high);
+  ORB_FIELD(low, Orb::U32);
+  ORB_FIELD(high, Orb::U32, 9);
+  void check() const {
+    if (low() > high()) throw Orb::RangeException("Inner::low > Inner::high not allowed");
+  }
+};
+
+class Outer : public Orb::Value<Outer> {
+ public:
+  ORB_VALUE(Outer, "Sample::Outer", text, colour, flag, small, inner);
+  ORB_FIELD(text, Orb::String);
+  ORB_FIELD(colour, Colour, green);
+  ORB_FIELD(flag, bool);
+  ORB_FIELD(small, Orb::U8);
+  ORB_FIELD(inner, Inner);
+};
+
+}  // namespace Sample
+
+namespace {
+
+using Sample::Inner;
+using Sample::Outer;
+
+/// The value read from the text, or why it does not read.
+template <class T>
+std::string readBack(std::string_view text) {
+  T v{};
+  try {
+    Orb::fromText(v, text);
+  } catch (Orb::RangeException const&) {
+    return "refused";
+  }
+  return Orb::toText(v);
+}
+
+TEST(Text, ReadsExactlyWhatItWrites) {
+  for (auto const* number : {"0", "7", "4294967295"}) {
+    EXPECT_EQ(readBack<Orb::U32>(number), number);
+  }
+  for (auto const* number : {"", "+1", "-1", "01", "1 ", " 1", "0x1", "4294967296", "a"}) {
+    EXPECT_EQ(readBack<Orb::U32>(number), "refused") << number;
+  }
+  EXPECT_EQ(readBack<Orb::U8>("255"), "255");
+  EXPECT_EQ(readBack<Orb::U8>("256"), "refused");
+  EXPECT_EQ(readBack<Orb::U64>("18446744073709551615"), "18446744073709551615");
+  EXPECT_EQ(readBack<Orb::U64>("18446744073709551616"), "refused");
+  EXPECT_EQ(readBack<bool>("True"), "True");
+  for (auto const* flag : {"true", "1", "Tru", "Truee", ""}) {
+    EXPECT_EQ(readBack<bool>(flag), "refused") << flag;
+  }
+}
+
+TEST(Text, WritesFloatsInTheirShortestForm) {
+  using Limits = std::numeric_limits<float>;
+  for (auto const& [value, text] : {std::pair{0.0F, "0"},
+                                    {-0.0F, "-0"},
+                                    {0.1F, "0.1"},
+                                    {-2.5F, "-2.5"},
+                                    {1e10F, "1e+10"},
+                                    {16777216.0F, "16777216"},
+                                    {Limits::max(), "3.4028235e+38"},
+                                    {Limits::min(), "1.1754944e-38"},
+                                    {Limits::denorm_min(), "1e-45"},
+                                    {Limits::infinity(), "inf"},
+                                    {-Limits::infinity(), "-inf"},
+                                    {Limits::quiet_NaN(), "nan"},
+                                    {-Limits::quiet_NaN(), "-nan"}}) {
+    EXPECT_EQ(Orb::toText(value), text);
+    float back = 1;
+    Orb::fromText(back, text);
+    EXPECT_TRUE(Orb::sameValue(back, value)) << text;
+  }
+  for (auto const* text : {"", "+1", "1.0", "01", ".5", "1e10", "1E+10", "0x1", " 1", "1 ", "1,",
+                           "0.10000000149", "1e39", "1e-46", "INF", "infinity", "nan(1)", "x"}) {
+    EXPECT_EQ(readBack<float>(text), "refused") << text;
+  }
+}
+
+TEST(Text, QuotesStrings) {
+  std::string every;
+  for (int c = 0; c < 256; ++c) every += static_cast<char>(c);
+  Orb::String back;
+  Orb::fromText(back, Orb::toText(Orb::String(every)));
+  EXPECT_EQ(back, Orb::String(every));
+  EXPECT_EQ(Orb::toText(Orb::String(std::string_view("it's\\\n\0\x7f", 8))),
+            R"('it\'s\\\n\x00\x7f')");
+  for (auto const* text : {"'", "''x", "x", "'a", R"('\')", R"('\q')", R"('\x41')", R"('\x0A')",
+                           R"('\x0')", R"('\x0a')", "'\n'", "'\\"}) {
+    EXPECT_EQ(readBack<Orb::String>(text), "refused") << text;
+  }
+}
+
+TEST(Text, ValuesNameTheirFields) {
+  Outer const v =
+      Outer::of(Orb::String("a, 'b'})"), Sample::red, true, Orb::U8{7}, Inner::of(1U, 2U));
+  std::string const text =
+      R"(Value('Sample::Outer', ** {'text': 'a, \'b\'})', 'colour': red, 'flag': True, )"
+      R"('small': 7, 'inner': Value('Sample::Inner', ** {'low': 1, 'high': 2})}))";
+  EXPECT_EQ(Orb::toText(v), text);
+  EXPECT_EQ(Outer(text), v);
+
+  struct Case {
+    char const* from;
+    char const* to;
+    char const* attribute;
+  };
+  for (Case const& c : {Case{"red", "blue", "Sample::Outer::colour"},
+                        {"True", "yes", "Sample::Outer::flag"},
+                        {"'small': 7", "'small': 256", "Sample::Outer::small"},
+                        {"'small'", "'smell'", "Sample::Outer::small"},
+                        {"'high': 2", "'high': x", "Sample::Inner::high"},
+                        {"'low': 1", "'low': 3", "Sample::Outer::inner"}}) {
+    std::string bad = text;
+    bad.replace(bad.find(c.from), std::string(c.from).size(), c.to);
+    try {
+      Outer const read(bad);
+      FAIL() << bad;
+    } catch (Orb::ParseException const& error) {
+      EXPECT_EQ(error.attribute(), c.attribute) << error.what();
+    }
+  }
+  // Every proper prefix is refused, and so is anything behind.
+  for (std::size_t n = 0; n < text.size(); ++n) {
+    EXPECT_THROW(Outer(text.substr(0, n)), Orb::ParseException) << n;
+  }
+  EXPECT_THROW(Outer(text + " "), Orb::ParseException);
+}
+
+TEST(Text, ValuesCompareFieldByField) {
+  EXPECT_LT(Inner::of(0U, 7U), Inner::of(1U, 1U));
+  EXPECT_NE(hashOf(Inner::of(1U, 2U)), hashOf(Inner::of(2U, 2U)));
+  EXPECT_THROW(Inner::of(3U, 2U), Orb::RangeException);
+  EXPECT_EQ(Inner().high(), 9U);
+}
+
+TEST(Enum, KnowsItsNamesAndNumbers) {
+  using Sample::Colour;
+  EXPECT_EQ(Sample::ColourInstance(2U), Colour::green);
+  EXPECT_EQ(Sample::ColourInstance("all"), Sample::all);
+  EXPECT_THROW(Sample::ColourInstance(3U), Orb::RangeException);
+  EXPECT_THROW(Sample::ColourInstance("Red"), Orb::RangeException);
+  EXPECT_EQ(stringValue(Sample::all), "all");
+  EXPECT_EQ(stringValue(static_cast<Colour>(3)), "3") << "a number without a name";
+  Orb::EnumType const* const type = Orb::enumType("Sample::Colour");
+  ASSERT_TRUE(type);
+  EXPECT_EQ(type->enumerators[1].value, 2U) << "follows the one before it";
+  EXPECT_FALSE(Orb::enumType("Sample::Color"));
+}
+
+TEST(ErrorDeathTest, AnAssertionPrintsItsCondition) {
+  bool const here_ = false;
+  EXPECT_DEATH(ORB_ASSERT(here_ && "what must hold"),
+               R"(assertion failed: here_ && "what must hold")");
+  EXPECT_EQ(Orb::nullParameterMessage("A::B", "c"),
+            "null _c parameter to mutator for A::B::c not allowed\"");
+}
+
+}  // namespace

@@ -1,0 +1,79 @@
+#include "platform/orb/loop/ActivityLock.h"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+namespace Orb {
+namespace {
+
+TEST(ActivityLock, AnUnlockAnchorLetsGoOfEveryHoldAndTakesAsManyBack) {
+  ActivityLock lock;
+  { ActivityUnlockAnchor const nothing(lock); }
+  EXPECT_FALSE(lock.held());
+
+  ActivityLockAnchor const one(lock);
+  {
+    ActivityLockAnchor const two(lock);
+    try {
+      ActivityUnlockAnchor const unlocked(lock);
+      EXPECT_FALSE(lock.held());
+      ActivityUnlockAnchor const nested(lock);
+      ActivityLockAnchor const again(lock);
+      throw std::runtime_error("leave");
+    } catch (std::runtime_error const&) {
+      EXPECT_TRUE(lock.held());
+    }
+  }
+  EXPECT_TRUE(lock.held());
+  EXPECT_EQ(lock.unlockAll(), 1U);
+  lock.relock(1);
+}
+
+TEST(ActivityLockDeathTest, OnlyTheHolderMayUnlock) {
+  ActivityLock lock;
+  EXPECT_DEATH(lock.unlock(), "assertion failed: held\\(\\)");
+}
+
+TEST(ThreadsActivityLock, ThreadsGetItInTheOrderInWhichTheyAsked) {
+  ActivityLock lock;
+  std::vector<int> order;  // guarded by the lock
+  std::vector<std::thread> threads;
+  lock.lock();
+  for (int i = 0; i < 8; ++i) {
+    threads.emplace_back([&, i] {
+      ActivityLockAnchor const anchor(lock);
+      order.push_back(i);
+    });
+    while (lock.waiting() != static_cast<std::size_t>(i + 1)) std::this_thread::yield();
+  }
+  lock.unlock();
+  lock.lock();  // behind those that wait
+  EXPECT_EQ(order, std::vector<int>({0, 1, 2, 3, 4, 5, 6, 7}));
+  lock.unlock();
+  for (auto& thread : threads) thread.join();
+}
+
+TEST(ThreadsActivityLock, OneThreadAtATimeHoldsIt) {
+  ActivityLock lock;
+  int count = 0;
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([&] {
+      for (int n = 0; n < 500; ++n) {
+        ActivityLockAnchor const one(lock);
+        ActivityLockAnchor const two(lock);
+        ++count;
+        { ActivityUnlockAnchor const unlocked(lock); }
+        ++count;
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(count, 4 * 500 * 2);
+}
+
+}  // namespace
+}  // namespace Orb
