@@ -144,6 +144,14 @@ class ROUTEPOLICY_EXPORT IpGenAddr : public AddressValue<IpGenAddr> {
   Ip6Addr bits_;  // left-aligned
 };
 
+// Binary forms: the bytes of an address in network order; IpGenAddr has its family before them.
+ROUTEPOLICY_EXPORT void writeBinary(std::string& out, IpAddr const& v);
+ROUTEPOLICY_EXPORT void writeBinary(std::string& out, Ip6Addr const& v);
+ROUTEPOLICY_EXPORT void writeBinary(std::string& out, IpGenAddr const& v);
+ROUTEPOLICY_EXPORT void readBinary(Orb::BinaryReader& in, IpAddr& v);
+ROUTEPOLICY_EXPORT void readBinary(Orb::BinaryReader& in, Ip6Addr& v);
+ROUTEPOLICY_EXPORT void readBinary(Orb::BinaryReader& in, IpGenAddr& v);
+
 static_assert(sizeof(IpAddr) == 4 && std::is_trivially_copyable_v<IpAddr>);
 static_assert(sizeof(Ip6Addr) == 16 && alignof(Ip6Addr) == 4);
 static_assert(std::is_trivially_copyable_v<Ip6Addr> && std::is_trivially_copyable_v<IpGenAddr>);

@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "platform/orb/base/Binary.h"
 #include "platform/orb/base/Text.h"
 #include "platform/orb/base/Types.h"
 

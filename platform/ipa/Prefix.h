@@ -209,6 +209,15 @@ class ROUTEPOLICY_EXPORT IpGenPrefix : public AddressValue<IpGenPrefix> {
   U8 family_ = 0;
 };
 
+// Binary forms: the length in one byte and as many bytes of the address, in network order, as it
+// reaches into; IpGenPrefix has its family before them. Bits beyond the length are refused.
+ROUTEPOLICY_EXPORT void writeBinary(std::string& out, Prefix const& v);
+ROUTEPOLICY_EXPORT void writeBinary(std::string& out, Ip6Prefix const& v);
+ROUTEPOLICY_EXPORT void writeBinary(std::string& out, IpGenPrefix const& v);
+ROUTEPOLICY_EXPORT void readBinary(Orb::BinaryReader& in, Prefix& v);
+ROUTEPOLICY_EXPORT void readBinary(Orb::BinaryReader& in, Ip6Prefix& v);
+ROUTEPOLICY_EXPORT void readBinary(Orb::BinaryReader& in, IpGenPrefix& v);
+
 static_assert(sizeof(Prefix) == 8 && std::is_trivially_copyable_v<Prefix>);
 static_assert(sizeof(Ip6Prefix) == 20 && std::is_trivially_copyable_v<Ip6Prefix>);
 static_assert(sizeof(IpGenPrefix) == 20 && std::is_trivially_copyable_v<IpGenPrefix>);

@@ -40,6 +40,16 @@ void readText(Orb::TextReader& in, MaybeU63& v) {
   }
 }
 
+void writeBinary(std::string& out, MaybeU63 const& v) {
+  Orb::writeBinary(out, v.isSet() ? v.value() + 1 : Orb::U64{0});
+}
+
+void readBinary(Orb::BinaryReader& in, MaybeU63& v) {
+  constexpr Orb::U64 kMost = Orb::U64{1} << 63;
+  Orb::U64 const read = in.number(kMost);
+  v = read == 0 ? MaybeU63() : MaybeU63(read - 1);
+}
+
 std::ostream& operator<<(std::ostream& out, MaybeU63 const& v) { return out << Orb::toText(v); }
 
 }  // namespace Keel

@@ -4,6 +4,7 @@
 #include <ostream>
 #include <string>
 
+#include "platform/orb/base/Binary.h"
 #include "platform/orb/base/Text.h"
 
 namespace Keel {
@@ -37,6 +38,9 @@ class ROUTEPOLICY_EXPORT MaybeU63 {
 
 ROUTEPOLICY_EXPORT void writeText(std::string& out, MaybeU63 const& v);
 ROUTEPOLICY_EXPORT void readText(Orb::TextReader& in, MaybeU63& v);
+/// 0 when unset, else the value plus one.
+ROUTEPOLICY_EXPORT void writeBinary(std::string& out, MaybeU63 const& v);
+ROUTEPOLICY_EXPORT void readBinary(Orb::BinaryReader& in, MaybeU63& v);
 ROUTEPOLICY_EXPORT std::ostream& operator<<(std::ostream& out, MaybeU63 const& v);
 
 }  // namespace Keel

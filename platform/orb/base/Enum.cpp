@@ -45,6 +45,16 @@ U32 readEnumerator(TextReader& in, EnumType const& type) {
   }
 }
 
+U32 readEnumerator(BinaryReader& in, EnumType const& type) {
+  U32 value = 0;
+  readBinary(in, value);
+  try {
+    return enumeratorOf(type, value);
+  } catch (RangeException const& error) {
+    throw ParseException({}, error.what());
+  }
+}
+
 void writeEnumerator(std::string& out, EnumType const& type, U32 value) {
   std::string_view const name = enumeratorName(type, value);
   name.empty() ? writeText(out, value) : void(out += name);

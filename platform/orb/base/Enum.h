@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "platform/orb/base/Binary.h"
 #include "platform/orb/base/Error.h"
 #include "platform/orb/base/Text.h"
 
@@ -16,8 +17,8 @@
 ///
 /// gives the enum class over U32, its enumerators in the namespace as well, the table of names,
 /// its registration under the full name, MatchPermitInstance (value of a number or a name),
-/// stringValue, valueToStrep, sequenceToValue, stream output, text form, reader and hash. Values
-/// are decimal.
+/// stringValue, valueToStrep, sequenceToValue, stream output, text and binary form with their
+/// readers, and hash. Values are decimal.
 namespace Orb {
 
 struct Enumerator {
@@ -101,6 +102,8 @@ ROUTEPOLICY_EXPORT U32 enumeratorOf(EnumType const& type, U32 value);
 ROUTEPOLICY_EXPORT U32 enumeratorOf(EnumType const& type, std::string_view name);
 /// Takes a name of the table off the front; anything else is a ParseException.
 ROUTEPOLICY_EXPORT U32 readEnumerator(TextReader& in, EnumType const& type);
+/// Takes a number of the table off the front; anything else is a ParseException.
+ROUTEPOLICY_EXPORT U32 readEnumerator(BinaryReader& in, EnumType const& type);
 /// Appends the name, or the decimal number when there is none.
 ROUTEPOLICY_EXPORT void writeEnumerator(std::string& out, EnumType const& type, U32 value);
 ROUTEPOLICY_EXPORT std::ostream& writeEnumerator(std::ostream& out, EnumType const& type,
@@ -130,6 +133,12 @@ ROUTEPOLICY_EXPORT std::ostream& writeEnumerator(std::ostream& out, EnumType con
     ::Orb::detail::writeEnumerator(out, Type##Table, static_cast<::Orb::U32>(value));          \
   }                                                                                            \
   inline void readText(::Orb::TextReader& in, Type& value) {                                   \
+    value = static_cast<Type>(::Orb::detail::readEnumerator(in, Type##Table));                 \
+  }                                                                                            \
+  inline void writeBinary(std::string& out, Type value) {                                      \
+    ::Orb::writeBinary(out, static_cast<::Orb::U32>(value));                                   \
+  }                                                                                            \
+  inline void readBinary(::Orb::BinaryReader& in, Type& value) {                               \
     value = static_cast<Type>(::Orb::detail::readEnumerator(in, Type##Table));                 \
   }                                                                                            \
   inline ::Orb::String stringValue(Type value) { return ::Orb::String(::Orb::toText(value)); } \

@@ -8,13 +8,14 @@
 #include <type_traits>
 #include <utility>
 
+#include "platform/orb/base/Binary.h"
 #include "platform/orb/base/DeclareValue.h"
 #include "platform/orb/base/Error.h"
 #include "platform/orb/base/Text.h"
 
 /// Values: plain records, compared by content. A value type names its fields once, in order, with
-/// ORB_VALUE, and declares each with ORB_FIELD (DeclareValue.h); equality, ordering, hash, text
-/// form, reader and stream output follow from that.
+/// ORB_VALUE, and declares each with ORB_FIELD (DeclareValue.h); equality, ordering, hash, text and
+/// binary form with their readers, and stream output follow from that.
 namespace Orb {
 
 /// Whether two values are the same to a mutator: equal, and floating-point numbers bit by bit.
@@ -41,6 +42,7 @@ struct Field {
     value.*member = std::forward<Arg>(field);
   }
   void read(TextReader& in, C& value) const { readText(in, value.*member); }
+  void read(BinaryReader& in, C& value) const { readBinary(in, value.*member); }
 };
 
 /// What a value type computes from its fields: read by name, and no part of its text.
@@ -104,6 +106,37 @@ void readText(TextReader& in, V& v) {
     }
   });
   if constexpr (requires { read.check(); }) read.check();
+  v = std::move(read);
+}
+
+/// Appends the binary forms of the fields in their order; a set of flags is one number.
+template <Described V>
+void writeBinary(std::string& out, V const& v) {
+  if constexpr (requires { V::kFlagNames; }) {
+    writeBinary(out, v.value());
+  } else {
+    detail::forEachField<V>([&](auto const& field) { writeBinary(out, field.get(v)); });
+  }
+}
+
+/// Reads the same form back, with the exceptions of readText().
+template <Described V>
+void readBinary(BinaryReader& in, V& v) {
+  V read;
+  if constexpr (requires { V::kFlagNames; }) {
+    U32 flags = 0;
+    readBinary(in, flags);
+    read.valueIs(flags);
+  } else {
+    detail::forEachField<V>([&](auto const& field) {
+      try {
+        field.read(in, read);
+      } catch (RangeException const& error) {
+        detail::rethrowForField(V::typeName, field.name, error);
+      }
+    });
+    if constexpr (requires { read.check(); }) read.check();
+  }
   v = std::move(read);
 }
 
