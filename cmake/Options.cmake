@@ -35,6 +35,8 @@ function(routepolicy_options target)
     target_compile_options(${target} PRIVATE ${flags})
     target_link_options(${target} PRIVATE ${flags})
   else()
-    target_link_options(${target} PRIVATE LINKER:--no-undefined)  # sanitizers leave some open
+    target_link_options(${target} PRIVATE
+      LINKER:--no-undefined           # sanitizers leave some open
+      LINKER:-Bsymbolic-functions)    # for the same reason as -fno-semantic-interposition
   endif()
 endfunction()

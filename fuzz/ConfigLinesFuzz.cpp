@@ -3,12 +3,11 @@
 #include <string_view>
 
 #include "config_copy/RouteMapCopy.h"
+#include "config_text/ConfigTree.h"
 #include "platform/orb/base/Error.h"
-#include "tool/ConfigTree.h"
 
 // The lines of a configuration, and the same lines as edits. Whatever stands in them:
-//  - a line that is refused leaves no trace, but for a value that its mutator stores before it
-//    objects, on purpose;
+//  - a line that is refused leaves no trace;
 //  - the lines that are accepted give a configuration whose own lines give it again;
 //  - an edit that is refused leaves the session as it was, and what it accepted can be committed.
 
@@ -16,18 +15,11 @@ namespace {
 
 constexpr std::size_t kMostLines = 24;  // each costs a whole configuration
 
-using Tool::ConfigTree;
+using ConfigText::ConfigTree;
 
-bool isStoredAllTheSame(std::string_view line) {
-  return line.find(".asPathPrependLastAs=") != line.npos;
-}
-
-/// The lines of a configuration, without those that a refused line may have changed.
-std::string linesOf(ConfigTree const& tree, bool withStored = true) {
+std::string linesOf(ConfigTree const& tree) {
   std::string lines;
-  tree.eachAssignment([&](std::string const& line) {
-    if (withStored || !isStoredAllTheSame(line)) lines.append(line).append("\n");
-  });
+  tree.eachAssignment([&](std::string const& line) { lines.append(line).append("\n"); });
   return lines;
 }
 
@@ -42,15 +34,15 @@ void checkReadsBack(ConfigTree const& tree) {
 std::string accepted(std::string_view text) {
   std::string lines;
   std::size_t count = 0;
-  Tool::eachLine(text, [&](std::size_t, std::string_view line) {
+  ConfigText::eachLine(text, [&](std::size_t, std::string_view line) {
     if (++count > kMostLines) return;
     ConfigTree tree;
     ORB_ASSERT(tree.load(lines).empty());
-    std::string const before = linesOf(tree, false);
+    std::string const before = linesOf(tree);
     if (tree.load(line).empty()) {
       lines.append(line).append("\n");
     } else {
-      ORB_ASSERT(linesOf(tree, false) == before);
+      ORB_ASSERT(linesOf(tree) == before);
     }
   });
   return lines;
@@ -68,11 +60,11 @@ void edit(ConfigTree const& tree, std::string_view text) {
   auto const handlers = Orb::make<Routing::RouteMap::RouteMapCopyHandlerDir>("fuzz");
   auto const session = Orb::make<Cli::Session::Manager>(tree.roots(), handlers)->open("fuzz");
   std::size_t count = 0;
-  Tool::eachLine(text, [&](std::size_t, std::string_view line) {
+  ConfigText::eachLine(text, [&](std::size_t, std::string_view line) {
     if (++count > kMostLines) return;
     std::string const before = differenceOf(*session);
     try {
-      Tool::ConfigEdit::ofLine(line).apply(*session);
+      ConfigText::ConfigEdit::ofLine(line).apply(*session);
     } catch (Orb::RangeException const&) {
       ORB_ASSERT(differenceOf(*session) == before);
     }

@@ -3,7 +3,7 @@
 #include "platform/ipa/Address.h"
 #include "platform/orb/base/Enum.h"
 #include "platform/orb/base/Value.h"
-#include "platform/orb/model/FieldMap.h"
+#include "platform/orb/containers/FieldMap.h"
 
 namespace Routing::RouteMap {
 

@@ -28,6 +28,7 @@ policy_sm: platform/orb platform/keel platform/ipa platform/routing platform/reg
 policy_eval: platform/orb platform/keel platform/ipa platform/routing platform/regex policy_config policy_status
 list_import: platform/orb platform/ipa platform/regex policy_config
 config_copy: platform/orb platform/session policy_config
+config_text: platform/orb platform/session policy_config
 tool: *
 examples: *
 bench: *
@@ -35,7 +36,7 @@ fuzz: *
 tests: *
 '
 
-mapfile -t files < <(find platform policy_* list_import config_copy tool examples bench fuzz tests \
+mapfile -t files < <(find platform policy_* list_import config_copy config_text tool examples bench fuzz tests \
   -type f \( -name '*.h' -o -name '*.cpp' \) 2>/dev/null | LC_ALL=C sort)
 ((${#files[@]})) || { echo "no source files here" >&2; exit 1; }
 

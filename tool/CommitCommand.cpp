@@ -2,8 +2,8 @@
 #include <unordered_map>
 
 #include "config_copy/RouteMapCopy.h"
+#include "config_text/TreeWalk.h"
 #include "tool/Commands.h"
-#include "tool/TreeWalk.h"
 #include "tool/Workspace.h"
 
 namespace Tool {
@@ -19,7 +19,7 @@ using Counters = std::vector<std::pair<std::string, std::string>>;
 Counters countersOf(ConfigTree const& tree) {
   Counters counters;
   for (auto const& root : tree.roots()) {
-    eachCounter(*root, [&](std::string const& path, std::string const& value) {
+    ConfigText::eachCounter(*root, [&](std::string const& path, std::string const& value) {
       counters.emplace_back(path, value);
     });
   }
@@ -145,7 +145,7 @@ void commitConfig(Options const& options, Console& console) {
 void abortConfig(Options const& options, Console& console) {
   auto edits = PendingEdits::open(ConfigFile(options.config), PendingEdits::Access::change);
   std::size_t count = 0;
-  if (edits) eachLine(edits->text(), [&](std::size_t, std::string_view) { ++count; });
+  if (edits) ConfigText::eachLine(edits->text(), [&](std::size_t, std::string_view) { ++count; });
   if (edits) edits->remove();
   if (options.json) return console.jsonLine({{"dropped", count}});
   if (count == 0) {

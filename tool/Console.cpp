@@ -26,13 +26,12 @@ OutputLost::OutputLost(int error)
       isReaderGone_(error == EPIPE) {}
 
 void Console::jsonLine(nlohmann::ordered_json const& value) {
-  text_ += value.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
-  text_ += '\n';
+  text() += value.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+  text() += '\n';
   lineDone();
 }
 
-void Console::flush() {
-  std::string const text = std::exchange(text_, {});
+void Console::write(std::string_view text) {
   if (int const error = writeAll(out_, text)) throw OutputLost(error);
 }
 

@@ -8,6 +8,8 @@
 
 #include <nlohmann/json_fwd.hpp>
 
+#include "config_text/Sink.h"
+
 namespace Tool {
 
 /// What the process tells its caller; the worst that happened counts.
@@ -28,24 +30,13 @@ class OutputLost : public std::runtime_error {
   bool isReaderGone_;
 };
 
-/// Where a command writes: answers to standard output, which is buffered and checked, messages to
-/// standard error. Keeps the exit status.
-class Console {
+/// Where a command writes: answers to standard output, which is buffered and checked (flush() and
+/// lineDone() throw OutputLost), messages to standard error. Keeps the exit status.
+class Console : public ConfigText::Sink {
  public:
   explicit Console(int out = STDOUT_FILENO, int err = STDERR_FILENO) : out_(out), err_(err) {}
-  Console(Console const&) = delete;
-  Console& operator=(Console const&) = delete;
-
-  /// The answer so far; appended to, with lineDone() after each line.
-  std::string& text() noexcept { return text_; }
-  /// Writes the text out when there is much of it. Throws OutputLost.
-  void lineDone() {
-    if (text_.size() >= kFlushSize) flush();
-  }
   /// One line of JSON. Bytes that are not UTF-8 are replaced.
   void jsonLine(nlohmann::ordered_json const& value);
-  /// Writes out what there is. Throws OutputLost.
-  void flush();
 
   /// "PLACE: MESSAGE", behind what was answered before. Without a place, that is the program.
   void finding(std::string_view place, std::string_view message);
@@ -59,15 +50,15 @@ class Console {
 
   Status status() const noexcept { return status_; }
 
- private:
-  static constexpr std::size_t kFlushSize = std::size_t{1} << 16;
+ protected:
+  void write(std::string_view text) override;
 
+ private:
   void message(Status status, std::string_view place, std::string_view kind,
                std::string_view message);
 
   int const out_;
   int const err_;
-  std::string text_;
   Status status_ = Status::fine;
 };
 

@@ -1,6 +1,6 @@
+#include "config_text/TreeJson.h"
 #include "platform/orb/base/Error.h"
 #include "tool/Commands.h"
-#include "tool/TreeJson.h"
 #include "tool/Workspace.h"
 
 namespace Tool {
@@ -29,7 +29,8 @@ void getPath(ConfigTree const& tree, std::string_view path, bool isJson, Console
     if (isEntity) return;
     console.text() += Orb::attributeText(root, path);
   } else {
-    Orb::visitPath(root, path, [&](Orb::PathTarget const& target) { writeJson(target, console); });
+    Orb::visitPath(root, path,
+                   [&](Orb::PathTarget const& target) { ConfigText::writeJson(target, console); });
   }
   console.text() += '\n';
   console.lineDone();
@@ -38,8 +39,8 @@ void getPath(ConfigTree const& tree, std::string_view path, bool isJson, Console
 void getAll(ConfigTree const& tree, bool isJson, Console& console) {
   if (isJson) {
     {
-      JsonObject object(console);
-      for (auto const& root : tree.roots()) writeJsonMembers(object, *root, console);
+      ConfigText::JsonObject object(console);
+      for (auto const& root : tree.roots()) ConfigText::writeJsonMembers(object, *root, console);
     }
     console.text() += '\n';
     return;

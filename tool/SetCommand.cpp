@@ -19,7 +19,7 @@ void addEdits(Options const& options, bool areRemovals, Console& console) {
   bool isFine = true;
   for (std::string const& word : options.words) {
     ++number;
-    ConfigEdit const edit{areRemovals, word};
+    ConfigText::ConfigEdit const edit{areRemovals, word};
     try {
       edit.apply(*session);
       lines.append(edit.line()).append("\n");

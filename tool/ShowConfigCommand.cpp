@@ -1,18 +1,20 @@
 #include <functional>
 #include <set>
 
+#include "config_text/TreeJson.h"
+#include "config_text/TreeText.h"
+#include "config_text/TreeWalk.h"
 #include "list_import/CliHelper.h"
 #include "tool/Commands.h"
-#include "tool/TreeJson.h"
-#include "tool/TreeText.h"
-#include "tool/TreeWalk.h"
 #include "tool/Workspace.h"
 
 namespace Tool {
 
 namespace {
 
-using Orb::AttributeInfo;
+using ConfigText::JsonObject;
+using ConfigText::OwnedEntity;
+using Orb::AttributeRef;
 
 /// Shows what has one of the names that were asked for; everything when there were none.
 class Show {
@@ -21,11 +23,12 @@ class Show {
       : tree_(tree), names_(names.begin(), names.end()), console_(console) {}
 
   void text() {
-    eachAttribute([&](Orb::Entity const& root, AttributeInfo const& a) {
-      if (a.ops->kind == Orb::AttributeKind::children) {
-        for (OwnedEntity const& owned : wanted(root, a)) ownedText(a.name, owned);
+    eachAttribute([&](Orb::Entity const& root, AttributeRef a) {
+      if (a.kind() == Orb::AttributeKind::children) {
+        for (OwnedEntity const& owned : wanted(a)) ownedText(a.name(), owned);
       } else if (names_.empty()) {
-        writeAttributeText(a, *root.type().make({}), root, console_);
+        Orb::Ptr<Orb::Entity const> const blank = root.type().make({});
+        ConfigText::writeAttributeText(a, {a.info(), blank.get()}, console_);
       }
     });
   }
@@ -34,8 +37,7 @@ class Show {
   void json() {
     {
       JsonObject object(console_);
-      eachAttribute(
-          [&](Orb::Entity const& root, AttributeInfo const& a) { jsonOf(object, root, a); });
+      eachAttribute([&](Orb::Entity const&, AttributeRef a) { jsonOf(object, a); });
     }
     console_.text() += '\n';
   }
@@ -53,12 +55,12 @@ class Show {
   template <class Do>
   void eachAttribute(Do const& act) const {
     for (auto const& root : tree_.roots()) {
-      for (AttributeInfo const& a : root->type().attributes) act(*root, a);
+      for (AttributeRef const a : attributesOf(std::as_const(*root))) act(*root, a);
     }
   }
 
-  std::vector<OwnedEntity> wanted(Orb::Entity const& root, AttributeInfo const& a) {
-    auto owned = ownedEntities(a, a.object(&root));
+  std::vector<OwnedEntity> wanted(AttributeRef a) {
+    auto owned = ConfigText::ownedEntities(a);
     if (names_.empty()) return owned;
     std::erase_if(owned, [&](OwnedEntity const& one) { return !names_.contains(one.key); });
     for (OwnedEntity const& one : owned) found_.insert(one.key);
@@ -73,24 +75,24 @@ class Show {
     } else if (entity.type().name == Acl::Ipv6PrefixList::typeName) {
       console_.text() += Acl::prefixListText(static_cast<Acl::Ipv6PrefixList const&>(entity));
     } else {
-      writeTreeText(attribute, owned.key, entity, console_);
+      ConfigText::writeTreeText(attribute, owned.key, entity, console_);
     }
     console_.lineDone();
   }
 
-  void jsonOf(JsonObject& object, Orb::Entity const& root, AttributeInfo const& a) {
+  void jsonOf(JsonObject& object, AttributeRef a) {
     if (names_.empty()) {
-      object.member(a.name);
-      return writeJson(a, a.object(&root), console_);
+      object.member(a.name());
+      return ConfigText::writeJson(a, console_);
     }
-    if (a.ops->kind != Orb::AttributeKind::children) return;
-    auto const owned = wanted(root, a);
+    if (a.kind() != Orb::AttributeKind::children) return;
+    auto const owned = wanted(a);
     if (owned.empty()) return;
-    object.member(a.name);
+    object.member(a.name());
     JsonObject members(console_);
     for (OwnedEntity const& one : owned) {
       members.member(one.key);
-      writeJson(*one.entity, console_);
+      ConfigText::writeJson(*one.entity, console_);
     }
   }
 

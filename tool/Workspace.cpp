@@ -7,15 +7,16 @@ namespace Tool {
 
 namespace {
 
-void reportFaults(std::string const& file, std::vector<LineFault> const& faults, Console& console) {
-  for (LineFault const& fault : faults) {
+void reportFaults(std::string const& file, std::vector<ConfigText::LineFault> const& faults,
+                  Console& console) {
+  for (ConfigText::LineFault const& fault : faults) {
     console.finding(file + ":" + std::to_string(fault.line), fault.reason);
   }
 }
 
 std::string headOf(std::string_view text) {
   std::size_t end = text.npos;
-  eachLine(text, [&](std::size_t, std::string_view line) {
+  ConfigText::eachLine(text, [&](std::size_t, std::string_view line) {
     if (end != text.npos) return;
     auto const at = static_cast<std::size_t>(line.data() - text.data());
     std::size_t const newline = text.substr(0, at).rfind('\n');
@@ -54,7 +55,7 @@ Orb::Ptr<Cli::Session::Session> openSession(Workspace const& workspace,
   auto session = Orb::make<Cli::Session::Manager>(workspace.tree.roots(), handlers)
                      ->open(user && *user ? user : "route-policy");
   if (!workspace.edits) return session;
-  auto const faults = applyEdits(*session, workspace.edits->text());
+  auto const faults = ConfigText::applyEdits(*session, workspace.edits->text());
   reportFaults(workspace.edits->path(), faults, console);
   return faults.empty() ? session : nullptr;
 }
@@ -80,7 +81,8 @@ std::optional<ConfigTree> readConfig(Options const& options, Console& console) {
 
 bool hasEdits(std::optional<PendingEdits> const& edits) {
   bool hasAny = false;
-  if (edits) eachLine(edits->text(), [&](std::size_t, std::string_view) { hasAny = true; });
+  if (edits)
+    ConfigText::eachLine(edits->text(), [&](std::size_t, std::string_view) { hasAny = true; });
   return hasAny;
 }
 

@@ -3,12 +3,14 @@
 #include <optional>
 #include <string>
 
+#include "config_text/ConfigTree.h"
 #include "tool/ConfigFile.h"
-#include "tool/ConfigTree.h"
 #include "tool/Console.h"
 #include "tool/Options.h"
 
 namespace Tool {
+
+using ConfigText::ConfigTree;
 
 /// A configuration and its pending edits, as the files have them.
 struct Workspace {

@@ -1,132 +1,113 @@
 #include "platform/session/EntityCopy.h"
 
-#include <algorithm>
-
-#include "platform/orb/base/Error.h"
-
 namespace Cli::Session {
 
-ORB_ENTITY_TYPE(AttributeFilter);
-ORB_ENTITY_TYPE(SessionStatus);
-ORB_ENTITY_TYPE(HandlerTable);
-ORB_ENTITY_TYPE(EntityCopyGlobalSessionHandler);
-
-using Orb::AttributeInfo;
+using Orb::AttributeRef;
 using Orb::Entity;
+using Orb::MutableAttributeRef;
+using Orb::Ptr;
 
-namespace {
+/// One copy of an entity, from the call of its handler to its end. A handler does more than copy
+/// attributes: when that fails, what was copied before has not been announced either.
+class EntityCopy::Frame {
+ public:
+  Frame(EntityCopy& engine, Entity& to) noexcept
+      : engine_(engine), outer_(std::exchange(engine.innermost_, this)), to_(to) {}
+  ~Frame() { engine_.innermost_ = outer_; }
+  Frame(Frame const&) = delete;
+  Frame& operator=(Frame const&) = delete;
 
-bool holdsHandler(AttributeInfo const& a) {
-  return a.ops->kind == Orb::AttributeKind::child && a.name.ends_with("CopyHandler");
-}
-
-}  // namespace
-
-HandlerTable::~HandlerTable() = default;
-
-void HandlerTable::handlerIs(Orb::Ptr<EntityCopyGlobalSessionHandler> const& handler) {
-  if (!handler) throw Orb::RangeException(Orb::nullParameterMessage(typeName, "handler"));
-  Orb::TypeInfo const* const type = Orb::entityType(handler->handledType());
-  if (!type) {
-    throw Orb::RangeException("entity type " + Orb::toText(Orb::String(handler->handledType())) +
-                              " is unknown: a handler for it is not allowed");
+  /// Notes that the attributes of an entity have been changed.
+  void changed(Entity const& to) noexcept { isChanged_ = isChanged_ || &to == &to_; }
+  bool done(bool result) const noexcept {
+    to_.isUnannouncedIs(false);
+    return result;
   }
-  auto const found = std::find_if(entries_.begin(), entries_.end(),
-                                  [&](Entry const& entry) { return entry.type == type; });
-  if (found != entries_.end()) {
-    found->handler = handler;
-  } else {
-    entries_.push_back({type, handler});
+  void failed() const noexcept {
+    if (isChanged_) to_.isUnannouncedIs(true);
   }
-}
 
-void HandlerTable::directoryIs(Entity const& directory) {
-  for (AttributeInfo const& a : directory.type().attributes) {
-    if (!holdsHandler(a)) continue;
-    auto* const held = a.ops->child(a.object(&directory), nullptr);
-    if (auto* const handler = dynamic_cast<EntityCopyGlobalSessionHandler*>(held)) {
-      handlerIs(Orb::Ptr<EntityCopyGlobalSessionHandler>(handler));
-    }
-  }
-}
+ private:
+  EntityCopy& engine_;
+  Frame* const outer_;
+  Entity& to_;
+  bool isChanged_ = false;
+};
 
-void HandlerTable::fillDirectory(Entity& directory) {
-  auto const& rows = directory.type().attributes;
-  for (AttributeInfo const& a : rows) {
-    auto const id = static_cast<Orb::AttrId>(&a - rows.data());
-    if (holdsHandler(a)) {
-      a.ops->childIs({const_cast<void*>(a.object(&directory)), &directory, id}, nullptr);
-    }
-  }
-}
-
-std::vector<Orb::Ptr<EntityCopyGlobalSessionHandler>> HandlerTable::handlers() const {
-  std::vector<Orb::Ptr<EntityCopyGlobalSessionHandler>> all;
-  for (Entry const& entry : entries_) all.push_back(entry.handler);
-  return all;
-}
-
-EntityCopyGlobalSessionHandler* HandlerTable::handler(Orb::TypeInfo const& type) const noexcept {
-  for (Entry const& entry : entries_) {
-    if (entry.type == &type) return entry.handler.get();
-  }
-  return nullptr;
-}
-
-EntityCopy::EntityCopy(Orb::Ptr<HandlerTable const> handlers, Purpose purpose)
-    : handlers_(std::move(handlers)), purpose_(purpose) {}
+EntityCopy::EntityCopy(Ptr<HandlerTable const> handlers) : handlers_(std::move(handlers)) {}
 
 EntityCopy::~EntityCopy() = default;
 
-bool EntityCopy::doCopyEntityAttrs(Orb::Ptr<Entity> const& to, Orb::Ptr<Entity const> const& from,
+bool EntityCopy::doCopyEntityAttrs(Ptr<Entity> const& to, Ptr<Entity const> const& from,
                                    Orb::String const& /*attribute*/,
-                                   Orb::Ptr<AttributeFilter const> const& filter) {
+                                   Ptr<AttributeFilter const> const& filter) {
   ORB_ASSERT(to && from && &to->type() == &from->type());
   return copyAttributes(*to, *from, filter);
 }
 
 bool EntityCopy::copyEntity(Entity& to, Entity const& from, std::string_view attribute) {
+  Ptr<Entity> const toAlive(&to);
+  Ptr<Entity const> const fromAlive(&from);
   auto* const handler = handlers_ ? handlers_->handler(to.type()) : nullptr;
-  if (!handler) return copyAttributes(to, from, nullptr);
-  Orb::Ptr<EntityCopyGlobalSessionHandler> const alive(handler);
-  return handler->handleEntity(Orb::Ptr<EntityCopy>(this), Orb::Ptr<Entity>(&to),
-                               Orb::Ptr<Entity const>(&from), Orb::String(attribute));
+  Ptr<EntityCopyGlobalSessionHandler> const handlerAlive(handler);
+  Frame frame(*this, to);
+  try {
+    return frame.done(handler ? handler->handleEntity(Ptr<EntityCopy>(this), toAlive, fromAlive,
+                                                      Orb::String(attribute))
+                              : copyAttributes(to, from, nullptr));
+  } catch (...) {
+    frame.failed();
+    throw;
+  }
 }
 
 bool EntityCopy::copyAttributes(Entity& to, Entity const& from,
-                                Orb::Ptr<AttributeFilter const> const& filter) {
-  // Those notified may let go of everything.
-  Orb::Ptr<Entity> const toAlive(&to);
-  Orb::Ptr<Entity const> const fromAlive(&from);
-  Orb::Ptr<AttributeFilter const> const filterAlive(filter.get());
+                                Ptr<AttributeFilter const> const& filter) {
+  // Observers may let go of everything.
+  Ptr<Entity> const toAlive(&to);
+  Ptr<Entity const> const fromAlive(&from);
+  Ptr<AttributeFilter const> const filterAlive(filter.get());
   bool const filters = filterAlive && !filterAlive->attribute().empty();
-  bool changed = unannounced_ && unannounced_->contains(toAlive);
-  std::span<AttributeInfo const> const rows = to.type().attributes;
-  try {
-    for (std::size_t i = 0; i < rows.size(); ++i) {
-      if (filters && filterAlive->attributeHas(Orb::String(rows[i].name))) continue;
-      if (copyAttribute(static_cast<Orb::AttrId>(i), to, from)) changed = true;
+  bool changed = to.isUnannounced();
+  auto const note = [&](bool isChanged) {
+    changed = changed || isChanged;
+    if (changed && innermost_) innermost_->changed(to);
+  };
+  note(false);
+  Orb::TypeInfo const& type = to.type();
+  for (Orb::AttrId const id : type.stored) {
+    Orb::AttributeInfo const& info = type.attributes[id];
+    if (filters && filterAlive->attributeHas(Orb::String(info.name))) continue;
+    to.isModifiedIs(false);
+    try {
+      note(copyAttribute(id, to, from));
+    } catch (...) {
+      // Part of it may have been copied; of owned entities, that cannot be seen here.
+      note(to.isModified() || info.ownsEntities);
+      throw;
     }
-  } catch (...) {
-    if (unannounced_) unannounced_->insert(toAlive);
-    throw;
   }
-  if (unannounced_) unannounced_->erase(toAlive);
   return changed;
 }
 
 bool EntityCopy::copyAttribute(Orb::AttrId id, Entity& to, Entity const& from) {
-  AttributeInfo const& a = to.type().attributes[id];
-  auto* const attribute = const_cast<void*>(a.object(&to));
-  if (purpose_ == Purpose::privateTree && a.ops->take) {
-    if (!a.ops->take(attribute, a.object(&from))) return false;
-    to.notify(id);
-    return true;
-  }
-  return a.ops->copy && a.ops->copy({attribute, &to, id}, a.object(&from),
-                                    [&](Entity& child, Entity const& source) {
-                                      return copyEntity(child, source, a.name);
-                                    });
+  MutableAttributeRef const a = attributeOf(to, id);
+  if (a.ownsEntities()) return copyOwned(a, attributeOf(from, id));
+  return a.kind() != Orb::AttributeKind::counter && a.copy(attributeOf(from, id));
+}
+
+bool EntityCopy::copyOwned(MutableAttributeRef to, AttributeRef from) {
+  bool changed = false;
+  to.eachOwnedBeside(from, [&](Orb::ValueRef key, Entity* mine, Entity const* theirs) {
+    if (!mine || !theirs) changed = true;
+    if (theirs) {
+      Ptr<Entity> const child = mine ? Ptr<Entity>(mine) : to.makeOwned(key);
+      if (copyEntity(*child, *theirs, to.name())) changed = true;
+    } else if (to.kind() == Orb::AttributeKind::children || !from.owned()) {
+      to.eraseOwned(key);  // a single one whose place another takes leaves when that is made
+    }
+  });
+  return changed;
 }
 
 }  // namespace Cli::Session

@@ -309,57 +309,58 @@ TEST(RouteMap, TellsOfRealChangesOnly) {
 
 using Leaves = std::map<std::string, std::pair<std::string, std::string>>;
 
+using Attributes = Orb::AttributeRange<Orb::AttributeRef>;
+
 /// What `now` holds and what `blank` does, by path, down to the single fields. Written without
 /// the code that finds differences, to be compared with it.
-void leaves(std::span<Orb::AttributeInfo const> rows, void const* now, void const* blank,
-            std::string const& prefix, Leaves& out);
-
-void leaf(Orb::ValueType const& type, void const* now, void const* blank, std::string const& path,
-          Leaves& out) {
-  if (!type.fields.empty()) return leaves(type.fields, now, blank, path + '.', out);
-  type.write(out[path].first, now);
-  type.write(out[path].second, blank);
-}
-
-void leaves(std::span<Orb::AttributeInfo const> rows, void const* now, void const* blank,
-            std::string const& prefix, Leaves& out) {
-  for (Orb::AttributeInfo const& a : rows) {
-    if (!a.isWritable()) continue;
-    std::string const path = prefix + std::string(a.name);
-    if (a.ops->visit) {
-      a.ops->visit(a.object(now), [&](void const* value) {
-        a.ops->visit(a.object(blank),
-                     [&](void const* none) { leaf(*a.ops->value, value, none, path, out); });
+void leaves(Attributes const& now, Attributes const& blank, std::string const& prefix,
+            Leaves& out) {
+  for (std::size_t i = 0; i < now.size(); ++i) {
+    Orb::AttributeRef const a = now[i];
+    if (!a.info().isWritable) continue;
+    std::string const path = prefix + std::string(a.name());
+    if (a.isValue()) {
+      a.visitValue([&](Orb::ValueRef value) {
+        blank[i].visitValue([&](Orb::ValueRef none) {
+          if (!value.fields().empty()) {
+            return leaves(value.fields(), none.fields(), path + '.', out);
+          }
+          out[path] = {value.text(), none.text()};
+        });
       });
       continue;
     }
     std::size_t count = 0;
-    a.ops->differ(nullptr, a.object(now), [&](Orb::MemberDifference const& member) {
+    auto const nameOf = [&](Orb::ValueRef key) {
       ++count;
-      std::string name = path + '[';
-      if (member.key) a.ops->key->write(name, member.key);
-      name += "].";
-      if (a.ops->child) {
-        auto const& e = *static_cast<Orb::Entity const*>(member.after);
-        leaves(e.type().attributes, &e, e.type().make({}).get(), name, out);
-      } else if (Orb::ValueType const& type = *a.ops->value; type.fields.empty()) {
-        type.write(out[name].first, member.after);
-      } else {  // the first field is the key
-        a.ops->freshMember(member.key, [&](void const* none) {
-          leaves(type.fields.subspan(1), member.after, none, name, out);
+      return path + '[' + (key ? key.text() : "") + "].";
+    };
+    if (a.ownsEntities()) {
+      a.eachOwned([&](Orb::ValueRef key, Orb::Entity const& e) {
+        auto const none = e.type().make({});
+        leaves(attributesOf(e), attributesOf(std::as_const(*none)), nameOf(key), out);
+      });
+    } else {
+      a.eachMember([&](Orb::ValueRef key, Orb::ValueRef member) {
+        std::string const name = nameOf(key);
+        if (member.fields().empty()) return void(out[name].first = member.text());
+        a.visitNewMember(key, [&](Orb::ValueRef none) {  // the first field is the key
+          leaves({member.type().fields.subspan(1), member.get()},
+                 {none.type().fields.subspan(1), none.get()}, name, out);
         });
-      }
-    });
-    out[path] = {std::to_string(count) + (a.ops->child ? " owned" : " members"),
-                 a.ops->child ? "0 owned"
-                 : count < 2  ? out[path].first
-                              : "0 members"};
+      });
+    }
+    out[path] = {std::to_string(count) + (a.ownsEntities() ? " owned" : " members"),
+                 a.ownsEntities() ? "0 owned"
+                 : count < 2      ? out[path].first
+                                  : "0 members"};
   }
 }
 
 Leaves leavesOf(Orb::Entity const& root) {
   Leaves out;
-  leaves(root.type().attributes, &root, root.type().make({}).get(), {}, out);
+  auto const blank = root.type().make({});
+  leaves(attributesOf(root), attributesOf(std::as_const(*blank)), {}, out);
   return out;
 }
 
@@ -408,6 +409,37 @@ TEST_P(EveryAttribute, ComesBackLineByLine) {
   }
   EXPECT_EQ(linesBetween(*copy, *full), Strings{});
   EXPECT_EQ(linesBetween(*full, *copy), Strings{});
+  EXPECT_EQ(leavesOf(*copy), leavesOf(*full));
+}
+
+/// Sends each attribute of a tree through its binary form into another tree of the same entities.
+void sendAttributes(Orb::Entity const& from, Orb::Entity& to) {
+  for (Orb::MutableAttributeRef const a : attributesOf(to)) {
+    Orb::AttributeRef const source = attributeOf(from, a.id());
+    if (a.ownsEntities()) {
+      source.eachOwned([&](Orb::ValueRef key, Orb::Entity const& child) {
+        sendAttributes(child, *a.makeOwned(key));
+      });
+    }
+    if (!a.hasMembers() && !a.info().isStoredValue) continue;
+    std::string bytes;
+    source.writeBinary(bytes);
+    for (std::size_t size = 0; size < bytes.size(); ++size) {
+      Orb::BinaryReader cut(std::string_view(bytes).substr(0, size));
+      EXPECT_THROW(a.readBinary(cut), Orb::ParseException) << a.name() << ", " << size << " bytes";
+    }
+    Orb::BinaryReader in(bytes);
+    a.readBinary(in);
+    in.end();
+  }
+}
+
+TEST_P(EveryAttribute, ComesBackFromItsBinaryForm) {
+  auto const full = make();
+  TestSupport::fillTree(*full);
+  auto const copy = make();
+  sendAttributes(*full, *copy);
+  EXPECT_EQ(linesBetween(*copy, *full), Strings{});
   EXPECT_EQ(leavesOf(*copy), leavesOf(*full));
 }
 

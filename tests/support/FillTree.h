@@ -40,27 +40,21 @@ inline std::string otherText(Orb::ValueType const& type, std::string const& now,
   throw std::logic_error("no text for the type " + std::string(type.name));
 }
 
-inline std::string textOf(Orb::ValueType const& type, void const* value) {
-  std::string text;
-  if (value) type.write(text, value);
-  return text;
-}
-
-/// The text of a value that differs from `value` in every field; all the same the first one when
-/// that is `key`. Fields rise, so that a range has its ends in order. A null `value` is any.
-inline std::string otherValue(Orb::ValueType const& type, void const* value, unsigned n,
+/// The text of a value that differs from `now` in every field; all the same `key` where that is
+/// the first field's. Fields rise, so that a range has its ends in order. Without `now` it is any.
+inline std::string otherValue(Orb::ValueType const& type, Orb::ValueRef now, unsigned n,
                               std::string const& key = {}) {
-  if (type.fields.empty()) return otherText(type, textOf(type, value), n);
+  if (type.fields.empty()) return otherText(type, now ? now.text() : std::string(), n);
   std::string text = "Value('" + std::string(type.name) + "', ** {";
-  for (Orb::AttributeInfo const& field : type.fields) {
-    Orb::ValueType const& fieldType = *field.ops->value;
+  for (std::size_t i = 0; i < type.fields.size(); ++i) {
+    Orb::ValueType const& fieldType = *type.fields[i].valueType();
     std::string fieldText;
-    auto const choose = [&](void const* now) {
-      bool const isKey = &field == type.fields.data() && now && textOf(fieldType, now) == key;
-      fieldText = isKey ? key : otherValue(fieldType, now, n++);
+    auto const choose = [&](Orb::ValueRef field) {
+      bool const isKey = i == 0 && field && field.text() == key;
+      fieldText = isKey ? key : otherValue(fieldType, field, n++);
     };
-    value ? field.ops->visit(field.object(value), choose) : choose(nullptr);
-    text += (text.ends_with('{') ? "'" : ", '") + std::string(field.name) + "': " + fieldText;
+    now ? now.fields()[i].visitValue(choose) : choose({});
+    text += (i == 0 ? "'" : ", '") + std::string(type.fields[i].name) + "': " + fieldText;
   }
   return text + "})";
 }
@@ -73,16 +67,16 @@ inline void fillValue(Orb::Entity& root, std::string const& path, Orb::ValueType
                       std::string const& key, unsigned n) {
   std::string text;
   Orb::visitPath(root, path, [&](Orb::PathTarget const& target) {
-    auto const choose = [&](void const* now) {
-      if (type.read) text = otherValue(type, now, n, key);
+    auto const choose = [&](Orb::ValueRef now) {
+      if (type.readText) text = otherValue(type, now, n, key);
     };
-    target.value ? choose(target.value) : target.attribute->ops->visit(target.object, choose);
+    target.member ? choose(target.member) : target.attribute->visitValue(choose);
   });
-  if (type.read) return Orb::attributeTextIs(root, path, text);
+  if (type.readText) return Orb::attributeTextIs(root, path, text);
   bool isKey = !key.empty() &&
                Orb::attributeText(root, path + '.' + std::string(type.fields.front().name)) == key;
   for (Orb::AttributeInfo const& field : type.fields) {
-    if (!isKey && field.isWritable())
+    if (!isKey && field.isWritable)
       fillAttribute(root, path + '.' + std::string(field.name), field, n++);
     isKey = false;
   }
@@ -91,19 +85,19 @@ inline void fillValue(Orb::Entity& root, std::string const& path, Orb::ValueType
 inline void fillEntity(Orb::Entity& root, std::string const& prefix, Orb::TypeInfo const& type,
                        unsigned n) {
   for (Orb::AttributeInfo const& a : type.attributes) {
-    if (a.isWritable()) fillAttribute(root, prefix + std::string(a.name), a, n++);
+    if (a.isWritable) fillAttribute(root, prefix + std::string(a.name), a, n++);
   }
 }
 
 inline void fillAttribute(Orb::Entity& root, std::string const& path, Orb::AttributeInfo const& a,
                           unsigned n) {
-  if (!a.ops->childIs && !a.ops->editMember) return fillValue(root, path, *a.ops->value, {}, n);
+  if (!a.ownsEntities && !a.hasMembers) return fillValue(root, path, *a.valueType(), {}, n);
   for (unsigned const i : {n, n + 1}) {
-    std::string const key = a.ops->key ? otherValue(*a.ops->key, nullptr, i) : std::string();
+    std::string const key = a.keyType() ? otherValue(*a.keyType(), {}, i) : std::string();
     std::string const member = key.empty() ? path : path + '[' + key + ']';
     Orb::Ptr<Orb::Entity> const made = Orb::attributeIs(root, member);
-    if (a.ops->childIs) return fillEntity(root, member + '.', made->type(), n);
-    fillValue(root, member, *a.ops->value, key, i);
+    if (a.ownsEntities) return fillEntity(root, member + '.', made->type(), n);
+    fillValue(root, member, *a.valueType(), key, i);
   }
 }
 

@@ -63,19 +63,19 @@
 
 /// name, types of key and value: a field that is a collection, in the order of the keys. The type
 /// has no constructor from text then.
-#define ORB_FIELD_MAP(name, KeyType, ValueType)                                           \
- private:                                                                                 \
-  ::Orb::FieldMap<KeyType, ValueType> name##_;                                            \
-                                                                                          \
- public:                                                                                  \
-  auto const& name() const { return name##_.all(); }                                      \
-  ::Orb::Param<ValueType> name(::Orb::Param<KeyType> k) const { return name##_.get(k); }  \
-  bool name##Has(::Orb::Param<KeyType> k) const { return name##_.has(k); }                \
-  void name##Is(::Orb::Param<KeyType> k, ::Orb::Param<ValueType> v) { name##_.is(k, v); } \
-  void name##Del(::Orb::Param<KeyType> k) { name##_.del(k); }                             \
-  void name##DelAll() { name##_.delAll(); }                                               \
-  static constexpr ::Orb::Field<FieldsOf, ::Orb::FieldMap<KeyType, ValueType>> row(       \
-      ::Orb::Id<Attr::name>) {                                                            \
-    return {#name, &FieldsOf::name##_};                                                   \
-  }                                                                                       \
+#define ORB_FIELD_MAP(name, KeyType, ValueType)                                               \
+ private:                                                                                     \
+  ::Orb::FieldMap<KeyType, ValueType> name##_;                                                \
+                                                                                              \
+ public:                                                                                      \
+  auto const& name() const { return name##_.all(); }                                          \
+  ::Orb::Param<ValueType> name(::Orb::Param<KeyType> k) const { return name##_.get(k); }      \
+  bool name##Has(::Orb::Param<KeyType> k) const { return name##_.has(k); }                    \
+  void name##Is(::Orb::Param<KeyType> k, ::Orb::Param<ValueType> v) { name##_.insert(k, v); } \
+  void name##Del(::Orb::Param<KeyType> k) { name##_.erase(k); }                               \
+  void name##DelAll() { name##_.clear(); }                                                    \
+  static constexpr ::Orb::Field<FieldsOf, ::Orb::FieldMap<KeyType, ValueType>> row(           \
+      ::Orb::Id<Attr::name>) {                                                                \
+    return {#name, &FieldsOf::name##_};                                                       \
+  }                                                                                           \
   static_assert(true)

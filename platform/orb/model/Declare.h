@@ -58,7 +58,7 @@
 #define ORB_SCALAR_(name, Type, ...)                        \
   ORB_OBJECT(name, __VA_ARGS__)                             \
   ::Orb::Param<Type> name() const { return name##_.get(); } \
-  void name##Is(::Orb::Param<Type> v) { name##_.is(*this, name##Id_, v); }
+  void name##Is(::Orb::Param<Type> v) { name##_.set(*this, name##Id_, v); }
 
 /// name, type, default value: a single value. nameIs() tells only of a real change.
 #define ORB_ATTRIBUTE(name, Type, ...)      \
@@ -71,7 +71,7 @@
 #define ORB_COUNTER(name)                                                                 \
   using name##Object = ::Orb::Scalar<::Orb::U32, nullptr, ::Orb::AttributeKind::counter>; \
   ORB_SCALAR_(name, ::Orb::U32)                                                           \
-  ::Orb::U32 name##Inc(::Orb::U32 delta) { return name##_.inc(*this, name##Id_, delta); } \
+  ::Orb::U32 name##Inc(::Orb::U32 delta) { return name##_.add(*this, name##Id_, delta); } \
   static_assert(true)
 
 /// name, type, a function, default value: a single value of which the function sees every new one
@@ -85,27 +85,27 @@
   using name##Object = ::Orb::Child<E>;                       \
   ORB_OBJECT(name)                                            \
   ::Orb::Ptr<E> const& name() const { return name##_.get(); } \
-  void name##Del() { name##_.del(*this, name##Id_); }
+  void name##Del() { name##_.erase(*this, name##Id_); }
 
 /// name, class: one entity that is owned, or none. nameIs() makes it when it is not there yet.
-#define ORB_CHILD(name, E)                                          \
-  ORB_CHILD_(name, E)                                               \
-  ::Orb::Ptr<E> name##Is() { return name##_.is(*this, name##Id_); } \
+#define ORB_CHILD(name, E)                                            \
+  ORB_CHILD_(name, E)                                                 \
+  ::Orb::Ptr<E> name##Is() { return name##_.make(*this, name##Id_); } \
   static_assert(true)
 
 /// The same for an entity with a name: nameIs(name) puts one of that name in the place of any
 /// other.
-#define ORB_NAMED_CHILD(name, E)                                                               \
-  ORB_CHILD_(name, E)                                                                          \
-  ::Orb::Ptr<E> name##Is(::Orb::Name const& key) { return name##_.is(*this, name##Id_, key); } \
+#define ORB_NAMED_CHILD(name, E)                                                                 \
+  ORB_CHILD_(name, E)                                                                            \
+  ::Orb::Ptr<E> name##Is(::Orb::Name const& key) { return name##_.make(*this, name##Id_, key); } \
   static_assert(true)
 
 /// name, class: a shared object that belongs to others, or none.
-#define ORB_REFERENCE(name, E)                                                             \
-  using name##Object = ::Orb::Reference<E>;                                                \
-  ORB_OBJECT(name)                                                                         \
-  ::Orb::Ptr<E> const& name() const { return name##_.get(); }                              \
-  void name##Is(::Orb::Ptr<E> object) { name##_.is(*this, name##Id_, std::move(object)); } \
+#define ORB_REFERENCE(name, E)                                                              \
+  using name##Object = ::Orb::Reference<E>;                                                 \
+  ORB_OBJECT(name)                                                                          \
+  ::Orb::Ptr<E> const& name() const { return name##_.get(); }                               \
+  void name##Is(::Orb::Ptr<E> object) { name##_.set(*this, name##Id_, std::move(object)); } \
   static_assert(true)
 
 #define ORB_COLLECTION_(name)                                                                      \
@@ -113,8 +113,10 @@
   auto const& name() const { return name##_.all(); }                                               \
   decltype(auto) name(::Orb::Param<typename name##Object::Key> k) const { return name##_.get(k); } \
   bool name##Has(::Orb::Param<typename name##Object::Key> k) const { return name##_.has(k); }      \
-  void name##Del(::Orb::Param<typename name##Object::Key> k) { name##_.del(*this, name##Id_, k); } \
-  void name##DelAll() { name##_.delAll(*this, name##Id_); }
+  void name##Del(::Orb::Param<typename name##Object::Key> k) {                                     \
+    name##_.erase(*this, name##Id_, k);                                                            \
+  }                                                                                                \
+  void name##DelAll() { name##_.clear(*this, name##Id_); }
 
 /// name, class of the collection: of values that carry their key, of shared objects, or of
 /// children, which nameIs(key) makes when they are not there yet.
@@ -122,7 +124,7 @@
   using name##Object = __VA_ARGS__;                                           \
   ORB_COLLECTION_(name)                                                       \
   typename name##Object::Result name##Is(typename name##Object::Argument v) { \
-    return name##_.is(*this, name##Id_, v);                                   \
+    return name##_.insert(*this, name##Id_, v);                               \
   }                                                                           \
   static_assert(true)
 
@@ -131,7 +133,7 @@
   using name##Object = ::Orb::Map<KeyType, ValueType>;                \
   ORB_COLLECTION_(name)                                               \
   void name##Is(::Orb::Param<KeyType> k, ::Orb::Param<ValueType> v) { \
-    name##_.is(*this, name##Id_, k, v);                               \
+    name##_.insert(*this, name##Id_, k, v);                           \
   }                                                                   \
   static_assert(true)
 

@@ -1,7 +1,5 @@
 #include "platform/orb/model/Difference.h"
 
-#include "platform/orb/base/Error.h"
-
 namespace Orb {
 
 namespace {
@@ -15,68 +13,75 @@ class Walk {
   Walk(VisitDifference visit, std::string_view path) : visit_(visit), path_(path) {}
 
   void entities(Entity const& before, Entity const& after) {
-    attributes(after.type().attributes, &before, &after);
+    ORB_ASSERT(&before.type() == &after.type());
+    for (AttrId const id : after.type().stored) {
+      attribute(attributeOf(before, id), attributeOf(after, id));
+    }
   }
 
-  void attributes(std::span<AttributeInfo const> rows, void const* before, void const* after) {
-    for (AttributeInfo const& a : rows) {
-      if (!a.ops->differ) continue;
-      std::size_t const here = path_.size();
-      if (here > 0) path_ += '.';
-      path_ += a.name;
-      a.ops->differ(a.object(before), a.object(after),
-                    [&](MemberDifference const& member) { difference(a, member); });
-      path_.resize(here);
+  void attribute(AttributeRef before, AttributeRef after) {
+    std::size_t const here = path_.size();
+    if (here > 0) path_ += '.';
+    path_ += after.name();
+    if (after.ownsEntities()) {
+      after.ownedDifferencesFrom(before, [&](OwnedDifference const& d) {
+        withKey(d.key, [&] { owned(after.kind(), d.before, d.after); });
+      });
+    } else {
+      after.differencesFrom(
+          before, [&](MemberDifference const& d) { withKey(d.key, [&] { value(after, d); }); });
     }
+    path_.resize(here);
   }
 
   void owned(AttributeKind kind, Entity const* before, Entity const* after) {
     if (before && after) return entities(*before, *after);
     if (!before && !after) return;
-    if (!after) return tell({Kind::removed, {}, {}, {}, false, kind});
-    tell({Kind::added, {}, {}, {}, false, kind});
+    report({after ? Kind::added : Kind::removed, {}, {}, {}, false, kind});
+    if (!after) return;
     Ptr<Entity const> const blank = after->type().make({});
     ORB_ASSERT(blank && "an entity type that a new tree can hold can be made alone");
     entities(*blank, *after);
   }
 
  private:
-  void difference(AttributeInfo const& a, MemberDifference const& member) {
+  using Attributes = AttributeRange<AttributeRef>;
+
+  void fields(Attributes const& before, Attributes const& after) {
+    for (std::size_t i = 0; i < after.size(); ++i) attribute(before[i], after[i]);
+  }
+
+  template <class Do>
+  void withKey(ValueRef key, Do const& act) {
     std::size_t const here = path_.size();
-    if (member.key) {
+    if (key) {
       path_ += '[';
-      a.ops->key->write(path_, member.key);
+      key.writeText(path_);
       path_ += ']';
     }
-    if (a.ops->child) {
-      owned(a.ops->kind, static_cast<Entity const*>(member.before),
-            static_cast<Entity const*>(member.after));
-    } else {
-      value(a, member);
-    }
+    act();
     path_.resize(here);
   }
 
-  void value(AttributeInfo const& a, MemberDifference const& member) {
-    ValueType const& type = *a.ops->value;
-    Kind const kind =
-        !member.before ? Kind::added : (!member.after ? Kind::removed : Kind::changed);
-    if (!type.isToldByField) {
-      Difference told{kind, {}, {}, {}, true, a.ops->kind};
-      if (member.before) type.write(told.before, member.before);
-      if (member.after) type.write(told.after, member.after);
-      return tell(std::move(told));
+  void value(AttributeRef a, MemberDifference const& d) {
+    Kind const kind = !d.before ? Kind::added : (!d.after ? Kind::removed : Kind::changed);
+    if (!a.info().valueType()->differsByField) {
+      return report({kind,
+                     {},
+                     d.before ? d.before.text() : std::string(),
+                     d.after ? d.after.text() : std::string(),
+                     true,
+                     a.kind()});
     }
-    if (kind != Kind::changed) tell({kind, {}, {}, {}, false, a.ops->kind});
-    if (!member.after) return;
-    if (member.before) return attributes(type.fields, member.before, member.after);
-    a.ops->freshMember(member.key,
-                       [&](void const* fresh) { attributes(type.fields, fresh, member.after); });
+    if (kind != Kind::changed) report({kind, {}, {}, {}, false, a.kind()});
+    if (!d.after) return;
+    if (d.before) return fields(d.before.fields(), d.after.fields());
+    a.visitNewMember(d.key, [&](ValueRef fresh) { fields(fresh.fields(), d.after.fields()); });
   }
 
-  void tell(Difference told) {
-    told.path = path_;
-    visit_(told);
+  void report(Difference difference) {
+    difference.path = path_;
+    visit_(difference);
   }
 
   VisitDifference visit_;
@@ -87,14 +92,12 @@ class Walk {
 
 void differences(Entity const& before, Entity const& after, VisitDifference visit,
                  std::string_view prefix) {
-  ORB_ASSERT(&before.type() == &after.type());
   Walk(visit, prefix).entities(before, after);
 }
 
-void attributeDifferences(AttributeInfo const& attribute, Entity const& before, Entity const& after,
-                          VisitDifference visit) {
-  ORB_ASSERT(&before.type() == &after.type());
-  Walk(visit, {}).attributes({&attribute, 1}, &before, &after);
+void attributeDifferences(AttributeRef before, AttributeRef after, VisitDifference visit) {
+  ORB_ASSERT(&before.info() == &after.info());
+  Walk(visit, {}).attribute(before, after);
 }
 
 void ownedDifferences(AttributeKind attribute, Entity const* before, Entity const* after,

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/orb/model/TypeInfo.h"
+#include "platform/orb/model/AttributeRef.h"
 
 namespace Orb {
 
@@ -12,26 +12,25 @@ struct Difference {
   std::string path;         ///< see Path.h
   std::string before;       ///< text forms; empty where there is nothing,
   std::string after;        ///< and for what has no text of its own: see hasText
-  bool hasText;             ///< an owned entity, or a value told by its fields, has none: what it
-                            ///< is made of follows, one difference each
+  bool hasText;             ///< an owned entity, or a value that differs by its fields, has none:
+                            ///< what it is made of follows, one difference each
   AttributeKind attribute;  ///< the kind of attribute that differs, or that has the member
 };
 
 /// Visits what differs between two entities of one type, in the order of their attributes. What
-/// only one side has is told with all that is not at its default in it. Keys, derived attributes
-/// and references are left out. In their order, differences that are added or changed are lines
-/// that make `after` of `before`: PATH=AFTER sets what hasText, PATH makes the rest. Paths begin
-/// with `prefix`, the path of the two entities.
+/// only one side has is reported with all that is not at its default in it. Keys, derived
+/// attributes and references are left out. In their order, differences that are added or changed
+/// are lines that make `after` of `before`: PATH=AFTER sets what hasText, PATH makes the rest.
+/// Paths begin with `prefix`, the path of the two entities.
 ROUTEPOLICY_EXPORT void differences(Entity const& before, Entity const& after,
                                     FunctionRef<void(Difference const& difference)> visit,
                                     std::string_view prefix = {});
 
-/// The same for one attribute of the two.
-ROUTEPOLICY_EXPORT void attributeDifferences(AttributeInfo const& attribute, Entity const& before,
-                                             Entity const& after,
+/// The same for one attribute, of two entities of one type.
+ROUTEPOLICY_EXPORT void attributeDifferences(AttributeRef before, AttributeRef after,
                                              FunctionRef<void(Difference const& difference)> visit);
 
-/// Tells that an owned entity at `path` is there only before or only after (the other is null),
+/// Visits that an owned entity at `path` is there only before or only after (the other is null),
 /// and what is in one that is added; or else the differences between the two.
 ROUTEPOLICY_EXPORT void ownedDifferences(AttributeKind attribute, Entity const* before,
                                          Entity const* after,

@@ -1,6 +1,10 @@
 #include "platform/orb/model/Path.h"
 
-#include "platform/orb/base/Error.h"
+// A path is taken off the front of a reader, step by step; every step is a name and, perhaps, a key
+// in brackets. Four functions go along a path, one for each thing that is done with it: visitIn()
+// reads, changeIn() changes, followTypes() asks the types alone, and ownerIn() finds the entity at
+// its end. A key is only good while it is being visited, so each of them goes on from inside the
+// visit of a key.
 
 namespace Orb {
 
@@ -11,8 +15,8 @@ struct Change {
   enum class Kind { set, make, remove };
   Kind kind;
   std::string_view text = {};
-  Ptr<Entity>* made = nullptr;  ///< the owned entity at the end
-  bool* removed = nullptr;      ///< whether anything was
+  Ptr<Entity>* made = nullptr;  ///< receives the owned entity at the end
+  bool* removed = nullptr;      ///< receives whether anything was
   CounterAccess counters = CounterAccess::set;
 
   bool isRemoval() const { return kind == Kind::remove; }
@@ -21,44 +25,37 @@ struct Change {
   }
 };
 
-/// The attributes of an entity or the fields of a value, and where they are.
-struct Holder {
-  std::string_view typeName;
-  std::span<AttributeInfo const> attributes;
-  void const* object;
-  Entity* entity = nullptr;  ///< when it is an entity that may be changed
-
-  static Holder of(Entity const& e) { return {e.type().name, e.type().attributes, &e}; }
-  static Holder of(Entity& e) { return {e.type().name, e.type().attributes, &e, &e}; }
-  static Holder of(ValueType const& type, void const* value) {
-    return {type.name, type.fields, value};
-  }
-};
-
 constexpr std::string_view kReadOnly = "is read-only: a change is not allowed";
+constexpr std::string_view kNotThere = "does not hold what the path names";
 
-[[noreturn]] void refuse(Holder const& holder, AttributeInfo const& a, std::string_view reason) {
-  std::string message(holder.typeName);
+[[noreturn]] void refuse(std::string_view typeName, AttributeInfo const& a,
+                         std::string_view reason) {
+  std::string message(typeName);
   message.append("::").append(a.name).append(" ").append(reason);
   throw RangeException(message);
 }
 
-/// The attribute whose name stands at the front.
-AttributeInfo const& takeAttribute(Holder const& holder, TextReader& in) {
-  std::string_view const name = in.rest().substr(0, in.rest().find_first_of(".["));
-  if (AttributeInfo const* const found = findAttribute(holder.attributes, name)) {
-    in.skip(name.size());
-    return *found;
-  }
-  if (holder.attributes.empty()) {
-    throw RangeException(std::string(holder.typeName) + " has no fields");
-  }
-  throw RangeException(std::string(holder.typeName) + " attribute " + toText(String(name)) +
-                       " is unknown and not allowed");
-}
+// The grammar
 
 bool atEnd(TextReader const& in) { return in.rest().empty(); }
 bool atKey(TextReader const& in) { return in.rest().starts_with('['); }
+
+std::string_view nextName(TextReader const& in) {
+  return in.rest().substr(0, in.rest().find_first_of(".["));
+}
+
+/// The attribute whose name stands at the front, which is taken off.
+AttrId takeAttribute(std::string_view typeName, std::span<AttributeInfo const> attributes,
+                     TextReader& in) {
+  std::string_view const name = nextName(in);
+  if (AttributeInfo const* const found = findAttribute(attributes, name)) {
+    in.skip(name.size());
+    return static_cast<AttrId>(found - attributes.data());
+  }
+  if (attributes.empty()) throw RangeException(std::string(typeName) + " has no fields");
+  throw RangeException(std::string(typeName) + " attribute " + toText(String(name)) +
+                       " is unknown and not allowed");
+}
 
 /// Behind a key: the end of the path, or what leads on.
 bool closesAtEnd(TextReader& in) {
@@ -68,212 +65,251 @@ bool closesAtEnd(TextReader& in) {
   return false;
 }
 
-using VisitTarget = FunctionRef<void(PathTarget const&)>;
-
-void visitIn(Holder const& holder, TextReader& in, VisitTarget visit);
-
-/// The entity that `in` goes on to from an attribute that owns some, or null; `in` stands behind
-/// its key then.
-Entity* takeChild(Holder const& holder, AttributeInfo const& a, TextReader& in) {
-  if (!atKey(in)) {
-    if (a.ops->kind == AttributeKind::children && !atEnd(in)) refuse(holder, a, "needs a key");
-    return a.ops->child(a.object(holder.object), nullptr);
-  }
-  if (!a.ops->key) refuse(holder, a, "has no key");
-  in.skip(1);
-  return a.ops->child(a.object(holder.object), &in);
-}
-
-void visitChild(Holder const& holder, AttributeInfo const& a, TextReader& in, VisitTarget visit) {
-  bool const hasKey = atKey(in);
-  Ptr<Entity> const child(takeChild(holder, a, in));
-  bool isEnd = false;
-  if (hasKey) {
-    isEnd = closesAtEnd(in);
-  } else {
-    in.literal(".");
-  }
-  if (!child) refuse(holder, a, "does not hold what the path names");
-  if (!isEnd) return visitIn(Holder::of(std::as_const(*child)), in, visit);
-  visit({.entity = child.get()});
-}
-
-void visitMember(Holder const& holder, AttributeInfo const& a, TextReader& in, VisitTarget visit) {
+/// Visits the key in brackets at the front, which is taken off with the opening bracket.
+template <class Do>
+void takeKey(std::string_view typeName, AttributeRef a, TextReader& in, Do const& act) {
+  if (!a.info().keyType()) refuse(typeName, a.info(), "has no key");
   in.literal("[");
-  ValueType const& type = *a.ops->value;
-  bool const isThere = a.ops->visitMember(a.object(holder.object), in, [&](void const* member) {
-    if (!closesAtEnd(in)) return visitIn(Holder::of(type, member), in, visit);
-    visit({.type = &type, .value = member});
+  a.withKey(in, act);
+}
+
+// Reading
+
+using VisitTarget = FunctionRef<void(PathTarget const&)>;
+using Attributes = AttributeRange<AttributeRef>;
+
+void visitIn(std::string_view typeName, std::span<AttributeInfo const> infos,
+             Attributes const& attributes, TextReader& in, VisitTarget visit);
+
+void visitValue(ValueRef value, TextReader& in, VisitTarget visit) {
+  visitIn(value.type().name, value.type().fields, value.fields(), in, visit);
+}
+
+void visitOwned(std::string_view typeName, AttributeRef a, TextReader& in, VisitTarget visit) {
+  auto const goOn = [&](ValueRef key) {
+    Ptr<Entity const> const child(a.owned(key));
+    bool const isEnd = key ? closesAtEnd(in) : (in.literal("."), false);
+    if (!child) refuse(typeName, a.info(), kNotThere);
+    if (isEnd) return visit({.entity = child.get()});
+    TypeInfo const& type = child->type();
+    visitIn(type.name, type.attributes, attributesOf(*child), in, visit);
+  };
+  if (atKey(in)) return takeKey(typeName, a, in, goOn);
+  if (a.kind() == AttributeKind::children) refuse(typeName, a.info(), "needs a key");
+  goOn({});
+}
+
+void visitMember(std::string_view typeName, AttributeRef a, TextReader& in, VisitTarget visit) {
+  if (!atKey(in)) in.literal("[");
+  takeKey(typeName, a, in, [&](ValueRef key) {
+    bool const isThere = a.visitMember(key, [&](ValueRef member) {
+      if (!closesAtEnd(in)) return visitValue(member, in, visit);
+      visit({.member = member});
+    });
+    if (!isThere) refuse(typeName, a.info(), kNotThere);
   });
-  if (!isThere) refuse(holder, a, "does not hold what the path names");
 }
 
-void visitIn(Holder const& holder, TextReader& in, VisitTarget visit) {
-  AttributeInfo const& a = takeAttribute(holder, in);
-  void const* const object = a.object(holder.object);
-  if (atEnd(in)) return visit({.attribute = &a, .object = object});
-  if (a.ops->child) return visitChild(holder, a, in, visit);
-  if (a.ops->visitMember) return visitMember(holder, a, in, visit);
-  if (!a.ops->visit || atKey(in)) refuse(holder, a, "has no members");
+void visitIn(std::string_view typeName, std::span<AttributeInfo const> infos,
+             Attributes const& attributes, TextReader& in, VisitTarget visit) {
+  AttributeRef const a = attributes[takeAttribute(typeName, infos, in)];
+  if (atEnd(in)) return visit({.attribute = &a});
+  if (a.ownsEntities()) return visitOwned(typeName, a, in, visit);
+  if (a.hasMembers()) return visitMember(typeName, a, in, visit);
+  if (!a.isValue() || atKey(in)) refuse(typeName, a.info(), "has no members");
   in.literal(".");
-  a.ops->visit(object,
-               [&](void const* value) { visitIn(Holder::of(*a.ops->value, value), in, visit); });
+  a.visitValue([&](ValueRef value) { visitValue(value, in, visit); });
 }
 
-/// What follows from the types alone. When something is to be changed, what is read-only is
-/// refused.
+// The types alone
+
+/// When something is to be changed, what is read-only is refused. `place` grows by the owned
+/// entities on the way.
 std::string_view followTypes(std::string_view typeName, std::span<AttributeInfo const> attributes,
-                             TextReader& in, bool isChange) {
-  Holder const holder{typeName, attributes, nullptr};
-  AttributeInfo const& a = takeAttribute(holder, in);
-  if (isChange && !a.isWritable()) refuse(holder, a, kReadOnly);
-  bool const isSingle = a.ops->kind == AttributeKind::child;
+                             TextReader& in, bool isChange, std::string& place) {
+  AttributeInfo const& a = attributes[takeAttribute(typeName, attributes, in)];
+  if (isChange && !a.isWritable) refuse(typeName, a, kReadOnly);
+  bool const isSingle = a.kind == AttributeKind::child;
   bool isMember = isSingle;
+  if (a.ownsEntities) place.append(place.empty() ? "" : ".").append(a.name);
   if (atKey(in)) {
-    if (!a.ops->key) refuse(holder, a, "has no members");
+    if (!a.keyType()) refuse(typeName, a, "has no members");
+    std::string_view const bracket = in.rest();
     in.skip(1);
-    a.ops->key->skip(in);
+    a.keyType()->readText(in, [](void const*) {});
     in.literal("]");
     isMember = true;
-  } else if (!atEnd(in) && a.ops->key && !isSingle) {
-    refuse(holder, a, "needs a key");
+    if (a.kind == AttributeKind::children) {
+      place += bracket.substr(0, bracket.size() - in.rest().size());
+    }
+  } else if (!atEnd(in) && a.keyType() && !isSingle) {
+    refuse(typeName, a, "needs a key");
   }
-  if (atEnd(in)) return a.ops->child && isMember ? a.ops->type : std::string_view();
+  if (atEnd(in)) return a.ownsEntities && isMember ? a.typeName() : std::string_view();
   in.literal(".");
-  if (a.ops->child) {
-    TypeInfo const* const type = entityType(a.ops->type);
+  if (a.ownsEntities) {
+    TypeInfo const* const type = entityType(a.typeName());
     ORB_ASSERT(type && "every type of owned entities is registered");
-    return followTypes(type->name, type->attributes, in, isChange);
+    return followTypes(type->name, type->attributes, in, isChange, place);
   }
-  if (!a.ops->value) refuse(holder, a, "has no members");
-  return followTypes(a.ops->value->name, a.ops->value->fields, in, isChange);
+  if (!a.valueType()) refuse(typeName, a, "has no members");
+  return followTypes(a.valueType()->name, a.valueType()->fields, in, isChange, place);
 }
 
+// Changing
+
 /// Reads a whole value.
-void readValue(ValueType const& type, void* value, std::string_view text) {
-  if (!type.read) {
+void readValue(ValueType const& type, std::string_view text, FunctionRef<void(ValueRef)> store) {
+  if (!type.readText) {
     throw RangeException(std::string(type.name) +
                          " holds a collection and has no text to be set from; set its fields");
   }
   TextReader in(text);
-  type.read(in, value);
-  in.end();
+  type.readText(in, [&](void const* value) {
+    in.end();
+    store({type, value});
+  });
 }
 
-void changeIn(Holder const& holder, TextReader& in, Change const& change);
+void changeAttribute(std::string_view typeName, MutableAttributeRef a, Entity* owner,
+                     TextReader& in, Change const& change);
 
-void changeField(ValueType const& type, void* value, TextReader& in, Change const& change) {
-  changeIn(Holder::of(type, value), in, change);
-  if (type.check) type.check(value);
+/// Changes something in a copy of a value, and stores that.
+void changeField(ValueRef now, TextReader& in, Change const& change,
+                 FunctionRef<void(ValueRef)> store) {
+  ValueType const& type = now.type();
+  type.edited(
+      now.get(),
+      [&](void* copy) {
+        AttrId const id = takeAttribute(type.name, type.fields, in);
+        changeAttribute(type.name, {type.fields[id], copy}, nullptr, in, change);
+      },
+      [&](void const* changed) {
+        store({type, changed});
+      });
 }
 
-Place placeOf(Holder const& holder, AttributeInfo const& a) {
-  return {const_cast<void*>(a.object(holder.object)), holder.entity,
-          static_cast<AttrId>(&a - holder.attributes.data())};
+void changeIn(Entity& entity, TextReader& in, Change const& change) {
+  TypeInfo const& type = entity.type();
+  AttrId const id = takeAttribute(type.name, type.attributes, in);
+  changeAttribute(type.name, {entity, id}, &entity, in, change);
+}
+
+/// A single child is about to take the place of another. What would fail must not cost the one
+/// that is there, so the change is tried on an entity of its own first.
+void tryInPlaceOf(MutableAttributeRef a, TextReader ahead, Change const& change) {
+  Entity const* const other = std::as_const(a).AttributeRef::owned();
+  Ptr<Entity> const trial = other ? other->type().make({}) : nullptr;
+  if (trial) changeIn(*trial, ahead, change);
 }
 
 /// Goes on into an owned entity, which is made when something is set in it. When that fails, what
 /// was made is removed again.
-void changeChild(Holder const& holder, AttributeInfo const& a, TextReader& in,
-                 Change const& change) {
-  Place const place = placeOf(holder, a);
-  bool const hasKey = atKey(in);
-  TextReader key = in;  // to be read again by what is done in the end
-  if (hasKey) key.skip(1);
-  auto const keyAgain = [&, start = key]() {
-    key = start;
-    return hasKey ? &key : nullptr;
-  };
-  Ptr<Entity> child(takeChild(holder, a, in));
-  bool const isEnd = hasKey ? closesAtEnd(in) : atEnd(in);
-  if (!hasKey && !isEnd) in.literal(".");
-
-  if (isEnd && change.isRemoval()) {
-    return change.found(a.ops->delMember(place, keyAgain()));
-  }
+void changeOwned(std::string_view typeName, MutableAttributeRef a, TextReader& in,
+                 Change const& change, ValueRef key) {
+  bool const isEnd = key ? closesAtEnd(in) : atEnd(in);
+  if (!key && !isEnd) in.literal(".");
+  if (isEnd && change.isRemoval()) return change.found(a.eraseOwned(key));
   if (isEnd && change.kind == Change::Kind::set) {
-    refuse(holder, a, "owns entities: name an attribute of one");
+    refuse(typeName, a.info(), "owns entities: name an attribute of one");
   }
+  Ptr<Entity> child = a.owned(key);
   if (!child && change.isRemoval()) return change.found(false);
   bool const isNew = !child;
-  Entity* const other = isNew && !isEnd ? a.ops->child(place.attribute, nullptr) : nullptr;
-  if (Ptr<Entity> const trial = other ? other->type().make({}) : nullptr) {
-    TextReader ahead = in;  // what would fail must not cost the one whose place is taken
-    changeIn(Holder::of(*trial), ahead, change);
+  if (isNew && !isEnd && a.kind() == AttributeKind::child) tryInPlaceOf(a, in, change);
+  bool const canBeMade = key || !a.info().keyType();
+  if (isNew && !canBeMade) {
+    refuse(typeName, a.info(), "needs a key in brackets for what is not there yet");
   }
   try {
-    if (isNew) child = a.ops->childIs(place, keyAgain());
-    if (!child) refuse(holder, a, "needs a key in brackets for what is not there yet");
-    if (!isEnd) return changeIn(Holder::of(*child), in, change);
+    if (isNew) child = a.makeOwned(key);
+    if (!isEnd) return changeIn(*child, in, change);
     if (change.made) *change.made = child;
   } catch (...) {
-    if (isNew && (child || hasKey)) a.ops->delMember(place, keyAgain());
+    if (isNew) a.eraseOwned(key);
     throw;
   }
 }
 
-void changeMember(Holder const& holder, AttributeInfo const& a, TextReader& in,
-                  Change const& change) {
-  Place const place = placeOf(holder, a);
-  ValueType const& type = *a.ops->value;
-  if (atEnd(in)) {
-    if (!change.isRemoval()) refuse(holder, a, "is a collection: name a member");
-    return change.found(a.ops->delMember(place, nullptr));
-  }
-  in.literal("[");
-  TextReader key = in;
-  bool isEnd = false;
-  bool const isThere = [&] {
-    TextReader ahead = in;
-    bool const found = a.ops->visitMember(place.attribute, ahead, [](void const*) {});
-    isEnd = closesAtEnd(ahead);
-    in = ahead;
-    return found;
-  }();
+void changeMember(MutableAttributeRef a, TextReader& in, Change const& change, ValueRef key) {
+  bool const isEnd = closesAtEnd(in);
+  bool const isThere = a.visitMember(key, [](ValueRef) {});
   if (change.isRemoval()) {
     if (!isThere) return change.found(false);
-    if (isEnd) return change.found(a.ops->delMember(place, &key));
+    if (isEnd) return change.found(a.eraseMember(key));
   }
-  if (isEnd && isThere && change.kind == Change::Kind::make) return;
-  a.ops->editMember(place, key, [&](void* member) {
-    if (!isEnd) return changeField(type, member, in, change);
-    if (change.kind == Change::Kind::set) readValue(type, member, change.text);
-  });
+  auto const store = [&](ValueRef member) { a.setMember(key, member); };
+  if (isEnd && change.kind == Change::Kind::set) {
+    return readValue(*a.info().valueType(), change.text, store);
+  }
+  if (isEnd && isThere) return;
+  auto const edit = [&](ValueRef member) {
+    isEnd ? store(member) : changeField(member, in, change, store);
+  };
+  if (!a.visitMember(key, edit)) a.visitNewMember(key, edit);
 }
 
-void changeValue(Holder const& holder, AttributeInfo const& a, TextReader& in,
+void changeValue(std::string_view typeName, MutableAttributeRef a, Entity* owner, TextReader& in,
                  Change const& change) {
-  Place const place = placeOf(holder, a);
-  ValueType const& type = *a.ops->value;
-  if (a.ops->kind == AttributeKind::counter && change.counters == CounterAccess::refuse) {
-    refuse(holder, a, "is raised by commits alone: a change is not allowed");
+  if (a.kind() == AttributeKind::counter && change.counters == CounterAccess::refuse) {
+    refuse(typeName, a.info(), "is raised by commits alone: a change is not allowed");
   }
+  auto const store = [&](ValueRef value) { a.set(value); };
   if (!atEnd(in)) {
-    if (atKey(in)) refuse(holder, a, "has no members");
+    if (atKey(in)) refuse(typeName, a.info(), "has no members");
     in.literal(".");
-    return a.ops->edit(place, [&](void* value) { changeField(type, value, in, change); });
+    return a.visitValue([&](ValueRef now) { changeField(now, in, change, store); });
   }
-  if (change.kind == Change::Kind::make)
-    refuse(holder, a, "is a single value: it is set, not added");
-  if (!change.isRemoval()) {
-    return a.ops->edit(place, [&](void* value) { readValue(type, value, change.text); });
+  if (change.kind == Change::Kind::make) {
+    refuse(typeName, a.info(), "is a single value: it is set, not added");
   }
+  if (!change.isRemoval()) return readValue(*a.info().valueType(), change.text, store);
   // Back to the default, as a new entity has it.
-  Ptr<Entity> const blank = holder.entity ? holder.entity->type().make({}) : nullptr;
-  if (!blank || !a.ops->copy) refuse(holder, a, "cannot be removed: it can be set");
-  change.found(
-      a.ops->copy(place, a.object(blank.get()), [](Entity&, Entity const&) { return false; }));
+  Ptr<Entity> const blank = owner ? owner->type().make({}) : nullptr;
+  if (!blank || a.kind() == AttributeKind::counter) {
+    refuse(typeName, a.info(), "cannot be removed: it can be set");
+  }
+  change.found(a.copy(attributeOf(std::as_const(*blank), a.id())));
 }
 
-void changeIn(Holder const& holder, TextReader& in, Change const& change) {
-  AttributeInfo const& a = takeAttribute(holder, in);
-  if (!a.isWritable()) refuse(holder, a, kReadOnly);
-  if (a.ops->childIs) return changeChild(holder, a, in, change);
-  if (a.ops->editMember) return changeMember(holder, a, in, change);
-  changeValue(holder, a, in, change);
+void changeAttribute(std::string_view typeName, MutableAttributeRef a, Entity* owner,
+                     TextReader& in, Change const& change) {
+  if (!a.info().isWritable) refuse(typeName, a.info(), kReadOnly);
+  if (a.ownsEntities()) {
+    if (!atKey(in)) {
+      if (a.kind() == AttributeKind::children && !atEnd(in)) {
+        refuse(typeName, a.info(), "needs a key");
+      }
+      return changeOwned(typeName, a, in, change, {});
+    }
+    return takeKey(typeName, a, in,
+                   [&](ValueRef key) { changeOwned(typeName, a, in, change, key); });
+  }
+  if (!a.hasMembers()) return changeValue(typeName, a, owner, in, change);
+  if (!atEnd(in)) {
+    if (!atKey(in)) in.literal("[");
+    return takeKey(typeName, a, in, [&](ValueRef key) { changeMember(a, in, change, key); });
+  }
+  if (!change.isRemoval()) refuse(typeName, a.info(), "is a collection: name a member");
+  change.found(!a.hasNoMember());
+  a.clear();
 }
 
-/// A path for the eye: of one line, and not too long.
+Ptr<Entity> ownerIn(Entity& entity, TextReader& in) {
+  TypeInfo const& type = entity.type();
+  MutableAttributeRef const a(entity, takeAttribute(type.name, type.attributes, in));
+  if (atEnd(in) || !a.ownsEntities()) return Ptr<Entity>(&entity);
+  Ptr<Entity> owner;
+  auto const goOn = [&](ValueRef key) {
+    bool const isEnd = key ? closesAtEnd(in) : (in.literal("."), false);
+    Ptr<Entity> const child = a.owned(key);
+    owner = isEnd ? Ptr<Entity>(&entity) : child ? ownerIn(*child, in) : nullptr;
+  };
+  atKey(in) ? takeKey(type.name, a, in, goOn) : goOn({});
+  return owner;
+}
+
+/// A path for messages: of one line, and not too long.
 std::string shown(std::string_view path) {
   constexpr std::size_t kShown = 500;
   std::string out;
@@ -295,20 +331,48 @@ void withPath(std::string_view path, Do const& act) {
 }
 
 void changePath(Entity& root, std::string_view path, Change const& change) {
-  withPath(path, [&](TextReader& in) { changeIn(Holder::of(root), in, change); });
+  withPath(path, [&](TextReader& in) { changeIn(root, in, change); });
 }
 
 }  // namespace
 
 void visitPath(Entity const& root, std::string_view path, VisitTarget visit) {
-  withPath(path, [&](TextReader& in) { visitIn(Holder::of(root), in, visit); });
+  TypeInfo const& type = root.type();
+  withPath(path, [&](TextReader& in) {
+    visitIn(type.name, type.attributes, attributesOf(root), in, visit);
+  });
 }
 
-std::string_view ownedTypeAt(TypeInfo const& root, std::string_view path) {
-  std::string_view type;
-  withPath(path,
-           [&](TextReader& in) { type = followTypes(root.name, root.attributes, in, false); });
-  return type;
+PathType pathType(TypeInfo const& root, std::string_view path) {
+  PathType found;
+  withPath(path, [&](TextReader& in) {
+    found.ownedType = followTypes(root.name, root.attributes, in, false, found.place);
+  });
+  return found;
+}
+
+FirstStep firstStep(TypeInfo const& root, std::string_view path) {
+  FirstStep step{};
+  withPath(path, [&](TextReader& in) {
+    step.attribute = takeAttribute(root.name, root.attributes, in);
+    if (!atKey(in)) return;
+    ValueType const* const keyType = root.attributes[step.attribute].keyType();
+    if (!keyType) refuse(root.name, root.attributes[step.attribute], "has no members");
+    in.skip(1);
+    std::string_view const key = in.rest();
+    keyType->readText(in, [](void const*) {});
+    step.key = key.substr(0, key.size() - in.rest().size());
+    in.literal("]");
+  });
+  return step;
+}
+
+std::size_t rootOf(std::span<Ptr<Entity> const> roots, std::string_view path) {
+  std::string_view const name = nextName(TextReader(path));
+  for (std::size_t i = 0; i < roots.size(); ++i) {
+    if (findAttribute(roots[i]->type().attributes, name)) return i;
+  }
+  throw RangeException(shown(path) + ": no root has an attribute " + shown(toText(String(name))));
 }
 
 std::string attributeText(Entity const& root, std::string_view path) {
@@ -317,9 +381,9 @@ std::string attributeText(Entity const& root, std::string_view path) {
     if (target.entity) {
       out = inspect(*target.entity);
     } else if (target.attribute) {
-      target.attribute->ops->text(target.object, out);
+      target.attribute->writeText(out);
     } else {
-      target.type->write(out, target.value);
+      target.member.writeText(out);
     }
   });
   return out;
@@ -339,10 +403,17 @@ Ptr<Entity> attributeIs(Entity& root, std::string_view path) {
 bool attributeDel(Entity& root, std::string_view path) {
   bool removed = false;
   withPath(path, [&](TextReader& in) {
-    followTypes(root.type().name, root.type().attributes, in, true);
+    std::string place;
+    followTypes(root.type().name, root.type().attributes, in, true, place);
   });
   changePath(root, path, {.kind = Change::Kind::remove, .text = {}, .removed = &removed});
   return removed;
+}
+
+Ptr<Entity> ownerAt(Entity& root, std::string_view path) {
+  Ptr<Entity> owner;
+  withPath(path, [&](TextReader& in) { owner = ownerIn(root, in); });
+  return owner;
 }
 
 Assignment splitAssignment(std::string_view line) noexcept {

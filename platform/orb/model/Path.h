@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/orb/model/TypeInfo.h"
+#include "platform/orb/model/AttributeRef.h"
 
 /// Reading and changing a tree of entities by name. A path leads from an entity through owned
 /// entities to an attribute, a member of a collection, or a field of a value:
@@ -11,28 +11,43 @@
 ///
 /// Keys stand in brackets in their text form; the name of a single child may be left out once it
 /// is there. What fails is a RangeException that names the path, or a ParseException when a key or
-/// a value does not read; nothing has been changed then, but for what a mutator stores before it
-/// checks or tells of. Owned entities and members on the way are made when something is set in
-/// them.
+/// a value does not read; nothing has been changed then. What an observer throws goes to the
+/// caller; the change stands. Owned entities and members on the way are made when something is set
+/// in them.
 namespace Orb {
 
-/// What a path leads to. Exactly one of `entity`, `attribute` and `type` is set.
+/// What a path leads to. Exactly one of the three is set.
 struct PathTarget {
-  Entity const* entity = nullptr;            ///< an owned entity
-  AttributeInfo const* attribute = nullptr;  ///< an attribute as a whole, of `object`
-  void const* object = nullptr;
-  ValueType const* type = nullptr;  ///< a member of a collection of values, of `value`
-  void const* value = nullptr;
+  Entity const* entity = nullptr;           ///< an owned entity
+  AttributeRef const* attribute = nullptr;  ///< an attribute as a whole
+  ValueRef member = {};                     ///< a member of a collection of values
 };
 
 /// Calls `visit` with what `path` leads to; it is good until that returns.
 ROUTEPOLICY_EXPORT void visitPath(Entity const& root, std::string_view path,
                                   FunctionRef<void(PathTarget const& target)> visit);
 
-/// Follows `path` through the types alone, from an entity of type `root`: whether there is anything
-/// in a tree does not count. The full name of the type of the owned entity that it leads to, or an
-/// empty one when that is something else. Throws for a path that no tree has.
-ROUTEPOLICY_EXPORT std::string_view ownedTypeAt(TypeInfo const& root, std::string_view path);
+/// What follows from the types alone: whether there is anything in a tree does not count.
+struct PathType {
+  /// The full name of the type of the owned entity that the path leads to; empty when that is
+  /// something else.
+  std::string_view ownedType;
+  /// The path as far as owned entities go, with the names of single children left out: equal for
+  /// all paths into one place.
+  std::string place;
+};
+/// Throws for a path that no tree has.
+ROUTEPOLICY_EXPORT PathType pathType(TypeInfo const& root, std::string_view path);
+
+/// The first step of a path from an entity of type `root`: an attribute, and the text of the key
+/// behind it; empty when there is none. Throws for an attribute or a key that is none.
+struct FirstStep {
+  AttrId attribute;
+  std::string_view key;
+};
+ROUTEPOLICY_EXPORT FirstStep firstStep(TypeInfo const& root, std::string_view path);
+/// The place in `roots` of the one that has the attribute with which a path begins.
+ROUTEPOLICY_EXPORT std::size_t rootOf(std::span<Ptr<Entity> const> roots, std::string_view path);
 
 /// The text form of what `path` leads to; of an entity, what inspect() says.
 ROUTEPOLICY_EXPORT std::string attributeText(Entity const& root, std::string_view path);
@@ -47,6 +62,9 @@ ROUTEPOLICY_EXPORT Ptr<Entity> attributeIs(Entity& root, std::string_view path);
 /// Removes the member or the owned entity that `path` leads to, or all members of a collection;
 /// gives a single value of an entity its default back. Whether there was anything to remove.
 ROUTEPOLICY_EXPORT bool attributeDel(Entity& root, std::string_view path);
+/// The entity whose attribute `path` leads to or into, the innermost one; null when it is not
+/// there.
+ROUTEPOLICY_EXPORT Ptr<Entity> ownerAt(Entity& root, std::string_view path);
 
 /// "PATH=TEXT" taken apart, or a path alone. A '=' inside a quoted key is part of the path.
 struct Assignment {

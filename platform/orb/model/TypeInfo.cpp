@@ -1,4 +1,4 @@
-#include "platform/orb/model/TypeInfo.h"
+#include "platform/orb/model/AttributeRef.h"
 
 #include <algorithm>
 
@@ -46,11 +46,10 @@ TypeRegistration::TypeRegistration(TypeInfo const& type) : type_(type) {
 TypeRegistration::~TypeRegistration() { detail::Registry<TypeInfo>::instance().remove(type_); }
 
 std::string inspect(Entity const& entity) {
-  TypeInfo const& type = entity.type();
-  std::string out(type.name);
-  for (AttributeInfo const& a : type.attributes) {
-    ((out += "\n  ") += a.name) += " = ";
-    a.ops->text(a.object(&entity), out);
+  std::string out(entity.type().name);
+  for (AttributeRef const a : attributesOf(entity)) {
+    ((out += "\n  ") += a.name()) += " = ";
+    a.writeText(out);
   }
   return out;
 }

@@ -4,17 +4,29 @@
 #include <string>
 #include <string_view>
 
+#include "platform/orb/base/Binary.h"
 #include "platform/orb/base/FunctionRef.h"
 #include "platform/orb/base/Text.h"
 #include "platform/orb/model/Entity.h"
 
 /// The run-time form of entity and value types: one row for each attribute or field, in
-/// declaration order. All that is done by name stands on these rows: paths (Path.h), differences
-/// (Difference.h), copies. Operations are erased once for each class of attribute objects, and
-/// the tables follow from the declarations (Declare.h): nothing else lists attributes.
+/// declaration order. The tables follow from the declarations (Declare.h): nothing else lists
+/// attributes. What generic code does with an attribute of an entity that is there, it does
+/// through the handles of AttributeRef.h; what it asks of a type alone stands here.
 namespace Orb {
 
 struct AttributeInfo;
+namespace detail {
+struct AttributeClass;
+/// The text of an entity that is not there.
+inline constexpr std::string_view kNoEntity = "None";
+/// The name of a type of shared objects, if it has one.
+template <class E>
+constexpr std::string_view targetName() {
+  if constexpr (requires { E::typeName; }) return E::typeName;
+  return {};
+}
+}  // namespace detail
 
 enum class AttributeKind : U8 {
   key,         ///< what the owner knows the entity by; never changes
@@ -29,97 +41,54 @@ enum class AttributeKind : U8 {
 /// "scalar", "counter", ...
 ROUTEPOLICY_EXPORT std::string_view kindName(AttributeKind kind) noexcept;
 
-/// The run-time form of a type of values: plain ones, enumerations, and those that ORB_VALUE and
-/// ORB_FLAGS declare. Functions that a type has no use for are null.
-struct ValueType {
-  std::string_view name;  ///< "U32", "Acl::PrefixEntry"
-  void (*write)(std::string& out, void const* value);
-  /// Null when the text form does not read back: the type holds a collection.
-  void (*read)(TextReader& in, void* value);
-  /// Takes a text form off the front and forgets it; null like `read`.
-  void (*skip)(TextReader& in);
-  /// Throws what the type says of a value that breaks its invariant.
-  void (*check)(void const* value);
-  std::span<AttributeInfo const> fields;
-  /// Differences are told field by field: the type does not read back, or is a set of flags.
-  bool isToldByField;
-};
-
-/// An attribute of an entity that is about to be changed, or a field of a value.
-struct Place {
-  void* attribute;
-  Entity* owner;  ///< null for a field
-  AttrId id;
-};
-
-/// A key that one of two attributes has alone, or under which they differ.
-struct MemberDifference {
-  void const* key;     ///< of the attribute's key type; null for what has no key
-  void const* before;  ///< the member (an Entity const where entities are owned), or null
-  void const* after;   ///< the same
-};
-
+/// Calls that generic code hands down; the value is good until the call returns.
 using Visit = FunctionRef<void(void const* value)>;
 using Edit = FunctionRef<void(void* value)>;
-/// Makes one owned entity the copy of another; whether that changed it.
-using CopyChild = FunctionRef<bool(Entity& to, Entity const& from)>;
-using DifferVisit = FunctionRef<void(MemberDifference const& difference)>;
 
-/// What generic code can do with one class of attribute objects. What a class does not support is
-/// null. Keys are taken as text off the front of a reader; one that does not read is a
-/// ParseException.
-struct AttributeOps {
-  AttributeKind kind;
-  std::string_view type;   ///< of the value, of the members, or of the owned entities
-  ValueType const* key;    ///< the type of the members' keys, or of the owned entity's; else null
-  ValueType const* value;  ///< null for entities and shared objects
-
-  /// Appends the text form of what the attribute holds.
-  void (*text)(void const* attribute, std::string& out);
-
-  // Single values.
-  void (*visit)(void const* attribute, Visit visit);
-  /// Changes a copy of the value and stores that by the mutator.
-  void (*edit)(Place const& place, Edit edit);
-
-  // Members of a collection of values.
-  /// Whether there is a member; it is visited.
-  bool (*visitMember)(void const* attribute, TextReader& key, Visit visit);
-  /// Visits what a new member is under that key, of the attribute's key type.
-  void (*freshMember)(void const* key, Visit visit);
-  /// Changes a copy of the member, or of a new one, and stores that by the mutator.
-  void (*editMember)(Place const& place, TextReader& key, Edit edit);
-
-  // Members of any collection, and owned entities. A null `key` stands for the single one that is
-  // there, or for all.
-  /// Whether there was one.
-  bool (*delMember)(Place const& place, TextReader* key);
-
-  // Owned entities; a null `key` stands for the single one.
-  /// The entity, or null.
-  Entity* (*child)(void const* attribute, TextReader* key);
-  /// The entity, made when it is not there; null when a key is needed for that and there is none.
-  Ptr<Entity> (*childIs)(Place const& place, TextReader* key);
-
-  // The attribute as a whole.
-  /// Makes a single value the one of another attribute as it is, unchecked and without notice;
-  /// whether it changed.
-  bool (*take)(void* attribute, void const* from);
-  /// Makes it the copy of another; whether anything changed.
-  bool (*copy)(Place const& place, void const* from, CopyChild copyChild);
-  /// Visits what differs; owned entities that both sides have are always visited. A null `before`
-  /// stands for one that holds nothing.
-  void (*differ)(void const* before, void const* after, DifferVisit visit);
+/// The run-time form of a type of values: plain ones, enumerations, and those that ORB_VALUE and
+/// ORB_FLAGS declare. There is one of each type, so that two types are the same when their
+/// addresses are.
+struct ValueType {
+  std::string_view name;  ///< "U32", "Acl::PrefixEntry"
+  void (*writeText)(std::string& out, void const* value);
+  /// Takes a text form off the front and visits the value that it is. Null when the text form does
+  /// not read back: the type holds a collection.
+  void (*readText)(TextReader& in, Visit visit);
+  /// The same for the binary form, which every type reads back.
+  void (*writeBinary)(std::string& out, void const* value);
+  void (*readBinary)(BinaryReader& in, Visit visit);
+  bool (*same)(void const* a, void const* b);
+  /// Makes one the copy of the other.
+  void (*assign)(void* to, void const* from);
+  /// Lets `edit` change a copy of the value, and checks and visits that.
+  void (*edited)(void const* value, Edit edit, Visit visit);
+  std::span<AttributeInfo const> fields;
+  /// Differences are reported field by field: the type does not read back, or is a set of flags.
+  bool differsByField;
 };
 
+/// An attribute of an entity type, or a field of a value type.
 struct AttributeInfo {
   std::string_view name;
-  AttributeOps const* ops;
-  /// The attribute object, for the operations; `holder` is the Entity, or the value.
+  detail::AttributeClass const* objectClass;
+  /// The attribute object in an entity, or the field in a value.
   void const* (*object)(void const* holder);
+  AttributeKind kind;
+  bool isWritable;     ///< can be changed by name
+  bool ownsEntities;   ///< one, or any number by key
+  bool hasMembers;     ///< is a collection of values
+  bool isStoredValue;  ///< is a single value that is stored, and not computed or a key
 
-  /// Whether it can be changed by name.
-  bool isWritable() const noexcept { return ops->edit || ops->editMember || ops->childIs; }
+  /// The full name of the type of the value, of the members, or of the owned or shared entities.
+  ROUTEPOLICY_EXPORT std::string_view typeName() const noexcept;
+  /// The type of the keys of members and of owned entities; null where there are none.
+  ROUTEPOLICY_EXPORT ValueType const* keyType() const noexcept;
+  /// The type of the value or of the members; null for entities and shared objects.
+  ROUTEPOLICY_EXPORT ValueType const* valueType() const noexcept;
+  /// Whether it is a single value of any sort.
+  bool isValue() const noexcept {
+    return isStoredValue || kind == AttributeKind::derived || kind == AttributeKind::key;
+  }
 };
 
 struct TypeInfo {
@@ -128,6 +97,9 @@ struct TypeInfo {
   /// A new entity of this type with nothing set, under that name if it has one; null for types
   /// that are made by their owner alone.
   Ptr<Entity> (*make)(Name const& name);
+  bool ownsEntities;  ///< whether any attribute does
+  /// Those that are stored in the entity itself: values, collections of values, owned entities.
+  std::span<AttrId const> stored;
 };
 
 /// The attribute of that name among `attributes`, or null.

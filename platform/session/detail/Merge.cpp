@@ -1,119 +1,205 @@
 #include "platform/session/detail/Merge.h"
 
-#include <unordered_set>
-
-#include "platform/orb/model/Difference.h"
-#include "platform/session/EntityCopy.h"
+#include "platform/session/detail/Clone.h"
 
 namespace Cli::Session::detail {
 
-using Orb::AttributeInfo;
 using Orb::AttributeKind;
+using Orb::AttributeRef;
 using Orb::AttrId;
 using Orb::Entity;
+using Orb::MutableAttributeRef;
+using Orb::Ptr;
+using Orb::ValueRef;
 
 namespace {
 
-bool differs(AttrId id, Entity const& a, Entity const& b) {
-  AttributeInfo const& row = a.type().attributes[id];
-  bool found = false;
-  if (row.ops->differ && row.ops->kind != AttributeKind::counter) {
-    row.ops->differ(row.object(&a), row.object(&b), [&](auto const&) { found = true; });
-  }
-  return found;
-}
-
-/// The same, with all that they own; counters aside.
-bool same(Entity const& a, Entity const& b) {
-  bool found = false;
-  Orb::differences(a, b, [&](Orb::Difference const& d) {
-    if (d.attribute != AttributeKind::counter) found = true;
-  });
-  return !found;
-}
-
-EntityCopy& engine() {
-  static auto const copies = Orb::make<EntityCopy>(nullptr, EntityCopy::Purpose::privateTree);
-  return *copies;
-}
-
-/// Whatever any of the three owns in that attribute: first what was there before, so that a single
-/// entity that was replaced leaves its place before the new one comes.
-std::vector<std::string> allKeys(AttrId id, Entity const& base, Entity const& running,
-                                 Entity const& candidate) {
-  std::vector<std::string> keys;
-  std::unordered_set<std::string> seen;
-  for (Entity const* const owner : {&base, &running, &candidate}) {
-    for (std::string& key : OwnedPlace::keys(*owner, id)) {
-      if (seen.insert(key).second) keys.push_back(std::move(key));
-    }
-  }
-  return keys;
-}
-
-bool mergeOwners(AttrId id, Entity const& base, Entity const& running, Entity& candidate) {
-  bool conflict = false;
-  for (std::string const& key : allKeys(id, base, running, candidate)) {
-    auto const before = OwnedPlace(base, id, key).child();
-    auto const now = OwnedPlace(running, id, key).child();
-    if (mergeOwned(before.get(), now.get(), OwnedPlace(candidate, id, key))) conflict = true;
-  }
-  return conflict;
-}
-
-bool mergeEntities(Entity const& base, Entity const& running, Entity& candidate) {
-  std::span<AttributeInfo const> const rows = base.type().attributes;
-  bool conflict = false;
-  bool changedHere = false;
-  bool changedThere = false;
-  for (std::size_t i = 0; i < rows.size(); ++i) {
-    auto const id = static_cast<AttrId>(i);
-    if (rows[i].ops->child) {
-      conflict = mergeOwners(id, base, running, candidate) || conflict;
-    } else {
-      changedHere = changedHere || differs(id, base, candidate);
-      changedThere =
-          changedThere || (differs(id, base, running) && differs(id, running, candidate));
-    }
-  }
-  for (std::size_t i = 0; i < rows.size(); ++i) {
-    bool const isCounter = rows[i].ops->kind == AttributeKind::counter;
-    if (rows[i].ops->child || (changedHere && !isCounter)) continue;
-    engine().copyAttribute(static_cast<AttrId>(i), candidate, running);
-  }
-  return conflict || (changedHere && changedThere);
+bool haveOneName(Entity const& a, Entity const& b) {
+  auto const* const namedA = dynamic_cast<Orb::NamedEntity const*>(&a);
+  auto const* const namedB = dynamic_cast<Orb::NamedEntity const*>(&b);
+  return !namedA || !namedB || namedA->name() == namedB->name();
 }
 
 }  // namespace
 
-bool mergeOwned(Entity const* base, Entity const* running, OwnedPlace const& candidate) {
-  auto const mine = candidate.child();
-  if (running && mine) {
-    // Where both have made it, each began with an empty one.
-    auto const blank = base ? nullptr : running->type().make({});
-    return mergeEntities(base ? *base : *blank, *running, *mine);
+Merge::Merge(Unit& unit, Entity const& running) : unit_(unit) {
+  UnitName const& name = unit.name;
+  Entity& root = *unit.candidate;
+  MutableAttributeRef const mine = name.in(root);
+  if (name.isMember()) {
+    mine.withKey(name.key, [&](ValueRef key) {
+      Ptr<Entity> const had = mine.owned(key);
+      Ptr<Entity> has;
+      atPlace(mine, key, [&] {
+        settlePlace(name.in(*unit.followed).owned(key), had.get());
+        has = mergePlace(name.in(*unit.base).owned(key), name.in(running).owned(key), had.get(),
+                         mine, key);
+      });
+      if (has == had) return;
+      MutableAttributeRef const after = addStep(root, name.attribute);
+      if (has) after.insertOwned(*has);
+    });
+  } else if (mine.ownsEntities()) {
+    atPlace(mine, {}, [&] { settlePlace(name.in(*unit.followed).owned(), mine.owned().get()); });
+    mergeOwned(unit.base.get(), name.in(running), root, mine);
+  } else if (!unit.edits.kept.contains(name.path) && mine.differsFrom(name.in(running))) {
+    addStep(root, name.attribute).assign(name.in(running));
   }
-  if (base && running) return !same(*base, *running);
-  if (base && mine) {
-    if (!same(*base, *mine)) return true;
-    candidate.del();
-  } else if (running) {
-    if (candidate.isTaken()) return true;
-    engine().copyEntity(*candidate.childIs(), *running, {});
-  }
-  return false;
 }
 
-bool mergeAttribute(AttrId attribute, Entity const& base, Entity const& running,
-                    Entity& candidate) {
-  if (base.type().attributes[attribute].ops->child) {
-    return mergeOwners(attribute, base, running, candidate);
+/// Does something with the place of an entity: a single one has no key in it.
+template <class Do>
+void Merge::atPlace(AttributeRef attribute, ValueRef key, Do const& act) {
+  std::size_t const here = place_.size();
+  if (here > 0) place_ += '.';
+  place_ += attribute.name();
+  if (attribute.kind() == AttributeKind::children) {
+    place_ += '[';
+    key.writeText(place_);
+    place_ += ']';
   }
-  if (!differs(attribute, base, candidate)) {
-    engine().copyAttribute(attribute, candidate, running);
-    return false;
+  act();
+  place_.resize(here);
+}
+
+/// Adds a step; what it gives is to be made what the target's attribute is to hold.
+MutableAttributeRef Merge::addStep(Entity& target, AttrId attribute) {
+  Ptr<Entity> const scratch = target.type().make({});
+  ORB_ASSERT(scratch && "an entity type that a new tree can hold can be made alone");
+  steps_.push_back({Ptr<Entity>(&target), scratch, attribute});
+  return attributeOf(*scratch, attribute);
+}
+
+// What the session has edited
+
+/// What came or went at a place since the candidate was last made equal to what ran.
+void Merge::settlePlace(Entity const* followed, Entity* mine) {
+  Edits& edits = unit_.edits;
+  if (!mine) {
+    if (followed) edits.masked.insert(place_);
+    return;
   }
-  return differs(attribute, base, running) && differs(attribute, running, candidate);
+  if (mine->isNew()) {
+    edits.kept.insert(place_);
+    if (followed) edits.masked.insert(place_);
+    mine->isNewIs(false);
+  }
+  settleBelow(followed, *mine);
+}
+
+void Merge::settleBelow(Entity const* followed, Entity& mine) {
+  for (MutableAttributeRef const a : attributesOf(mine)) {
+    if (!a.ownsEntities()) continue;
+    auto const settle = [&](ValueRef key, Entity* child, Entity const* was) {
+      atPlace(a, key, [&] { settlePlace(was, child); });
+    };
+    if (followed) {
+      a.eachOwnedBeside(attributeOf(*followed, a.id()), settle);
+    } else {
+      a.eachOwned([&](ValueRef key, Entity& child) { settle(key, &child, nullptr); });
+    }
+  }
+}
+
+/// Whether the session has edits in the entity at the place.
+bool Merge::isEdited(Entity const& mine) const {
+  if (mine.isModified() || unit_.edits.reach(place_)) return true;
+  bool found = false;
+  for (AttributeRef const a : attributesOf(mine)) {
+    if (found || !a.ownsEntities()) continue;
+    a.eachOwned([&](ValueRef, Entity const& child) { found = found || isEdited(child); });
+  }
+  return found;
+}
+
+// What the candidate is to be
+
+Ptr<Entity> Merge::mergePlace(Entity const* base, Entity const* running, Entity* mine,
+                              MutableAttributeRef owner, ValueRef key) {
+  if (unit_.edits.masked.contains(place_)) return Ptr<Entity>(mine);
+  if (mine && running && haveOneName(*mine, *running)) {
+    mergeEntity(base, *running, *mine);
+    return Ptr<Entity>(mine);
+  }
+  if (!mine || !isEdited(*mine)) return running ? cloneFor(owner, key, *running) : nullptr;
+  bool const began = base && haveOneName(*base, *mine);
+  Ptr<Entity const> const blank = began ? nullptr : Ptr<Entity const>(mine->type().make({}));
+  mergeEntity(began ? base : nullptr, began ? *base : *blank, *mine);
+  return Ptr<Entity>(mine);
+}
+
+void Merge::mergeEntity(Entity const* base, Entity const& running, Entity& mine) {
+  bool const isModified = mine.isModified();
+  for (AttrId const id : mine.type().stored) {
+    MutableAttributeRef const a = attributeOf(mine, id);
+    AttributeRef const from = attributeOf(running, id);
+    bool const follows = !isModified || a.kind() == AttributeKind::counter;
+    if (a.ownsEntities()) {
+      mergeOwned(base, from, mine, a);
+    } else if (follows && a.differsFrom(from)) {
+      addStep(mine, a.id()).assign(from);
+    }
+  }
+}
+
+/// Merges what one attribute of `owner` owns; `base` is null or of its type.
+void Merge::mergeOwned(Entity const* base, AttributeRef running, Entity& owner,
+                       MutableAttributeRef mine) {
+  std::vector<Ptr<Entity>> all;
+  bool changed = false;
+  auto const baseAt = [&](ValueRef key) {
+    return base ? attributeOf(*base, mine.id()).owned(key) : nullptr;
+  };
+  auto const merge = [&](ValueRef key, Entity* had, Entity const* runs) {
+    Ptr<Entity> has;
+    atPlace(mine, key, [&] {
+      has = mergePlace(baseAt(mine.kind() == AttributeKind::children ? key : ValueRef()), runs, had,
+                       mine, key);
+    });
+    changed = changed || has.get() != had;
+    if (has) all.push_back(std::move(has));
+  };
+  if (mine.kind() == AttributeKind::children) {
+    mine.eachOwnedBeside(running, merge);
+  } else {
+    Ptr<Entity> const had = mine.owned();
+    Entity const* const runs = running.owned();
+    running.eachOwned([&](ValueRef key, Entity const&) { merge(key, had.get(), runs); });
+    if (!runs && had) merge({}, had.get(), nullptr);
+  }
+  if (!changed) return;
+  MutableAttributeRef const after = addStep(owner, mine.id());
+  for (Ptr<Entity> const& entity : all) after.insertOwned(*entity);
+}
+
+// Making it so
+
+void Merge::apply() noexcept {
+  for (Step const& step : steps_) {
+    attributeOf(*step.target, step.attribute).swap(attributeOf(*step.scratch, step.attribute));
+  }
+}
+
+void Merge::notify() const {
+  Orb::FirstError error;
+  for (Step const& step : steps_) {
+    AttributeRef const was = attributeOf(std::as_const(*step.scratch), step.attribute);
+    AttributeRef const is = attributeOf(std::as_const(*step.target), step.attribute);
+    auto const notify = [&](ValueRef key) {
+      error.guard([&] { step.target->notifyObservers(step.attribute, key ? key.get() : nullptr); });
+    };
+    if (!is.ownsEntities()) {
+      is.differencesFrom(was, [&](Orb::MemberDifference const& d) { notify(d.key); });
+      continue;
+    }
+    bool const isSingle = is.kind() == AttributeKind::child;
+    is.ownedDifferencesFrom(was, [&](Orb::OwnedDifference const& d) {
+      if (d.before && !d.after) error.guard([&] { d.before->deleted(); });
+      if (!isSingle && (!d.before || !d.after)) notify(d.key);
+    });
+    if (isSingle) notify({});
+  }
+  error.rethrow();
 }
 
 }  // namespace Cli::Session::detail

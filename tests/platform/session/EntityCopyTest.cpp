@@ -187,9 +187,6 @@ TEST(EntityCopyTest, StoresNothingThatIsNotAllowed) {
   EXPECT_THROW(from->asPathPrependLastAsIs(16), Orb::RangeException);
   for (int i = 0; i < 2; ++i) EXPECT_THROW(copy(*to, *from), Orb::RangeException);
   EXPECT_EQ(to->asPathPrependLastAs(), 0U);
-  // A private copy takes what is there as it is.
-  Orb::make<EntityCopy>(nullptr, EntityCopy::Purpose::privateTree)->copyEntity(*to, *from, "");
-  EXPECT_EQ(to->asPathPrependLastAs(), 16U);
 }
 
 TEST(EntityCopyTest, OwnedEntitiesAreMadeReplacedAndRemoved) {

@@ -1,233 +1,236 @@
 #pragma once
 
+#include <algorithm>
+
+#include "platform/orb/model/Owned.h"
+#include "platform/orb/model/Scalar.h"
 #include "platform/orb/model/detail/ValueTypes.h"
 
 /// The rows of attribute tables, and the operations that they point to: made in the one source
-/// file that has ORB_ENTITY_TYPE.
+/// file that has ORB_ENTITY_TYPE. Operations are erased once for each class of attribute objects,
+/// and what a type of values can do once for each type, so a type with 75 attributes costs a
+/// table, not code.
 namespace Orb {
 
 namespace detail {
 
+template <class A>
+A& attributeAt(Place const& place) {
+  return *static_cast<A*>(place.attribute);
+}
+template <class A>
+void assignAttribute(void* to, void const* from) {
+  static_cast<A*>(to)->assign(as<A>(from));
+}
+template <class A>
+void swapAttributes(void* a, void* b) noexcept {
+  swap(*static_cast<A*>(a), *static_cast<A*>(b));
+}
+
 /// One value that an entity stores.
 template <class A>
-constexpr AttributeOps scalarOps() {
+struct ScalarClass {
   using T = typename A::Value;
-  AttributeOps ops = valueOps<T, [](void const* attribute) -> Param<T> {
-    return static_cast<A const*>(attribute)->get();
-  }>(A::kKind);
-  ops.edit = [](Place const& place, Edit edit) {
-    A& attribute = *static_cast<A*>(place.attribute);
-    T value = attribute.get();
-    edit(&value);
-    attribute.is(*place.owner, place.id, value);
-  };
-  ops.take = [](void* attribute, void const* from) {
-    return static_cast<A*>(attribute)->take(*static_cast<A const*>(from));
-  };
-  if (A::kKind == AttributeKind::scalar) {
-    ops.copy = [](Place const& place, void const* from, CopyChild) {
-      A& attribute = *static_cast<A*>(place.attribute);
-      A const& other = *static_cast<A const*>(from);
-      if (sameValue<T>(attribute.get(), other.get())) return false;
-      A::check(other.get());  // unlike the mutator, a copy stores nothing that is not allowed
-      attribute.is(*place.owner, place.id, other.get());
-      return true;
-    };
+
+  static void visit(void const* attribute, Visit visit) {
+    T const& value = as<A>(attribute).get();
+    visit(&value);
   }
-  return ops;
-}
+  static void check(void const* value) { A::check(as<T>(value)); }
+  static void set(Place const& place, void const* value) {
+    attributeAt<A>(place).set(*place.owner, place.id, as<T>(value));
+  }
+  static bool copy(Place const& place, void const* from) {
+    T const& value = as<A>(from).get();
+    if (sameValue<T>(attributeAt<A>(place).get(), value)) return false;
+    A::check(value);
+    attributeAt<A>(place).set(*place.owner, place.id, value);
+    return true;
+  }
+
+  static constexpr ScalarOps kOps{visit, A::kIsChecked ? check : nullptr, set, copy};
+  static constexpr AttributeClass make() {
+    AttributeClass made{};
+    made.kind = A::kKind;
+    made.isWritable = true;
+    made.typeName = kTypeName<T>;
+    made.value = &kValueType<T>;
+    made.scalar = &kOps;
+    made.assign = assignAttribute<A>;
+    made.swap = swapAttributes<A>;
+    return made;
+  }
+};
 
 /// A collection of values.
 template <class A>
-constexpr AttributeOps collectionOps() {
-  using Key = typename A::Key;
-  AttributeOps ops = memberOps<A>();
-  ops.copy = [](Place const& place, void const* from, CopyChild) {
-    A& attribute = *static_cast<A*>(place.attribute);
-    A const& other = *static_cast<A const*>(from);
-    if (attribute.all().empty() && !place.owner->isWatched()) return attribute.adopt(other);
-    bool changed = false;
-    eachDifference(attribute.all(), other.all(), std::equal_to<>(),
-                   [&](Key const& key, auto const*, auto const* theirs) {
-                     changed = true;
-                     if (theirs) {
-                       attribute.put(place, key, A::member(*theirs));
-                     } else {
-                       attribute.drop(place, key);
-                     }
-                   });
-    return changed;
-  };
-  return ops;
-}
+struct CollectionClass {
+  static constexpr AttributeClass make() {
+    AttributeClass made{};
+    made.kind = A::kKind;
+    made.isWritable = true;
+    made.typeName = kTypeName<typename A::Member>;
+    made.key = &kValueType<typename A::Key>;
+    made.value = &kValueType<typename A::Member>;
+    made.members = &Members<A>::kOps;
+    made.assign = assignAttribute<A>;
+    made.swap = swapAttributes<A>;
+    return made;
+  }
+};
 
 /// Entities that an Owner owns by key.
 template <class A, class Owner>
-constexpr AttributeOps childrenOps() {
+struct ChildrenClass {
   using Key = typename A::Key;
-  AttributeOps ops{};
-  ops.kind = A::kKind;
-  ops.type = A::Target::typeName;
-  ops.key = &kValueType<Key>;
-  ops.text = [](void const* attribute, std::string& out) {
-    writeMembers(out, static_cast<A const*>(attribute)->all());
-  };
-  ops.child = [](void const* attribute, TextReader* key) -> Entity* {
-    if (!key) return nullptr;
-    return static_cast<A const*>(attribute)->get(readKey<Key>(*key)).get();
-  };
-  ops.childIs = [](Place const& place, TextReader* key) -> Ptr<Entity> {
-    if (!key) return nullptr;
-    return static_cast<A*>(place.attribute)
-        ->is(static_cast<Owner&>(*place.owner), place.id, readKey<Key>(*key));
-  };
-  ops.delMember = [](Place const& place, TextReader* key) {
-    A& attribute = *static_cast<A*>(place.attribute);
-    if (!key) {
-      bool const had = !attribute.all().empty();
-      attribute.delAll(*place.owner, place.id);
-      return had;
-    }
-    Key const gone = readKey<Key>(*key);
-    if (!attribute.has(gone)) return false;
-    attribute.del(*place.owner, place.id, gone);
-    return true;
-  };
-  ops.copy = [](Place const& place, void const* from, CopyChild copyChild) {
-    A& attribute = *static_cast<A*>(place.attribute);
-    bool changed = false;
-    auto const never = [](auto const&, auto const&) { return false; };
-    eachDifference(attribute.all(), static_cast<A const*>(from)->all(), never,
-                   [&](Key const& key, auto const* mine, auto const* theirs) {
-                     if (!mine || !theirs) changed = true;
-                     if (!theirs) return attribute.del(*place.owner, place.id, key);
-                     auto const source = *theirs;
-                     auto const child =
-                         mine ? *mine
-                              : attribute.is(static_cast<Owner&>(*place.owner), place.id, key);
-                     if (copyChild(*child, *source)) changed = true;
-                   });
-    return changed;
-  };
-  ops.differ = [](void const* before, void const* after, DifferVisit visit) {
-    static typename A::Items const nothing;
-    auto const never = [](auto const&, auto const&) { return false; };
-    eachDifference(before ? static_cast<A const*>(before)->all() : nothing,
-                   static_cast<A const*>(after)->all(), never,
-                   [&](Key const& key, auto const* mine, auto const* theirs) {
-                     visit({&key, mine ? static_cast<Entity const*>(mine->get()) : nullptr,
-                            theirs ? static_cast<Entity const*>(theirs->get()) : nullptr});
-                   });
-  };
-  return ops;
-}
+  using E = typename A::Target;
 
-/// One entity that is owned, or none.
-template <class A>
-constexpr AttributeOps childOps() {
-  AttributeOps ops{};
-  ops.kind = A::kKind;
-  ops.type = A::Target::typeName;
-  if constexpr (A::kIsNamed) ops.key = &kValueType<Name>;
-  ops.text = [](void const* attribute, std::string& out) {
-    static_cast<A const*>(attribute)->text(out);
-  };
-  ops.child = [](void const* attribute, TextReader* key) -> Entity* {
-    auto const& child = static_cast<A const*>(attribute)->get();
-    if constexpr (A::kIsNamed) {
-      if (key && readKey<Name>(*key) != (child ? child->name() : Name())) return nullptr;
+  static void each(void const* attribute, VisitOwned visit) {
+    for (auto const& child : as<A>(attribute).all()) {
+      Key const key = A::Items::keyOf(child);
+      visit(&key, *child);
     }
-    return child.get();
-  };
-  ops.childIs = [](Place const& place, TextReader* key) -> Ptr<Entity> {
-    A& attribute = *static_cast<A*>(place.attribute);
-    if constexpr (A::kIsNamed) {
-      if (key) return attribute.is(*place.owner, place.id, readKey<Name>(*key));
-      return attribute.get();
-    } else {
-      return attribute.is(*place.owner, place.id);
-    }
-  };
-  ops.delMember = [](Place const& place, TextReader* key) {
-    A& attribute = *static_cast<A*>(place.attribute);
-    if constexpr (A::kIsNamed) {
-      if (key && attribute.get() && readKey<Name>(*key) != attribute.get()->name()) return false;
-    }
-    bool const had = attribute.get() != nullptr;
-    attribute.del(*place.owner, place.id);
+  }
+  static Entity* find(void const* attribute, void const* key) {
+    return key ? as<A>(attribute).get(as<Key>(key)).get() : nullptr;
+  }
+  static Ptr<Entity> make(Place const& place, void const* key) {
+    return attributeAt<A>(place).insert(static_cast<Owner&>(*place.owner), place.id, as<Key>(key));
+  }
+  static bool erase(Place const& place, void const* key) {
+    A& attribute = attributeAt<A>(place);
+    if (key) return attribute.erase(*place.owner, place.id, as<Key>(key));
+    bool const had = !attribute.all().empty();
+    attribute.clear(*place.owner, place.id);
     return had;
-  };
-  ops.copy = [](Place const& place, void const* from, CopyChild copyChild) {
-    A& attribute = *static_cast<A*>(place.attribute);
-    auto const source = static_cast<A const*>(from)->get();
-    auto const old = attribute.get();
-    if (!source) {
-      attribute.del(*place.owner, place.id);
-      return old != nullptr;
-    }
-    Ptr<typename A::Target> child;
-    if constexpr (A::kIsNamed) {
-      child = attribute.is(*place.owner, place.id, source->name());
-    } else {
-      child = attribute.is(*place.owner, place.id);
-    }
-    bool const changed = copyChild(*child, *source);
-    return changed || child != old;
-  };
-  ops.differ = [](void const* before, void const* after, DifferVisit visit) {
-    Entity const* const mine = before ? static_cast<A const*>(before)->get().get() : nullptr;
-    auto const& theirs = static_cast<A const*>(after)->get();
-    if constexpr (A::kIsNamed) {
-      auto const* const old = before ? static_cast<A const*>(before)->get().get() : nullptr;
-      if (old && theirs && old->name() != theirs->name()) {
-        visit({&old->name(), old, nullptr});
-        return visit({&theirs->name(), nullptr, theirs.get()});
-      }
-      if (theirs || old) visit({theirs ? &theirs->name() : &old->name(), mine, theirs.get()});
-    } else if (theirs || mine) {
-      visit({nullptr, mine, theirs.get()});
-    }
-  };
-  return ops;
-}
+  }
+  static Ptr<Entity> create(Place const& place, void const* key) {
+    return A::create(static_cast<Owner&>(*place.owner), as<Key>(key));
+  }
+  static void insert(void* attribute, Entity& entity) {
+    static_cast<A*>(attribute)->take(Ptr<E>(&static_cast<E&>(entity)));
+  }
+  static void differ(void const* before, void const* after, VisitOwnedDifference visit) {
+    auto const never = [](auto const&, auto const&) { return false; };
+    eachDifference(as<A>(before).all(), as<A>(after).all(), never,
+                   [&](Key const& key, auto const* mine, auto const* theirs) {
+                     Ptr<E> const was = mine ? *mine : nullptr;
+                     Ptr<E> const is = theirs ? *theirs : nullptr;
+                     visit(&key, was.get(), is.get());
+                   });
+  }
 
-/// The name of a type of shared objects, if it has one.
-template <class E>
-constexpr std::string_view targetName() {
-  if constexpr (requires { E::typeName; }) return E::typeName;
-  return {};
-}
+  static constexpr OwnedOps kOps{each, find, make, erase, create, insert, differ};
+  static constexpr AttributeClass makeClass() {
+    AttributeClass made{};
+    made.kind = A::kKind;
+    made.isWritable = true;
+    made.typeName = E::typeName;
+    made.key = &kValueType<Key>;
+    made.owned = &kOps;
+    made.swap = swapAttributes<A>;
+    return made;
+  }
+};
+
+/// One entity that is owned, or none; the key is its name, if it has one.
+template <class A>
+struct ChildClass {
+  using E = typename A::Target;
+
+  static void const* keyOf(Entity const& entity) {
+    if constexpr (A::kIsNamed) return &static_cast<NamedEntity const&>(entity).name();
+    return nullptr;
+  }
+  /// Whether an entity is the one that a key asks for.
+  static bool isMeant([[maybe_unused]] E const& entity, [[maybe_unused]] void const* key) {
+    if constexpr (A::kIsNamed) return !key || as<Name>(key) == entity.name();
+    return true;
+  }
+  static void each(void const* attribute, VisitOwned visit) {
+    Ptr<E> const child = as<A>(attribute).get();
+    if (child) visit(keyOf(*child), *child);
+  }
+  static Entity* find(void const* attribute, void const* key) {
+    Ptr<E> const& child = as<A>(attribute).get();
+    return child && isMeant(*child, key) ? child.get() : nullptr;
+  }
+  static Ptr<Entity> make(Place const& place, [[maybe_unused]] void const* key) {
+    A& attribute = attributeAt<A>(place);
+    if constexpr (A::kIsNamed) {
+      return key ? attribute.make(*place.owner, place.id, as<Name>(key)) : attribute.get();
+    } else {
+      return attribute.make(*place.owner, place.id);
+    }
+  }
+  static bool erase(Place const& place, void const* key) {
+    return find(place.attribute, key) && attributeAt<A>(place).erase(*place.owner, place.id);
+  }
+  static Ptr<Entity> create(Place const&, [[maybe_unused]] void const* key) {
+    if constexpr (A::kIsNamed) {
+      return Orb::make<E>(as<Name>(key));
+    } else {
+      return Orb::make<E>();
+    }
+  }
+  static void insert(void* attribute, Entity& entity) {
+    static_cast<A*>(attribute)->take(Ptr<E>(&static_cast<E&>(entity)));
+  }
+  static void differ(void const* before, void const* after, VisitOwnedDifference visit) {
+    Ptr<E> const mine = as<A>(before).get();
+    Ptr<E> const theirs = as<A>(after).get();
+    if (mine && theirs && isMeant(*theirs, keyOf(*mine))) {
+      return visit(keyOf(*mine), mine.get(), theirs.get());
+    }
+    if (mine) visit(keyOf(*mine), mine.get(), nullptr);
+    if (theirs) visit(keyOf(*theirs), nullptr, theirs.get());
+  }
+
+  static constexpr OwnedOps kOps{each, find, make, erase, create, insert, differ};
+  static constexpr AttributeClass makeClass() {
+    AttributeClass made{};
+    made.kind = A::kKind;
+    made.isWritable = true;
+    made.typeName = E::typeName;
+    if constexpr (A::kIsNamed) made.key = &kValueType<Name>;
+    made.owned = &kOps;
+    made.swap = swapAttributes<A>;
+    return made;
+  }
+};
 
 /// Shared objects: their owner is elsewhere, so by name they can only be looked at.
 template <class A>
-constexpr AttributeOps sharedOps() {
-  AttributeOps ops{};
-  ops.kind = A::kKind;
-  ops.type = A::kTargetName;
-  ops.text = [](void const* attribute, std::string& out) {
-    static_cast<A const*>(attribute)->text(out);
-  };
-  return ops;
-}
+struct SharedClass {
+  static constexpr AttributeClass make() {
+    AttributeClass made{};
+    made.kind = A::kKind;  // and not writable
+    made.typeName = A::kTargetName;
+    made.sharedText = [](void const* attribute, std::string& out) {
+      as<A>(attribute).writeText(out);
+    };
+    return made;
+  }
+};
 
-/// The operations on attribute objects of class A in an entity of class Owner. The owner counts
-/// only where entities are made, so that most operations are shared by all entities.
+/// The class of attribute objects A in an entity of class Owner. The owner counts only where
+/// entities are made, so that most classes are shared by all entities.
 template <class A, class Owner>
-constexpr AttributeOps makeOps() {
+constexpr AttributeClass makeClass() {
   if constexpr (A::kKind == AttributeKind::child) {
-    return childOps<A>();
+    return ChildClass<A>::makeClass();
   } else if constexpr (A::kKind == AttributeKind::children) {
-    return childrenOps<A, Owner>();
+    return ChildrenClass<A, Owner>::makeClass();
   } else if constexpr (requires { A::kTargetName; }) {
-    return sharedOps<A>();
+    return SharedClass<A>::make();
   } else if constexpr (A::kKind == AttributeKind::collection) {
-    return collectionOps<A>();
+    return CollectionClass<A>::make();
   } else {
-    return scalarOps<A>();
+    return ScalarClass<A>::make();
   }
 }
 template <class A, class Owner>
-inline constexpr AttributeOps kOps = makeOps<A, Owner>();
+inline constexpr AttributeClass kClass = makeClass<A, Owner>();
 
 template <class M>
 struct MemberOf;
@@ -264,10 +267,11 @@ struct Row {
   using Owner = std::conditional_t<Attribute::kKind == AttributeKind::children, Class, Entity>;
   char const* name;
   constexpr operator AttributeInfo() const {
-    return {name, &detail::kOps<Attribute, Owner>, [](void const* holder) -> void const* {
-              auto const& entity = *static_cast<Entity const*>(holder);
-              return &(static_cast<Class const&>(entity).*objectMember);
-            }};
+    return detail::makeInfo(name, detail::kClass<Attribute, Owner>,
+                            [](void const* holder) -> void const* {
+                              auto const& entity = *static_cast<Entity const*>(holder);
+                              return &(static_cast<Class const&>(entity).*objectMember);
+                            });
   }
 };
 
@@ -278,28 +282,62 @@ struct DerivedRow {
     using Key = void;
   };
   using Value = std::remove_cvref_t<std::invoke_result_t<decltype(getter), Class const&>>;
-  static constexpr AttributeOps kOps = detail::valueOps<Value, [](void const* entity) {
-    return std::invoke(getter, static_cast<Class const&>(*static_cast<Entity const*>(entity)));
-  }>(kind);
+  static constexpr detail::ScalarOps kOps{
+      [](void const* entity, Visit visit) {
+        Value const& value =
+            std::invoke(getter, static_cast<Class const&>(*static_cast<Entity const*>(entity)));
+        visit(&value);
+      },
+      nullptr, nullptr, nullptr};
+  static constexpr detail::AttributeClass kClass = detail::computedClass<Value>(kind, false, kOps);
   char const* name;
   constexpr operator AttributeInfo() const {
-    return {name, &kOps, [](void const* holder) { return holder; }};
+    return detail::makeInfo(name, kClass, [](void const* holder) { return holder; });
   }
 };
+
+namespace detail {
+
+/// Whether an attribute of that row is stored in its entity.
+constexpr bool isStored(AttributeInfo const& row) {
+  return row.isStoredValue || row.hasMembers || row.ownsEntities;
+}
+
+template <auto const& rows>
+constexpr auto storedIds() {
+  constexpr std::size_t kCount =
+      static_cast<std::size_t>(std::count_if(rows.begin(), rows.end(), isStored));
+  std::array<AttrId, kCount> ids{};
+  std::size_t next = 0;
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    if (isStored(rows[i])) ids[next++] = static_cast<AttrId>(i);
+  }
+  return ids;
+}
+
+/// The table of a type that has attributes.
+template <class C>
+struct Table {
+  static constexpr auto kRows = []<std::size_t... i>(std::index_sequence<i...>) {
+    return std::array<AttributeInfo, sizeof...(i)>{C::row(Id<typename C::Attr{i}>())...};
+  }
+  (std::make_index_sequence<C::kAttributeCount>());
+  static constexpr auto kStored = storedIds<kRows>();
+  static constexpr bool kOwns = std::any_of(
+      kRows.begin(), kRows.end(), [](AttributeInfo const& row) { return row.ownsEntities; });
+  static constexpr TypeInfo kInfo{C::typeName, kRows, &makeBlank<C>, kOwns, kStored};
+};
+
+}  // namespace detail
 
 /// The table of C; ORB_ENTITY_TYPE emits it in one source file.
 template <class C>
 TypeInfo const& typeInfoOf() {
   if constexpr (C::kAttributeCount == 0) {
-    static constexpr TypeInfo kInfo{C::typeName, {}, &detail::makeBlank<C>};
+    static constexpr TypeInfo kInfo{C::typeName, {}, &detail::makeBlank<C>, false, {}};
     return kInfo;
   } else {
-    static constexpr auto kRows = []<std::size_t... i>(std::index_sequence<i...>) {
-      return std::array<AttributeInfo, sizeof...(i)>{C::row(Id<typename C::Attr{i}>())...};
-    }
-    (std::make_index_sequence<C::kAttributeCount>());
-    static constexpr TypeInfo kInfo{C::typeName, kRows, &detail::makeBlank<C>};
-    return kInfo;
+    return detail::Table<C>::kInfo;
   }
 }
 

@@ -5,7 +5,8 @@
 #include "platform/orb/base/Enum.h"
 #include "platform/orb/base/Flags.h"
 #include "platform/orb/base/Value.h"
-#include "platform/orb/model/FieldMap.h"
+#include "platform/orb/containers/FieldMap.h"
+#include "platform/orb/model/detail/AttributeClass.h"
 #include "platform/orb/model/detail/EachDifference.h"
 
 /// The run-time form of value types, made from their declarations: kValueType<T>.
@@ -52,184 +53,168 @@ constexpr bool readsBack() {
   }
 }
 
-/// The text of a single entity that is not there.
-inline constexpr std::string_view kNoEntity = "None";
-
 template <class T>
 constexpr ValueType makeValueType();
 template <class T>
 inline constexpr ValueType kValueType = makeValueType<T>();
 
-/// The operations on single values, which get(attribute) gives. When they are stored (and not
-/// computed), they can differ.
-template <class T, auto get>
-constexpr AttributeOps valueOps(AttributeKind kind) {
-  AttributeOps ops{};
-  ops.kind = kind;
-  ops.type = kTypeName<T>;
-  ops.value = &kValueType<T>;
-  ops.text = [](void const* attribute, std::string& out) { writeText(out, get(attribute)); };
-  ops.visit = [](void const* attribute, Visit visit) {
-    T const& value = get(attribute);
-    visit(&value);
-  };
-  if (kind == AttributeKind::scalar || kind == AttributeKind::counter) {
-    ops.differ = [](void const* before, void const* after, DifferVisit visit) {
-      T const& theirs = get(after);
-      if (!before) return visit({nullptr, nullptr, &theirs});
-      T const& mine = get(before);
-      if (!sameValue<T>(mine, theirs)) visit({nullptr, &mine, &theirs});
-    };
-  }
-  return ops;
+template <class T>
+T const& as(void const* value) {
+  return *static_cast<T const*>(value);
 }
 
-template <class Item>
-inline constexpr bool kIsMapItem = false;
-template <class K, class V>
-inline constexpr bool kIsMapItem<MapItem<K, V>> = true;
-
-/// Appends "{ a, b }" for the members of a collection, "{}" for none: each value, beside its key
-/// when that stands apart, and of an entity its key alone.
-template <class Items>
-void writeMembers(std::string& out, Items const& items) {
-  using Item = typename Items::value_type;
-  char const* separator = "{ ";
-  for (auto const& item : items) {
-    out += std::exchange(separator, ", ");
-    if constexpr (kIsMapItem<Item>) {
-      writeText(out, item.key);
-      out += ": ";
-      writeText(out, item.value);
-    } else if constexpr (requires { item->ref(); }) {
-      writeText(out, Items::keyOf(item));
-    } else {
-      writeText(out, item);
-    }
-  }
-  out += items.empty() ? "{}" : " }";
-}
-
-template <class K>
-K readKey(TextReader& in) {
-  K key{};
-  readText(in, key);
-  return key;
-}
-
-/// The operations on a collection of values, of an entity or of a value. A has all(), and, by
-/// name, member(item), fresh(key), put(place, key, member), drop(place, key) and dropAll(place).
+/// The operations on a collection of values, of an entity or of a value. A has all(),
+/// memberOf(item) and newMember(key); of an entity setMember(owner, id, key, member), erase(owner,
+/// id, key) and clear(owner, id), of a value the same without owner and id.
 template <class A>
-constexpr AttributeOps memberOps() {
+struct Members {
   using Key = typename A::Key;
   using Member = typename A::Member;
-  AttributeOps ops{};
-  ops.kind = AttributeKind::collection;
-  ops.type = kTypeName<Member>;
-  ops.key = &kValueType<Key>;
-  ops.value = &kValueType<Member>;
-  ops.text = [](void const* attribute, std::string& out) {
-    writeMembers(out, static_cast<A const*>(attribute)->all());
-  };
-  ops.visitMember = [](void const* attribute, TextReader& key, Visit visit) {
-    auto const* const item = static_cast<A const*>(attribute)->all().find(readKey<Key>(key));
-    if (item) visit(&A::member(*item));
-    return item != nullptr;
-  };
-  ops.freshMember = [](void const* key, Visit visit) {
-    Member const member = A::fresh(*static_cast<Key const*>(key));
-    visit(&member);
-  };
-  ops.editMember = [](Place const& place, TextReader& in, Edit edit) {
-    A& attribute = *static_cast<A*>(place.attribute);
-    Key const key = readKey<Key>(in);
-    auto const* const item = attribute.all().find(key);
-    Member member = item ? A::member(*item) : A::fresh(key);
-    edit(&member);
-    attribute.put(place, key, member);
-  };
-  ops.delMember = [](Place const& place, TextReader* key) {
-    A& attribute = *static_cast<A*>(place.attribute);
-    if (key) return attribute.drop(place, readKey<Key>(*key));
-    bool const had = !attribute.all().empty();
-    attribute.dropAll(place);
-    return had;
-  };
-  ops.differ = [](void const* before, void const* after, DifferVisit visit) {
-    static typename A::Items const nothing;
-    eachDifference(
-        before ? static_cast<A const*>(before)->all() : nothing,
-        static_cast<A const*>(after)->all(), std::equal_to<>(),
-        [&](Key const& key, auto const* mine, auto const* theirs) {
-          visit({&key, mine ? &A::member(*mine) : nullptr, theirs ? &A::member(*theirs) : nullptr});
-        });
-  };
-  return ops;
-}
+  static constexpr bool kIsField = kIsFieldMap<A>;
 
-/// The operations on a field, which is its own attribute object. The value that holds it is a copy
-/// always, and is checked and stored as a whole.
-template <class F>
-struct FieldOps;
+  static A& attributeAt(Place const& place) { return *static_cast<A*>(place.attribute); }
 
-template <class C, class T>
-struct FieldOps<Field<C, T>> {
-  static constexpr AttributeOps make() {
-    if constexpr (kIsFieldMap<T>) {
-      return memberOps<T>();
+  static void set(Place const& place, void const* key, void const* member) {
+    if constexpr (kIsField) {
+      attributeAt(place).insert(as<Key>(key), as<Member>(member));
     } else {
-      AttributeOps ops =
-          valueOps<T, [](void const* field) -> T const& { return *static_cast<T const*>(field); }>(
-              AttributeKind::scalar);
-      ops.edit = [](Place const& place, Edit edit) { edit(place.attribute); };
-      return ops;
+      attributeAt(place).setMember(*place.owner, place.id, as<Key>(key), as<Member>(member));
     }
   }
-  static constexpr AttributeOps kOps = make();
+  static bool erase(Place const& place, void const* key) {
+    if constexpr (kIsField) {
+      return attributeAt(place).erase(as<Key>(key));
+    } else {
+      return attributeAt(place).erase(*place.owner, place.id, as<Key>(key));
+    }
+  }
+  static void clear(Place const& place) {
+    if constexpr (kIsField) {
+      attributeAt(place).clear();
+    } else {
+      attributeAt(place).clear(*place.owner, place.id);
+    }
+  }
+  static void each(void const* attribute, VisitMember visit) {
+    for (auto const& item : as<A>(attribute).all()) {
+      Key const& key = A::Items::keyOf(item);
+      visit(&key, &A::memberOf(item));
+    }
+  }
+  static bool find(void const* attribute, void const* key, Visit visit) {
+    auto const* const item = as<A>(attribute).all().find(as<Key>(key));
+    if (item) visit(&A::memberOf(*item));
+    return item != nullptr;
+  }
+  static void fresh(void const* key, Visit visit) {
+    Member const member = A::newMember(as<Key>(key));
+    visit(&member);
+  }
+  static void differ(void const* before, void const* after, VisitDifference visit) {
+    eachDifference(as<A>(before).all(), as<A>(after).all(), std::equal_to<>(),
+                   [&](Key const& key, auto const* mine, auto const* theirs) {
+                     visit(&key, mine ? &A::memberOf(*mine) : nullptr,
+                           theirs ? &A::memberOf(*theirs) : nullptr);
+                   });
+  }
+  static bool empty(void const* attribute) { return as<A>(attribute).all().empty(); }
+
+  static constexpr MemberOps kOps{A::kKeyIsApart, empty, each,  find, fresh, set,
+                                  erase,          clear, differ};
+};
+
+/// The class of fields of type T: a field is its own attribute object. The value that holds it is
+/// a copy always, and is checked and stored as a whole.
+template <class T>
+struct FieldClass {
+  static constexpr ScalarOps kScalar{
+      [](void const* field, Visit visit) { visit(field); }, nullptr,
+      [](Place const& place, void const* value) { kValueType<T>.assign(place.attribute, value); },
+      nullptr};
+  static constexpr AttributeClass make() {
+    AttributeClass made{};
+    made.isWritable = true;
+    if constexpr (kIsFieldMap<T>) {
+      made.kind = AttributeKind::collection;
+      made.typeName = kTypeName<typename T::Member>;
+      made.key = &kValueType<typename T::Key>;
+      made.value = &kValueType<typename T::Member>;
+      made.members = &Members<T>::kOps;
+    } else {
+      made.kind = AttributeKind::scalar;
+      made.typeName = kTypeName<T>;
+      made.value = &kValueType<T>;
+      made.scalar = &kScalar;
+    }
+    return made;
+  }
+  static constexpr AttributeClass kClass = make();
+};
+
+/// The class of what is no object of its own: the holder stands in for it.
+template <class T>
+constexpr AttributeClass computedClass(AttributeKind kind, bool isWritable,
+                                       ScalarOps const& scalar) {
+  AttributeClass made{};
+  made.kind = kind;
+  made.isWritable = isWritable;
+  made.typeName = kTypeName<T>;
+  made.value = &kValueType<T>;
+  made.scalar = &scalar;
+  return made;
+}
+
+/// The rows of the fields of V.
+template <class F>
+struct FieldRow;
+template <class C, class T>
+struct FieldRow<Field<C, T>> {
+  static constexpr AttributeClass const& kClass = FieldClass<T>::kClass;
   static void const* object(Field<C, T> const& field, C const& holder) {
     return &(holder.*field.member);
   }
 };
-
 /// A flag has no address: the value that holds it stands in for its object.
 template <class C, U32 mask>
-struct FieldOps<Flag<C, mask>> {
-  static constexpr AttributeOps make() {
-    AttributeOps ops = valueOps<bool, [](void const* holder) {
-      return Flag<C, mask>::get(*static_cast<C const*>(holder));
-    }>(AttributeKind::scalar);
-    ops.edit = [](Place const& place, Edit edit) {
-      C& holder = *static_cast<C*>(place.attribute);
-      bool on = Flag<C, mask>::get(holder);
-      edit(&on);
-      Flag<C, mask>::set(holder, on);
-    };
-    return ops;
-  }
-  static constexpr AttributeOps kOps = make();
+struct FieldRow<Flag<C, mask>> {
+  static constexpr ScalarOps kScalar{[](void const* holder, Visit visit) {
+                                       bool const on = Flag<C, mask>::get(as<C>(holder));
+                                       visit(&on);
+                                     },
+                                     nullptr,
+                                     [](Place const& place, void const* on) {
+                                       Flag<C, mask>::set(*static_cast<C*>(place.attribute),
+                                                          as<bool>(on));
+                                     },
+                                     nullptr};
+  static constexpr AttributeClass kClass =
+      computedClass<bool>(AttributeKind::scalar, true, kScalar);
   static void const* object(Flag<C, mask> const&, C const& holder) { return &holder; }
-};
-
-/// What a value computes from its fields, which stands in for the object.
-template <class C, auto getter>
-struct FieldOps<Getter<C, getter>> {
-  using T = std::remove_cvref_t<std::invoke_result_t<decltype(getter), C const&>>;
-  static constexpr AttributeOps kOps = valueOps<T, [](void const* holder) {
-    return std::invoke(getter, *static_cast<C const*>(holder));
-  }>(AttributeKind::derived);
 };
 
 template <class V, std::size_t i>
 constexpr AttributeInfo fieldRow() {
   using F = std::tuple_element_t<i, decltype(V::fields())>;
-  return {std::get<i>(V::fields()).name, &FieldOps<F>::kOps, [](void const* holder) {
-            return FieldOps<F>::object(std::get<i>(V::fields()), *static_cast<V const*>(holder));
-          }};
+  return makeInfo(std::get<i>(V::fields()).name, FieldRow<F>::kClass, [](void const* holder) {
+    return FieldRow<F>::object(std::get<i>(V::fields()), as<V>(holder));
+  });
 }
 
+/// What a value computes from its fields, which stands in for the object.
+template <class C, auto getter>
+struct GetterRow {
+  using T = std::remove_cvref_t<std::invoke_result_t<decltype(getter), C const&>>;
+  static constexpr ScalarOps kScalar{[](void const* holder, Visit visit) {
+                                       T const& value = std::invoke(getter, as<C>(holder));
+                                       visit(&value);
+                                     },
+                                     nullptr, nullptr, nullptr};
+  static constexpr AttributeClass kClass = computedClass<T>(AttributeKind::derived, false, kScalar);
+};
 template <class C, auto getter>
 constexpr AttributeInfo getterRow(Getter<C, getter> row) {
-  return {row.name, &FieldOps<Getter<C, getter>>::kOps, [](void const* holder) { return holder; }};
+  return makeInfo(row.name, GetterRow<C, getter>::kClass,
+                  [](void const* holder) { return holder; });
 }
 
 /// The fields, and then what is computed from them.
@@ -248,19 +233,29 @@ template <class T>
 constexpr ValueType makeValueType() {
   ValueType type{};
   type.name = kTypeName<T>;
-  type.write = [](std::string& out, void const* v) { writeText(out, *static_cast<T const*>(v)); };
+  type.writeText = [](std::string& out, void const* v) { writeText(out, as<T>(v)); };
   if constexpr (readsBack<T>()) {
-    type.read = [](TextReader& in, void* v) {
+    type.readText = [](TextReader& in, Visit visit) {
       T read{};
       readText(in, read);
-      *static_cast<T*>(v) = std::move(read);
+      visit(&read);
     };
-    type.skip = [](TextReader& in) { readKey<T>(in); };
   }
-  type.isToldByField = !readsBack<T>() || requires { T::kFlagNames; };
-  if constexpr (requires(T const& v) { v.check(); }) {
-    type.check = [](void const* v) { static_cast<T const*>(v)->check(); };
-  }
+  type.writeBinary = [](std::string& out, void const* v) { writeBinary(out, as<T>(v)); };
+  type.readBinary = [](BinaryReader& in, Visit visit) {
+    T read{};
+    readBinary(in, read);
+    visit(&read);
+  };
+  type.same = [](void const* a, void const* b) { return sameValue<T>(as<T>(a), as<T>(b)); };
+  type.assign = [](void* to, void const* from) { *static_cast<T*>(to) = as<T>(from); };
+  type.edited = [](void const* value, Edit edit, Visit visit) {
+    T copy = as<T>(value);
+    edit(&copy);
+    if constexpr (requires { copy.check(); }) copy.check();
+    visit(&copy);
+  };
+  type.differsByField = !readsBack<T>() || requires { T::kFlagNames; };
   if constexpr (Described<T>) {
     type.fields = kFieldRows<T>;
   }

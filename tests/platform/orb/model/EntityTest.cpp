@@ -361,16 +361,15 @@ TEST(Entity, ShowsItsAttributesByName) {
             "  ratio = 0\n  single = None\n  chosen = 'it'\n  other = Sample::Child");
   EXPECT_EQ(Orb::attributeText(*p, "total"), "2");
   EXPECT_THROW(Orb::attributeText(*p, "totals"), Orb::RangeException);
-  EXPECT_EQ(Orb::findAttribute(p->type().attributes, "version")->ops->kind,
-            Orb::AttributeKind::counter);
+  EXPECT_EQ(Orb::findAttribute(p->type().attributes, "version")->kind, Orb::AttributeKind::counter);
   EXPECT_EQ(Orb::entityType("Sample::Parent"), &p->type());
 }
 
 TEST(Entity, TellsWhatItsAttributesAre) {
   std::string seen;
   for (Orb::AttributeInfo const& a : Orb::make<Parent>("p")->type().attributes) {
-    seen += (a.isWritable() ? "" : "const ") + std::string(a.name) + ' ';
-    seen.append(Orb::kindName(a.ops->kind)).append(" ").append(a.ops->type).append("\n");
+    seen += (a.isWritable ? "" : "const ") + std::string(a.name) + ' ';
+    seen.append(Orb::kindName(a.kind)).append(" ").append(a.typeName()).append("\n");
   }
   EXPECT_EQ(seen,
             "version counter U32\ntext scalar Orb::String\nchecked scalar U8\n"

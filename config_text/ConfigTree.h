@@ -6,7 +6,7 @@
 
 #include "platform/session/Session.h"
 
-namespace Tool {
+namespace ConfigText {
 
 /// What is wrong with one of several lines, counted from 1.
 struct LineFault {
@@ -16,11 +16,11 @@ struct LineFault {
 
 /// Visits the lines of a text that say something: not blank, no comment ("#" in front). Blanks
 /// around a line are taken off.
-void eachLine(std::string_view text,
-              Orb::FunctionRef<void(std::size_t number, std::string_view line)> visit);
+ROUTEPOLICY_EXPORT void eachLine(
+    std::string_view text, Orb::FunctionRef<void(std::size_t number, std::string_view line)> visit);
 
 /// A whole configuration: its roots, and its text of a line for each attribute.
-class ConfigTree {
+class ROUTEPOLICY_EXPORT ConfigTree {
  public:
   /// With nothing set.
   ConfigTree();
@@ -40,7 +40,7 @@ class ConfigTree {
 };
 
 /// One change to a configuration, in the form of a line.
-struct ConfigEdit {
+struct ROUTEPOLICY_EXPORT ConfigEdit {
   bool isRemoval;
   std::string_view text;  ///< "PATH=VALUE" or "PATH"; of a removal "PATH"
 
@@ -53,6 +53,7 @@ struct ConfigEdit {
 };
 
 /// Applies edits, a line each; returns what was refused.
-std::vector<LineFault> applyEdits(Cli::Session::Session& session, std::string_view text);
+ROUTEPOLICY_EXPORT std::vector<LineFault> applyEdits(Cli::Session::Session& session,
+                                                     std::string_view text);
 
-}  // namespace Tool
+}  // namespace ConfigText

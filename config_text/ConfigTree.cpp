@@ -1,9 +1,9 @@
-#include "tool/ConfigTree.h"
+#include "config_text/ConfigTree.h"
 
 #include "platform/orb/base/Error.h"
 #include "policy_config/RouteMap.h"
 
-namespace Tool {
+namespace ConfigText {
 
 namespace {
 
@@ -46,12 +46,7 @@ ConfigTree::ConfigTree()
              Orb::make<Routing::RouteMap::PeerFilterConfig>()} {}
 
 Orb::Entity& ConfigTree::rootOf(std::string_view path) const {
-  std::string_view const name = path.substr(0, path.find_first_of(".["));
-  for (auto const& root : roots_) {
-    if (Orb::findAttribute(root->type().attributes, name)) return *root;
-  }
-  throw Orb::RangeException(std::string(path) + ": no root has an attribute " +
-                            Orb::toText(Orb::String(name)));
+  return *roots_[Orb::rootOf(roots_, path)];
 }
 
 std::vector<LineFault> ConfigTree::load(std::string_view text) {
@@ -97,4 +92,4 @@ std::vector<LineFault> applyEdits(Cli::Session::Session& session, std::string_vi
                       [&](std::string_view line) { ConfigEdit::ofLine(line).apply(session); });
 }
 
-}  // namespace Tool
+}  // namespace ConfigText

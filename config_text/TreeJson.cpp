@@ -1,0 +1,170 @@
+#include "config_text/TreeJson.h"
+
+#include <algorithm>
+
+#include "config_text/TreeWalk.h"
+#include "platform/orb/base/Enum.h"
+
+namespace ConfigText {
+
+namespace {
+
+using Orb::AttributeKind;
+using Orb::AttributeRef;
+using Orb::ValueRef;
+
+/// Members for the attributes or fields of a range.
+void writeMembers(JsonObject& object, Orb::AttributeRange<AttributeRef> const& attributes,
+                  Sink& sink) {
+  for (AttributeRef const a : attributes) {
+    object.member(a.name());
+    writeJson(a, sink);
+  }
+}
+
+/// A single entity has no key beside it: its name is its first member.
+void writeSingle(ValueRef key, Orb::Entity const& entity, Sink& sink) {
+  JsonObject object(sink);
+  if (key && !Orb::findAttribute(entity.type().attributes, "name")) {
+    object.member("name");
+    writeJsonString(sink.text(), plainText(key));
+  }
+  writeJsonMembers(object, entity, sink);
+}
+
+/// Whether a text is a number of JSON: the text forms of numbers are, but for inf and nan.
+bool isNumber(std::string_view text) {
+  std::size_t const first = text.starts_with('-') ? 1 : 0;
+  return text.size() > first && text[first] >= '0' && text[first] <= '9' &&
+         text.find_first_not_of("0123456789.e+-") == text.npos;
+}
+
+/// The text form shows what it is: enumerators are names, and an address has dots or colons.
+void writePlain(std::string& out, ValueRef value) {
+  std::string const text = value.text();
+  if (!Orb::enumType(value.type().name)) {
+    if (text == "True") return void(out += "true");
+    if (text == "False") return void(out += "false");
+    if (text == "None") return void(out += "null");
+    bool const isAddress = std::count(text.begin(), text.end(), '.') > 1;
+    if (isNumber(text) && !isAddress) return void(out += text);
+  }
+  writeJsonString(out, plainText(value));
+}
+
+/// The number of bytes of the UTF-8 sequence (RFC 3629) at the front, or 0 when there is none.
+std::size_t sequenceLength(std::string_view text) {
+  auto const byte = [&](std::size_t i) { return static_cast<Orb::U8>(text[i]); };
+  Orb::U8 const lead = byte(0);
+  std::size_t const length = lead < 0x80   ? 1
+                             : lead < 0xc2 ? 0
+                             : lead < 0xe0 ? 2
+                             : lead < 0xf0 ? 3
+                             : lead < 0xf5 ? 4
+                                           : 0;
+  if (length == 0 || text.size() < length) return 0;
+  for (std::size_t i = 1; i < length; ++i) {
+    if ((byte(i) & 0xc0) != 0x80) return 0;
+  }
+  // Longer forms than need be, the halves of surrogate pairs, and what is beyond U+10FFFF.
+  if (lead == 0xe0 && byte(1) < 0xa0) return 0;
+  if (lead == 0xed && byte(1) > 0x9f) return 0;
+  if (lead == 0xf0 && byte(1) < 0x90) return 0;
+  if (lead == 0xf4 && byte(1) > 0x8f) return 0;
+  return length;
+}
+
+void writeEscaped(std::string& out, char c) {
+  constexpr char kDigits[] = "0123456789abcdef";
+  if (c == '"' || c == '\\') {
+    (out += '\\') += c;
+  } else if (c == '\n') {
+    out += "\\n";
+  } else if (static_cast<Orb::U8>(c) < 0x20) {
+    ((out += "\\u00") += kDigits[c / 16]) += kDigits[c % 16];
+  } else {
+    out += c;
+  }
+}
+
+}  // namespace
+
+void JsonObject::member(std::string_view name) {
+  if (!isEmpty_) sink_.text() += ',';
+  sink_.lineDone();
+  isEmpty_ = false;
+  writeJsonString(sink_.text(), name);
+  sink_.text() += ':';
+}
+
+void writeJsonString(std::string& out, std::string_view text) {
+  out += '"';
+  while (!text.empty()) {
+    std::size_t const length = sequenceLength(text);
+    if (length == 0) {
+      out += "\xef\xbf\xbd";
+    } else if (length == 1) {
+      writeEscaped(out, text.front());
+    } else {
+      out += text.substr(0, length);
+    }
+    text.remove_prefix(length == 0 ? 1 : length);
+  }
+  out += '"';
+}
+
+void writeJsonMembers(JsonObject& object, Orb::Entity const& entity, Sink& sink) {
+  writeMembers(object, attributesOf(entity), sink);
+}
+
+void writeJson(Orb::Entity const& entity, Sink& sink) {
+  JsonObject object(sink);
+  writeJsonMembers(object, entity, sink);
+}
+
+void writeJson(AttributeRef attribute, Sink& sink) {
+  if (attribute.kind() == AttributeKind::child) {
+    if (!attribute.owned()) {
+      sink.text() += "null";
+    } else {
+      attribute.eachOwned(
+          [&](ValueRef key, Orb::Entity const& entity) { writeSingle(key, entity, sink); });
+    }
+  } else if (attribute.ownsEntities()) {
+    JsonObject members(sink);
+    for (OwnedEntity const& owned : ownedEntities(attribute)) {
+      members.member(owned.key);
+      writeJson(*owned.entity, sink);
+    }
+  } else if (attribute.isValue()) {
+    attribute.visitValue([&](ValueRef value) { writeJson(value, sink); });
+  } else if (attribute.hasMembers()) {
+    JsonObject members(sink);
+    attribute.eachMember([&](ValueRef key, ValueRef member) {
+      members.member(plainText(key));
+      writeJson(member, sink);
+    });
+  } else {  // shared objects: they belong to others
+    std::string text;
+    attribute.writeText(text);
+    writeJsonString(sink.text(), text);
+  }
+}
+
+void writeJson(ValueRef value, Sink& sink) {
+  if (value.fields().empty()) return writePlain(sink.text(), value);
+  JsonObject object(sink);
+  writeMembers(object, value.fields(), sink);
+}
+
+void writeJson(Orb::PathTarget const& target, Sink& sink) {
+  if (target.entity) {
+    writeJson(*target.entity, sink);
+  } else if (target.attribute) {
+    writeJson(*target.attribute, sink);
+  } else {
+    writeJson(target.member, sink);
+  }
+}
+
+}  // namespace ConfigText

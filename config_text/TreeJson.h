@@ -1,0 +1,41 @@
+#pragma once
+
+#include <string_view>
+
+#include "config_text/Sink.h"
+#include "platform/orb/model/Path.h"
+
+/// Trees of entities as JSON (RFC 8259), from the attribute tables. An entity is an object of its
+/// attributes in their order; a value type is an object of its fields, a collection one of its
+/// members by their keys. Numbers and booleans are such, what is unset is null, all else is
+/// strings. Bytes that are no UTF-8 are replaced by U+FFFD.
+namespace ConfigText {
+
+/// "{", members, and "}" at the end of its life.
+class ROUTEPOLICY_EXPORT JsonObject {
+ public:
+  explicit JsonObject(Sink& sink) : sink_(sink) { sink_.text() += '{'; }
+  ~JsonObject() { sink_.text() += '}'; }
+  JsonObject(JsonObject const&) = delete;
+  JsonObject& operator=(JsonObject const&) = delete;
+
+  /// Begins a member, whose value is to be written next.
+  void member(std::string_view name);
+
+ private:
+  Sink& sink_;
+  bool isEmpty_ = true;
+};
+
+/// Appends a JSON string.
+ROUTEPOLICY_EXPORT void writeJsonString(std::string& out, std::string_view text);
+
+/// Members for the attributes of an entity.
+ROUTEPOLICY_EXPORT void writeJsonMembers(JsonObject& object, Orb::Entity const& entity, Sink& sink);
+
+ROUTEPOLICY_EXPORT void writeJson(Orb::Entity const& entity, Sink& sink);
+ROUTEPOLICY_EXPORT void writeJson(Orb::AttributeRef attribute, Sink& sink);
+ROUTEPOLICY_EXPORT void writeJson(Orb::ValueRef value, Sink& sink);
+ROUTEPOLICY_EXPORT void writeJson(Orb::PathTarget const& target, Sink& sink);
+
+}  // namespace ConfigText
