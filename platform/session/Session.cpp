@@ -1,8 +1,6 @@
 #include "platform/session/Session.h"
 
 #include <deque>
-#include <optional>
-#include <set>
 
 #include "platform/session/detail/Commit.h"
 #include "platform/session/detail/Merge.h"
@@ -13,6 +11,8 @@
 
 namespace Cli::Session {
 
+using detail::Claim;
+using detail::Edits;
 using Orb::AttributeKind;
 using Orb::Entity;
 using Orb::Ptr;
@@ -74,31 +74,6 @@ void Session::followAll(UnitName const* under) {
 
 // Edits
 
-namespace {
-
-using Places = std::set<std::string, std::less<>>;
-
-/// Adds a place to those that a session claims; takes it back unless the edit was made.
-class Claim {
- public:
-  Claim(Places& places, std::string place) : places_(places) {
-    auto const [at, isNew] = places_.insert(std::move(place));
-    if (isNew) added_ = at;
-  }
-  ~Claim() {
-    if (added_ != places_.end()) places_.erase(added_);
-  }
-  Claim(Claim const&) = delete;
-  Claim& operator=(Claim const&) = delete;
-  void stays() noexcept { added_ = places_.end(); }
-
- private:
-  Places& places_;
-  Places::iterator added_ = places_.end();
-};
-
-}  // namespace
-
 /// Makes an edit in a unit: `act(root, edits)` is given a root that holds the candidate; what it
 /// returns is false when nothing was edited. A unit that is touched for it becomes the session's
 /// when the edit has been made: until then nobody sees it, so what fails leaves nothing behind.
@@ -122,12 +97,12 @@ auto Session::editing(UnitName const& name, Do const& act) {
 void Session::attributeTextIs(std::string_view path, std::string_view text) {
   requireOpen();
   UnitName const name = unitOf(path);
-  editing(name, [&](Entity& root, detail::Edits& edits) {
-    std::optional<Claim> claim;
-    if (!name.isMember()) claim.emplace(edits.kept, name.path);
-    Orb::attributeTextIs(root, path, text, Orb::CounterAccess::refuse);
-    // Also when it was equal already: it is what the session wants.
-    if (auto const owner = Orb::ownerAt(root, path)) owner->isModifiedIs(true);
+  editing(name, [&](Entity& root, Edits& edits) {
+    std::optional<Edits::Trial> claim;
+    if (!name.isMember()) claim.emplace(edits, name.path, Claim::kept);
+    Ptr<Entity> owner;
+    Orb::attributeTextIs(root, path, text, Orb::CounterAccess::refuse, &owner);
+    if (owner) owner->isModifiedIs(true);  // also when it was equal: it is what the session wants
     if (claim) claim->stays();
     return true;
   });
@@ -137,16 +112,14 @@ void Session::attributeTextIs(std::string_view path, std::string_view text) {
 Ptr<Entity> Session::makeAt(std::string_view path, bool isEdit) {
   UnitName const name = unitOf(path);
   Ptr<Entity> made;
-  editing(name, [&](Entity& root, detail::Edits& edits) {
+  editing(name, [&](Entity& root, Edits& edits) {
     Orb::PathType const type = Orb::pathType(root.type(), path);
-    std::optional<Claim> claim;
-    if (isEdit && !type.ownedType.empty()) claim.emplace(edits.kept, type.place);
-    made = Orb::attributeIs(root, path);
-    if (claim) {
-      claim->stays();
-    } else if (auto const owner = isEdit ? Orb::ownerAt(root, path) : nullptr) {
-      owner->isModifiedIs(true);
-    }
+    std::optional<Edits::Trial> claim;
+    if (isEdit && !type.ownedType.empty()) claim.emplace(edits, type.place, Claim::kept);
+    Ptr<Entity> owner;
+    made = Orb::attributeIs(root, path, &owner);
+    if (claim) claim->stays();
+    if (owner && isEdit) owner->isModifiedIs(true);
     return true;
   });
   return made;
@@ -172,11 +145,14 @@ bool Session::attributeDel(std::string_view path) {
     if (isWholeChildren(name)) return removeAll(name);
     if (name.isMember() && !units_->has(name.path)) return removeUnit(name);
   }
-  return editing(name, [&](Entity& root, detail::Edits& edits) {
+  return editing(name, [&](Entity& root, Edits& edits) {
     Orb::PathType const type = Orb::pathType(root.type(), path);
-    std::optional<Claim> claim;
-    if (!type.ownedType.empty()) claim.emplace(edits.masked, type.place);
-    if (!name.isMember() && type.ownedType.empty()) claim.emplace(edits.kept, name.path);
+    std::optional<Edits::Trial> claim;
+    if (!type.ownedType.empty()) {
+      claim.emplace(edits, type.place, Claim::masked);
+    } else if (!name.isMember()) {
+      claim.emplace(edits, name.path, Claim::kept);
+    }
     bool const removed = Orb::attributeDel(root, path);
     if (removed && claim) claim->stays();
     return removed;
@@ -188,7 +164,7 @@ bool Session::removeUnit(UnitName const& name) {
   if (!name.entityIn(running(name))) return false;
   auto const unit = std::make_shared<Unit>(name);
   unit->candidate = running(name).type().make({});
-  unit->edits.masked.insert(name.path);
+  unit->edits.claim(name.path, Claim::masked);
   units_->insertOrAssign(unit);
   return true;
 }
@@ -209,9 +185,11 @@ bool Session::removeAll(UnitName const& name) {
     unit->candidate = running(name).type().make({});
     added.push_back(unit);
   });
-  std::deque<Claim> claims;
+  std::deque<Edits::Trial> claims;
   for (auto const* const units : {&there, &added}) {
-    for (auto const& unit : *units) claims.emplace_back(unit->edits.masked, unit->name.path);
+    for (auto const& unit : *units) {
+      claims.emplace_back(unit->edits, unit->name.path, Claim::masked);
+    }
   }
   try {
     for (auto const& unit : added) units_->insertOrAssign(unit);
@@ -219,7 +197,7 @@ bool Session::removeAll(UnitName const& name) {
     for (auto const& unit : added) units_->erase(unit->name.path);
     throw;
   }
-  for (Claim& claim : claims) claim.stays();
+  for (Edits::Trial& claim : claims) claim.stays();
   Orb::FirstError error;
   for (auto const& unit : there) {
     error.guard([&] { unit->name.in(*unit->candidate).clear(); });

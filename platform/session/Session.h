@@ -53,7 +53,7 @@
 namespace Cli::Session {
 
 namespace detail {
-struct Edits;
+class Edits;
 struct Unit;
 class Units;
 }  // namespace detail

@@ -2,7 +2,7 @@
 
 // A path is taken off the front of a reader, step by step; every step is a name and, perhaps, a key
 // in brackets. Four functions go along a path, one for each thing that is done with it: visitIn()
-// reads, changeIn() changes, followTypes() asks the types alone, and ownerIn() finds the entity at
+// reads, changeIn() changes, followTypes() asks the types alone, and ownedIn() finds the entity at
 // its end. A key is only good while it is being visited, so each of them goes on from inside the
 // visit of a key.
 
@@ -15,8 +15,9 @@ struct Change {
   enum class Kind { set, make, remove };
   Kind kind;
   std::string_view text = {};
-  Ptr<Entity>* made = nullptr;  ///< receives the owned entity at the end
-  bool* removed = nullptr;      ///< receives whether anything was
+  Ptr<Entity>* made = nullptr;   ///< receives the owned entity at the end
+  Ptr<Entity>* owner = nullptr;  ///< receives the entity whose value or member it is
+  bool* removed = nullptr;       ///< receives whether anything was
   CounterAccess counters = CounterAccess::set;
 
   bool isRemoval() const { return kind == Kind::remove; }
@@ -285,6 +286,7 @@ void changeAttribute(std::string_view typeName, MutableAttributeRef a, Entity* o
     return takeKey(typeName, a, in,
                    [&](ValueRef key) { changeOwned(typeName, a, in, change, key); });
   }
+  if (change.owner && owner) *change.owner = Ptr<Entity>(owner);
   if (!a.hasMembers()) return changeValue(typeName, a, owner, in, change);
   if (!atEnd(in)) {
     if (!atKey(in)) in.literal("[");
@@ -295,18 +297,21 @@ void changeAttribute(std::string_view typeName, MutableAttributeRef a, Entity* o
   a.clear();
 }
 
-Ptr<Entity> ownerIn(Entity& entity, TextReader& in) {
+/// The owned entity at the end of a path, or null.
+Ptr<Entity> ownedIn(Entity& entity, TextReader& in) {
   TypeInfo const& type = entity.type();
   MutableAttributeRef const a(entity, takeAttribute(type.name, type.attributes, in));
-  if (atEnd(in) || !a.ownsEntities()) return Ptr<Entity>(&entity);
-  Ptr<Entity> owner;
+  if (!a.ownsEntities()) return nullptr;
+  bool const isSingle = a.kind() == AttributeKind::child;
+  if (atEnd(in)) return isSingle ? a.owned() : nullptr;
+  Ptr<Entity> owned;
   auto const goOn = [&](ValueRef key) {
     bool const isEnd = key ? closesAtEnd(in) : (in.literal("."), false);
-    Ptr<Entity> const child = a.owned(key);
-    owner = isEnd ? Ptr<Entity>(&entity) : child ? ownerIn(*child, in) : nullptr;
+    owned = a.owned(key);
+    if (!isEnd && owned) owned = ownedIn(*owned, in);
   };
   atKey(in) ? takeKey(type.name, a, in, goOn) : goOn({});
-  return owner;
+  return owned;
 }
 
 /// A path for messages: of one line, and not too long.
@@ -390,13 +395,14 @@ std::string attributeText(Entity const& root, std::string_view path) {
 }
 
 void attributeTextIs(Entity& root, std::string_view path, std::string_view text,
-                     CounterAccess counters) {
-  changePath(root, path, {.kind = Change::Kind::set, .text = text, .counters = counters});
+                     CounterAccess counters, Ptr<Entity>* owner) {
+  changePath(root, path,
+             {.kind = Change::Kind::set, .text = text, .owner = owner, .counters = counters});
 }
 
-Ptr<Entity> attributeIs(Entity& root, std::string_view path) {
+Ptr<Entity> attributeIs(Entity& root, std::string_view path, Ptr<Entity>* owner) {
   Ptr<Entity> made;
-  changePath(root, path, {.kind = Change::Kind::make, .text = {}, .made = &made});
+  changePath(root, path, {.kind = Change::Kind::make, .text = {}, .made = &made, .owner = owner});
   return made;
 }
 
@@ -410,10 +416,10 @@ bool attributeDel(Entity& root, std::string_view path) {
   return removed;
 }
 
-Ptr<Entity> ownerAt(Entity& root, std::string_view path) {
-  Ptr<Entity> owner;
-  withPath(path, [&](TextReader& in) { owner = ownerIn(root, in); });
-  return owner;
+Ptr<Entity> ownedAt(Entity& root, std::string_view place) {
+  Ptr<Entity> owned;
+  withPath(place, [&](TextReader& in) { owned = ownedIn(root, in); });
+  return owned;
 }
 
 Assignment splitAssignment(std::string_view line) noexcept {

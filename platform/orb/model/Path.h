@@ -53,18 +53,21 @@ ROUTEPOLICY_EXPORT std::size_t rootOf(std::span<Ptr<Entity> const> roots, std::s
 ROUTEPOLICY_EXPORT std::string attributeText(Entity const& root, std::string_view path);
 /// Whether counters may be set: where a tree is restored, not where it is edited.
 enum class CounterAccess { set, refuse };
-/// Sets what `path` leads to from its text form.
+/// Sets what `path` leads to from its text form. `owner`, if given, receives the entity of whose
+/// attributes that is a part.
 ROUTEPOLICY_EXPORT void attributeTextIs(Entity& root, std::string_view path, std::string_view text,
-                                        CounterAccess counters = CounterAccess::set);
+                                        CounterAccess counters = CounterAccess::set,
+                                        Ptr<Entity>* owner = nullptr);
 /// Makes the member or the owned entity that `path` leads to, unless it is there; the entity, or
-/// null for a member.
-ROUTEPOLICY_EXPORT Ptr<Entity> attributeIs(Entity& root, std::string_view path);
+/// null for a member, of which `owner`, if given, receives the entity that has it.
+ROUTEPOLICY_EXPORT Ptr<Entity> attributeIs(Entity& root, std::string_view path,
+                                           Ptr<Entity>* owner = nullptr);
 /// Removes the member or the owned entity that `path` leads to, or all members of a collection;
 /// gives a single value of an entity its default back. Whether there was anything to remove.
 ROUTEPOLICY_EXPORT bool attributeDel(Entity& root, std::string_view path);
-/// The entity whose attribute `path` leads to or into, the innermost one; null when it is not
-/// there.
-ROUTEPOLICY_EXPORT Ptr<Entity> ownerAt(Entity& root, std::string_view path);
+
+/// The owned entity at a place, as pathType() gives it; null when it is not there.
+ROUTEPOLICY_EXPORT Ptr<Entity> ownedAt(Entity& root, std::string_view place);
 
 /// "PATH=TEXT" taken apart, or a path alone. A '=' inside a quoted key is part of the path.
 struct Assignment {

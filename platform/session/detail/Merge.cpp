@@ -1,5 +1,6 @@
 #include "platform/session/detail/Merge.h"
 
+#include "platform/orb/model/Path.h"
 #include "platform/session/detail/Clone.h"
 
 namespace Cli::Session::detail {
@@ -32,6 +33,7 @@ Merge::Merge(Unit& unit, Entity const& running) : unit_(unit) {
       Ptr<Entity> has;
       atPlace(mine, key, [&] {
         settlePlace(name.in(*unit.followed).owned(key), had.get());
+        settleRemoved();
         has = mergePlace(name.in(*unit.base).owned(key), name.in(running).owned(key), had.get(),
                          mine, key);
       });
@@ -41,8 +43,9 @@ Merge::Merge(Unit& unit, Entity const& running) : unit_(unit) {
     });
   } else if (mine.ownsEntities()) {
     atPlace(mine, {}, [&] { settlePlace(name.in(*unit.followed).owned(), mine.owned().get()); });
+    settleRemoved();
     mergeOwned(unit.base.get(), name.in(running), root, mine);
-  } else if (!unit.edits.kept.contains(name.path) && mine.differsFrom(name.in(running))) {
+  } else if (!unit.edits.at(name.path) && mine.differsFrom(name.in(running))) {
     addStep(root, name.attribute).assign(name.in(running));
   }
 }
@@ -74,17 +77,24 @@ MutableAttributeRef Merge::addStep(Entity& target, AttrId attribute) {
 
 /// What came or went at a place since the candidate was last made equal to what ran.
 void Merge::settlePlace(Entity const* followed, Entity* mine) {
-  Edits& edits = unit_.edits;
   if (!mine) {
-    if (followed) edits.masked.insert(place_);
+    if (followed) unit_.edits.claim(place_, Claim::masked);
     return;
   }
   if (mine->isNew()) {
-    edits.kept.insert(place_);
-    if (followed) edits.masked.insert(place_);
+    unit_.edits.claim(place_, followed ? Claim::masked : Claim::made);
     mine->isNewIs(false);
   }
-  settleBelow(followed, *mine);
+  settleBelow(followed && haveOneName(*followed, *mine) ? followed : nullptr, *mine);
+}
+
+/// What the session made, and removed again by a mutator.
+void Merge::settleRemoved() {
+  std::vector<std::string> gone;
+  unit_.edits.eachPresent([&](std::string const& place) {
+    if (!Orb::ownedAt(*unit_.candidate, place)) gone.push_back(place);
+  });
+  for (std::string const& place : gone) unit_.edits.claim(place, Claim::masked);
 }
 
 void Merge::settleBelow(Entity const* followed, Entity& mine) {
@@ -93,10 +103,12 @@ void Merge::settleBelow(Entity const* followed, Entity& mine) {
     auto const settle = [&](ValueRef key, Entity* child, Entity const* was) {
       atPlace(a, key, [&] { settlePlace(was, child); });
     };
-    if (followed) {
+    if (!followed) {
+      a.eachOwned([&](ValueRef key, Entity& child) { settle(key, &child, nullptr); });
+    } else if (a.kind() == AttributeKind::children) {
       a.eachOwnedBeside(attributeOf(*followed, a.id()), settle);
     } else {
-      a.eachOwned([&](ValueRef key, Entity& child) { settle(key, &child, nullptr); });
+      settle({}, a.owned().get(), attributeOf(*followed, a.id()).owned());
     }
   }
 }
@@ -116,7 +128,9 @@ bool Merge::isEdited(Entity const& mine) const {
 
 Ptr<Entity> Merge::mergePlace(Entity const* base, Entity const* running, Entity* mine,
                               MutableAttributeRef owner, ValueRef key) {
-  if (unit_.edits.masked.contains(place_)) return Ptr<Entity>(mine);
+  auto const claim = unit_.edits.at(place_);
+  if (claim == Claim::masked) return Ptr<Entity>(mine);
+  if (claim == Claim::made) base = nullptr;
   if (mine && running && haveOneName(*mine, *running)) {
     mergeEntity(base, *running, *mine);
     return Ptr<Entity>(mine);

@@ -12,7 +12,8 @@
 ///     its stead) stays as the candidate has it, with everything below.
 ///  3. Elsewhere the candidate holds an entity when the running tree does.
 ///  4. But where that does not, and the session has edits in the entity or said that it is to be
-///     there, it stays; what the session has not edited in it is as in the base.
+///     there, it stays. What the session has not edited in it is as in the base; in an entity that
+///     the session made itself, as it is in a new one.
 ///  5. A place that holds a single entity: that of the session stays when it has edits in it and
 ///     the running tree holds one of another name, or none.
 ///
@@ -44,6 +45,7 @@ class Merge {
   };
 
   void settlePlace(Orb::Entity const* followed, Orb::Entity* mine);
+  void settleRemoved();
   void settleBelow(Orb::Entity const* followed, Orb::Entity& mine);
 
   bool isEdited(Orb::Entity const& mine) const;

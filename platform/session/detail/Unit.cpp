@@ -36,18 +36,39 @@ Ptr<Entity> UnitName::entityIn(Entity& of) const {
   return entity;
 }
 
+void Edits::claim(std::string const& place, Claim claim) {
+  auto const [at, isNew] = claims_.try_emplace(place, claim);
+  if (!isNew) at->second = std::max(at->second, claim);
+}
+
+std::optional<Claim> Edits::at(std::string const& place) const {
+  auto const found = claims_.find(place);
+  return found == claims_.end() ? std::nullopt : std::optional(found->second);
+}
+
 bool Edits::reach(std::string_view place) const {
-  auto const isAtOrBelow = [&](std::string_view other) {
-    return other.starts_with(place) && (other.size() == place.size() ||
-                                        other[place.size()] == '.' || other[place.size()] == '[');
-  };
-  for (auto const* const places : {&masked, &kept}) {
-    for (auto at = places->lower_bound(place); at != places->end() && at->starts_with(place);
-         ++at) {
-      if (isAtOrBelow(*at)) return true;
+  for (auto at = claims_.lower_bound(place); at != claims_.end(); ++at) {
+    std::string_view const other = at->first;
+    if (!other.starts_with(place)) return false;
+    if (other.size() == place.size() || other[place.size()] == '.' || other[place.size()] == '[') {
+      return true;
     }
   }
   return false;
+}
+
+Edits::Trial::Trial(Edits& edits, std::string place, Claim claim)
+    : edits_(&edits), place_(std::move(place)), before_(edits.at(place_)) {
+  edits.claim(place_, claim);
+}
+
+Edits::Trial::~Trial() {
+  if (!edits_) return;
+  if (before_) {
+    edits_->claims_.find(place_)->second = *before_;
+  } else {
+    edits_->claims_.erase(place_);
+  }
 }
 
 Ptr<Entity> copyOfUnit(UnitName const& name, Entity const& running) {

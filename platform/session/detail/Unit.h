@@ -1,6 +1,8 @@
 #pragma once
 
+#include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -37,18 +39,49 @@ struct UnitName {
   Orb::Ptr<Orb::Entity> entityIn(Orb::Entity& of) const;
 };
 
-/// Which places of a unit are a session's own edits, beside the entities that are marked as
-/// modified. Places are paths as Orb::PathType::place gives them.
-struct Edits {
-  /// The session says whether there is an entity, and all that is in it: what runs at this place is
-  /// neither followed nor taken in.
-  std::set<std::string, std::less<>> masked;
-  /// The session made the entity, or said that it is to be there. (Of a unit that is a value of the
-  /// root: the session set it.)
-  std::set<std::string, std::less<>> kept;
+/// What a session says of a place that may hold an entity; each says more than the one before.
+enum class Claim {
+  kept,    ///< there is an entity, whoever else removes it
+  made,    ///< the same, and the session made it: it has nothing of the base
+  masked,  ///< whether there is an entity, and all that is in it, is for the session to say
+};
 
-  /// Whether there is any at that place or below it.
+/// Which places of a unit are a session's own edits, beside the entities that are marked as
+/// modified. Places are paths as Orb::PathType::place gives them. (The place of a unit that is a
+/// value of a root is kept when the session has set it.)
+class Edits {
+ public:
+  /// Adds a claim, unless there is a stronger one.
+  void claim(std::string const& place, Claim claim);
+  std::optional<Claim> at(std::string const& place) const;
+  /// Whether there is a claim for that place or one below it.
   bool reach(std::string_view place) const;
+
+  /// Visits the places of claims that an entity is there.
+  template <class Visit>
+  void eachPresent(Visit const& visit) const {
+    for (auto const& [place, claim] : claims_) {
+      if (claim != Claim::masked) visit(place);
+    }
+  }
+
+  /// Adds a claim for an edit that is about to be made, and takes it back unless that is.
+  class Trial {
+   public:
+    Trial(Edits& edits, std::string place, Claim claim);
+    ~Trial();
+    Trial(Trial const&) = delete;
+    Trial& operator=(Trial const&) = delete;
+    void stays() noexcept { edits_ = nullptr; }
+
+   private:
+    Edits* edits_;
+    std::string const place_;
+    std::optional<Claim> const before_;
+  };
+
+ private:
+  std::map<std::string, Claim, std::less<>> claims_;
 };
 
 /// What one commit of a session did to a unit, for the sessions that had touched the unit before.

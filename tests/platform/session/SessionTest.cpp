@@ -144,64 +144,49 @@ TEST_F(SessionTest, TheLaterCommitWinsEntityByEntityAndIsToldSo) {
   EXPECT_TRUE(map->mapEntryHas(30));
 }
 
-TEST_F(SessionTest, WhatOthersRemoveAndAddMeetsWhatIsEdited) {
+TEST_F(SessionTest, WhoWinsDoesNotDependOnWhoLooked) {
   struct Case {
-    char const* early;  // "-PATH" removes
-    char const* late;
-    char const* told;
-    char const* left;  // the keys of the map's entries, or of the maps
+    char const* edit;  // "-PATH" removes
+    char const* undo;  // what the second session does instead
   };
-  for (Case const& c :
-       {Case{"-routeMap['M'].mapEntry[10]", "routeMap['M'].mapEntry[20].weight=1", "", "{ 20 }"},
-        {"-routeMap['M'].mapEntry[10]", "routeMap['M'].mapEntry[10].weight=1", " over early",
-         "{ 10 }"},
-        {"routeMap['M'].mapEntry[10].weight=1", "-routeMap['M'].mapEntry[10]", " over early", "{}"},
-        {"routeMap['M'].mapEntry[20].weight=1", "routeMap['M'].mapEntry[20].weight=2",
-         " over early", "{ 10, 20 }"},
-        {"-routeMap['M']", "routeMap['M'].mapEntry[20].weight=1", " over early", "{ 10, 20 }"},
-        {"routeMap['M'].mapEntry[20].weight=1", "-routeMap['M']", " over early", "gone"}}) {
-    SCOPED_TRACE(std::string(c.early) + " and " + c.late);
-    roots = PolicyRoots();
-    manager = roots.manager();
-    roots.maps->routeMapIs("M")->mapEntryIs(10)->localPrefIs(100);
-    auto const early = manager->open("early");
-    auto const late = manager->open("late");
-    for (auto const& [session, edit] : {std::pair(early, c.early), std::pair(late, c.late)}) {
-      auto const line = Orb::splitAssignment(edit);
-      line.hasText ? session->attributeTextIs(line.path, line.text)
-                   : static_cast<void>(session->attributeDel(line.path.substr(1)));
+  for (Case const& c : {Case{"prefixList['P'].source='5'", "prefixList['P'].source='6'"},
+                        {"-routeMap['M'].mapEntry[10]", "routeMap['M'].mapEntry[10].weight=6"},
+                        {"regexMode=regexModePosix", "regexMode=regexModeDfa"}}) {
+    for (bool const looks : {false, true}) {
+      for (bool const runsAlready : {false, true}) {
+        SCOPED_TRACE(std::string(c.edit) + (looks ? ", looks" : "") +
+                     (runsAlready ? ", runs" : ""));
+        roots = PolicyRoots();
+        manager = roots.manager();
+        SetUp();
+        auto const edit = [&](Session& session, char const* text) {
+          auto const line = Orb::splitAssignment(text);
+          line.hasText ? session.attributeTextIs(line.path, line.text)
+                       : static_cast<void>(session.attributeDel(line.path.substr(1)));
+        };
+        bool const isRemoval = c.edit[0] == '-';
+        auto const first = manager->open("first");
+        if (runsAlready && !isRemoval) {
+          edit(*first, c.edit);
+          EXPECT_TRUE(first->commit().isComplete());
+        }
+        auto const second = manager->open("second");
+        auto const third = manager->open("third");
+        edit(*third, c.edit);
+        edit(*second, c.undo);
+        if (!runsAlready) {
+          edit(*first, c.edit);
+          EXPECT_TRUE(first->commit().isComplete());
+        }
+        if (looks) differenceOf(*third);
+        EXPECT_TRUE(second->commit().isComplete());
+        if (looks) third->attributeText("prefixList['P'].source");
+        EXPECT_EQ(third->commit().items.at(0).overwrote, "second");
+        EXPECT_EQ(roots.lists->prefixList("P")->source() == "5", c.edit[0] == 'p');
+        EXPECT_EQ(roots.maps->routeMap("M")->mapEntryHas(10), !isRemoval);
+      }
     }
-    EXPECT_TRUE(early->commit().isComplete());
-    auto const report = late->commit();
-    EXPECT_TRUE(report.isComplete());
-    EXPECT_EQ(report.items.at(0).overwrote, *c.told ? std::string(c.told).substr(6) : "");
-    auto const map = roots.maps->routeMap("M");
-    EXPECT_EQ(map ? Orb::attributeText(*map, "mapEntry") : "gone", c.left);
   }
-}
-
-TEST_F(SessionTest, ChangesAreHeldAgainstWhatTheSessionBeganWith) {
-  // Both make one map: the later one's entries come to the earlier one's.
-  auto const first = manager->open("first");
-  auto const second = manager->open("second");
-  first->attributeTextIs("routeMap['N'].mapEntry[10].weight", "1");
-  second->attributeTextIs("routeMap['N'].mapEntry[20].weight", "1");
-  EXPECT_EQ(textOf(first->commit()), "routeMap['N'] created\n");
-  EXPECT_EQ(textOf(second->commit()), "routeMap['N'] changed\n");
-  EXPECT_EQ(Orb::attributeText(*roots.maps, "routeMap['N'].mapEntry"), "{ 10, 20 }");
-
-  // An edit that another commit makes as well is an edit still when a third undoes that.
-  std::vector<Orb::Ptr<Session>> sessions;
-  for (auto const* const text : {"'5'", "'6'", "'5'"}) {
-    sessions.push_back(manager->open(text));
-    sessions.back()->attributeTextIs("prefixList['P'].source", text);
-  }
-  std::string told;
-  for (auto const& session : sessions) told += textOf(session->commit());
-  EXPECT_EQ(told,
-            "prefixList['P'] changed\nprefixList['P'] changed over '5'\n"
-            "prefixList['P'] changed over '6'\n");
-  EXPECT_EQ(roots.lists->prefixList("P")->source(), "5");
 }
 
 /// Does something at each change of a list.
@@ -243,23 +228,52 @@ TEST_F(SessionTest, NoOtherSessionWorksWhileOneCommits) {
   EXPECT_THROW(session->attributeText("regexMode"), Orb::RangeException);
 }
 
-TEST_F(SessionTest, WatchersOfACandidateMayDoAnythingWhileItFollows) {
-  for (bool const aborts : {true, false}) {
-    auto const session = manager->open("s");
-    auto const watched = manager->open("w");
-    auto const doer = Orb::make<Doer>(watched->edit<Acl::PrefixList>("prefixList['P']"), [&] {
-      if (aborts) return watched->abort();
-      for (auto const* const name : {"'A'", "'B'", "'C'", "'D'"}) {
-        watched->attributeIs(std::string("prefixList[") + name + "]");
+TEST_F(SessionTest, ObserversOfACandidateMayTouchMoreWhileItFollows) {
+  auto const session = manager->open("s");
+  auto const watched = manager->open("w");
+  auto const doer = Orb::make<Doer>(watched->edit<Acl::PrefixList>("prefixList['P']"), [&] {
+    for (auto const* const name : {"'A'", "'B'", "'C'", "'D'"}) {
+      watched->attributeIs(std::string("prefixList[") + name + "]");
+    }
+  });
+  session->attributeTextIs("prefixList['P'].source", "'x'");
+  EXPECT_TRUE(session->commit().isComplete());
+  EXPECT_TRUE(watched->commit().isComplete());
+  EXPECT_TRUE(roots.lists->prefixListHas("D"));
+}
+
+TEST_F(SessionTest, ObserversOfACandidateMayCloseTheSessionInTheMiddleOfAnything) {
+  using Act = std::function<void(Session&)>;
+  std::string const path = "prefixList['P'].source";
+  for (Act const& act : std::vector<Act>{
+           [&](auto& s) { s.attributeTextIs(path, "'z'"); }, [&](auto& s) { s.attributeDel(path); },
+           [&](auto& s) { s.attributeDel("prefixList['P']"); },
+           [&](auto& s) { s.attributeDel("prefixList"); },
+           [&](auto& s) { s.attributeIs("prefixList['P']"); },
+           [&](auto& s) { s.template edit<Acl::PrefixList>("prefixList['P']"); },
+           [&](auto& s) { s.attributeText(path); }, [&](auto& s) { s.attributeText("prefixList"); },
+           [&](auto& s) { SessionTest::differenceOf(s); }, [&](auto& s) { s.commit(); }}) {
+    for (bool const follows : {false, true}) {
+      for (bool const drops : {false, true}) {
+        auto watched = manager->open("w");
+        Session& session = *watched;
+        auto const close = [&] {
+          if (watched) drops ? void(watched = nullptr) : watched->abort();
+        };
+        auto const list = session.edit<Acl::PrefixList>("prefixList['P']");
+        auto const doer = Orb::make<Doer>(list, close);
+        if (follows) {
+          auto const other = manager->open("o");
+          other->attributeTextIs(path,
+                                 roots.lists->prefixList("P")->source() == "x" ? "'y'" : "'x'");
+          EXPECT_TRUE(other->commit().isComplete());
+        }
+        try {
+          act(session);
+        } catch (Orb::RangeException const&) {
+          EXPECT_TRUE(follows) << "an edit that was made is not refused";
+        }
       }
-    });
-    session->attributeTextIs("prefixList['P'].source", aborts ? "'x'" : "'y'");
-    EXPECT_TRUE(session->commit().isComplete());
-    if (aborts) {
-      EXPECT_THROW(watched->commit(), Orb::RangeException);
-    } else {
-      EXPECT_TRUE(watched->commit().isComplete());
-      EXPECT_TRUE(roots.lists->prefixListHas("D"));
     }
   }
 }
@@ -352,6 +366,71 @@ TEST_F(SessionTest, ACommitThatFailsSaysWhatWasApplied) {
             "prefixList['P'] unchanged\nrouteMap['M'] changed\ncommunityList['C'] deleted\n");
   EXPECT_EQ(roots.maps->routeMap("M")->version(), 2U);
   EXPECT_EQ(roots.maps->routeMap("M")->description(13), "x");
+  auto const again = manager->open("again");
+  again->attributeIs("routeMap['M']");
+  EXPECT_EQ(textOf(again->commit()), "routeMap['M'] unchanged\n") << "it has been announced";
+}
+
+TEST_F(SessionTest, WhatACommitChangedIsAnnouncedWhateverObserversThrow) {
+  using Attr = MapEntry::Attr;
+  // While the entry changes; while its counters rise; when an entry, or a map, is made.
+  struct Thrower final : Orb::Notifiee {
+    Orb::AttrId attribute;
+    bool throws = true;
+    explicit Thrower(Orb::AttrId id) : attribute(id) {}
+    void onAttribute(Orb::Entity const&, Orb::AttrId id, void const*) override {
+      if (id == attribute && std::exchange(throws, false)) throw std::runtime_error("no");
+    }
+  };
+  for (auto const& [onEntry, id] :
+       {std::pair(true, static_cast<int>(Attr::weight)),
+        {true, static_cast<int>(Attr::communityDeleteVersion)},
+        {false, static_cast<int>(Routing::RouteMap::Map::Attr::mapEntry)},
+        {false, -1}}) {
+    SCOPED_TRACE(id);
+    roots = PolicyRoots();
+    manager = roots.manager();
+    SetUp();
+    Thrower thrower(static_cast<Orb::AttrId>(std::max(id, 0)));
+    auto const map = roots.maps->routeMap("M");
+    char const* unit = "routeMap['M']";
+    if (id < 0) {
+      unit = "routeMap['N']";
+      thrower.attribute = static_cast<Orb::AttrId>(Routing::RouteMap::Config::Attr::routeMap);
+      roots.maps->notifieeIs(thrower);
+    } else {
+      onEntry ? map->mapEntry(10)->notifieeIs(thrower) : map->notifieeIs(thrower);
+    }
+    auto const session = manager->open("s");
+    session->attributeTextIs(std::string(unit) + ".mapEntry[10].weight", "7");
+    session->attributeIs(std::string(unit) + ".mapEntry[20]");
+    EXPECT_EQ(textOf(session->commit()), std::string(unit) + " failed\n");
+    EXPECT_TRUE(session->isOpen());
+    EXPECT_EQ(textOf(session->commit()), std::string(unit) + " changed\n");
+    EXPECT_EQ(roots.maps->routeMap(id < 0 ? "N" : "M")->version(), id < 0 ? 1U : 2U);
+    EXPECT_EQ(roots.maps->routeMap(id < 0 ? "N" : "M")->mapEntry(10)->weight(), Keel::MaybeU63(7));
+  }
+}
+
+TEST_F(SessionTest, IsClosedWhenItsStateSaysSo) {
+  auto const session = manager->open("s");
+  session->attributeTextIs("prefixList['P'].source", "'x'");
+  struct Follower final : Orb::Notifiee {
+    std::function<void()> act;
+    void onAttribute(Orb::Entity const&, Orb::AttrId, void const*) override { act(); }
+  } follower;
+  int commits = 0;
+  follower.act = [&] {
+    if (session->status()->state() != Cli::Session::sessionCommitted) return;
+    EXPECT_FALSE(session->isOpen());
+    auto const next = manager->open("next");
+    next->attributeTextIs("prefixList['P'].source", "'y'");
+    EXPECT_EQ(textOf(next->commit()), "prefixList['P'] changed\n");
+    ++commits;
+  };
+  session->status()->notifieeIs(follower);
+  EXPECT_TRUE(session->commit().isComplete());
+  EXPECT_EQ(commits, 1);
 }
 
 TEST_F(SessionTest, WhatIsNotAllowedFailsEveryTime) {
