@@ -54,6 +54,13 @@ class Parent : public Orb::NamedEntity {
   ORB_REFERENCE(other, Child);
 };
 
+class Top : public Orb::Entity {
+ public:
+  ORB_ENTITY(Top, "Sample::Top", parent);
+  ORB_COLLECTION(parent, Orb::OrderedChildren<Parent, &Parent::name>);
+};
+
+ORB_ENTITY_TYPE(Top);
 ORB_ENTITY_TYPE(Child);
 ORB_ENTITY_TYPE(Nameless);
 ORB_ENTITY_TYPE(Parent);
@@ -344,6 +351,50 @@ TEST(Entity, AChildThatLeavesTellsBeforeItsOwner) {
     remove(*p);
     EXPECT_EQ(w->seen, Seen{"c"});
     cw->gone = [] {};
+  }
+}
+
+TEST(Entity, TakesAllThatItOwnsAlongWhenItLeaves) {
+  /// Writes down who has left.
+  struct Mourner final : Orb::Notifiee {
+    Seen& seen;
+    std::string name;
+    std::function<void()> then = [] {};
+    Mourner(Orb::Entity const& entity, Seen& into, std::string called)
+        : seen(into), name(std::move(called)) {
+      entity.notifieeIs(*this);
+    }
+    void onAttribute(Orb::Entity const&, Orb::AttrId, void const*) override {}
+    void onDelete(Orb::Entity const&) override {
+      seen.push_back(name);
+      then();
+    }
+  };
+  for (bool const throws : {false, true}) {
+    auto const top = Orb::make<Sample::Top>();
+    auto const p = top->parentIs("p");
+    Seen seen;
+    Mourner outer(*p, seen, "p");
+    Mourner child(*p->childIs("c"), seen, "c");
+    Mourner kid(*p->kidIs("k"), seen, "k");
+    Mourner single(*p->singleIs(), seen, "single");
+    Mourner shared(*p->childIs("s"), seen, "s");
+    p->sharedIs(p->child("s"));
+    if (throws) {
+      for (Mourner* const m : {&outer, &child}) m->then = [] { throw std::runtime_error("no"); };
+    }
+    child.then = [&, then = child.then] {
+      p->kidDelAll();  // whoever is notified may remove the rest: it is notified once all the same
+      then();
+    };
+    if (throws) {
+      EXPECT_THROW(top->parentDel("p"), std::runtime_error);
+    } else {
+      top->parentDel("p");
+    }
+    EXPECT_EQ(seen, (Seen{"p", "c", "k", "s", "single"}));
+    p->childDelAll();
+    EXPECT_EQ(seen.size(), 5U) << "nobody hears of it twice";
   }
 }
 
