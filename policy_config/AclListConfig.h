@@ -17,13 +17,13 @@ class ROUTEPOLICY_EXPORT AclListConfig : public Orb::NamedEntity {
   /// The engine that AS-path expressions are compiled with. The lists do not change with it: each
   /// of their entries says which engines accept it.
   ORB_ATTRIBUTE(regexMode, RegexMode, regexModeDfa);
-  ORB_COLLECTION(pathList, Orb::OrderedChildren<AsPathList, &AsPathList::name>);
-  ORB_COLLECTION(prefixList, Orb::OrderedChildren<PrefixList, &PrefixList::name>);
-  ORB_COLLECTION(ipv6PrefixList, Orb::OrderedChildren<Ipv6PrefixList, &Ipv6PrefixList::name>);
+  ORB_COLLECTION(pathList, Orb::OrderedChildren<AsPathList>);
+  ORB_COLLECTION(prefixList, Orb::OrderedChildren<PrefixList>);
+  ORB_COLLECTION(ipv6PrefixList, Orb::OrderedChildren<Ipv6PrefixList>);
   /// Written by the command line together with the lists' inPrefixListMode; stored and replicated
   /// only, as is useDeprecatedCmd.
   ORB_ATTRIBUTE(prefixListModeCount, Orb::U32);
-  ORB_COLLECTION(communityList, Orb::OrderedChildren<CommunityList, &CommunityList::name>);
+  ORB_COLLECTION(communityList, Orb::OrderedChildren<CommunityList>);
   ORB_ATTRIBUTE(useDeprecatedCmd, bool);
 };
 

@@ -10,7 +10,7 @@ Orb::Ptr<CommunityListEntry> CommunityListEntry::blank() {
 }
 
 CommunityListEntry::CommunityListEntry(CommunityList const& list, Orb::U32 seqno)
-    : seqno_(seqno), listName_(list.name()) {}
+    : NumberedEntity(seqno), listName_(list.name()) {}
 
 Orb::String CommunityListEntry::toStrep() const {
   std::string out;

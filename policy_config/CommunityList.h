@@ -9,7 +9,7 @@ namespace Acl {
 class CommunityList;
 
 /// One entry of a community list: explicit communities, or a regular expression.
-class ROUTEPOLICY_EXPORT CommunityListEntry : public Orb::Entity {
+class ROUTEPOLICY_EXPORT CommunityListEntry : public Orb::NumberedEntity {
  public:
   ORB_ENTITY(CommunityListEntry, "Acl::CommunityListEntry", seqno, permit, community, commRegex,
              commRegexDisplay, lbwDisplay, listType, version);
@@ -17,7 +17,7 @@ class ROUTEPOLICY_EXPORT CommunityListEntry : public Orb::Entity {
   /// An entry of no list.
   static Orb::Ptr<CommunityListEntry> blank();
 
-  ORB_KEY(seqno, Orb::U32);
+  ORB_GETTER_ROW(seqno, key);
   /// Permits by default, unlike a rule of a prefix list, on purpose.
   ORB_ATTRIBUTE(permit, MatchPermit, permitMatch);
   /// The explicit communities; a set whose members each carry a flag.
@@ -45,8 +45,7 @@ class ROUTEPOLICY_EXPORT CommunityList : public Orb::NamedEntity {
   ORB_ENTITY(CommunityList, "Acl::CommunityList", communityListEntry);
   explicit CommunityList(Orb::Name name) : NamedEntity(std::move(name)) {}
 
-  ORB_COLLECTION(communityListEntry,
-                 Orb::OrderedChildren<CommunityListEntry, &CommunityListEntry::seqno>);
+  ORB_COLLECTION(communityListEntry, Orb::OrderedChildren<CommunityListEntry>);
 };
 
 }  // namespace Acl

@@ -74,7 +74,7 @@ class ROUTEPOLICY_EXPORT CommunitySet : public Orb::NamedEntity {
 /// collections tell the key.
 ///
 /// A MaybeU63 is below 2^63 and unset by default; numbers are 0 by default.
-class ROUTEPOLICY_EXPORT MapEntry : public Orb::Entity {
+class ROUTEPOLICY_EXPORT MapEntry : public Orb::NumberedEntity {
   static void checkLastAs(Orb::U8 count);
 
  public:
@@ -88,7 +88,7 @@ class ROUTEPOLICY_EXPORT MapEntry : public Orb::Entity {
              largeCommunityVersion, lbwDisplay, linkBandwidthRefDisplay, linkBandwidthRefExtComm,
              extCommLinkBandwidthSetFlag, continueSeq, evpnNextHopUnchanged, segmentIndex,
              igpMetric, setFlags, ROUTEPOLICY_SET_FLAGS(ORB_LISTED) description);
-  explicit MapEntry(Orb::U32 seqno) : seqno_(seqno) {}
+  explicit MapEntry(Orb::U32 seqno) : NumberedEntity(seqno) {}
 
   /// Which actions are configured.
   class ROUTEPOLICY_EXPORT SetFlags : public Orb::Flags<SetFlags> {
@@ -96,7 +96,7 @@ class ROUTEPOLICY_EXPORT MapEntry : public Orb::Entity {
     ORB_FLAGS(SetFlags, "Routing::RouteMap::MapEntry::SetFlags", ROUTEPOLICY_SET_FLAGS);
   };
 
-  ORB_KEY(seqno, Orb::U32);
+  ORB_GETTER_ROW(seqno, key);
   /// Permits by default, unlike a rule of a prefix list.
   ORB_ATTRIBUTE(permit, Acl::MatchPermit, Acl::permitMatch);
   ORB_ATTRIBUTE(statementName, Orb::String);

@@ -17,7 +17,7 @@ struct ROUTEPOLICY_EXPORT Ipv4Family {
   static auto const& entries(PrefixList const& list) { return list.prefixEntry(); }
   static void entryIs(PrefixList& list, PrefixEntry const& entry) { list.prefixEntryIs(entry); }
   static void entryDelAll(PrefixList& list) { list.prefixEntryDelAll(); }
-  static auto const& lists(AclListConfig const& config) { return config.prefixList(); }
+  static auto lists(AclListConfig const& config) { return config.prefixList(); }
   static Orb::Ptr<PrefixList> list(AclListConfig const& config, Orb::Name const& name) {
     return config.prefixList(name);
   }
@@ -37,7 +37,7 @@ struct ROUTEPOLICY_EXPORT Ipv6Family {
     list.ipv6PrefixEntryIs(entry);
   }
   static void entryDelAll(Ipv6PrefixList& list) { list.ipv6PrefixEntryDelAll(); }
-  static auto const& lists(AclListConfig const& config) { return config.ipv6PrefixList(); }
+  static auto lists(AclListConfig const& config) { return config.ipv6PrefixList(); }
   static Orb::Ptr<Ipv6PrefixList> list(AclListConfig const& config, Orb::Name const& name) {
     return config.ipv6PrefixList(name);
   }

@@ -13,7 +13,7 @@ class ROUTEPOLICY_EXPORT Map : public Orb::NamedEntity {
   ORB_GETTER_ROW(name, key);
   /// The entries, owned and made by sequence number; in no order of theirs: readers who need the
   /// sequence sort by seqno. Numbers are told when an entry is made or removed.
-  ORB_COLLECTION(mapEntry, Orb::HashChildren<MapEntry, &MapEntry::seqno>);
+  ORB_COLLECTION(mapEntry, Orb::HashChildren<MapEntry>);
   /// Lines of text by their number.
   ORB_MAP(description, Orb::U32, Orb::String);
   /// Raised by one whenever a committed session changed the map.
@@ -40,7 +40,7 @@ class ROUTEPOLICY_EXPORT Config : public Orb::Entity {
   ORB_ATTRIBUTE(noSetCommExplicitMembers, bool);
   /// The maps, owned; in no order of theirs, with room for four from the first one on. Names are
   /// told when a map is made or removed.
-  ORB_COLLECTION(routeMap, Orb::HashChildren<Map, &Map::name>);
+  ORB_COLLECTION(routeMap, Orb::HashChildren<Map>);
 };
 
 /// A root of its own: the filters of BGP peers, which are maps like any other.
@@ -50,7 +50,7 @@ class ROUTEPOLICY_EXPORT PeerFilterConfig : public Orb::Entity {
   PeerFilterConfig() = default;
 
   /// The filters, owned; in no order of theirs. Names are told when one is made or removed.
-  ORB_COLLECTION(peerFilter, Orb::HashChildren<Map, &Map::name>);
+  ORB_COLLECTION(peerFilter, Orb::HashChildren<Map>);
 };
 
 }  // namespace Routing::RouteMap

@@ -26,10 +26,10 @@ template <class V, auto keyOf>
 using OrderedValues = ValueCollection<V, OrderedMap, keyOf>;
 template <class V, auto keyOf>
 using HashValues = ValueCollection<V, KeyedHashMap, keyOf>;
-template <class E, auto keyOf>
-using OrderedChildren = Children<E, OrderedMap, keyOf>;
-template <class E, auto keyOf>
-using HashChildren = Children<E, KeyedHashMap, keyOf>;
+template <class E>
+using OrderedChildren = Children<E, OrderedMap>;
+template <class E>
+using HashChildren = Children<E, KeyedHashMap>;
 template <class E, auto keyOf>
 using HashShared = SharedCollection<E, keyOf>;
 

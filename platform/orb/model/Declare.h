@@ -110,7 +110,7 @@
 
 #define ORB_COLLECTION_(name)                                                                      \
   ORB_OBJECT(name)                                                                                 \
-  auto const& name() const { return name##_.all(); }                                               \
+  decltype(auto) name() const { return name##_.all(); }                                            \
   decltype(auto) name(::Orb::Param<typename name##Object::Key> k) const { return name##_.get(k); } \
   bool name##Has(::Orb::Param<typename name##Object::Key> k) const { return name##_.has(k); }      \
   void name##Del(::Orb::Param<typename name##Object::Key> k) {                                     \
@@ -137,7 +137,8 @@
   }                                                                   \
   static_assert(true)
 
-/// The row of a getter that the class has, or inherits.
+/// The row of a getter that the class has, or inherits: what is derived, or the key by which the
+/// owner knows the entity.
 #define ORB_GETTER_ROW(name, kind)                                                       \
   static constexpr ::Orb::DerivedRow<Self, &Self::name, ::Orb::AttributeKind::kind> row( \
       ::Orb::Id<Attr::name>) {                                                           \
@@ -149,12 +150,3 @@
 #define ORB_DERIVED(name, Type) \
   Type name() const;            \
   ORB_GETTER_ROW(name, derived)
-
-/// What the owner knows the entity by: given to the constructor as name##_, never changed.
-#define ORB_KEY(name, Type)                           \
- private:                                             \
-  Type const name##_;                                 \
-                                                      \
- public:                                              \
-  ::Orb::Param<Type> name() const { return name##_; } \
-  ORB_GETTER_ROW(name, key)

@@ -10,6 +10,8 @@ Entity::~Entity() = default;
 
 NamedEntity::~NamedEntity() = default;
 
+NumberedEntity::~NumberedEntity() = default;
+
 NotifieeList<Notifiee>& Entity::notifieeList() const {
   if (!notifiees_) notifiees_ = std::make_unique<NotifieeList<Notifiee>>();
   return *notifiees_;

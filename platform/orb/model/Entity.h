@@ -91,12 +91,28 @@ class ROUTEPOLICY_EXPORT NamedEntity : public Entity {
  public:
   ~NamedEntity() override;
   Name const& name() const noexcept { return name_; }
+  /// The same, for collections of any entities.
+  Name const& ownKey() const noexcept { return name_; }
 
  protected:
   explicit NamedEntity(Name name) : name_(std::move(name)) {}
 
  private:
   Name const name_;
+};
+
+/// An entity that is known by its sequence number in the collection that owns it.
+class ROUTEPOLICY_EXPORT NumberedEntity : public Entity {
+ public:
+  ~NumberedEntity() override;
+  U32 seqno() const noexcept { return seqno_; }
+  U32 const& ownKey() const noexcept { return seqno_; }
+
+ protected:
+  explicit NumberedEntity(U32 seqno) noexcept : seqno_(seqno) {}
+
+ private:
+  U32 const seqno_;
 };
 
 }  // namespace Orb

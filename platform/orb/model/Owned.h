@@ -11,68 +11,102 @@
 /// outer ones first (Entity::deleted()); then the owner notifies of the key.
 namespace Orb {
 
-/// Child entities that the owner makes by key.
-template <class E, template <class, class> class MapOf, auto keyOf>
-class Children : public Collection<MapOf<Ptr<E>, TargetKey<keyOf>>> {
+/// What the entities of a collection are known by, of the type of their common base.
+template <class Base>
+struct OwnedKey {
+  auto const& operator()(Ptr<Base> const& entity) const noexcept { return entity->ownKey(); }
+};
+
+/// Child entities by key, their types erased to NamedEntity or NumberedEntity: one class for all
+/// types of children, and most of the code of a collection exists once for each such base.
+template <class BaseType, template <class, class> class MapOf>
+class OwnedEntities : public Collection<MapOf<Ptr<BaseType>, OwnedKey<BaseType>>> {
  public:
   static constexpr AttributeKind kKind = AttributeKind::children;
-  using Base = Collection<MapOf<Ptr<E>, TargetKey<keyOf>>>;
-  using typename Base::Items;
-  using typename Base::Key;
+  using Base = BaseType;
+  using typename Collection<MapOf<Ptr<Base>, OwnedKey<Base>>>::Items;
+  using typename Collection<MapOf<Ptr<Base>, OwnedKey<Base>>>::Key;
+
+  Base* find(Param<Key> key) const;
+  bool erase(Entity const& owner, AttrId id, Key key);
+  /// Removes all children first and notifies after, like every collection.
+  void clear(Entity const& owner, AttrId id);
+  /// Takes in a child of that key, of which there is none, and notifies of it.
+  void add(Entity const& owner, AttrId id, Ptr<Base> child);
+  /// Takes in a child; nobody is notified.
+  void take(Ptr<Base> child);
+};
+
+/// The children of one collection, in its order, as Ptr<E>; the collection may change meanwhile.
+template <class E, class Items>
+class ChildrenView {
+ public:
+  class Iterator {
+   public:
+    using iterator_category = std::input_iterator_tag;
+    using value_type = Ptr<E>;
+    using difference_type = std::ptrdiff_t;
+    using pointer = void;
+    using reference = Ptr<E>;
+
+    Iterator() = default;
+    explicit Iterator(typename Items::Iterator at) : at_(std::move(at)) {}
+    Ptr<E> operator*() const { return Ptr<E>(static_cast<E*>((*at_).get())); }
+    Iterator& operator++() {
+      ++at_;
+      return *this;
+    }
+    friend bool operator==(Iterator const& a, Iterator const& b) { return a.at_ == b.at_; }
+    friend bool operator==(Iterator const& a, std::default_sentinel_t end) { return a.at_ == end; }
+
+   private:
+    typename Items::Iterator at_;
+  };
+
+  explicit ChildrenView(Items const& items) noexcept : items_(items) {}
+  Iterator begin() const { return Iterator(items_.begin()); }
+  std::default_sentinel_t end() const noexcept { return {}; }
+  std::size_t size() const noexcept { return items_.size(); }
+  bool empty() const noexcept { return items_.empty(); }
+  bool has(Param<typename Items::Key> key) const { return items_.has(key); }
+
+ private:
+  Items const& items_;
+};
+
+/// Child entities of class E, which the owner makes by key. E is a NamedEntity or a NumberedEntity.
+template <class E, template <class, class> class MapOf>
+class Children
+    : public OwnedEntities<
+          std::conditional_t<std::is_base_of_v<NamedEntity, E>, NamedEntity, NumberedEntity>,
+          MapOf> {
+ public:
+  using Erased = OwnedEntities<
+      std::conditional_t<std::is_base_of_v<NamedEntity, E>, NamedEntity, NumberedEntity>, MapOf>;
+  using typename Erased::Items;
+  using typename Erased::Key;
   using Target = E;
   using Argument = Param<Key>;
   using Result = Ptr<E>;
 
-  Ptr<E> get(Param<Key> key) const {
-    Ptr<E> const* const found = this->items_.find(key);
-    return found ? *found : nullptr;
-  }
+  ChildrenView<E, Items> all() const { return ChildrenView<E, Items>(this->items_); }
+  Ptr<E> get(Param<Key> key) const { return Ptr<E>(static_cast<E*>(this->find(key))); }
   /// The child under `key`, made when it is not there.
   template <class Owner>
-  Ptr<E> insert(Owner const& owner, AttrId id, Key key) {
-    if (Ptr<E> const* const found = this->items_.find(key)) return *found;
-    Ptr<E> child = create(owner, key);
-    take(child);
-    notifyOwned(owner, id, std::move(key));
+  Ptr<E> insert(Owner const& owner, AttrId id, Param<Key> key) {
+    if (auto* const found = this->find(key)) return Ptr<E>(static_cast<E*>(found));
+    Ptr<E> const child = create(owner, key);
+    this->add(owner, id, child);
     return child;
   }
-  bool erase(Entity const& owner, AttrId id, Key key) {
-    Ptr<Entity const> const alive(&owner);
-    auto const child = this->items_.take(key);
-    if (!child) return false;
-    leave(owner, id, *child);
-    return true;
-  }
-  /// Removes all children first and notifies after, like every collection.
-  void clear(Entity const& owner, AttrId id) {
-    Ptr<Entity const> const alive(&owner);
-    Items const items = std::exchange(this->items_, Items());
-    FirstError error;
-    for (auto const& child : items) error.guard([&] { leave(owner, id, child); });
-    error.rethrow();
-  }
-
   /// A child for this attribute of `owner` that it does not hold yet.
   template <class Owner>
-  static Ptr<E> create(Owner const& owner, Key const& key) {
+  static Ptr<E> create(Owner const& owner, Param<Key> key) {
     if constexpr (std::is_constructible_v<E, Owner const&, Key>) {
       return make<E>(owner, key);
     } else {
       return make<E>(key);
     }
-  }
-  /// Takes in such a child; nobody is notified.
-  void take(Ptr<E> child) { this->items_.insertOrAssign(std::move(child)); }
-
- private:
-  static void notifyOwned(Entity const& owner, AttrId id, Key key) {
-    owner.notifyObservers(id, &key);
-  }
-  static void leave(Entity const& owner, AttrId id, Ptr<E> const& child) {
-    FirstError error;
-    error.guard([&] { child->deleted(); });
-    error.guard([&] { notifyOwned(owner, id, Items::keyOf(child)); });
-    error.rethrow();
   }
 };
 
@@ -119,5 +153,16 @@ class Child {
 
   Ptr<E> child_;
 };
+
+// Out of line in Owned.cpp, for all types of children.
+extern template class ROUTEPOLICY_EXPORT OrderedMap<Ptr<NamedEntity>, OwnedKey<NamedEntity>>;
+extern template class ROUTEPOLICY_EXPORT OrderedMap<Ptr<NumberedEntity>, OwnedKey<NumberedEntity>>;
+extern template class ROUTEPOLICY_EXPORT HashMap<Ptr<NamedEntity>, OwnedKey<NamedEntity>, KeyHash>;
+extern template class ROUTEPOLICY_EXPORT
+    HashMap<Ptr<NumberedEntity>, OwnedKey<NumberedEntity>, KeyHash>;
+extern template class ROUTEPOLICY_EXPORT OwnedEntities<NamedEntity, OrderedMap>;
+extern template class ROUTEPOLICY_EXPORT OwnedEntities<NumberedEntity, OrderedMap>;
+extern template class ROUTEPOLICY_EXPORT OwnedEntities<NamedEntity, KeyedHashMap>;
+extern template class ROUTEPOLICY_EXPORT OwnedEntities<NumberedEntity, KeyedHashMap>;
 
 }  // namespace Orb

@@ -79,48 +79,64 @@ struct CollectionClass {
   }
 };
 
-/// Entities that an Owner owns by key.
-template <class A, class Owner>
-struct ChildrenClass {
-  using Key = typename A::Key;
-  using E = typename A::Target;
+/// Entities that are owned by key, whatever their type; Erased is an OwnedEntities.
+template <class Erased>
+struct ErasedChildren {
+  using Key = typename Erased::Key;
+  using Base = typename Erased::Base;
+  using Items = typename Erased::Items;
 
+  static Items const& items(void const* attribute) {
+    return as<Erased>(attribute).Collection<Items>::all();
+  }
   static void each(void const* attribute, VisitOwned visit) {
-    for (auto const& child : as<A>(attribute).all()) {
-      Key const key = A::Items::keyOf(child);
+    for (Ptr<Base> const& child : items(attribute)) {
+      Key const key = child->ownKey();
       visit(&key, *child);
     }
   }
   static Entity* find(void const* attribute, void const* key) {
-    return key ? as<A>(attribute).get(as<Key>(key)).get() : nullptr;
-  }
-  static Ptr<Entity> make(Place const& place, void const* key) {
-    return attributeAt<A>(place).insert(static_cast<Owner&>(*place.owner), place.id, as<Key>(key));
+    return key ? as<Erased>(attribute).find(as<Key>(key)) : nullptr;
   }
   static bool erase(Place const& place, void const* key) {
-    A& attribute = attributeAt<A>(place);
+    Erased& attribute = attributeAt<Erased>(place);
     if (key) return attribute.erase(*place.owner, place.id, as<Key>(key));
-    bool const had = !attribute.all().empty();
+    bool const had = !items(place.attribute).empty();
     attribute.clear(*place.owner, place.id);
     return had;
+  }
+  static void insert(void* attribute, Entity& entity) {
+    static_cast<Erased*>(attribute)->take(Ptr<Base>(&static_cast<Base&>(entity)));
+  }
+  static void differ(void const* before, void const* after, VisitOwnedDifference visit) {
+    auto const never = [](auto const&, auto const&) { return false; };
+    eachDifference(items(before), items(after), never,
+                   [&](Key const& key, Ptr<Base> const* mine, Ptr<Base> const* theirs) {
+                     Ptr<Base> const was = mine ? *mine : nullptr;
+                     Ptr<Base> const is = theirs ? *theirs : nullptr;
+                     visit(&key, was.get(), is.get());
+                   });
+  }
+};
+
+/// The same of one type, in an Owner. The operations that do not ask for the type are those of the
+/// erased class; rows lead to that part of an attribute object.
+template <class A, class Owner>
+struct ChildrenClass {
+  using Key = typename A::Key;
+  using E = typename A::Target;
+  using Erased = ErasedChildren<typename A::Erased>;
+
+  static Ptr<Entity> make(Place const& place, void const* key) {
+    auto& attribute = static_cast<A&>(attributeAt<typename A::Erased>(place));
+    return attribute.insert(static_cast<Owner&>(*place.owner), place.id, as<Key>(key));
   }
   static Ptr<Entity> create(Place const& place, void const* key) {
     return A::create(static_cast<Owner&>(*place.owner), as<Key>(key));
   }
-  static void insert(void* attribute, Entity& entity) {
-    static_cast<A*>(attribute)->take(Ptr<E>(&static_cast<E&>(entity)));
-  }
-  static void differ(void const* before, void const* after, VisitOwnedDifference visit) {
-    auto const never = [](auto const&, auto const&) { return false; };
-    eachDifference(as<A>(before).all(), as<A>(after).all(), never,
-                   [&](Key const& key, auto const* mine, auto const* theirs) {
-                     Ptr<E> const was = mine ? *mine : nullptr;
-                     Ptr<E> const is = theirs ? *theirs : nullptr;
-                     visit(&key, was.get(), is.get());
-                   });
-  }
 
-  static constexpr OwnedOps kOps{each, find, make, erase, create, insert, differ};
+  static constexpr OwnedOps kOps{Erased::each, Erased::find,   make,          Erased::erase,
+                                 create,       Erased::insert, Erased::differ};
   static constexpr AttributeClass makeClass() {
     AttributeClass made{};
     made.kind = A::kKind;
@@ -128,7 +144,7 @@ struct ChildrenClass {
     made.typeName = E::typeName;
     made.key = &kValueType<Key>;
     made.owned = &kOps;
-    made.swap = swapAttributes<A>;
+    made.swap = swapAttributes<typename A::Erased>;
     return made;
   }
 };
@@ -267,11 +283,18 @@ struct Row {
   using Owner = std::conditional_t<Attribute::kKind == AttributeKind::children, Class, Entity>;
   char const* name;
   constexpr operator AttributeInfo() const {
-    return detail::makeInfo(name, detail::kClass<Attribute, Owner>,
-                            [](void const* holder) -> void const* {
-                              auto const& entity = *static_cast<Entity const*>(holder);
-                              return &(static_cast<Class const&>(entity).*objectMember);
-                            });
+    return detail::makeInfo(name, detail::kClass<Attribute, Owner>, object);
+  }
+
+ private:
+  static void const* object(void const* holder) {
+    auto const& entity = *static_cast<Entity const*>(holder);
+    Attribute const& attribute = static_cast<Class const&>(entity).*objectMember;
+    if constexpr (Attribute::kKind == AttributeKind::children) {
+      return static_cast<typename Attribute::Erased const*>(&attribute);
+    } else {
+      return &attribute;
+    }
   }
 };
 

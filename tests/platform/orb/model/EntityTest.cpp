@@ -44,8 +44,8 @@ class Parent : public Orb::NamedEntity {
   ORB_CHECKED_ATTRIBUTE(checked, Orb::U8, &check);
   ORB_COLLECTION(rule, Orb::OrderedValues<Rule, &Rule::seqno>);
   ORB_MAP(note, Orb::U8, Orb::String);
-  ORB_COLLECTION(child, Orb::OrderedChildren<Child, &Child::name>);
-  ORB_COLLECTION(kid, Orb::HashChildren<Child, &Child::name>);
+  ORB_COLLECTION(child, Orb::OrderedChildren<Child>);
+  ORB_COLLECTION(kid, Orb::HashChildren<Child>);
   ORB_COLLECTION(shared, Orb::HashShared<Child, &Child::name>);
   ORB_DERIVED(total, Orb::U32);
   ORB_ATTRIBUTE(ratio, float);
@@ -57,7 +57,7 @@ class Parent : public Orb::NamedEntity {
 class Top : public Orb::Entity {
  public:
   ORB_ENTITY(Top, "Sample::Top", parent);
-  ORB_COLLECTION(parent, Orb::OrderedChildren<Parent, &Parent::name>);
+  ORB_COLLECTION(parent, Orb::OrderedChildren<Parent>);
 };
 
 ORB_ENTITY_TYPE(Top);
