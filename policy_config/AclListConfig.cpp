@@ -4,4 +4,6 @@ namespace Acl {
 
 ORB_ENTITY_TYPE(AclListConfig);
 
+AclListConfig::AclListConfig(Orb::Name name) : NamedEntity(std::move(name)) {}
+
 }  // namespace Acl

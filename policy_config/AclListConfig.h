@@ -12,7 +12,7 @@ class ROUTEPOLICY_EXPORT AclListConfig : public Orb::NamedEntity {
  public:
   ORB_ENTITY(AclListConfig, "Acl::AclListConfig", regexMode, pathList, prefixList, ipv6PrefixList,
              prefixListModeCount, communityList, useDeprecatedCmd);
-  explicit AclListConfig(Orb::Name name) : NamedEntity(std::move(name)) {}
+  explicit AclListConfig(Orb::Name name);
 
   /// The engine that AS-path expressions are compiled with. The lists do not change with it: each
   /// of their entries says which engines accept it.

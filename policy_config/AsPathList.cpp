@@ -5,6 +5,8 @@ namespace Acl {
 ORB_ENTITY_TYPE(AsPathList);
 ORB_ENTITY_TYPE(AsPathUrlLoadReturnStatus);
 
+AsPathList::AsPathList(Orb::Name name) : NamedEntity(std::move(name)) {}
+
 Orb::String AsPathEntry::toStrep() const {
   std::string out = "< seqno=";
   Orb::writeText(out, seqno());

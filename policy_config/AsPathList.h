@@ -31,7 +31,7 @@ class ROUTEPOLICY_EXPORT AsPathList : public Orb::NamedEntity {
  public:
   ORB_ENTITY(AsPathList, "Acl::AsPathList", pathEntry, toStrep, source, sourceTimestamp,
              duplicateHandling, version);
-  explicit AsPathList(Orb::Name name) : NamedEntity(std::move(name)) {}
+  explicit AsPathList(Orb::Name name);
 
   /// The rules, in ascending sequence number.
   ORB_COLLECTION(pathEntry, Orb::OrderedValues<AsPathEntry, &AsPathEntry::seqno>);

@@ -5,6 +5,8 @@ namespace Acl {
 ORB_ENTITY_TYPE(CommunityListEntry);
 ORB_ENTITY_TYPE(CommunityList);
 
+CommunityList::CommunityList(Orb::Name name) : NamedEntity(std::move(name)) {}
+
 Orb::Ptr<CommunityListEntry> CommunityListEntry::blank() {
   return Orb::make<CommunityListEntry>(*Orb::make<CommunityList>(Orb::Name()), 0U);
 }

@@ -43,7 +43,7 @@ class ROUTEPOLICY_EXPORT CommunityListEntry : public Orb::NumberedEntity {
 class ROUTEPOLICY_EXPORT CommunityList : public Orb::NamedEntity {
  public:
   ORB_ENTITY(CommunityList, "Acl::CommunityList", communityListEntry);
-  explicit CommunityList(Orb::Name name) : NamedEntity(std::move(name)) {}
+  explicit CommunityList(Orb::Name name);
 
   ORB_COLLECTION(communityListEntry, Orb::OrderedChildren<CommunityListEntry>);
 };

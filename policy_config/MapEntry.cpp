@@ -5,6 +5,10 @@ namespace Routing::RouteMap {
 ORB_ENTITY_TYPE(CommunitySet);
 ORB_ENTITY_TYPE(MapEntry);
 
+MapEntry::MapEntry(Orb::U32 seqno) : NumberedEntity(seqno) {}
+
+CommunitySet::CommunitySet(Orb::Name name) : NamedEntity(std::move(name)) {}
+
 void MapEntry::checkLastAs(Orb::U8 count) {
   constexpr Orb::U8 kMost = 15;
   if (count > kMost) {

@@ -55,7 +55,7 @@ class ROUTEPOLICY_EXPORT CommunitySet : public Orb::NamedEntity {
  public:
   ORB_ENTITY(CommunitySet, "Routing::RouteMap::CommunitySet", community, communityListNameSet,
              useCommunityList, flag);
-  explicit CommunitySet(Orb::Name name) : NamedEntity(std::move(name)) {}
+  explicit CommunitySet(Orb::Name name);
 
   /// The explicit communities, in ascending order. Each has a flag that is stored and compared; a
   /// community is a member whatever its flag. The key is told.
@@ -88,7 +88,7 @@ class ROUTEPOLICY_EXPORT MapEntry : public Orb::NumberedEntity {
              largeCommunityVersion, lbwDisplay, linkBandwidthRefDisplay, linkBandwidthRefExtComm,
              extCommLinkBandwidthSetFlag, continueSeq, evpnNextHopUnchanged, segmentIndex,
              igpMetric, setFlags, ROUTEPOLICY_SET_FLAGS(ORB_LISTED) description);
-  explicit MapEntry(Orb::U32 seqno) : NumberedEntity(seqno) {}
+  explicit MapEntry(Orb::U32 seqno);
 
   /// Which actions are configured.
   class ROUTEPOLICY_EXPORT SetFlags : public Orb::Flags<SetFlags> {

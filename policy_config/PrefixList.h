@@ -10,7 +10,7 @@ class ROUTEPOLICY_EXPORT PrefixList : public Orb::NamedEntity {
  public:
   ORB_ENTITY(PrefixList, "Acl::PrefixList", version, prefixEntry, inPrefixListMode, source,
              sourceTimestamp, duplicateHandling);
-  explicit PrefixList(Orb::Name name) : NamedEntity(std::move(name)) {}
+  explicit PrefixList(Orb::Name name);
 
   /// Raised by one whenever a committed session changed the list.
   ORB_COUNTER(version);
@@ -31,7 +31,7 @@ class ROUTEPOLICY_EXPORT Ipv6PrefixList : public Orb::NamedEntity {
  public:
   ORB_ENTITY(Ipv6PrefixList, "Acl::Ipv6PrefixList", version, ipv6PrefixEntry, source,
              sourceTimestamp, duplicateHandling);
-  explicit Ipv6PrefixList(Orb::Name name) : NamedEntity(std::move(name)) {}
+  explicit Ipv6PrefixList(Orb::Name name);
 
   ORB_COUNTER(version);
   ORB_COLLECTION(ipv6PrefixEntry, Orb::OrderedValues<Ipv6PrefixEntry, &Ipv6PrefixEntry::seqno>);

@@ -8,7 +8,7 @@ namespace Routing::RouteMap {
 class ROUTEPOLICY_EXPORT Map : public Orb::NamedEntity {
  public:
   ORB_ENTITY(Map, "Routing::RouteMap::Map", name, mapEntry, description, version);
-  explicit Map(Orb::Name name) : NamedEntity(std::move(name)) {}
+  explicit Map(Orb::Name name);
 
   ORB_GETTER_ROW(name, key);
   /// The entries, owned and made by sequence number; in no order of theirs: readers who need the
@@ -29,7 +29,7 @@ class ROUTEPOLICY_EXPORT Config : public Orb::Entity {
  public:
   ORB_ENTITY(Config, "Routing::RouteMap::Config", routeMapOpMode, routeMapOpModeDefault,
              noSetCommExplicitMembers, routeMap);
-  Config() = default;
+  Config();
 
   static constexpr RouteMapOpModeType kRouteMapOpModeDefault = routeMapSetOpModeMerged;
 
@@ -47,7 +47,7 @@ class ROUTEPOLICY_EXPORT Config : public Orb::Entity {
 class ROUTEPOLICY_EXPORT PeerFilterConfig : public Orb::Entity {
  public:
   ORB_ENTITY(PeerFilterConfig, "Routing::RouteMap::PeerFilterConfig", peerFilter);
-  PeerFilterConfig() = default;
+  PeerFilterConfig();
 
   /// The filters, owned; in no order of theirs. Names are told when one is made or removed.
   ORB_COLLECTION(peerFilter, Orb::HashChildren<Map>);

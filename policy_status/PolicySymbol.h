@@ -119,6 +119,9 @@ class ROUTEPOLICY_EXPORT AllSymbolsOf final : public Orb::Entity {
 };
 
 template <class Kind>
+AllSymbolsOf<Kind>::~AllSymbolsOf() = default;
+
+template <class Kind>
 Orb::TypeInfo const& AllSymbolsOf<Kind>::type() const {
   return Orb::typeInfoOf<AllSymbolsOf>();
 }

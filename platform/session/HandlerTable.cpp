@@ -17,8 +17,6 @@ bool holdsHandler(Orb::AttributeRef a) {
 
 }  // namespace
 
-HandlerTable::~HandlerTable() = default;
-
 void HandlerTable::handlerIs(Orb::Ptr<EntityCopyGlobalSessionHandler> const& handler) {
   if (!handler) throw Orb::RangeException(Orb::nullParameterMessage(typeName, "handler"));
   Orb::TypeInfo const* const type = Orb::entityType(handler->handledType());

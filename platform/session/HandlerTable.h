@@ -16,7 +16,6 @@ class ROUTEPOLICY_EXPORT HandlerTable : public Orb::Entity {
  public:
   ORB_ENTITY(HandlerTable, "Cli::Session::HandlerTable");
   HandlerTable() = default;
-  ~HandlerTable() override;
 
   /// Takes in a handler for its type, in place of another one. A null one, or one for a type that
   /// the process does not know, is a RangeException.

@@ -30,16 +30,20 @@
   using Self = Class;                                                                     \
   enum class Attr : ::Orb::AttrId { __VA_ARGS__ };                                        \
   static constexpr std::size_t kAttributeCount = ::Orb::detail::countNames(#__VA_ARGS__); \
+  ~Class() override;                                                                      \
   ::Orb::TypeInfo const& type() const override
 
 /// An entity type that has the attributes of its base and none of its own.
 #define ORB_ENTITY_LIKE_BASE(Class, fullName)       \
   static constexpr char const* typeName = fullName; \
+  ~Class() override;                                \
   ::Orb::TypeInfo const& type() const override
 
-/// Goes into one source file for each entity type, in the type's namespace: its table and its
-/// registration under the full name.
+/// Goes into one source file for each entity type, in the type's namespace: its table, its
+/// registration under the full name, and its destructor, which would otherwise be made anew in
+/// every file that makes such an entity.
 #define ORB_ENTITY_TYPE(Class)                                                      \
+  Class::~Class() = default;                                                        \
   ::Orb::TypeInfo const& Class::type() const { return ::Orb::typeInfoOf<Class>(); } \
   namespace {                                                                       \
   ::Orb::TypeRegistration const k##Class##Registration{::Orb::typeInfoOf<Class>()}; \

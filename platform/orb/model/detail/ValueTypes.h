@@ -188,7 +188,7 @@ struct FieldRow<Flag<C, mask>> {
                                      },
                                      nullptr};
   static constexpr AttributeClass kClass =
-      computedClass<bool>(AttributeKind::scalar, true, kScalar);
+      computedClass<typename Flag<C, mask>::Type>(AttributeKind::scalar, true, kScalar);
   static void const* object(Flag<C, mask> const&, C const& holder) { return &holder; }
 };
 
