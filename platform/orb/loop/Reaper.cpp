@@ -108,16 +108,6 @@ Yard& yard() {
 /// through reap() must not replace.
 thread_local bool freeing = false;
 
-/// Makes the allocator tidy up after a step. The GNU one sets small freed blocks aside and joins
-/// them with their neighbours all at once when it is next asked for a large one: after a million
-/// objects that takes more than ten milliseconds, in whoever's turn it is. A large request after
-/// each step has it join a few at a time, at the same cost altogether.
-void settleHeap() noexcept {
-  constexpr std::size_t kLarge = 2048;
-  void* const volatile block = std::malloc(kLarge);  // volatile: or the pair would be left out
-  std::free(block);
-}
-
 void freeWhole(Yard& all, Piece piece) {
   bool const nested = std::exchange(freeing, true);
   while (piece->freeSome(kStep)) {
@@ -148,6 +138,12 @@ void reap(std::unique_ptr<Garbage> garbage) {
 
 std::size_t pendingGarbage() { return yard().pending(); }
 
+void Detail::settleHeap() noexcept {
+  constexpr std::size_t kLarge = 2048;
+  void* const volatile block = std::malloc(kLarge);  // volatile: or the pair would be left out
+  std::free(block);
+}
+
 void Detail::loopTurns() { yard().loopTurns(); }
 
 bool Detail::garbageWaits() { return pendingGarbage() != 0 && yard().hasWaiting(); }
@@ -165,7 +161,7 @@ void Detail::reapUntil(Clock const& clock, double until) {
     bool late = false;
     do {
       more = piece->freeSome(kStep);
-      settleHeap();
+      Detail::settleHeap();
       late = clock.now() >= until;
     } while (more && !late);
     if (more) {

@@ -52,6 +52,12 @@ ROUTEPOLICY_EXPORT void reapAll();
 
 namespace Detail {
 
+/// Makes the allocator join freed memory that it has set aside with its neighbours. The GNU one
+/// does that for all small blocks at once when it is next asked for a large one: after a million
+/// blocks that takes more than ten milliseconds, in whatever asked. To be called after every few
+/// hundred, at the same cost altogether.
+ROUTEPOLICY_EXPORT void settleHeap() noexcept;
+
 /// Notes that the loop turns without freeing anything: garbage is still left to it.
 void loopTurns();
 
