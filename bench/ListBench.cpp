@@ -95,6 +95,33 @@ std::size_t heapBytes() {
   return info.uordblks + info.hblkhd;
 }
 
+/// The turns of an event loop, and the longest of them.
+class Turns {
+ public:
+  /// Turns until nothing is due; calls `turned` with the processor time spent so far after each.
+  template <class Turned>
+  void untilIdle(Orb::ActivityManager& manager, Turned const& turned) {
+    double spent = 0;
+    while (manager.nextDue() <= manager.clock()->now()) {
+      double const cpu = seconds(CLOCK_THREAD_CPUTIME_ID);
+      double const wall = seconds(CLOCK_MONOTONIC);
+      manager.turn();
+      double const turn = seconds(CLOCK_THREAD_CPUTIME_ID) - cpu;
+      longestWall_ = std::max(longestWall_, seconds(CLOCK_MONOTONIC) - wall);
+      longestCpu_ = std::max(longestCpu_, turn);
+      turned(spent += turn);
+    }
+  }
+  void count(benchmark::State& state) const {
+    state.counters["longest_turn_cpu_ms"] = longestCpu_ * 1e3;
+    state.counters["longest_turn_wall_ms"] = longestWall_ * 1e3;
+  }
+
+ private:
+  double longestCpu_ = 0;
+  double longestWall_ = 0;
+};
+
 /// A list in its configuration, with the machine that compiles it.
 class World {
  public:
@@ -140,8 +167,7 @@ class World {
   /// Compiles the list, and frees the old form; notes the longest turn of all that. Returns the
   /// processor time of the turns up to the one that published the new form.
   double compile() {
-    longestCpu_ = longestWall_ = 0;
-    double spent = 0;
+    turns_ = Turns();
     double published = 0;
     Orb::U32 version = 0;
     if (auto const symbol = all_->symbol("L")) version = symbol->symbolNotifier()->version();
@@ -150,18 +176,11 @@ class World {
     } else {
       config_->ipv6PrefixListIs("L")->versionInc(1);
     }
-    while (manager_.nextDue() <= manager_.clock()->now()) {
-      double const cpu = seconds(CLOCK_THREAD_CPUTIME_ID);
-      double const wall = seconds(CLOCK_MONOTONIC);
-      manager_.turn();
-      double const turn = seconds(CLOCK_THREAD_CPUTIME_ID) - cpu;
-      spent += turn;
+    turns_.untilIdle(manager_, [&](double spent) {
       Orb::U32 const now = all_->symbol("L")->symbolNotifier()->version();
       if (now != version) published = spent;
       version = now;
-      longestCpu_ = std::max(longestCpu_, turn);
-      longestWall_ = std::max(longestWall_, seconds(CLOCK_MONOTONIC) - wall);
-    }
+    });
     return published;
   }
 
@@ -175,8 +194,7 @@ class World {
     };
     state.counters["compiled_B/entry"] = perEntry(compiledBytes_);
     state.counters["config_B/entry"] = perEntry(configBytes_);
-    state.counters["longest_turn_cpu_ms"] = longestCpu_ * 1e3;
-    state.counters["longest_turn_wall_ms"] = longestWall_ * 1e3;
+    turns_.count(state);
   }
   std::size_t floor(Ipa::IpGenPrefix const& p) const {
     return floor4_ ? floor4_->find(Shapes::Floor<Shapes::Key4>::keyOf(p))
@@ -197,9 +215,66 @@ class World {
   std::unique_ptr<Shapes::Floor<Shapes::Key6>> floor6_;
   std::size_t configBytes_ = 0;
   std::size_t compiledBytes_ = 0;
-  double longestCpu_ = 0;
-  double longestWall_ = 0;
+  Turns turns_;
 };
+
+/// Lists that are all compiled at the same time, a million entries together. The first has half of
+/// them, or as many as each other one. Their longest turn is that of all builds, which from the
+/// second on free the old forms beside.
+class ManyLists {
+ public:
+  ManyLists(std::size_t lists, bool oneIsHuge) : scope_(manager_) {
+    constexpr std::size_t kEntries = 1000000;
+    sm_ = prefixListConfigSmFactory(config_, all_, prefixListSymbolDedupTableFactory());
+    auto const prefixes = Shapes::distributedIp4(kEntries, 1);
+    std::size_t const huge = lists == 1 ? kEntries : oneIsHuge ? kEntries / 2 : kEntries / lists;
+    for (std::size_t i = 0, at = 0; i < lists; ++i) {
+      auto const list = config_->prefixListIs("L" + std::to_string(i));
+      std::size_t const end = i == 0 ? huge : at + (kEntries - huge) / (lists - 1);
+      for (; at < end; ++at) {
+        list->prefixEntryIs(Acl::PrefixEntry::of(
+            static_cast<Orb::U32>(at), Ipa::Prefix(prefixes[at]), Acl::permitMatch, 0U, 0U, 0U));
+      }
+      lists_.push_back(list);
+    }
+    compile();
+  }
+  ~ManyLists() {
+    sm_ = nullptr;
+    config_ = nullptr;
+    all_ = nullptr;
+    Orb::reapAll();
+  }
+
+  /// Compiles all, and frees the old forms; returns the processor time.
+  double compile() {
+    double all = 0;
+    for (auto const& list : lists_) list->versionInc(1);
+    turns_.untilIdle(manager_, [&all](double spent) { all = spent; });
+    return all;
+  }
+  void count(benchmark::State& state) const { turns_.count(state); }
+
+ private:
+  Orb::ActivityManager manager_;
+  Orb::ActivityManager::Scope scope_;
+  Orb::Ptr<Acl::AclListConfig> config_ = Orb::make<Acl::AclListConfig>("root");
+  Orb::Ptr<AllPrefixListSymbol> all_ = allPrefixListSymbolFactory();
+  Orb::Ptr<PrefixListConfigSm> sm_;
+  std::vector<Orb::Ptr<Acl::PrefixList>> lists_;
+  Turns turns_;
+};
+
+void buildMany(benchmark::State& state) {
+  ManyLists lists(static_cast<std::size_t>(state.range(0)), state.range(1) != 0);
+  for (auto _ : state) state.SetIterationTime(lists.compile());
+  lists.count(state);
+}
+BENCHMARK(buildMany)
+    ->ArgNames({"lists", "oneIsHuge"})
+    ->ArgsProduct({{1, 10, 100, 1000}, {0, 1}})
+    ->Unit(benchmark::kMillisecond)
+    ->UseManualTime();
 
 /// The world of a shape, kept for the benchmarks that follow one another on it.
 World& worldOf(Shape const& shape) {

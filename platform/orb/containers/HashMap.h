@@ -7,33 +7,37 @@
 #include <memory>
 #include <new>
 #include <optional>
-#include <type_traits>
 #include <utility>
 
 #include "platform/orb/base/Error.h"
 #include "platform/orb/base/Types.h"
 #include "platform/orb/containers/MapItem.h"
 #include "platform/orb/containers/detail/Leaf.h"
+#include "platform/orb/containers/detail/ManySlots.h"
 #include "platform/orb/containers/detail/Release.h"
+#include "platform/orb/containers/detail/SlotRun.h"
 
 /// A map whose items carry their keys, hashed, in the order in which the keys came.
 ///
-/// Items lie in slots, one behind the other; an erased one leaves a dead slot. A table of slot
-/// numbers, with open addressing, finds them by hash; up to kScanned slots need none. Slots and
-/// table share one block of memory, which is made anew, without the dead slots, when it is full
-/// or when more than half of its used slots are dead.
+/// Items are stored in slots, in the order of their arrival; an erased one leaves a dead slot. The
+/// slots whose tags, made of the hash, lead to one bucket are linked into a chain; up to kScanned
+/// slots need no buckets.
 ///
-///  1. Of the block's slots the first `used` have been used; `live` of them hold an item. The slot
-///     `first` holds one, and none before it does. There is no block without a live slot, but for
-///     one that reserve() made.
-///  2. Every used slot, live or dead, has one entry in the table; an entry is a slot number plus
-///     one, 0 means none. Entries leave the table with the block only, so that probing may stop at
-///     the first 0; at least a quarter of the entries are 0.
+/// A small map has its slots and buckets in one block of memory, which is made anew, without the
+/// dead slots, when it is full or when more than half of its used slots are dead. In a large one
+/// that would take long at once: it has runs of slots and segments of buckets instead, of which it
+/// makes, splits and joins one at a time, and each change costs about as much as any other
+/// (detail/ManySlots.h). Nothing of it is a large block of memory, which takes long to get, to fill
+/// and to give back.
+///
+///  1. `live` slots hold an item. There is nothing on the heap without a live slot.
+///  2. Every live slot is in the chain of its bucket, no dead one is.
 ///  3. Each slot has the id of its item's arrival, dead ones too: ids ascend from slot to slot, and
-///     a map never gives the same id twice. With the block's offset added they compare with what
-///     iterators remember, even when a block comes from another map.
+///     a map never gives the same id twice. With the body's offset added they compare with what
+///     iterators remember, even when the body comes from another map.
 ///  4. The clock rises with every arrival, which gets it as id, and with every other change of
 ///     place or number: it is the generation by which iterators know that something changed.
+///  5. A lookup changes nothing: what a large map puts off is done by later changes alone.
 namespace Orb {
 
 /// KeyOf is a stateless functor that gives an item's key, by value or reference; keys compare with
@@ -42,7 +46,7 @@ namespace Orb {
 ///
 /// Large contents (16,384 items and more) that are cleared, assigned over or destroyed go to the
 /// reaper: the map is empty at once, but the items are destroyed later, by the event loop. Memory
-/// is given back when the last item goes.
+/// is given back as items go, and all of it when the last one does.
 ///
 /// Any number of threads may read a map that nobody changes.
 template <class Item, class KeyOf, class Hash>
@@ -55,8 +59,6 @@ class HashMap {
   using const_iterator = Iterator;
 
   HashMap() noexcept = default;
-  /// With room for so many items.
-  explicit HashMap(std::size_t room) { reserve(room); }
   HashMap(HashMap const& other);
   HashMap(HashMap&& other) noexcept { adopt(other); }
   HashMap& operator=(HashMap const& other) {
@@ -71,22 +73,17 @@ class HashMap {
   }
   ~HashMap() {
     std::size_t const count = size();
-    detail::release(Contents{std::move(block_)}, count);
+    detail::release(Contents{std::move(body_)}, count);
   }
 
   static decltype(auto) keyOf(Item const& item) { return KeyOf()(item); }
 
-  std::size_t size() const noexcept { return block_ ? block_->live : 0; }
+  std::size_t size() const noexcept { return body_ ? body_->live : 0; }
   bool empty() const noexcept { return size() == 0; }
-  /// Makes room for `count` items in all, until the map is empty again or mostly erased.
-  void reserve(std::size_t count) {
-    if (count == 0 || (block_ && block_->room - block_->used + block_->live >= count)) return;
-    rebuild(count);
-  }
 
   /// The item under `key`, or null. Good until a key comes or goes.
   Item const* find(Param<Key> key) const {
-    Slot const* const slot = locate(key, Hash()(key));
+    Slot const* const slot = locate(key, tagOf(key)).slot;
     return slot ? &slot->item : nullptr;
   }
   /// For the owner, who must not change the item's key.
@@ -94,11 +91,11 @@ class HashMap {
   bool has(Param<Key> key) const { return find(key) != nullptr; }
 
   /// In the order in which the keys came; a key that was erased and came again came anew.
-  Iterator begin() const { return block_ ? Iterator(*this, block_->first) : Iterator(); }
+  Iterator begin() const { return body_ ? Iterator(*this, 0, run(0)->first) : Iterator(); }
   Iterator end() const { return Iterator(); }
 
-  /// Stores the item under its key, in place of the one that was there. Returns where it lies, and
-  /// whether the key is new. When this throws, the map is as it was.
+  /// Stores the item under its key, in place of the one that was there. Returns where it is stored,
+  /// and whether the key is new. When this throws, the map is as it was.
   std::pair<Item*, bool> insertOrAssign(Item item);
 
   /// Removes the item under `key`; whether there was one. The item is destroyed last: its
@@ -117,146 +114,101 @@ class HashMap {
   /// The same items, in whatever order.
   friend bool operator==(HashMap const& a, HashMap const& b) {
     if (a.size() != b.size()) return false;
-    if (a.empty()) return true;
-    Slot const* const slots = a.block_->slots();
-    return std::all_of(slots, slots + a.block_->used, [&](Slot const& slot) {
-      if (!slot.live) return true;
-      Slot const* const other = b.locate(keyOf(slot.item), slot.hash);
+    return a.everyLive([&](Run const&, Slot const& slot) {
+      Slot const* const other = b.locate(keyOf(slot.item), slot.tag).slot;
       return other && slot.item == other->item;
     });
   }
 
  private:
-  static constexpr std::size_t kFirstRoom = 4;
-  static constexpr std::size_t kScanned = 8;
-  static constexpr std::size_t kMostRoom = std::size_t{1} << 31;
+  using Slot = detail::Slot<Item>;
+  using SlotLink = detail::SlotLink;
+  using Body = detail::SlotBody;
+  using Run = detail::SlotRun<Item>;
+  using Many = detail::ManySlots<Item>;
 
-  struct Slot {
-    Slot(U64 newId, U32 newHash) noexcept : id(newId), hash(newHash) {}
-    // NOLINTNEXTLINE(modernize-use-equals-default): that would delete it where Item has one
-    ~Slot() {}
+  static constexpr U32 kFirstRoom = 4;
+  static constexpr U32 kScanned = 8;
+  /// The most slots of a small map: what it takes to move so many is no more than a part of a turn.
+  static constexpr U32 kMostRoom = static_cast<U32>(std::clamp(
+      std::bit_floor((std::size_t{1} << 17) / sizeof(Slot)), std::size_t{64}, std::size_t{4096}));
 
-    U64 id;
-    U32 hash;
-    bool live = false;
-    union {
-      Item item;  // when live
-    };
+  struct FreeBody {
+    void operator()(Body* body) const noexcept {
+      if (body->isMany()) {
+        delete static_cast<Many*>(body);
+      } else {
+        typename Run::Free()(static_cast<Run*>(body));
+      }
+    }
   };
-  static_assert(alignof(Slot) <= __STDCPP_DEFAULT_NEW_ALIGNMENT__);
-  static_assert(std::is_nothrow_move_constructible_v<Item>);
-
-  /// The header of the block; behind it lie the slots, and behind those the table.
-  struct alignas(Slot) Block {
-    struct Free {
-      void operator()(Block* block) const noexcept {
-        block->dropSome(block->live);
-        ::operator delete(block);
-      }
-    };
-    using Owner = std::unique_ptr<Block, Free>;
-
-    static Owner make(std::size_t room);
-
-    Slot* slots() noexcept { return reinterpret_cast<Slot*>(this + 1); }
-    U32* table() noexcept { return reinterpret_cast<U32*>(slots() + room); }
-    bool hasTable() const noexcept { return tableBits != 0; }
-    /// Where in the table the search for a hash begins. The multiplication brings all bits of the
-    /// hash into the highest ones.
-    std::size_t entryOf(U32 hash) const noexcept {
-      return (hash * U32{0x9E3779B1}) >> (32 - tableBits);
-    }
-    std::size_t entryAfter(std::size_t entry) const noexcept {
-      return (entry + 1) & ((std::size_t{1} << tableBits) - 1);
-    }
-    /// The number of used slots whose ids are less than an iterator's `id`.
-    std::size_t before(U64 id) noexcept {
-      Slot* const all = slots();
-      return static_cast<std::size_t>(
-          std::partition_point(all, all + used,
-                               [&](Slot const& slot) { return slot.id + offset < id; }) -
-          all);
-    }
-    /// Uses the next slot. REQUIRES: there is one.
-    template <class Arg>
-    Slot& add(U64 id, U32 hash, Arg&& item) {
-      Slot& slot = *::new (slots() + used) Slot(id, hash);
-      std::construct_at(&slot.item, std::forward<Arg>(item));
-      slot.live = true;
-      ++live;
-      ++used;
-      if (hasTable()) {
-        std::size_t entry = entryOf(hash);
-        while (table()[entry] != 0) entry = entryAfter(entry);
-        table()[entry] = used;
-      }
-      return slot;
-    }
-    Item take(Slot& slot) noexcept {
-      Item taken(std::move(slot.item));
-      std::destroy_at(&slot.item);
-      slot.live = false;
-      --live;
-      skipDead();
-      return taken;
-    }
-    void skipDead() noexcept {
-      while (first < used && !slots()[first].live) ++first;
-    }
-    /// Destroys the first `count` items; their slots are dead from then on.
-    void dropSome(std::size_t count) noexcept {
-      if (std::is_trivially_destructible_v<Item>) return;
-      for (; count > 0; --count) {
-        Slot& slot = slots()[first];
-        std::destroy_at(&slot.item);
-        slot.live = false;
-        --live;
-        skipDead();
-      }
-    }
-
-    U64 offset;
-    U32 room;
-    U32 used = 0;
-    U32 live = 0;
-    U32 first = 0;
-    U32 tableBits;  // the table has 2^tableBits entries; 0 without one
-  };
-  using BlockOwner = typename Block::Owner;
+  using BodyOwner = std::unique_ptr<Body, FreeBody>;
 
   /// What the reaper is given of a large map.
   struct Contents {
-    BlockOwner block;
-
-    bool freeSome(std::size_t count) {
-      block->dropSome(std::min<std::size_t>(count, block->live));
-      if (std::is_trivially_destructible_v<Item> || block->live == 0) block.reset();
-      return block != nullptr;
-    }
+    BodyOwner body;
+    bool freeSome(std::size_t count) { return static_cast<Many&>(*body).freeSome(count); }
   };
 
-  Slot* locate(Param<Key> key, U32 hash) const;
-  void rebuild(std::size_t room);
+  /// A slot, and what refers to it in its chain: null where there are no buckets.
+  struct Found {
+    Slot* slot = nullptr;
+    SlotLink* link = nullptr;
+  };
+
+  /// The multiplication brings all bits of the hash into the highest ones of the tag.
+  static U32 tagOf(Param<Key> key) { return Hash()(key) * U32{0x9E3779B1}; }
+
+  Many& many() const noexcept { return static_cast<Many&>(*body_); }
+  Run* run(std::size_t i) const noexcept {
+    return body_->isMany() ? many().run(i) : static_cast<Run*>(body_.get());
+  }
+
+  std::size_t runCount() const noexcept {
+    return !body_ ? 0 : body_->isMany() ? many().runCount() : 1;
+  }
+  /// Whether `holds` for each live slot, in their order.
+  template <class Holds>
+  bool everyLive(Holds const& holds) const {
+    for (std::size_t i = 0; i < runCount(); ++i) {
+      Run& slots = *run(i);
+      for (Slot* slot = slots.slots(); slot != slots.end(); ++slot) {
+        if (slot->live() && !holds(slots, *slot)) return false;
+      }
+    }
+    return true;
+  }
+
+  Found locate(Param<Key> key, U32 tag) const;
+  template <class Chains>
+  static Found search(Chains& chains, Param<Key> key, U32 tag);
+  static typename Run::Owner makeRun(U32 room) {
+    return Run::make(room, room <= kScanned ? 0 : static_cast<U32>(std::bit_width(room - 1)));
+  }
+  void makeRoom();
+  template <class Fresh>
+  void moveTo(Fresh fresh) noexcept;
+  void shrink() noexcept;
 
   /// Takes the other's contents: to the iterators of this map they all come anew. REQUIRES: this
   /// map is empty.
   void adopt(HashMap& other) noexcept {
-    block_ = std::move(other.block_);
-    if (block_) block_->offset += clock_;
+    body_ = std::move(other.body_);
+    if (body_) body_->offset += clock_;
     clock_ += other.clock_ + 1;
     ++other.clock_;
   }
 
-  BlockOwner block_;
+  BodyOwner body_;
   U64 clock_ = 0;
 };
 
 /// A place in a map that outlives every change of the map, though not the map. Whatever came or
-/// went meanwhile, ++ leads to the first item that came after the one it stood at: a loop may
-/// erase, insert and clear as it likes, and visits each item that is there when its turn comes,
-/// none twice, and what it inserts as well. Contents that were assigned or swapped in came anew.
-/// To dereference it, its item must be there; it may have been replaced. An iterator at the end
-/// stays there.
+/// went meanwhile, ++ leads to the first item that came after the one it was at: a loop may erase,
+/// insert and clear as it likes, and visits each item that is there when its turn comes, none
+/// twice, and what it inserts as well. Contents that were assigned or swapped in came anew. To
+/// dereference it, its item must be there; it may have been replaced. An iterator at the end stays
+/// there.
 template <class Item, class KeyOf, class Hash>
 class HashMap<Item, KeyOf, Hash>::Iterator {
  public:
@@ -271,7 +223,7 @@ class HashMap<Item, KeyOf, Hash>::Iterator {
 
   pointer operator->() const {
     if (generation_ == map_->clock_) return &slot_->item;
-    Iterator const found(*map_, map_->block_ ? map_->block_->before(id_) : 0);
+    Iterator const found(*map_, id_);
     ORB_ASSERT(found.slot_ && found.id_ == id_);
     return &found.slot_->item;
   }
@@ -279,10 +231,11 @@ class HashMap<Item, KeyOf, Hash>::Iterator {
 
   Iterator& operator++() {
     if (generation_ != map_->clock_) [[unlikely]] {
-      *this = Iterator(*map_, map_->block_ ? map_->block_->before(id_ + 1) : 0);
+      *this = Iterator(*map_, id_ + 1);
+    } else if (++slot_ != slotEnd_ && slot_->live()) [[likely]] {
+      id_ = slot_->id + map_->body_->offset;
     } else {
-      ++slot_;
-      stand();
+      settle();
     }
     return *this;
   }
@@ -301,124 +254,159 @@ class HashMap<Item, KeyOf, Hash>::Iterator {
  private:
   friend HashMap;
 
-  /// At the first item from that slot on.
-  Iterator(HashMap const& map, std::size_t slot) {
-    if (!map.block_) return;
-    map_ = &map;
-    generation_ = map.clock_;
-    slot_ = map.block_->slots() + slot;
-    slotEnd_ = map.block_->slots() + map.block_->used;
-    stand();
+  /// At the first item from that slot of that run on. REQUIRES: there is such a run.
+  Iterator(HashMap const& map, std::size_t run, std::size_t slot)
+      : map_(&map), run_(run), generation_(map.clock_) {
+    Run& slots = *map.run(run);
+    slot_ = slots.slots() + slot;
+    slotEnd_ = slots.end();
+    settle();
   }
-  void stand() {
-    while (slot_ != slotEnd_ && !slot_->live) ++slot_;
-    if (slot_ != slotEnd_) {
-      id_ = slot_->id + map_->block_->offset;
-    } else {
-      slot_ = nullptr;
+  /// At the first item from that id on.
+  Iterator(HashMap const& map, U64 id) {
+    if (!map.body_) return;
+    U64 const offset = map.body_->offset;
+    U64 const own = id > offset ? id - offset : 0;
+    std::size_t const run = map.body_->isMany() ? map.many().runOf(own) : 0;
+    Run& slots = *map.run(run);
+    *this = Iterator(map, run, slots.before(own));
+  }
+  void settle() {
+    for (;;) {
+      while (slot_ != slotEnd_ && !slot_->live()) ++slot_;
+      if (slot_ != slotEnd_) [[likely]]
+        break;
+      if (++run_ == map_->runCount()) {
+        slot_ = nullptr;
+        return;
+      }
+      slot_ = map_->run(run_)->slots();
+      slotEnd_ = map_->run(run_)->end();
     }
+    id_ = slot_->id + map_->body_->offset;
   }
 
   HashMap const* map_ = nullptr;
   Slot const* slot_ = nullptr;  // null at the end; else good in its generation
   Slot const* slotEnd_ = nullptr;
+  std::size_t run_ = 0;
   U64 id_ = 0;
   U64 generation_ = 0;
 };
 
 template <class Item, class KeyOf, class Hash>
-auto HashMap<Item, KeyOf, Hash>::Block::make(std::size_t room) -> Owner {
-  ORB_ASSERT(room <= kMostRoom);
-  std::size_t const entries = room <= kScanned ? 0 : std::bit_ceil(room + room / 3 + 1);
-  std::size_t const bytes = sizeof(Block) + room * sizeof(Slot) + entries * sizeof(U32);
-  Owner block(::new (::operator new(bytes)) Block{});
-  block->offset = 0;
-  block->room = static_cast<U32>(room);
-  block->tableBits = entries == 0 ? 0 : static_cast<U32>(std::countr_zero(entries));
-  std::fill_n(block->table(), entries, U32{0});
-  return block;
-}
-
-template <class Item, class KeyOf, class Hash>
 HashMap<Item, KeyOf, Hash>::HashMap(HashMap const& other) {
   if (other.empty()) return;
-  block_ = Block::make(other.size());
-  for (std::size_t i = other.block_->first; i < other.block_->used; ++i) {
-    Slot const& slot = other.block_->slots()[i];
-    if (slot.live) block_->add(++clock_, slot.hash, slot.item);
-  }
-}
-
-template <class Item, class KeyOf, class Hash>
-auto HashMap<Item, KeyOf, Hash>::locate(Param<Key> key, U32 hash) const -> Slot* {
-  if (!block_) return nullptr;
-  auto const holds = [&](Slot const& slot) {
-    return slot.live && slot.hash == hash && keyOf(slot.item) == key;
+  auto const take = [&](auto fresh) {
+    other.everyLive([&](Run const&, Slot const& slot) {
+      fresh->add(++clock_, slot.tag, slot.item);
+      return true;
+    });
+    body_.reset(fresh.release());
   };
-  Slot* const slots = block_->slots();
-  if (block_->hasTable()) {
-    U32 const* const table = block_->table();
-    std::size_t entry = block_->entryOf(hash);
-    for (; table[entry] != 0; entry = block_->entryAfter(entry)) {
-      Slot* const slot = slots + (table[entry] - 1);
-      if (holds(*slot)) return slot;
-    }
-    return nullptr;
+  if (other.size() <= kMostRoom) {
+    take(makeRun(static_cast<U32>(other.size())));
+  } else {
+    take(std::make_unique<Many>(other.size()));
   }
-  Slot* const end = slots + block_->used;
-  Slot* const found = std::find_if(slots + block_->first, end, holds);
-  return found != end ? found : nullptr;
 }
 
-/// Moves the items to a new block, leaving the dead slots behind. REQUIRES: room >= size().
 template <class Item, class KeyOf, class Hash>
-void HashMap<Item, KeyOf, Hash>::rebuild(std::size_t room) {
-  BlockOwner fresh = Block::make(room);
-  if (block_) {
-    fresh->offset = block_->offset;
-    while (block_->live > 0) {
-      Slot& slot = block_->slots()[block_->first];
-      U64 const id = slot.id;
-      fresh->add(id, slot.hash, block_->take(slot));
-    }
+template <class Chains>
+auto HashMap<Item, KeyOf, Hash>::search(Chains& chains, Param<Key> key, U32 tag) -> Found {
+  for (SlotLink* link = &chains.head(tag); *link != 0;) {
+    Slot& slot = chains.at(*link);
+    if (slot.tag == tag && keyOf(slot.item) == key) return {&slot, link};
+    link = &slot.next;
   }
-  block_ = std::move(fresh);
+  return {};
+}
+
+template <class Item, class KeyOf, class Hash>
+auto HashMap<Item, KeyOf, Hash>::locate(Param<Key> key, U32 tag) const -> Found {
+  if (!body_) return {};
+  if (body_->isMany()) return search(many(), key, tag);
+  Run& slots = *run(0);
+  if (slots.bucketBits != 0) return search(slots, key, tag);
+  Slot* const found = std::find_if(slots.slots() + slots.first, slots.end(), [&](Slot const& slot) {
+    return slot.live() && slot.tag == tag && keyOf(slot.item) == key;
+  });
+  return {found != slots.end() ? found : nullptr};
+}
+
+/// Moves the items to what is empty yet and has the room for them.
+template <class Item, class KeyOf, class Hash>
+template <class Fresh>
+void HashMap<Item, KeyOf, Hash>::moveTo(Fresh fresh) noexcept {
+  if (body_) fresh->offset = body_->offset;
+  everyLive([&](Run& slots, Slot& slot) {
+    fresh->add(slot.id, slot.tag, slots.take(slot));
+    return true;
+  });
+  body_.reset(fresh.release());
   ++clock_;
+}
+
+/// Makes sure that a small map has a slot for one more item, or makes it a large one.
+template <class Item, class KeyOf, class Hash>
+void HashMap<Item, KeyOf, Hash>::makeRoom() {
+  if (!body_) return moveTo(makeRun(kFirstRoom));
+  Run const& slots = *run(0);
+  if (slots.used < slots.room) return;
+  U32 const room = slots.live > slots.room / 2 ? 2 * slots.room : slots.room;
+  if (room <= kMostRoom) {
+    moveTo(makeRun(room));
+  } else {
+    moveTo(std::make_unique<Many>(slots.live));
+  }
+}
+
+/// Gives memory back after an erasure.
+template <class Item, class KeyOf, class Hash>
+void HashMap<Item, KeyOf, Hash>::shrink() noexcept {
+  U32 const live = body_->live;
+  if (live == 0) return body_.reset();
+  U32 room = 0;
+  if (body_->isMany()) {
+    if (live < kMostRoom / 4) room = 2 * live;
+  } else if (Run const& slots = *run(0); slots.used > kScanned && live < slots.used / 2) {
+    room = live < slots.room / 4 ? std::max(kFirstRoom, 2 * live) : slots.room;
+  }
+  if (room == 0) return;
+  try {
+    moveTo(makeRun(room));
+  } catch (std::bad_alloc const&) {
+    // What is dead stays: it costs time, no more. The next erasure tries again.
+  }
 }
 
 template <class Item, class KeyOf, class Hash>
 std::pair<Item*, bool> HashMap<Item, KeyOf, Hash>::insertOrAssign(Item item) {
-  U32 const hash = Hash()(keyOf(item));
-  if (Slot* const slot = locate(keyOf(item), hash)) {
+  U32 const tag = tagOf(keyOf(item));
+  if (Slot* const slot = locate(keyOf(item), tag).slot) {
     [[maybe_unused]] Item const old = detail::exchangeItem(slot->item, std::move(item));
     return {&slot->item, false};
   }
-  if (!block_) {
-    rebuild(kFirstRoom);
-  } else if (block_->used == block_->room) {
-    std::size_t const room = block_->room;
-    rebuild(block_->live > room / 2 ? 2 * room : room);
-  }
-  ++clock_;
-  return {&block_->add(clock_ - block_->offset, hash, std::move(item)).item, true};
+  if (!body_ || !body_->isMany()) makeRoom();
+  U64 const id = ++clock_ - body_->offset;
+  Slot& slot = body_->isMany() ? many().add(id, tag, std::move(item))
+                               : run(0)->add(id, tag, std::move(item));
+  return {&slot.item, true};
 }
 
 template <class Item, class KeyOf, class Hash>
 std::optional<Item> HashMap<Item, KeyOf, Hash>::take(Param<Key> key) {
-  Slot* const slot = locate(key, Hash()(key));
-  if (!slot) return std::nullopt;
-  std::optional<Item> taken(block_->take(*slot));
-  ++clock_;
-  std::size_t const live = block_->live;
-  if (live == 0) {
-    block_.reset();
-  } else if (block_->used > kScanned && live < block_->used / 2) {
-    try {
-      rebuild(live < block_->room / 4 ? std::max(kFirstRoom, 2 * live) : block_->room);
-    } catch (std::bad_alloc const&) {
-      // The dead slots stay: they cost time, no more. The next erasure tries again.
-    }
+  Found const found = locate(key, tagOf(key));
+  if (!found.slot) return std::nullopt;
+  std::optional<Item> taken;
+  if (body_->isMany()) {
+    taken.emplace(many().take(*found.link));
+  } else {
+    if (found.link) *found.link = found.slot->next;
+    taken.emplace(run(0)->take(*found.slot));
   }
+  ++clock_;
+  shrink();
   return taken;
 }
 

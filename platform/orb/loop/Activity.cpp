@@ -3,29 +3,51 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <string>
 #include <utility>
 
 #include "platform/orb/base/Error.h"
 #include "platform/orb/loop/ActivityLock.h"
 #include "platform/orb/loop/Reaper.h"
 
-// The queue. Armed notifiees stand in a binary heap by (due, order), where order counts the
-// requests; posted work stands in a first-in-first-out queue with an order from the same count.
+// Requests wait in two queues: armed notifiees in a binary heap by (due, order), where order counts
+// the requests; posted work in a list, with orders from the same count.
 //
-// 1. A callback is taken out of its queue before it runs, and the loop touches neither it nor its
+// 1. A callback is taken out of its queue before it runs, and the loop uses neither it nor its
 //    notifiee afterwards: a callback may destroy, arm, attach and replace what it likes.
 // 2. A turn serves requests older than itself only: those with an order below the count at its
 //    start. What is asked for in a turn waits for the next one, also when time stands still.
 // 3. `due` is never before the moment of the request. So whoever asks for "at once" again and
-//    again stands behind all that were due before, and starves nobody.
+//    again comes after all that were due before, and starves nothing.
 // 4. Of a due notifiee and posted work the one with the lower order goes first.
-// 5. Between two callbacks the queues are whole: an exception may leave a turn there.
+// 5. Between two callbacks the queues are whole: an exception may leave a turn there. Only a
+//    request allocates; to take requests over, to serve them and to change the time source does
+//    not, so no shortage of memory loses one.
+//
+// The length of a turn. A callback may take a whole quantum: a build works in time slices of that
+// length, which begin when the slice begins. So a turn must not start one late.
+//
+// 6. A turn starts callbacks until the start limit has passed, and at least one. Many short ones
+//    are served in bulk that way, and a long one begins early: the turn lasts at most the start
+//    limit and one callback. With slices of the quantum that is 10.5 ms at first, and half a
+//    millisecond to the 11 ms that a turn may take is left for what a slice overruns.
+// 7. Garbage is freed until the quantum has passed, in a turn that has served all its requests
+//    sooner. While requests are left, or callbacks have used the quantum up, the turn frees nothing
+//    but owes: a share of the time that it took, though no more than a quantum. Once the debt has
+//    come to a quantum, the next turn pays it: it is the garbage's alone and serves no request. The
+//    debt stays below two quanta, so no two such turns come one after the other.
+// 8. The share is a twentieth for each piece of garbage that waits, at most the whole. So while
+//    callbacks leave no time, one piece gets every 21st part of it, and twenty pieces or more get
+//    half: as much as the callbacks that leave them behind. To free what was made takes less time
+//    than to make it, so garbage cannot grow for ever.
+// 9. A callback that throws ends the serving, not the turn: garbage gets what is left. A build that
+//    finds no memory, asks again and throws each time cannot keep back what would give it some.
 
 namespace Orb {
 namespace {
 
-constexpr double kReapShare = 0.05;    // of the quantum and for each piece of garbage, ...
-constexpr double kMaxReapShare = 0.5;  // ... up to this, when callbacks leave no time
+constexpr double kOwedShare = 0.05;  // of a turn's time, to each piece of garbage that waits
+constexpr double kLeastTime = 1e-6;  // of a turn and a quantum, for the debt: neither may be 0
 
 thread_local unsigned turnDepth = 0;
 
@@ -35,6 +57,12 @@ struct InTurn {
   InTurn() noexcept { ++turnDepth; }
   ~InTurn() { --turnDepth; }
 };
+
+void requireSeconds(char const* attribute, double seconds) {
+  if (seconds >= 0) return;
+  throw RangeException(std::string("Orb::ActivityManager::") + attribute +
+                       " negative or not a number not allowed");
+}
 
 }  // namespace
 
@@ -50,12 +78,21 @@ double Clock::monotonicSeconds() noexcept {
 
 void Clock::timeSourceIs(TimeSource source) {
   timeSource_ = std::move(source);
-  // Requests of the past are due now, and stay in their order; all are younger than a turn that
-  // may be running, whose times are those of the old source.
+  // Requests of the past are due now, and keep their order; all are younger than a turn that may be
+  // running, whose times are those of the old source. The heap is mended where it is: there may be
+  // no memory for another.
+  double const time = now();
   std::sort(heap_.begin(), heap_.end(), [](Armed const& a, Armed const& b) { return a.before(b); });
-  std::vector<Armed> const inOrder = std::exchange(heap_, {});
-  for (Armed const& armed : inOrder) armed.notifiee->place_ = Notifiee::kNotArmed;
-  for (Armed const& armed : inOrder) arm(*armed.notifiee, armed.notifiee->timeMin_);
+  for (std::size_t i = 0; i < heap_.size(); ++i) {
+    Notifiee* const notifiee = heap_[i].notifiee;
+    placeIs(i, Armed{std::max(notifiee->timeMin_, time), nextOrder_++, notifiee});
+  }
+  for (std::size_t i = heap_.size() / 2; i > 0; --i) siftDown(i - 1, Armed(heap_[i - 1]));
+  if (!heap_.empty() && manager_) manager_->workArrived();
+}
+
+void Clock::reserveOne() {
+  if (heap_.size() == heap_.capacity()) heap_.reserve(2 * heap_.size() + 4);
 }
 
 void Clock::arm(Notifiee& notifiee, double timeMin) {
@@ -63,7 +100,7 @@ void Clock::arm(Notifiee& notifiee, double timeMin) {
   std::size_t place = notifiee.place_;
   if (place == Notifiee::kNotArmed) {
     place = heap_.size();
-    heap_.push_back(armed);
+    heap_.push_back(armed);  // may throw, and changes nothing then
     siftUp(place, armed);
   } else if (armed.before(heap_[place])) {
     siftUp(place, armed);
@@ -121,6 +158,7 @@ Clock::Notifiee::~Notifiee() {
 
 void Clock::Notifiee::clockIs(Ptr<Clock> clock) {
   if (clock == clock_) return;
+  if (clock && timeMin_ != kNever) clock->reserveOne();  // what can throw comes first
   if (clock_) clock_->disarm(*this);
   clock_ = std::move(clock);
   if (clock_ && timeMin_ != kNever) clock_->arm(*this, timeMin_);
@@ -131,9 +169,7 @@ void Clock::Notifiee::timeMinIs(double timeMin) {
     throw RangeException("Orb::Clock::Notifiee::timeMin that is not a number not allowed");
   }
   if (timeMin == timeMin_) return;
-  if (clock_ && timeMin == kNever) clock_->disarm(*this);
-  if (clock_ && timeMin != kNever)
-    clock_->arm(*this, timeMin);  // may throw, and changes nothing then
+  if (clock_) timeMin == kNever ? clock_->disarm(*this) : clock_->arm(*this, timeMin);
   timeMin_ = timeMin;
 }
 
@@ -156,10 +192,13 @@ ActivityManager::~ActivityManager() {
 }
 
 void ActivityManager::quantumIs(double seconds) {
-  if (!(seconds >= 0)) {
-    throw RangeException("Orb::ActivityManager::quantum negative or not a number not allowed");
-  }
+  requireSeconds("quantum", seconds);
   quantum_ = seconds;
+}
+
+void ActivityManager::startLimitIs(double seconds) {
+  requireSeconds("startLimit", seconds);
+  startLimit_ = seconds;
 }
 
 std::size_t ActivityManager::turn() {
@@ -171,33 +210,62 @@ std::size_t ActivityManager::turn() {
 std::size_t ActivityManager::serve() {
   InTurn const marked;
   takePosted();
-  U64 const end = clock_->nextOrder_;  // the requests of this turn are those before it
   double const start = clock_->now();
-  double now = start;
+  bool const owns = this == &current();  // the garbage
+  if (owns && owed_ >= owedQuantum() && Detail::garbageWaits()) {
+    owed_ -= owedQuantum();
+    Detail::reapUntil(*clock_, start + quantum_);
+    return 0;
+  }
   std::size_t served = 0;
+  bool done = true;
+  try {
+    done = serveRequests(start, served);
+  } catch (...) {
+    if (owns) endTurn(start, true);
+    throw;
+  }
+  if (owns) endTurn(start, done);
+  return served;
+}
+
+double ActivityManager::owedQuantum() const noexcept { return std::max(quantum_, kLeastTime); }
+
+bool ActivityManager::serveRequests(double start, std::size_t& served) {
+  U64 const end = clock_->nextOrder_;  // the requests of this turn are those before it
+  double const limit = start + std::min(startLimit_, quantum_);
   for (;;) {
     bool const timed = !clock_->heap_.empty() && clock_->heap_.front().due <= start &&
                        clock_->heap_.front().order < end;
     bool const posted = !ready_.empty() && ready_.front().order < end;
-    if (!timed && !posted) break;
-    if (served != 0 && now - start >= quantum_) break;
-    serveOne(posted && (!timed || ready_.front().order < clock_->heap_.front().order));
+    if (!timed && !posted) return true;
+    if (served != 0 && clock_->now() >= limit) return false;
     ++served;
-    now = clock_->now();
+    serveOne(posted && (!timed || ready_.front().order < clock_->heap_.front().order));
   }
-  if (std::size_t const pieces = pendingGarbage(); pieces != 0 && this == &current()) {
-    // The share grows with the pieces that wait, so that they become fewer in the end.
-    double const share = std::min(kReapShare * static_cast<double>(pieces), kMaxReapShare);
-    Detail::reapUntil(*clock_, std::max(start + quantum_, now + share * quantum_));
+}
+
+void ActivityManager::endTurn(double start, bool done) {
+  if (!Detail::garbageWaits()) {
+    owed_ = 0;
+    return;
   }
-  return served;
+  double const now = clock_->now();
+  if (done && now < start + quantum_) {
+    owed_ = 0;
+    Detail::reapUntil(*clock_, start + quantum_);
+  } else {
+    Detail::loopTurns();
+    double const share = std::min(kOwedShare * static_cast<double>(pendingGarbage()), 1.0);
+    owed_ += std::min(share * std::max(now - start, kLeastTime), owedQuantum());
+  }
 }
 
 void ActivityManager::serveOne(bool posted) {
   if (posted) {
-    std::function<void()> const work = std::move(ready_.front().work);
-    ready_.pop_front();
-    work();
+    std::list<Posted> one;
+    one.splice(one.begin(), ready_, ready_.begin());
+    one.front().work();
   } else {
     Clock::Notifiee& notifiee = *clock_->heap_.front().notifiee;
     clock_->disarm(notifiee);
@@ -219,9 +287,13 @@ double ActivityManager::nextDueHeld() {
 }
 
 void ActivityManager::takePosted() {
-  std::lock_guard const guard(mutex_);
-  for (auto& work : incoming_) ready_.push_back({clock_->nextOrder_++, std::move(work)});
-  incoming_.clear();
+  std::list<Posted> taken;
+  {
+    std::lock_guard const guard(mutex_);
+    taken.swap(incoming_);
+  }
+  for (Posted& posted : taken) posted.order = clock_->nextOrder_++;
+  ready_.splice(ready_.end(), taken);
 }
 
 void ActivityManager::run() {
@@ -260,11 +332,13 @@ void ActivityManager::stop() {
 
 void ActivityManager::post(std::function<void()> work) {
   ORB_ASSERT(work != nullptr);
+  std::list<Posted> one;
+  one.push_back({0, std::move(work)});
   bool first = false;
   {
     std::lock_guard const guard(mutex_);
     first = incoming_.empty();  // else the loop is woken already
-    incoming_.push_back(std::move(work));
+    incoming_.splice(incoming_.end(), one);
   }
   if (first) workArrived();
 }

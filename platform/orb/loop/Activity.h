@@ -3,9 +3,9 @@
 #include <atomic>
 #include <condition_variable>
 #include <cstddef>
-#include <deque>
 #include <functional>
 #include <limits>
+#include <list>
 #include <mutex>
 #include <thread>
 #include <vector>
@@ -23,7 +23,7 @@ namespace Orb {
 
 class ActivityManager;
 
-/// Tells the time, and calls notifiees back at the times they ask for. Times are in seconds since
+/// Gives the time, and calls notifiees back at the times they ask for. Times are in seconds since
 /// some moment in the past, as now() gives them.
 class ROUTEPOLICY_EXPORT Clock : public RefCounted {
  public:
@@ -39,7 +39,8 @@ class ROUTEPOLICY_EXPORT Clock : public RefCounted {
   /// The time, read afresh; it never goes back.
   double now() const { return timeSource_ ? timeSource_() : monotonicSeconds(); }
   /// Replaces the source of now(); null puts back the system's monotonic clock. Times that are set
-  /// keep their numbers and their order. REQUIRES: no other thread uses the clock meanwhile.
+  /// keep their numbers and their order. REQUIRES: the source does not throw, and no other thread
+  /// uses the clock meanwhile.
   void timeSourceIs(TimeSource source);
 
   /// When the first armed notifiee is due: at or before now() for at once, kNever when none is.
@@ -54,7 +55,7 @@ class ROUTEPOLICY_EXPORT Clock : public RefCounted {
   friend class ActivityManager;
 
   /// A notifiee in the heap. `due` is the time it asked for, but not before it asked; `order`
-  /// counts the requests, and tells apart those due at the same time.
+  /// counts the requests, and decides between those due at the same time.
   struct Armed {
     double due;
     U64 order;
@@ -67,6 +68,8 @@ class ROUTEPOLICY_EXPORT Clock : public RefCounted {
 
   static double monotonicSeconds() noexcept;
   void arm(Notifiee& notifiee, double timeMin);
+  /// The next arm() of a notifiee that is not armed does not throw.
+  void reserveOne();
   void disarm(Notifiee& notifiee) noexcept;
   void placeIs(std::size_t place, Armed const& armed) noexcept;
   void siftUp(std::size_t place, Armed const& armed) noexcept;
@@ -89,13 +92,15 @@ class ROUTEPOLICY_EXPORT Clock::Notifiee {
   virtual ~Notifiee();
 
   Ptr<Clock> const& clock() const noexcept { return clock_; }
-  /// Moves to another clock, or to none; timeMin is kept, and waits while there is no clock.
+  /// Moves to another clock, or to none; timeMin is kept, and waits while there is no clock. When
+  /// this throws, nothing has changed.
   void clockIs(Ptr<Clock> clock);
 
   double timeMin() const noexcept { return timeMin_; }
   /// When onTime() is to be called: kNextTurn (0.0; so is any time that has passed), kNever (at
   /// first), or a time in the base of now(). Setting the value that it has changes nothing, the
-  /// place in the queue included. A time that is not a number raises the range exception.
+  /// place in the queue included. A time that is not a number raises the range exception. When this
+  /// throws, nothing has changed.
   void timeMinIs(double timeMin);
 
   /// The time has come. timeMin is kNever again, so that a time set in here is a new request: at
@@ -132,16 +137,23 @@ class ROUTEPOLICY_EXPORT ActivityManager {
 
   Ptr<Clock> const& clock() const noexcept { return clock_; }
 
-  /// The time in seconds after which a turn starts no further callback; 0.01 at first. A negative
-  /// one, or one that is not a number, raises the range exception.
+  /// The budget of a turn in seconds, 0.01 at first: how long it may go on to free garbage, and how
+  /// long one callback should take at most. A negative one, or one that is not a number, raises the
+  /// range exception.
   double quantum() const noexcept { return quantum_; }
   void quantumIs(double seconds);
+  /// The part of the quantum in seconds, 0.0005 at first, after which a turn starts no further
+  /// callback: a turn takes no longer than this and its last callback. Checked like the quantum.
+  double startLimit() const noexcept { return startLimit_; }
+  void startLimitIs(double seconds);
 
   /// Runs what is due, posted work included, in the order in which it fell due, under the activity
-  /// lock: until the quantum is spent, but at least one callback; the rest waits for the next
-  /// turn, and is first there. What callbacks ask for waits for the next turn, too. Then frees
-  /// garbage (Reaper.h) in the time left, or for a small share of the quantum when there is none.
-  /// Returns the number of callbacks. What one throws ends the turn and goes to the caller.
+  /// lock: until the start limit, but at least one callback; the rest waits for the next turn, and
+  /// is first there. What callbacks ask for waits for the next turn, too. When all is served, frees
+  /// garbage (Reaper.h) for what is left of the quantum. While callbacks leave nothing of it,
+  /// garbage has turns of its own, which run no callback: a twentieth of the time that callbacks
+  /// take for each piece that waits, and at most as much time as they. Returns the number of
+  /// callbacks. What one throws ends them, and goes to the caller.
   std::size_t turn();
 
   /// When turn() is to be called again: at or before clock()->now() (0.0 included) for at once,
@@ -156,41 +168,47 @@ class ROUTEPOLICY_EXPORT ActivityManager {
 
   /// Runs the work once, in a coming turn, in order of posting; between notifiees it has the place
   /// of one that asked for the next turn when the loop took the work over, at the start of a turn.
-  /// REQUIRES: it is not null.
+  /// When this throws, nothing has changed. REQUIRES: it is not null.
   void post(std::function<void()> work);
 
   /// Is called, on the thread that did it, when a thread other than the loop's posts work, arms a
-  /// notifiee that becomes the first due, leaves garbage or calls wake(). It is to tell the host's
-  /// loop and return: it must not call the manager nor wait for the activity lock. May be called
-  /// once for several such events and without need. The old one has returned when this returns.
+  /// notifiee that becomes the first due, leaves garbage or calls wake(). It is to wake the host's
+  /// loop and return: it must not throw, call the manager nor wait for the activity lock. May be
+  /// called once for several such events and without need. The old one has returned when this
+  /// returns, and is not called again.
   void wakeHandlerIs(std::function<void()> handler);
   /// Makes a sleeping run() look again what is due; calls the wake handler.
   void wake();
 
-  /// Wakes the loop, unless the calling thread is the loop's: for those that hand it work.
+  /// Wakes the loop, unless the calling thread is the loop's: for whatever hands it work.
   void workArrived();
 
  private:
   struct Posted {
-    U64 order;  // in the clock's count: it shares the queue with the notifiees
+    U64 order;  // in the clock's count, as the notifiees have it; given at the start of a turn
     std::function<void()> work;
   };
 
   std::size_t serve();
+  bool serveRequests(double start, std::size_t& served);
+  void serveOne(bool posted);
+  void endTurn(double start, bool done);
+  double owedQuantum() const noexcept;
   double nextDueHeld();
   void takePosted();
-  void serveOne(bool posted);
   void sleepUntil(double due);
 
   Ptr<Clock> const clock_;  // guarded by the activity lock, like all down to ready_
   double quantum_ = 0.01;
-  std::deque<Posted> ready_;
+  double startLimit_ = 0.0005;
+  double owed_ = 0;  // seconds of freeing that turns have put off
+  std::list<Posted> ready_;
 
   std::atomic<std::thread::id> loopThread_{{}};  // the thread that drives; none before it does
 
   std::mutex mutex_;  // guards all down to stopped_; taken last
   std::condition_variable changed_;
-  std::vector<std::function<void()>> incoming_;
+  std::list<Posted> incoming_;
   bool woken_ = false;
   bool stopped_ = false;
 

@@ -25,7 +25,7 @@ class ROUTEPOLICY_EXPORT ActivityLock {
   /// Undoes one lock(). REQUIRES: held().
   void unlock();
 
-  /// Lets go of the lock however often it was taken, and tells how often; 0, and nothing is done,
+  /// Lets go of the lock however often it was taken, and returns how often; 0, and nothing is done,
   /// when the calling thread does not hold it.
   [[nodiscard]] U32 unlockAll();
   /// Takes the lock back as unlockAll() found it; 0 does nothing. REQUIRES: not held().
@@ -39,7 +39,7 @@ class ROUTEPOLICY_EXPORT ActivityLock {
   std::size_t waiting() const;
 
  private:
-  /// A thread in the queue; it stands on the stack of that thread.
+  /// A thread in the queue, on the stack of that thread.
   struct Waiter {
     std::thread::id thread;
     std::condition_variable granted;

@@ -2,80 +2,92 @@
 
 #include <atomic>
 #include <cstdlib>
-#include <deque>
 #include <mutex>
 #include <utility>
 
 #include "platform/orb/loop/Activity.h"
 
+// Garbage waits in one queue of the process, which links the pieces themselves: to leave garbage,
+// to take a piece out and to put it back allocates nothing, so that no piece is lost, nor freed all
+// at once, because memory has run out.
+
 namespace Orb {
-namespace {
-
-// Objects freed between two looks at the clock: some ten microseconds at a usual cost of fifty to
-// a hundred nanoseconds each.
-constexpr std::size_t kStep = 256;
-
-using Piece = std::unique_ptr<Garbage>;
 
 /// What waits. A piece leaves the queue while it is being freed, and the count when it is gone.
-class Yard {
+class Detail::Yard {
  public:
+  using Piece = std::unique_ptr<Garbage>;
+
   std::size_t pending() const noexcept { return pending_.load(std::memory_order_acquire); }
 
-  /// Puts a piece at the end; tells whether the loop is to be woken.
+  /// Puts a piece at the end; whether it is alone there, so that the loop is to be woken.
   bool add(Piece piece) {
     std::lock_guard const guard(mutex_);
-    queue_.push_back(std::move(piece));
+    Garbage* const last = piece.get();
+    (first_ ? last_->next_ : first_) = std::move(piece);
+    last_ = last;
+    ++waiting_;
     ++unturned_;
     pending_.fetch_add(1, std::memory_order_acq_rel);
-    return queue_.size() == 1;
+    return waiting_ == 1;
   }
 
   bool hasWaiting() const {
     std::lock_guard const guard(mutex_);
-    return !queue_.empty();
+    return first_ != nullptr;
   }
 
   /// Takes the oldest piece out; null when none waits.
   Piece take() {
     std::lock_guard const guard(mutex_);
-    if (queue_.empty()) return nullptr;
-    Piece piece = std::move(queue_.front());
-    queue_.pop_front();
+    if (!first_) return nullptr;
+    Piece piece = std::move(first_);
+    first_ = std::move(piece->next_);
+    --waiting_;
     return piece;
   }
 
   /// Puts a piece that is not done back to the front.
   void putBack(Piece piece) {
     std::lock_guard const guard(mutex_);
-    queue_.push_front(std::move(piece));
+    if (!first_) last_ = piece.get();
+    piece->next_ = std::move(first_);
+    first_ = std::move(piece);
+    ++waiting_;
   }
 
   /// A piece that take() gave is all gone.
   void gone() noexcept { pending_.fetch_sub(1, std::memory_order_acq_rel); }
 
-  /// A turn of the loop frees.
-  void turned() {
-    std::lock_guard const guard(mutex_);
-    unturned_ = 0;
-  }
+  void loopTurns() noexcept { unturned_ = 0; }
 
-  /// Whether garbage piles up because nothing turns the loop.
+  /// Whether garbage collects because nothing turns the loop.
   bool overflows() const {
     std::lock_guard const guard(mutex_);
-    return unturned_ > kMaxUnturned && queue_.size() > kMaxUnturned;
+    return unturned_ > kMaxUnturned && waiting_ > kMaxUnturned;
   }
 
   bool closed() const noexcept { return closed_.load(std::memory_order_acquire); }
   void close() noexcept { closed_.store(true, std::memory_order_release); }
 
  private:
-  mutable std::mutex mutex_;  // guards queue_ and unturned_
-  std::deque<Piece> queue_;
-  std::size_t unturned_ = 0;  // pieces added since a turn last freed
+  mutable std::mutex mutex_;  // guards the queue, down to waiting_
+  Piece first_;
+  Garbage* last_ = nullptr;  // when there is a first
+  std::size_t waiting_ = 0;
+  std::atomic<std::size_t> unturned_{0};  // pieces added since the loop last turned
   std::atomic<std::size_t> pending_{0};
   std::atomic<bool> closed_{false};
 };
+
+namespace {
+
+using Detail::Yard;
+using Piece = Yard::Piece;
+
+// Objects freed between two looks at the clock: some ten microseconds at a usual cost of fifty to
+// a hundred nanoseconds each.
+constexpr std::size_t kStep = 256;
 
 Yard& yard() {
   // Never destroyed, on purpose: garbage may come until the very end. What frees it at exit is an
@@ -95,16 +107,6 @@ Yard& yard() {
 /// This thread is freeing whole pieces: what they lead to waits for its loop, which recursion
 /// through reap() must not replace.
 thread_local bool freeing = false;
-
-/// Makes the allocator tidy up after a step. The GNU one sets small freed blocks aside and joins
-/// them with their neighbours all at once when it is next asked for a large one: after a million
-/// objects that takes more than ten milliseconds, in whoever's turn it is. A large request after
-/// each step has it join a few at a time, at the same cost altogether.
-void settleHeap() noexcept {
-  constexpr std::size_t kLarge = 2048;
-  void* const volatile block = std::malloc(kLarge);  // volatile: or the pair would be left out
-  std::free(block);
-}
 
 void freeWhole(Yard& all, Piece piece) {
   bool const nested = std::exchange(freeing, true);
@@ -136,6 +138,14 @@ void reap(std::unique_ptr<Garbage> garbage) {
 
 std::size_t pendingGarbage() { return yard().pending(); }
 
+void Detail::settleHeap() noexcept {
+  constexpr std::size_t kLarge = 2048;
+  void* const volatile block = std::malloc(kLarge);  // volatile: or the pair would be left out
+  std::free(block);
+}
+
+void Detail::loopTurns() { yard().loopTurns(); }
+
 bool Detail::garbageWaits() { return pendingGarbage() != 0 && yard().hasWaiting(); }
 
 void reapAll() {
@@ -144,14 +154,14 @@ void reapAll() {
 }
 
 void Detail::reapUntil(Clock const& clock, double until) {
+  loopTurns();
   Yard& all = yard();
-  all.turned();
   while (Piece piece = all.take()) {
     bool more = true;
     bool late = false;
     do {
       more = piece->freeSome(kStep);
-      settleHeap();
+      Detail::settleHeap();
       late = clock.now() >= until;
     } while (more && !late);
     if (more) {

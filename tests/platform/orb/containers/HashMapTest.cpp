@@ -34,27 +34,6 @@ TEST(HashMap, loopMayChangeTheMap) {
 
 TEST(HashMap, destroysEachItemOnce) { lifetimes<Hashed<Counted>>(); }
 
-TEST(HashMap, keepsItsRoomForWhatWasReserved) {
-  for (U32 const room : {1U, 4U, 8U, 9U, 1000U}) {
-    Hashed<Plain<5>> map(room);
-    EXPECT_EQ(map.begin(), map.end());
-    auto const* const first = map.insertOrAssign({0, 0}).first;
-    for (U32 i = 1; i < room; ++i) map.insertOrAssign({i, i});
-    EXPECT_EQ(map.find(0), first);
-    auto const it = map.begin();
-    map.reserve(room + 1);
-    EXPECT_EQ(&*it, map.find(0));
-    for (U32 i = 0; i < room; ++i) ASSERT_EQ(map.find(i)->value, i);
-  }
-  Hashed<Plain<5>> map(9);
-  for (U32 i = 0; i < 4; ++i) map.insertOrAssign({i, i});
-  map.erase(0);
-  map.reserve(9);
-  auto const* const first = map.find(1);
-  for (U32 i = 4; i < 10; ++i) map.insertOrAssign({i, i});
-  EXPECT_EQ(map.find(1), first);
-}
-
 TEST(HashMap, equalsInAnyOrder) {
   Hashed<Plain<5>> a;
   Hashed<Plain<5>> b;

@@ -3,14 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <memory>
-#include <optional>
 #include <random>
 #include <stdexcept>
 #include <string>
 #include <thread>
-#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -23,298 +22,174 @@ namespace {
 /// Runs a function when its time comes.
 class Caller : public Clock::Notifiee {
  public:
-  Caller(Ptr<Clock> clock, std::function<void(Caller&)> call)
-      : Notifiee(std::move(clock)), call_(std::move(call)) {}
+  Caller(ActivityManager& manager, double timeMin, std::function<void()> call)
+      : Notifiee(manager.clock()), call_(std::move(call)) {
+    timeMinIs(timeMin);
+  }
   void onTime() override {
     auto const call = call_;  // ours may go away with us
-    call(*this);
+    call();
   }
 
  private:
-  std::function<void(Caller&)> call_;
+  std::function<void()> call_;
 };
 
-/// A manager whose time the test sets.
-class ActivityTest : public testing::Test {
+/// Notifiees and posted work that, when they are called, ask for more, let time pass, and move and
+/// destroy each other and themselves; and beside them a plain list of the requests, which says at
+/// each call what has to be called.
+class Requests : public testing::Test {
  protected:
-  ActivityTest() {
-    manager_.clock()->timeSourceIs([this] { return now_; });
-  }
-
-  /// A notifiee, armed for `timeMin`, that logs its name and lets `seconds` pass.
-  std::unique_ptr<Caller> worker(std::string name, double timeMin, double seconds = 0) {
-    auto made = std::make_unique<Caller>(manager_.clock(), [this, name, seconds](Caller&) {
-      log_.push_back(name);
-      now_ += seconds;
-    });
-    made->timeMinIs(timeMin);
-    return made;
-  }
-
-  std::vector<std::string> turnLog() {
-    log_.clear();
-    manager_.turn();
-    return log_;
-  }
-
-  using Names = std::vector<std::string>;
-
-  double now_ = 1000;
-  ActivityManager manager_;
-  Names log_;
-};
-
-TEST_F(ActivityTest, EveryMixOfRequestsIsServedAsByAScanOfTheRequests) {
+  static constexpr int kCallers = 30;  // posted work has the numbers from here on
   struct Request {
     double due;
     int order;
+    int number;
   };
-  std::mt19937 random(7);
-  auto const pick = [&](int n) { return static_cast<int>(random() % static_cast<unsigned>(n)); };
-  constexpr int kCount = 40;
-  std::vector<std::unique_ptr<Caller>> callers(kCount);
-  std::vector<std::optional<Request>> model(kCount);
-  std::vector<int> served;
-  int order = 0;
-  manager_.quantumIs(100);
 
-  for (int step = 0; step < 20000; ++step) {
-    int const which = pick(kCount);
-    auto& caller = callers.at(static_cast<std::size_t>(which));
-    auto& request = model.at(static_cast<std::size_t>(which));
-    switch (pick(8)) {
-      case 0:
-        caller.reset();
-        request.reset();
-        break;
-      case 1:
-        now_ += pick(3);
-        break;
-      case 2: {
-        std::vector<std::tuple<double, int, int>> due;
-        double next = Clock::kNever;
-        for (int i = 0; i < kCount; ++i) {
-          auto& one = model.at(static_cast<std::size_t>(i));
-          if (!one) continue;
-          if (one->due <= now_) {
-            due.emplace_back(one->due, one->order, i);
-            one.reset();
-          } else {
-            next = std::min(next, one->due);
-          }
-        }
-        std::sort(due.begin(), due.end());
-        std::vector<int> expected;
-        for (auto const& [time, count, i] : due) expected.push_back(i);
-        served.clear();
-        EXPECT_EQ(manager_.turn(), expected.size());
-        ASSERT_EQ(served, expected) << "step " << step;
-        ASSERT_EQ(manager_.nextDue(), next);
-        break;
+  std::unique_ptr<Caller>& caller(int number) {
+    return callers_.at(static_cast<std::size_t>(number));
+  }
+  int below(int n) { return static_cast<int>(random_() % static_cast<unsigned>(n)); }
+
+  /// What is to be called next in the turn, or -1.
+  int next() const {
+    Request const* best[2] = {};  // notifiee and work
+    for (Request const& r : requests_) {
+      if (r.order >= end_ || r.due > start_) continue;
+      Request const*& b = best[r.number >= kCallers];
+      if (!b || std::pair(r.due, r.order) < std::pair(b->due, b->order)) b = &r;
+    }
+    if (!best[0] || !best[1]) return best[0] ? best[0]->number : best[1] ? best[1]->number : -1;
+    return best[best[1]->order < best[0]->order]->number;
+  }
+  void called(int number) {
+    ASSERT_EQ(number, next());
+    ASSERT_TRUE(isFirst_ || now_ < limit_);
+    isFirst_ = false;
+    forget(number);
+    ASSERT_TRUE(number >= kCallers || caller(number)->timeMin() == Clock::kNever);
+    for (int n = below(3); n > 0; --n) change();
+    if (below(9) == 0) checkDue();
+    now_ += below(2);
+    ASSERT_TRUE(ActivityManager::inTurn() && activityLock().held());
+    ActivityUnlockAnchor const unlocked;
+    if (below(9) == 0) throw std::runtime_error("goes to the caller, and loses nothing");
+  }
+  void turn() {
+    takePosted();
+    start_ = now_;
+    end_ = orders_;
+    limit_ = start_ + std::min(manager_.startLimit(), manager_.quantum());
+    isFirst_ = true;
+    try {
+      manager_.turn();
+      ASSERT_TRUE(now_ >= limit_ || next() == -1);
+    } catch (std::runtime_error const&) {
+      ++thrown_;
+    }
+    ASSERT_FALSE(ActivityManager::inTurn() || activityLock().held());
+    checkDue();
+  }
+  void checkDue() {
+    takePosted();
+    double due = Clock::kNever;
+    for (Request const& r : requests_) due = std::min(due, r.due);
+    ASSERT_EQ(manager_.nextDue(), due);
+  }
+
+  void forget(int number) {
+    std::erase_if(requests_, [&](Request const& r) { return r.number == number; });
+  }
+  void takePosted() {
+    for (int const work : std::exchange(posted_, {})) requests_.push_back({0, orders_++, work});
+  }
+  /// A caller has made a request, in place of an older one, or taken it back.
+  void asked(int number) {
+    forget(number);
+    Caller const* const one = caller(number).get();
+    if (!one || !one->clock() || one->timeMin() == Clock::kNever) return;
+    requests_.push_back({std::max(one->timeMin(), now_), orders_++, number});
+  }
+  void change() {
+    int const number = below(kCallers);
+    auto& one = caller(number);
+    int const what = below(40);
+    if (what == 0) {  // another time, which may be in the past
+      now_ -= below(9);
+      manager_.clock()->timeSourceIs([this] { return now_; });
+      std::sort(requests_.begin(), requests_.end(), [](Request const& a, Request const& b) {
+        return std::pair(a.due, a.order) < std::pair(b.due, b.order);
+      });
+      for (Request const& r : std::exchange(requests_, {})) {
+        r.number < kCallers ? asked(r.number) : requests_.push_back(r);
       }
-      default:
-        if (!caller) {
-          caller = std::make_unique<Caller>(manager_.clock(),
-                                            [&served, which](Caller&) { served.push_back(which); });
-        }
-        double const timeMin = pick(4) == 0   ? Clock::kNever
-                               : pick(3) == 0 ? Clock::kNextTurn
-                                              : now_ - 2 + pick(8);
-        if (timeMin == caller->timeMin()) break;  // no request
-        caller->timeMinIs(timeMin);
-        request.reset();
-        if (timeMin != Clock::kNever) request = Request{std::max(timeMin, now_), order++};
+    } else if (what < 8) {
+      posted_.push_back(kCallers + works_);
+      manager_.post([this, work = kCallers + works_++] { called(work); });
+    } else if (what < 12) {
+      one.reset();
+      asked(number);
+    } else if (!one) {
+      auto const call = [this, number] { called(number); };
+      one = std::make_unique<Caller>(manager_, Clock::kNever, call);
+    } else if (what < 15) {  // away from the clock, or back
+      one->clockIs(one->clock() ? nullptr : manager_.clock());
+      asked(number);
+    } else {
+      double const times[] = {Clock::kNever, Clock::kNextTurn, now_ - 2 + below(8)};
+      double const timeMin = times[what % 3];
+      bool const isNew = timeMin != one->timeMin();
+      one->timeMinIs(timeMin);
+      if (isNew) asked(number);
     }
   }
-}
 
-TEST_F(ActivityTest, ARequestMadeInATurnWaitsForTheNext) {
-  auto other = worker("other", Clock::kNever);
-  Caller again(manager_.clock(), [&](Caller& self) {
-    EXPECT_EQ(self.timeMin(), Clock::kNever);
-    log_.push_back("again");
-    self.timeMinIs(Clock::kNextTurn);
-    other->timeMinIs(now_);
-    manager_.post([this] { log_.push_back("posted"); });
-  });
-  again.timeMinIs(Clock::kNextTurn);
-  EXPECT_EQ(turnLog(), Names({"again"}));
-  EXPECT_LE(manager_.nextDue(), now_);
-  EXPECT_EQ(turnLog(), Names({"again", "other", "posted"}));
-}
+  double now_ = 1000;
+  ActivityManager manager_;
+  std::mt19937 random_{7};
+  std::array<std::unique_ptr<Caller>, kCallers> callers_;
+  std::vector<Request> requests_;
+  std::vector<int> posted_;  // not taken over yet
+  int orders_ = 0;
+  int works_ = 0;
+  int thrown_ = 0;
+  double start_ = 0;  // of the turn
+  double limit_ = 0;
+  int end_ = 0;
+  bool isFirst_ = true;
+};
 
-TEST_F(ActivityTest, ATurnEndsWithItsQuantumAndTheRestIsFirstInTheNext) {
-  constexpr double kWork = 1.0 / 1024;  // adds up exactly
-  manager_.quantumIs(10 * kWork);
-  std::vector<std::unique_ptr<Caller>> callers;
-  Names all;
-  for (int i = 0; i < 10000; ++i) {
-    all.push_back(std::to_string(i));
-    callers.push_back(worker(all.back(), Clock::kNextTurn, kWork));
+TEST_F(Requests, AreServedAsTheListOfThemSays) {
+  manager_.clock()->timeSourceIs([this] { return now_; });
+  manager_.quantumIs(2);
+  for (int step = 0; step < 30000 && !HasFatalFailure(); ++step) {
+    if (step % 500 == 0) manager_.startLimitIs(below(4));
+    if (below(8) == 0) ++now_;
+    below(6) == 0 ? turn() : change();
   }
-  Names served;
-  for (int turn = 0; turn < 1000; ++turn) {
-    auto const late = worker("late", Clock::kNextTurn);  // behind what is left
-    double const start = now_;
-    for (auto const& name : turnLog()) served.push_back(name);
-    EXPECT_EQ(now_ - start, 10 * kWork);
+  EXPECT_GT(std::min(works_, thrown_), 500);
+}
+
+TEST(Activity, TimesThatAreNoTimesAreRefused) {
+  ActivityManager manager;
+  Caller a(manager, 5, [] {});
+  EXPECT_THROW(a.timeMinIs(std::nan("")), RangeException);
+  EXPECT_EQ(a.timeMin(), 5);
+  for (double const seconds : {std::nan(""), -0.01}) {
+    EXPECT_THROW(manager.quantumIs(seconds), RangeException);
+    EXPECT_THROW(manager.startLimitIs(seconds), RangeException);
   }
-  EXPECT_EQ(served, all);
 }
 
-TEST_F(ActivityTest, WhoAlwaysWantsTheNextTurnStarvesNobody) {
-  manager_.quantumIs(0);  // one callback a turn
-  Caller greedy(manager_.clock(), [&](Caller& self) {
-    log_.push_back("greedy");
-    self.timeMinIs(Clock::kNextTurn);
-    manager_.post([this] { log_.push_back("posted"); });
-  });
-  greedy.timeMinIs(Clock::kNextTurn);
-  auto const a = worker("a", Clock::kNextTurn);
-  auto const b = worker("b", now_ - 500);  // long due, but asked for only now
-  for (int turn = 0; turn < 6; ++turn) manager_.turn();
-  EXPECT_EQ(log_, Names({"greedy", "a", "b", "greedy", "posted", "greedy"}));
-}
-
-TEST_F(ActivityTest, SettingTheSameTimeKeepsThePlaceInTheQueue) {
-  auto const a = worker("a", Clock::kNextTurn);
-  auto const b = worker("b", Clock::kNextTurn);
-  a->timeMinIs(Clock::kNextTurn);
-  EXPECT_EQ(turnLog(), Names({"a", "b"}));
-}
-
-TEST_F(ActivityTest, CallbacksMayDestroyThemselvesAndOthers) {
-  auto victim = worker("victim", Clock::kNextTurn + 1);
-  std::unique_ptr<Caller> self;
-  self = std::make_unique<Caller>(manager_.clock(), [&](Caller&) {
-    victim.reset();
-    self = worker("replacement", Clock::kNextTurn);
-  });
-  self->timeMinIs(Clock::kNextTurn);
-  victim->timeMinIs(Clock::kNextTurn);  // behind self
-  auto const after = worker("after", Clock::kNextTurn);
-  EXPECT_EQ(turnLog(), Names({"after"}));
-  EXPECT_EQ(turnLog(), Names({"replacement"}));
-  EXPECT_EQ(manager_.clock()->armedCount(), 0U);
-}
-
-TEST_F(ActivityTest, AnExceptionGoesToTheCallerAndLosesNothingElse) {
-  Caller bad(manager_.clock(), [](Caller&) { throw std::runtime_error("bad"); });
-  bad.timeMinIs(Clock::kNextTurn);
-  auto const good = worker("good", Clock::kNextTurn);
-  manager_.post([] { throw std::runtime_error("worse"); });
-  EXPECT_THROW(manager_.turn(), std::runtime_error);
-  EXPECT_FALSE(activityLock().held());
-  EXPECT_FALSE(ActivityManager::inTurn());
-  EXPECT_THROW(manager_.turn(), std::runtime_error);
-  EXPECT_EQ(log_, Names({"good"}));
-  EXPECT_EQ(manager_.turn(), 0U);
-}
-
-TEST_F(ActivityTest, TimesThatAreNoTimesAreRefused) {
-  auto const a = worker("a", 5);
-  EXPECT_THROW(a->timeMinIs(std::nan("")), RangeException);
-  EXPECT_EQ(a->timeMin(), 5);
-  EXPECT_THROW(manager_.quantumIs(std::nan("")), RangeException);
-  EXPECT_THROW(manager_.quantumIs(-0.01), RangeException);
-}
-
-TEST_F(ActivityTest, TheHostLearnsWhenTheNextTurnIsDue) {
-  EXPECT_EQ(manager_.nextDue(), Clock::kNever);
-  auto const a = worker("a", now_ + 5);
-  EXPECT_EQ(manager_.nextDue(), now_ + 5);
-  manager_.post([] {});
-  EXPECT_EQ(manager_.nextDue(), 0.0);
-  EXPECT_EQ(manager_.turn(), 1U);
-  EXPECT_EQ(manager_.nextDue(), now_ + 5);
-  a->timeMinIs(Clock::kNever);
-  EXPECT_EQ(manager_.nextDue(), Clock::kNever);
-}
-
-TEST_F(ActivityTest, ANotifieeKeepsItsTimeWhenItChangesClocks) {
+TEST(Activity, ANotifieeMayOutliveTheManagerOfItsClock) {
+  ActivityManager manager;
   auto other = std::make_unique<ActivityManager>();
-  auto const a = worker("a", Clock::kNextTurn);
-  a->clockIs(nullptr);
-  EXPECT_EQ(manager_.turn(), 0U);
-  a->clockIs(other->clock());
-  EXPECT_EQ(other->turn(), 1U);
-  a->timeMinIs(7);
+  Caller a(*other, Clock::kNever, [] {});
   other.reset();
-  a->timeMinIs(Clock::kNextTurn);  // the clock is there, its manager is not
-  a->clockIs(manager_.clock());
-  EXPECT_EQ(turnLog(), Names({"a"}));
-}
-
-TEST_F(ActivityTest, AnotherTimeSourceKeepsTheOrderAndEndsTheTurn) {
-  auto const future = worker("future", 1005);
-  auto const a = worker("a", Clock::kNextTurn);
-  Caller reset(manager_.clock(),
-               [&](Caller&) { manager_.clock()->timeSourceIs([this] { return now_ - 1000; }); });
-  reset.timeMinIs(Clock::kNextTurn);
-  auto const b = worker("b", Clock::kNextTurn);
-  auto const c = worker("c", Clock::kNextTurn);
-  EXPECT_EQ(turnLog(), Names({"a"}));
-  EXPECT_EQ(turnLog(), Names({"b", "c"}));
-  EXPECT_EQ(manager_.nextDue(), 1005);
-}
-
-TEST_F(ActivityTest, CallbacksRunUnderTheLockAndMayLetItGo) {
-  bool heldWithin = false;
-  bool heldInUnlock = true;
-  manager_.post([&] {
-    heldWithin = activityLock().held();
-    ActivityUnlockAnchor const unlocked;
-    heldInUnlock = activityLock().held();
-  });
-  {
-    ActivityLockAnchor const host;
-    manager_.turn();
-    EXPECT_TRUE(activityLock().held());
-  }
-  EXPECT_TRUE(heldWithin);
-  EXPECT_FALSE(heldInUnlock);
-  EXPECT_FALSE(activityLock().held());
-}
-
-TEST(ThreadsActivity, PostsAndRequestsOfOtherThreadsReachASleepingLoop) {
-  ActivityManager manager;
-  int calls = 0;  // the loop's
-  Caller last(manager.clock(), [&](Caller& self) {
-    if (calls == 4 * 500) return manager.stop();
-    self.timeMinIs(Clock::kNextTurn);
-  });
-  std::thread loop([&] { manager.run(); });
-  std::vector<std::thread> others;
-  for (int i = 0; i < 4; ++i) {
-    others.emplace_back([&] {
-      for (int n = 0; n < 500; ++n) manager.post([&calls] { ++calls; });
-    });
-  }
-  for (auto& other : others) other.join();
-  {
-    ActivityLockAnchor const lock;
-    last.timeMinIs(manager.clock()->now() + 3600);
-    last.timeMinIs(Clock::kNextTurn);
-  }
-  loop.join();
-  EXPECT_EQ(calls, 4 * 500);
-}
-
-TEST(ThreadsActivity, NotifieesComeAndGoUnderTheLockWhileTheLoopRuns) {
-  ActivityManager manager;
-  int calls = 0;
-  std::thread loop([&] { manager.run(); });
-  for (int i = 0; i < 300; ++i) {
-    ActivityLockAnchor const lock;
-    auto caller = std::make_unique<Caller>(manager.clock(), [&calls](Caller&) { ++calls; });
-    caller->timeMinIs(Clock::kNextTurn);
-    ActivityLockAnchor const twice;
-    { ActivityUnlockAnchor const unlocked; }  // the loop may serve it here
-    caller.reset();
-  }
-  manager.stop();
-  loop.join();
-  EXPECT_LE(calls, 300);
+  a.timeMinIs(Clock::kNextTurn);
+  a.clockIs(manager.clock());
+  EXPECT_EQ(manager.turn(), 1U);
 }
 
 TEST(ThreadsActivity, ARunSleepsUntilANotifieeIsDueAndReturnsAtAStopHoweverEarly) {
@@ -322,8 +197,7 @@ TEST(ThreadsActivity, ARunSleepsUntilANotifieeIsDueAndReturnsAtAStopHoweverEarly
   manager.stop();
   manager.run();
   double const due = manager.clock()->now() + 0.005;
-  Caller stopper(manager.clock(), [&](Caller&) { manager.stop(); });
-  stopper.timeMinIs(due);
+  Caller const stopper(manager, due, [&] { manager.stop(); });
   manager.run();
   EXPECT_GE(manager.clock()->now(), due);
 
@@ -337,32 +211,30 @@ TEST(ThreadsActivity, ARunSleepsUntilANotifieeIsDueAndReturnsAtAStopHoweverEarly
   other.join();
 }
 
-TEST(ThreadsActivity, TheWakeHandlerTellsOfOtherThreadsWorkOnly) {
+TEST(ThreadsActivity, TheWakeHandlerIsCalledForWorkOfOtherThreadsWhileItIsSet) {
   ActivityManager manager;
-  std::atomic<int> wakes{0};
-  manager.wakeHandlerIs([&wakes] { ++wakes; });
+  std::string wakes;
+  auto const wakesOf = [&](auto const& work) {
+    wakes.clear();
+    std::thread(work).join();
+    return wakes;
+  };
+  auto const wake = [&] { manager.wake(); };
+  manager.wakeHandlerIs([&] { wakes += 'a'; });
   EXPECT_EQ(manager.nextDue(), Clock::kNever);  // this thread is the loop's from here on
-  Caller later(manager.clock(), [](Caller&) {});
-  Caller sooner(manager.clock(), [](Caller&) {});
   double const hour = manager.clock()->now() + 3600;
-  later.timeMinIs(hour);
+  Caller const later(manager, hour, [] {});
+  Caller sooner(manager, Clock::kNever, [] {});
   manager.post([] {});
-  EXPECT_EQ(wakes, 0);
+  EXPECT_EQ(wakes, "");
   manager.turn();
-
-  auto const inOther = [](auto const& work) { std::thread(work).join(); };
-  inOther([&] { manager.post([] {}); });
-  EXPECT_EQ(wakes, 1);
-  inOther([&] {
-    ActivityLockAnchor const lock;
-    sooner.timeMinIs(hour + 1);  // not the first due
-    EXPECT_EQ(wakes, 1);
-    sooner.timeMinIs(hour - 1);
-  });
-  EXPECT_EQ(wakes, 2);
+  EXPECT_EQ(wakesOf([&] { manager.post([] {}); }), "a");
+  EXPECT_EQ(wakesOf([&] { sooner.timeMinIs(hour + 1); }), "") << "not the first due";
+  EXPECT_EQ(wakesOf([&] { sooner.timeMinIs(hour - 1); }), "a");
+  manager.wakeHandlerIs([&] { wakes += 'b'; });
+  EXPECT_EQ(wakesOf(wake), "b");
   manager.wakeHandlerIs(nullptr);
-  inOther([&] { manager.wake(); });
-  EXPECT_EQ(wakes, 2);
+  EXPECT_EQ(wakesOf(wake), "");
 }
 
 }  // namespace

@@ -8,169 +8,207 @@
 #include <cstdlib>
 #include <functional>
 #include <future>
+#include <stdexcept>
+#include <string>
 #include <thread>
-#include <utility>
 #include <vector>
 
 #include "platform/orb/loop/Activity.h"
+#include "platform/orb/loop/ActivityLock.h"
 
 namespace Orb {
 namespace {
 
 /// A number of objects; calls `freed` with how many of them went, and `last` at the end.
-class Heap : public Garbage {
- public:
-  Heap(std::size_t size, std::function<void(std::size_t)> freed, std::function<void()> last = {})
-      : left_(size), freed_(std::move(freed)), last_(std::move(last)) {}
-  ~Heap() override {
-    if (last_) last_();
-  }
+struct Heap : Garbage {
+  using Freed = std::function<void(std::size_t)>;
+  Heap(std::size_t size, Freed f, std::function<void()> l)
+      : left(size), freed(std::move(f)), last(std::move(l)) {}
+  ~Heap() override { last(); }
   bool freeSome(std::size_t count) override {
-    std::size_t const now = std::min(count, left_);
-    left_ -= now;
-    freed_(now);
-    return left_ != 0;
+    std::size_t const now = std::min(count, left);
+    freed(now);
+    return (left -= now) != 0;
   }
-
- private:
-  std::size_t left_;
-  std::function<void(std::size_t)> freed_;
-  std::function<void()> last_;
+  std::size_t left;
+  Freed const freed;
+  std::function<void()> const last;
 };
 
-class Builder : public Clock::Notifiee {
- public:
-  Builder(Ptr<Clock> clock, std::function<void()> slice)
-      : Notifiee(std::move(clock)), slice_(std::move(slice)) {
-    timeMinIs(Clock::kNextTurn);
-  }
-  void onTime() override {
-    slice_();
-    timeMinIs(Clock::kNextTurn);
-  }
+void leave(std::size_t size, Heap::Freed freed, std::function<void()> last) {
+  reap(std::make_unique<Heap>(size, std::move(freed), std::move(last)));
+}
 
- private:
-  std::function<void()> slice_;
-};
-
-/// A current manager whose time passes by freeing: a microsecond for each object.
+/// A current manager whose time passes by freeing, a microsecond for each object, and by builds.
 class ReaperTest : public testing::Test {
  protected:
+  static constexpr double kSlack = 300e-6;  // one look at the clock in 256 objects
+
   ReaperTest() : scope_(manager_) {
     manager_.clock()->timeSourceIs([this] { return now_; });
   }
   ~ReaperTest() override { reapAll(); }
 
-  std::unique_ptr<Garbage> heap(std::size_t size, std::function<void()> last = {}) {
-    return std::make_unique<Heap>(
-        size,
-        [this](std::size_t count) {
-          freed_ += count;
-          now_ += 1e-6 * static_cast<double>(count);
-        },
-        std::move(last));
+  static void nothing() {}
+  void leave(std::size_t size, std::function<void()> last = nothing) {
+    auto const freed = [this](std::size_t count) {
+      freed_ += count;
+      freedAt_ = now_ += 1e-6 * static_cast<double>(count);
+    };
+    Orb::leave(size, freed, std::move(last));
   }
-
+  /// Builds for so many seconds, in slices of 10 ms that last a little longer.
+  void build(double seconds) {
+    manager_.post([this, seconds, asked = now_] {
+      longestWait_ = std::max(longestWait_, now_ - asked);
+      now_ += std::min(seconds, 0.0101);
+      if (seconds > 0.0101) build(seconds - 0.0101);
+    });
+  }
   double turnTime() {
     double const start = now_;
     manager_.turn();
     return now_ - start;
   }
 
-  static constexpr double kSlack = 300e-6;  // one look at the clock in 256 objects
-
   double now_ = 1000;
+  double freedAt_ = 1000;
+  double longestWait_ = 0;
   std::size_t freed_ = 0;
   ActivityManager manager_;
   ActivityManager::Scope scope_;
 };
 
-TEST_F(ReaperTest, AnIdleLoopFreesInTurnsOfItsQuantum) {
+TEST_F(ReaperTest, GarbageHasWhatIsLeftOfTheCurrentManagersQuantum) {
   EXPECT_EQ(manager_.nextDue(), Clock::kNever);
   reap(nullptr);
-  reap(heap(25000));
-  reap(heap(10));
+  leave(25000);
+  leave(10);
+  ActivityManager other;
+  other.turn();
+  EXPECT_EQ(other.nextDue(), Clock::kNever);
   EXPECT_EQ(freed_, 0U);
-  EXPECT_EQ(pendingGarbage(), 2U);
   EXPECT_EQ(manager_.nextDue(), 0.0);
   EXPECT_NEAR(turnTime(), 0.01, kSlack);
+  manager_.post([this] { now_ += 0.004; });
   EXPECT_NEAR(turnTime(), 0.01, kSlack);
-  EXPECT_EQ(pendingGarbage(), 2U);
-  EXPECT_LT(turnTime(), 0.006);
+  EXPECT_NEAR(static_cast<double>(freed_), 16000, 600);
+  manager_.post([] { throw std::runtime_error("no memory"); });
+  EXPECT_THROW(manager_.turn(), std::runtime_error);
   EXPECT_EQ(freed_, 25010U);
   EXPECT_EQ(pendingGarbage(), 0U);
   EXPECT_EQ(manager_.nextDue(), Clock::kNever);
 }
 
-TEST_F(ReaperTest, ABuildThatFillsItsTurnsIsSlowedByAShareThatGrowsWithTheGarbage) {
-  Builder const builder(manager_.clock(), [this] { now_ += 0.01; });
-  reap(heap(5120));  // ten slices of half a millisecond, as the steps fall
-  for (int turn = 0; pendingGarbage() != 0; ++turn) {
-    ASSERT_LT(turn, 20);
-    double const time = turnTime();
-    EXPECT_GT(time, 0.0104);
-    EXPECT_LT(time, 0.0105 + kSlack);
+TEST_F(ReaperTest, NoTurnIsLongAndNothingStarvesHoweverMuchIsBuiltAndWaits) {
+  for (int const lists : {1, 10, 100, 1000}) {
+    for (double const huge : {0.0, 0.04, 1.0}) {  // every tenth list; the others are tiny
+      for (int const pieces : {0, 1, 40}) {
+        for (int i = 0; i < lists; ++i) build(i % 10 == 5 % lists ? huge : 1e-6 * (i % 50));
+        for (int i = 0; i < pieces; ++i) leave(20000);
+        longestWait_ = 0;
+        for (freedAt_ = now_; manager_.nextDue() <= now_;) {
+          ASSERT_LE(turnTime(), 0.011) << lists << ' ' << huge << ' ' << pieces;
+          std::size_t const left = pendingGarbage();
+          ASSERT_LE(left == 0 ? 0 : now_ - freedAt_, left < 20 ? 0.23 : 0.022);
+        }
+        EXPECT_LE(longestWait_, 0.022 * (lists / 10 + 1));
+        EXPECT_EQ(pendingGarbage(), 0U);
+      }
+    }
   }
-  for (int i = 0; i < 40; ++i) reap(heap(5000));
-  EXPECT_NEAR(turnTime(), 0.015, kSlack);
 }
 
-TEST_F(ReaperTest, WhatACallbackLeavesOfTheTurnGoesToTheGarbage) {
-  Builder const builder(manager_.clock(), [this] { now_ += 0.004; });
-  reap(heap(100000));
-  EXPECT_NEAR(turnTime(), 0.01, kSlack);
+TEST_F(ReaperTest, GarbageGetsAShareThatGrowsWithItsPieces) {
+  struct {
+    int pieces;
+    int callbacks;  // due in every turn
+    double seconds;
+    double share;
+  } const cases[] = {
+      {1, 1, 0.01, 1.0 / 21}, {1, 99, 1e-5, 1.0 / 21}, {10, 3, 0.01, 1.0 / 3},
+      {20, 1, 0.01, 0.5},     {60, 99, 1e-5, 0.5},     {1, 1, 1.0, 0.01},
+  };
+  for (auto const& c : cases) {
+    double const end = now_ + 2;
+    std::function<void()> const work = [&] {
+      now_ += c.seconds;
+      if (now_ < end) manager_.post(work);
+    };
+    for (int i = 0; i < c.callbacks; ++i) manager_.post(work);
+    for (int i = 0; i < c.pieces; ++i) leave(2000000);
+    freed_ = 0;
+    while (now_ < end) manager_.turn();
+    EXPECT_NEAR(1e-6 * static_cast<double>(freed_) / 2, c.share, 0.01) << c.pieces;
+    reapAll();
+    manager_.post([] {});
+    EXPECT_GT(manager_.turn(), 0U) << "garbage that is gone has no turn";
+    while (manager_.turn() != 0) continue;
+  }
 }
 
-TEST_F(ReaperTest, AnotherManagerThanTheCurrentOneFreesNothing) {
-  ActivityManager other;
-  reap(heap(10));
-  other.turn();
-  EXPECT_EQ(other.nextDue(), Clock::kNever);
-  EXPECT_EQ(freed_, 0U);
+TEST_F(ReaperTest, WithoutAQuantumAndWithTimeStandingStillNothingStarves) {
+  manager_.clock()->timeSourceIs([] { return 0; });
+  manager_.quantumIs(0);
+  int calls = 0;
+  std::function<void()> const work = [&] { ++calls, manager_.post(work); };
+  work();
+  leave(10000);
+  for (int turn = 0; turn < 100; ++turn) manager_.turn();
+  EXPECT_GE(freed_, 1000U);
+  EXPECT_GT(calls, 90);
 }
 
-TEST_F(ReaperTest, GarbageMayLeadToMore) {
-  auto const nested = [this] { reap(heap(1000, [this] { reap(heap(1000)); })); };
-  reap(heap(1000, nested));
-  manager_.turn();
-  EXPECT_EQ(freed_, 3000U);
-  EXPECT_EQ(pendingGarbage(), 0U);
-  reap(heap(1000, nested));
+TEST_F(ReaperTest, GarbageMayLeadToMoreAndTheOldestGoesFirst) {
+  std::string gone;
+  auto const nested = [&] { leave(300, [&] { leave(300, [&] { gone += 'c'; }), gone += 'b'; }); };
+  leave(20000, [&] { nested(), gone += 'a'; });
+  while (gone.empty()) manager_.turn();
+  leave(20000, [&] { gone += 'A'; });
+  while (pendingGarbage() != 0) manager_.turn();
+  EXPECT_EQ(gone, "abAc");
+  leave(300, nested);
   reapAll();
-  EXPECT_EQ(freed_, 6000U);
-  EXPECT_EQ(pendingGarbage(), 0U);
+  EXPECT_EQ(gone, "abAcbc");
+  auto const other = [this](std::size_t) { leave(1), reapAll(), now_ += 1; };
+  Orb::leave(300, other, [] {});
+  manager_.turn();
+  leave(1);
+  while (pendingGarbage() != 0) manager_.turn();
 }
 
-TEST_F(ReaperTest, WithoutTurnsGarbageStaysBounded) {
-  std::function<void(int)> leave = [&](int depth) {
-    reap(heap(1, [&leave, depth] {
-      for (int i = 0; i < depth; ++i) leave(depth - 1);
-    }));
+TEST_F(ReaperTest, GarbageIsBoundedWithoutTurnsAndLeftAloneWithThem) {
+  int within = 0;
+  std::function<void(int)> const nest = [&](int depth) {
+    leave(1, [&, depth] {
+      EXPECT_EQ(within++, 0);
+      for (int i = 0; i < depth; ++i) nest(depth - 1);
+      --within;
+    });
   };
   for (int i = 0; i < 1000; ++i) {
-    leave(2);
+    nest(2);
     ASSERT_LE(pendingGarbage(), kMaxUnturned);
   }
   manager_.turn();
   EXPECT_EQ(freed_, 1000U * 5);
+  for (double const work : {0.0, 0.02}) {  // the second turn has no time to free
+    std::size_t before = freed_;
+    manager_.post([&] {
+      for (int i = 0; i < 1000; ++i) leave(100);
+      EXPECT_EQ(freed_, before);
+      now_ += work;
+    });
+    manager_.turn();
+    before = freed_;
+    leave(100);
+    EXPECT_EQ(freed_, before);
+  }
 }
 
-TEST_F(ReaperTest, WhereTheLoopTurnsNobodyElseFrees) {
-  manager_.post([this] {
-    for (int i = 0; i < 1000; ++i) reap(heap(100));
-    EXPECT_EQ(freed_, 0U);
-  });
-  EXPECT_NEAR(turnTime(), 0.01, kSlack);
-  std::size_t const before = freed_;
-  reap(heap(100));
-  EXPECT_EQ(freed_, before);
-}
-
-void sayFreed(char const* name) { std::fprintf(stderr, "%s freed;", name); }
-
-std::unique_ptr<Garbage> talking(char const* name) {
-  return std::make_unique<Heap>(
-      1, [](std::size_t) {}, [name] { sayFreed(name); });
+void noted(std::size_t) {}
+void leaveTalking(char const* name) {
+  leave(1, noted, [name] { std::fprintf(stderr, "%s freed;", name); });
 }
 
 TEST(ReaperDeathTest, TheEndOfTheProcessFreesWhatWaitsAndThenAtOnce) {
@@ -178,10 +216,10 @@ TEST(ReaperDeathTest, TheEndOfTheProcessFreesWhatWaitsAndThenAtOnce) {
   EXPECT_EXIT(
       {
         std::atexit([] {
-          reap(talking("late"));
+          leaveTalking("late");
           std::fprintf(stderr, "%zu left", pendingGarbage());
         });
-        reap(talking("early"));
+        leaveTalking("early");
         std::exit(0);
       },
       testing::ExitedWithCode(0), "early freed;late freed;0 left");
@@ -194,16 +232,17 @@ TEST(ThreadsReaper, WhatAnotherThreadIsFreeingIsNoWorkForTheLoop) {
   manager.wakeHandlerIs([&wakes] { ++wakes; });
   std::promise<void> begun;
   std::promise<void> checked;
-  reap(std::make_unique<Heap>(1, [&](std::size_t) {
+  auto const wait = [&](std::size_t) {
     begun.set_value();
     checked.get_future().wait();
-  }));
+  };
+  leave(1, wait, [] {});
   std::thread other(reapAll);
   begun.get_future().wait();
   EXPECT_EQ(pendingGarbage(), 1U);
   EXPECT_EQ(manager.nextDue(), Clock::kNever) << "it would spin";
   wakes = 0;
-  std::thread([] { reap(talking("")); }).join();
+  std::thread([] { leaveTalking(""); }).join();
   EXPECT_EQ(wakes, 1) << "what comes meanwhile is";
   EXPECT_EQ(manager.nextDue(), Clock::kNextTurn);
   checked.set_value();
@@ -211,25 +250,36 @@ TEST(ThreadsReaper, WhatAnotherThreadIsFreeingIsNoWorkForTheLoop) {
   reapAll();
 }
 
-TEST(ThreadsReaper, AnyThreadMayLeaveGarbageToTheLoop) {
+TEST(ThreadsLoop, WorkRequestsAndGarbageOfOtherThreadsReachASleepingLoop) {
+  struct Counter : Clock::Notifiee {
+    explicit Counter(ActivityManager& m) : Notifiee(m.clock()) {}
+    void onTime() override { ++calls; }
+    int calls = 0;
+  };
   ActivityManager manager;
   ActivityManager::Scope const scope(manager);
+  int works = 0;  // the loop's
   std::atomic<int> freed{0};
   std::thread loop([&] { manager.run(); });
-  std::vector<std::thread> threads;
+  std::vector<std::thread> others;
   for (int i = 0; i < 4; ++i) {
-    threads.emplace_back([&] {
+    others.emplace_back([&] {
       for (int n = 0; n < 200; ++n) {
-        reap(std::make_unique<Heap>(
-            1000, [](std::size_t) {}, [&freed] { ++freed; }));
+        manager.post([&works] { ++works; });
+        leave(1000, noted, [&freed] { ++freed; });
+        ActivityLockAnchor const lock;
+        Counter counter(manager);
+        counter.timeMinIs(Clock::kNextTurn);
+        while (n % 50 == 0 && counter.calls == 0) ActivityUnlockAnchor const unlocked;
       }
     });
   }
-  for (auto& thread : threads) thread.join();
+  for (auto& other : others) other.join();
   while (pendingGarbage() != 0) std::this_thread::yield();
   EXPECT_EQ(freed, 800);
-  manager.stop();
+  manager.post([&manager] { manager.stop(); });
   loop.join();
+  EXPECT_EQ(works, 800);
 }
 
 }  // namespace
