@@ -48,12 +48,19 @@ double Clock::monotonicSeconds() noexcept {
       .count();
 }
 
+void Clock::attach() {
+  if (heap_.capacity() <= attached_) heap_.reserve(2 * attached_ + 4);
+  ++attached_;
+}
+
 void Clock::timeSourceIs(TimeSource source) {
+  std::vector<Armed> inOrder = heap_;  // the heap itself keeps its room
   timeSource_ = std::move(source);
   // Requests of the past are due now, and stay in their order; all are younger than a turn that
   // may be running, whose times are those of the old source.
-  std::sort(heap_.begin(), heap_.end(), [](Armed const& a, Armed const& b) { return a.before(b); });
-  std::vector<Armed> const inOrder = std::exchange(heap_, {});
+  std::sort(inOrder.begin(), inOrder.end(),
+            [](Armed const& a, Armed const& b) { return a.before(b); });
+  heap_.clear();
   for (Armed const& armed : inOrder) armed.notifiee->place_ = Notifiee::kNotArmed;
   for (Armed const& armed : inOrder) arm(*armed.notifiee, armed.notifiee->timeMin_);
 }
@@ -113,15 +120,23 @@ void Clock::siftDown(std::size_t place, Armed const& armed) noexcept {
   placeIs(place, armed);
 }
 
-Clock::Notifiee::Notifiee(Ptr<Clock> clock) : clock_(std::move(clock)) {}
+Clock::Notifiee::Notifiee(Ptr<Clock> clock) : clock_(std::move(clock)) {
+  if (clock_) clock_->attach();
+}
 
 Clock::Notifiee::~Notifiee() {
-  if (clock_) clock_->disarm(*this);
+  if (!clock_) return;
+  clock_->disarm(*this);
+  clock_->detach();
 }
 
 void Clock::Notifiee::clockIs(Ptr<Clock> clock) {
   if (clock == clock_) return;
-  if (clock_) clock_->disarm(*this);
+  if (clock) clock->attach();  // may throw, and changes nothing then
+  if (clock_) {
+    clock_->disarm(*this);
+    clock_->detach();
+  }
   clock_ = std::move(clock);
   if (clock_ && timeMin_ != kNever) clock_->arm(*this, timeMin_);
 }
