@@ -24,7 +24,8 @@ namespace Orb {
 
 class NotifieeHook;
 
-/// Does several things whatever becomes of each, and then throws what was thrown first.
+/// Does several things, whichever of them throw, and then throws what was thrown first. Neither
+/// takes memory.
 class FirstError {
  public:
   template <class Do>
@@ -32,8 +33,12 @@ class FirstError {
     try {
       act();
     } catch (...) {
-      if (!first_) first_ = std::current_exception();
+      keep();
     }
+  }
+  /// In a handler: keeps what is being handled, if it is the first.
+  void keep() noexcept {
+    if (!first_) first_ = std::current_exception();
   }
   void rethrow() {
     if (first_) std::rethrow_exception(first_);
@@ -161,7 +166,11 @@ class NotifieeList : public detail::NotifieeChain {
     {
       Round round(*this, owner);
       while (NotifieeHook* const hook = round.next()) {
-        error.guard([&] { tell(static_cast<N&>(*hook)); });
+        try {
+          tell(static_cast<N&>(*hook));
+        } catch (...) {
+          error.keep();
+        }
       }
     }
     error.rethrow();
