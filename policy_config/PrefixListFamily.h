@@ -16,11 +16,16 @@ struct ROUTEPOLICY_EXPORT Ipv4Family {
 
   static auto const& entries(PrefixList const& list) { return list.prefixEntry(); }
   static void entryIs(PrefixList& list, PrefixEntry const& entry) { list.prefixEntryIs(entry); }
+  static void entryDel(PrefixList& list, Orb::U32 seqno) { list.prefixEntryDel(seqno); }
   static void entryDelAll(PrefixList& list) { list.prefixEntryDelAll(); }
   static auto const& lists(AclListConfig const& config) { return config.prefixList(); }
   static Orb::Ptr<PrefixList> list(AclListConfig const& config, Orb::Name const& name) {
     return config.prefixList(name);
   }
+  static Orb::Ptr<PrefixList> listIs(AclListConfig& config, Orb::Name const& name) {
+    return config.prefixListIs(name);
+  }
+  static void listDel(AclListConfig& config, Orb::Name const& name) { config.prefixListDel(name); }
 };
 
 struct ROUTEPOLICY_EXPORT Ipv6Family {
@@ -36,10 +41,17 @@ struct ROUTEPOLICY_EXPORT Ipv6Family {
   static void entryIs(Ipv6PrefixList& list, Ipv6PrefixEntry const& entry) {
     list.ipv6PrefixEntryIs(entry);
   }
+  static void entryDel(Ipv6PrefixList& list, Orb::U32 seqno) { list.ipv6PrefixEntryDel(seqno); }
   static void entryDelAll(Ipv6PrefixList& list) { list.ipv6PrefixEntryDelAll(); }
   static auto const& lists(AclListConfig const& config) { return config.ipv6PrefixList(); }
   static Orb::Ptr<Ipv6PrefixList> list(AclListConfig const& config, Orb::Name const& name) {
     return config.ipv6PrefixList(name);
+  }
+  static Orb::Ptr<Ipv6PrefixList> listIs(AclListConfig& config, Orb::Name const& name) {
+    return config.ipv6PrefixListIs(name);
+  }
+  static void listDel(AclListConfig& config, Orb::Name const& name) {
+    config.ipv6PrefixListDel(name);
   }
 };
 
