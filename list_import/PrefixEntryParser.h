@@ -7,7 +7,7 @@
 /// The lines of a prefix-list source file. A line is
 ///   [seq N] permit|deny PREFIX [ge N] [le N] [eq N]
 /// with its words parted by blanks (tabs are part of a word), or "abort", with which the writer of
-/// a file that could not be completed makes sure that nobody takes it for a whole one.
+/// a file that could not be completed prevents that it is taken for a whole one.
 namespace Acl {
 
 /// Why a source file, or a line of one, was refused: for callers that word it themselves.

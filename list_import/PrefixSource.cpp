@@ -31,7 +31,7 @@ PrefixSourceResult fileError(int error) {
   return result;
 }
 
-/// Reads as fgets() does, and tells how much: a line may hold NULs. 0 at the end of the file and
+/// Reads as fgets() does, and returns how much: a line may hold NULs. 0 at the end of the file and
 /// on an error. Nobody else reads from `source`.
 std::size_t readLine(std::FILE& source, char (&line)[kLineBuffer]) {
   std::size_t length = 0;
@@ -93,9 +93,7 @@ PrefixSourceResult importPrefixList(typename Family::List& list, Orb::String con
     PrefixEntryParser<Family> parser(entries, onDuplicate);
     result = readPrefixSource(path, parser);
   }
-  if (!result.isError()) {
-    entries.forEach([&](typename Family::Entry const& entry) { Family::entryIs(list, entry); });
-  }
+  if (!result.isError()) Family::entryIsEach(list, entries);
   return result;
 }
 

@@ -4,7 +4,8 @@
 
 namespace Acl {
 
-/// What tells the two families of prefix lists apart, for code that is written once for both.
+/// The differences between the two families of prefix lists, for code that is written once for
+/// both.
 struct ROUTEPOLICY_EXPORT Ipv4Family {
   using List = PrefixList;
   using Entry = PrefixEntry;
@@ -16,6 +17,10 @@ struct ROUTEPOLICY_EXPORT Ipv4Family {
 
   static auto const& entries(PrefixList const& list) { return list.prefixEntry(); }
   static void entryIs(PrefixList& list, PrefixEntry const& entry) { list.prefixEntryIs(entry); }
+  template <class Entries>
+  static void entryIsEach(PrefixList& list, Entries const& entries) {
+    list.prefixEntryIsEach(entries);
+  }
   static void entryDel(PrefixList& list, Orb::U32 seqno) { list.prefixEntryDel(seqno); }
   static void entryDelAll(PrefixList& list) { list.prefixEntryDelAll(); }
   static auto const& lists(AclListConfig const& config) { return config.prefixList(); }
@@ -40,6 +45,10 @@ struct ROUTEPOLICY_EXPORT Ipv6Family {
   static auto const& entries(Ipv6PrefixList const& list) { return list.ipv6PrefixEntry(); }
   static void entryIs(Ipv6PrefixList& list, Ipv6PrefixEntry const& entry) {
     list.ipv6PrefixEntryIs(entry);
+  }
+  template <class Entries>
+  static void entryIsEach(Ipv6PrefixList& list, Entries const& entries) {
+    list.ipv6PrefixEntryIsEach(entries);
   }
   static void entryDel(Ipv6PrefixList& list, Orb::U32 seqno) { list.ipv6PrefixEntryDel(seqno); }
   static void entryDelAll(Ipv6PrefixList& list) { list.ipv6PrefixEntryDelAll(); }

@@ -12,7 +12,8 @@ namespace Routing::RouteMap {
 
 namespace {
 
-/// Goes ahead of a build over the entries of a list, and tells the trie what will be added soon.
+/// Goes ahead of a build over the entries of a list, and announces to the trie what will be
+/// added soon.
 /// The entries may change between two steps: an iterator stands at what it has announced, and is
 /// moved before it is looked through.
 template <class Entries>

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <utility>
+#include <vector>
 
 #include "platform/orb/base/Value.h"
 #include "platform/orb/containers/HashMap.h"
@@ -175,6 +176,49 @@ class ValueCollection : public Collection<MapOf<V, MemberKey<keyOf>>> {
     this->clear(owner, id, [](V const&) {});
   }
 
+  /// is() for each of `values`, which has size() and forEach(visit). When that throws, for want of
+  /// memory, the collection is as it was. All values are stored first, and each change is notified
+  /// after, in their order: observers see the end. An observer that throws stops nothing.
+  template <class Values>
+  void isEach(Entity const& owner, AttrId id, Values const& values) {
+    std::vector<Key> changed;
+    std::vector<V> replaced;  // with the keys of those changes that were none of a new key
+    changed.reserve(values.size());
+    try {
+      values.forEach([&](V const& value) {
+        Key key = std::invoke(keyOf, value);
+        V* const found = this->items_.find(key);
+        if (found && *found == value) return;
+        if (found) {
+          replaced.push_back(value);
+          std::swap(replaced.back(), *found);
+        } else {
+          this->items_.insertOrAssign(V(value));
+        }
+        changed.push_back(std::move(key));
+      });
+    } catch (...) {
+      takeBack(changed, replaced);
+      throw;
+    }
+    tellEach(owner, id, changed);
+  }
+  /// delAll(), and then is() for each value of another collection; nothing when there is no memory.
+  /// Observers are notified of each key that was there, then of each that is there, and see the
+  /// end.
+  void copy(Entity const& owner, AttrId id, ValueCollection const& other) {
+    if (this == &other) return;
+    auto items = other.items_;
+    std::vector<Key> keys;
+    if (owner.isWatched()) {
+      keys.reserve(this->items_.size() + items.size());
+      for (V const& value : this->items_) keys.push_back(std::invoke(keyOf, value));
+      for (V const& value : items) keys.push_back(std::invoke(keyOf, value));
+    }
+    this->items_ = std::move(items);
+    tellEach(owner, id, keys);
+  }
+
   // By name.
   static V const& member(V const& value) { return value; }
   static V fresh(Key const& key) {
@@ -195,6 +239,26 @@ class ValueCollection : public Collection<MapOf<V, MemberKey<keyOf>>> {
     return had;
   }
   void dropAll(Place const& place) { delAll(*place.owner, place.id); }
+
+ private:
+  /// Undoes the changes of isEach(), the last one first. Takes no memory.
+  void takeBack(std::vector<Key> const& changed, std::vector<V>& replaced) noexcept {
+    for (auto key = changed.rbegin(); key != changed.rend(); ++key) {
+      if (!replaced.empty() && std::invoke(keyOf, replaced.back()) == *key) {
+        std::swap(*this->items_.find(*key), replaced.back());
+        replaced.pop_back();
+      } else {
+        this->items_.erase(*key);
+      }
+    }
+  }
+  void tellEach(Entity const& owner, AttrId id, std::vector<Key> const& keys) {
+    if (!owner.isWatched()) return;
+    Ptr<Entity const> const alive(&owner);
+    FirstError error;
+    for (Key const& key : keys) error.guard([&] { Base::tell(owner, id, key); });
+    error.rethrow();
+  }
 };
 
 /// Values that stand beside their key, in the order of the keys.
