@@ -13,12 +13,8 @@ PrefixListMachine<Family>::PrefixListMachine(Orb::Ptr<Acl::AclListConfig const> 
     : Base(std::move(config)),
       allSymbol_(std::move(allSymbol)),
       symbolTable_(std::move(symbolTable)) {
-  Orb::FirstError error;
-  error.guard([&] { handleLists(); });
-  for (Orb::Ptr<List const> const list : Family::lists(*this->config())) {
-    error.guard([&] { listSmIs(list); });
-  }
-  error.rethrow();
+  handleLists();
+  for (Orb::Ptr<List const> const list : Family::lists(*this->config())) listSmIs(list);
 }
 
 template <class Family>
@@ -33,36 +29,31 @@ void PrefixListMachine<Family>::onList(Orb::Name const& name) {
   error.guard([&] { handleList(name); });
   error.guard([&] {
     Orb::Ptr<List const> const list = Family::list(*config(), name);
-    if (!list) {
-      listSmDel(name);
-    } else if (allSymbol_->symbolHas(name)) {
-      listSmIs(list);
-    }
+    // The reactor of a list that is gone must not publish, also when there is none to follow it.
+    if (auto const sm = listSm(name); sm && sm->prefixList() != list) listSmDel(name);
+    if (list && allSymbol_->symbolHas(name)) listSmIs(list);
   });
-  if (!isInLine(name)) error.guard([&] { catchUp_.timeMinIs(Orb::Clock::kNextTurn); });
+  Orb::Ptr<List const> const list = Family::list(*config(), name);
+  if (list && !isInLine(list)) {
+    error.guard([&] { catchUp_.timeMinIs(Orb::Clock::kNextTurn); });
+  }
   error.rethrow();
 }
 
 template <class Family>
-bool PrefixListMachine<Family>::isInLine(Orb::Name const& name) const {
-  Orb::Ptr<List const> const list = Family::list(*config(), name);
-  auto const symbol = allSymbol_->symbol(name);
-  auto const sm = listSm(name);
-  return list ? symbol && symbol->status() && sm && sm->prefixList() == list : !symbol && !sm;
+bool PrefixListMachine<Family>::isInLine(Orb::Ptr<List const> const& list) const {
+  auto const symbol = allSymbol_->symbol(list->name());
+  auto const sm = listSm(list->name());
+  return symbol && symbol->status() && sm && sm->prefixList() == list;
 }
 
 template <class Family>
 void PrefixListMachine<Family>::catchUp() {
   Orb::Ptr<PrefixListMachine> const alive(this);
   Orb::FirstError error;
-  auto const bringInLine = [&](Orb::Name const name) {
-    if (isInLine(name)) return;
-    listSmDel(name);  // a reactor that stands by itself may have dropped a build
-    error.guard([&] { onList(name); });
-  };
-  for (auto const& list : Family::lists(*config())) bringInLine(list->name());
-  for (auto const& symbol : allSymbol_->symbol()) bringInLine(symbol->name());
-  for (auto const& sm : listSms_) bringInLine(sm->name());
+  for (Orb::Ptr<List const> const list : Family::lists(*config())) {
+    if (!isInLine(list)) error.guard([&] { onList(list->name()); });
+  }
   error.rethrow();
 }
 

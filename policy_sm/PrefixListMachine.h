@@ -9,13 +9,12 @@ namespace Routing::RouteMap {
 /// PrefixListConfigSm and Ipv6PrefixListConfigSm give it the names of the family; code that is
 /// written for both families uses the names below.
 ///
-/// A list is in line when it has a symbol with a status, and a reactor; a name without a list when
-/// it has neither.
+/// A list is in line when it has a symbol with a status, and a reactor.
 ///  1. A change of the configuration is answered in full, whatever observers throw: what was
-///     thrown first goes to whoever made the change.
-///  2. A list that is not in line after that, since a step found no memory or the list was changed
-///     while its reactor was made, is brought in line at the next turn of the event loop. To ask
-///     for the turn needs no memory, and it is asked for again until every list is in line.
+///     thrown first goes to the caller who made the change.
+///  2. A list that is not in line after that, since a step found no memory, is brought in line at
+///     the next turn of the event loop. To ask for the turn needs no memory, and it is asked for
+///     again until every list is in line. The steps of a deletion need no memory.
 ///  3. A reactor is made after its symbol, so that no build ends without one.
 template <class Family>
 class ROUTEPOLICY_EXPORT PrefixListMachine
@@ -76,7 +75,7 @@ class ROUTEPOLICY_EXPORT PrefixListMachine
 
   void onList(Orb::Name const& name);
   void dropSymbol(Orb::Name const& name);
-  bool isInLine(Orb::Name const& name) const;
+  bool isInLine(Orb::Ptr<List const> const& list) const;
   void catchUp();
 
   Orb::Ptr<AllPrefixListSymbol> const allSymbol_;

@@ -1,7 +1,6 @@
 #include "policy_sm/PrefixListReactor.h"
 
 #include <iterator>
-#include <limits>
 
 #include "policy_sm/PrefixListMachine.h"
 #include "policy_sm/detail/HandlerNames.h"
@@ -146,8 +145,7 @@ void PrefixListReactor<Family>::runSlice(Orb::U64& count) {
     addEntry(*trie, entry);
     if (newTrie_ != trie) return;
     ++count;
-    if (entry.seqno() == std::numeric_limits<Orb::U32>::max()) break;
-    bookmark_ = entry.seqno() + 1;
+    bookmark_ = entry.seqno() + 1;  // 0 behind the highest number, where nothing is left to add
     bool const isSpent = clock->now() >= deadline;
     if (newTrie_ != trie) return;
     ++at;  // to the first entry behind, whatever has come or gone

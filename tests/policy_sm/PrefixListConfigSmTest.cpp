@@ -121,6 +121,8 @@ TYPED_TEST(PrefixListSm, StartsOverWhatIsConfigured) {
   w.list("EMPTY")->versionInc(1);
   EXPECT_EQ(w.settle(), 1);
   EXPECT_EQ(w.version("EMPTY"), 1U);
+  w.machine->handleList("FULL");
+  EXPECT_EQ(w.symbol("FULL")->status()->trie()->size(), 0U) << "anew, as it was asked for";
 }
 
 TYPED_TEST(PrefixListSm, NormalisesTheBounds) {
@@ -294,9 +296,11 @@ TYPED_TEST(PrefixListSm, SurvivesWhatObserversDo) {
     expectInLine(w);
   }
 
-  w.list("M")->versionInc(1);
+  observer.then = [&] { w.machine = nullptr; };  // drops the machine
+  w.list("N");
+  w.start();
   Follower last(w.symbol("M"));
-  last.then = [&] { w.machine = nullptr; };  // drops the machine
+  last.then = [&] { w.machine = nullptr; };
   w.settle();
   EXPECT_EQ(last.notified, 1);
 }
@@ -351,7 +355,12 @@ TYPED_TEST(PrefixListSm, CatchesUpWhenThereIsMemoryAgain) {
       TestSupport::withEverMoreMemory([&] { w.start(); }, [] {});
       w.settle();
       expectInLine(w);
+      Follower follower(w.symbol("OLD"));
+      follower.then = [&] {
+        if (!follower.symbol->status()) w.list("OLD");  // brings it back, without entries
+      };
       auto const act = [&] {
+        w.list("OLD")->versionInc(1);  // a build that must not be published any more
         w.listDel("OLD");
         w.add("NEW", w.entry(1, this->prefix(1)));
         w.add("NEW", w.entry(2, this->prefix(2)));
@@ -377,9 +386,17 @@ TYPED_TEST(PrefixListSm, CatchesUpWhenThereIsMemoryAgain) {
         list->versionInc(1);
       } catch (std::bad_alloc const&) {
       }
-      EXPECT_TRUE(w.sm("NEW")->isBuilding());
+      auto const sm = w.sm("NEW");
+      EXPECT_TRUE(sm->isBuilding());
       w.settle();
       expectInLine(w);
+      try {
+        TestSupport::ScarceMemory const scarce(granted);
+        list->versionInc(1);
+      } catch (std::bad_alloc const&) {
+      }
+      w.listDel("NEW");
+      EXPECT_FALSE(sm->isBuilding());
       if (this->HasFailure()) FAIL() << granted << " allocations granted, variant " << variant;
     }
   }
@@ -442,7 +459,15 @@ TYPED_TEST(PrefixListSm, SlicesGoOnWhateverChangesMeanwhile) {
       auto const list = w.list("L");
       switch (below(40)) {
         case 0:
-          return raise();
+          if (below(2)) return raise();
+          startAnew();
+          isDue = true;
+          try {
+            TestSupport::ScarceMemory const none(0);
+            list->versionInc(1);
+          } catch (std::bad_alloc const&) {
+          }
+          return;
         case 1:
           return TypeParam::entryDelAll(*list);
         case 2:
@@ -585,9 +610,12 @@ TYPED_TEST(PrefixListSm, TracesItsHandlers) {
   w.add("L", w.entry(5, this->prefix(1)));
   w.add("L", w.entry(7, this->prefix(2)));
   w.start();
-  w.sm("L")->clockQuantumIs(0);
+  auto const sm = w.sm("L");
+  sm->clockQuantumIs(0);
   w.settle();
+  auto const list = w.list("L");
   w.listDel("L");
+  list->versionInc(1);  // which no reactor hears
   Orb::traceReset();
   std::string const v6 = TestFixture::kIsIpv4 ? "" : "Ipv6";
   std::vector<std::string> const expected = {
