@@ -25,16 +25,19 @@ PrefixListMachine<Family>::~PrefixListMachine() {
 template <class Family>
 void PrefixListMachine<Family>::onList(Orb::Name const& name) {
   Orb::Ptr<PrefixListMachine> const alive(this);  // an observer may drop the machine
+  auto const list = [&]() -> Orb::Ptr<List const> { return Family::list(*config(), name); };
+  // The reactor of a list that is gone publishes nothing from here on, until it goes.
+  if (auto const sm = listSm(name); sm && sm->prefixList() != list()) sm->detach();
   Orb::FirstError error;
   error.guard([&] { handleList(name); });
   error.guard([&] {
-    Orb::Ptr<List const> const list = Family::list(*config(), name);
-    // The reactor of a list that is gone must not publish, also when there is none to follow it.
-    if (auto const sm = listSm(name); sm && sm->prefixList() != list) listSmDel(name);
-    if (list && allSymbol_->symbolHas(name)) listSmIs(list);
+    if (!list()) {
+      listSmDel(name);
+    } else if (allSymbol_->symbolHas(name)) {
+      listSmIs(list());
+    }
   });
-  Orb::Ptr<List const> const list = Family::list(*config(), name);
-  if (list && !isInLine(list)) {
+  if (list() && !isInLine(list())) {
     error.guard([&] { catchUp_.timeMinIs(Orb::Clock::kNextTurn); });
   }
   error.rethrow();

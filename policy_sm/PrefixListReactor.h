@@ -64,14 +64,16 @@ class ROUTEPOLICY_EXPORT PrefixListReactor final
   /// Whether the initial handler has run; slices do nothing before.
   bool initialized() const noexcept { return initialized_; }
 
-  /// The initial handler, run by the constructor.
+  /// The initial handler, run by the constructor; and the handler of the list's version, which
+  /// starts to compile the list anew, also when it throws. Under the names of the family, too.
+  void handleInitial();
+  void handleVersion();
   void handlePrefixEntry() requires(Family::kFamily == Ipa::AddressFamily::ipv4) {
     handleInitial();
   }
   void handleIpv6PrefixEntry() requires(Family::kFamily == Ipa::AddressFamily::ipv6) {
     handleInitial();
   }
-  /// The list's version has changed: starts to compile it anew, also when it throws.
   void handlePrefixListVersion() requires(Family::kFamily == Ipa::AddressFamily::ipv4) {
     handleVersion();
   }
@@ -103,8 +105,6 @@ class ROUTEPOLICY_EXPORT PrefixListReactor final
     PrefixListReactor& reactor_;
   };
 
-  void handleInitial();
-  void handleVersion();
   void makeTrie();
   void runSlice(Orb::U64& count);
   void addEntry(PatriciaTrieWithNodeData& trie, GenPrefixEntry const& entry);

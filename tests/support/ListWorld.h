@@ -37,7 +37,9 @@ struct ListWorld {
   void start() { machine = Orb::make<Machine>(config, all, table); }
   Orb::Ptr<List> list(Orb::Name const& name) { return Family::listIs(*config, name); }
   void listDel(Orb::Name const& name) { Family::listDel(*config, name); }
-  auto sm(Orb::Name const& name) { return machine->listSm(name); }
+  Orb::Ptr<typename Machine::ListSm> sm(Orb::Name const& name) {
+    return machine ? machine->listSm(name) : nullptr;
+  }
   Orb::Ptr<Routing::RouteMap::PrefixListSymbol> symbol(Orb::Name const& name) {
     return all->symbol(name);
   }

@@ -17,7 +17,7 @@ inline thread_local long failingAllocations = kPlenty;
 /// all, unless a number is given.
 struct ScarceMemory {
   explicit ScarceMemory(long granted, long failing = kPlenty) {
-    grantedAllocations = granted;
+    grantedAllocations = failing != 0 ? granted : kPlenty;
     failingAllocations = failing;
   }
   ScarceMemory(ScarceMemory const&) = delete;
