@@ -13,10 +13,7 @@ ORB_ENTITY_TYPE(RouteMapCopyHandlerDir);
 
 namespace {
 
-Orb::TraceFacility const& traceCopy() {
-  static Orb::TraceFacility const& facility = Orb::traceFacility("RouteMapCopy");
-  return facility;
-}
+ORB_TRACE_FACILITY(traceCopy, "RouteMapCopy");
 
 /// Tells the readers of what belongs to a list or map that it may have been rewritten.
 template <class E>

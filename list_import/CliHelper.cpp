@@ -14,16 +14,6 @@ ORB_ENTITY_TYPE(AsPathCliHelper);
 
 namespace {
 
-template <class Family>
-void copyEntries(typename Family::List const& source, typename Family::List& destination) {
-  if (&source == &destination) return;
-  // Those told of a change may delete either list.
-  Orb::Ptr<typename Family::List const> const sourceKept(&source);
-  Orb::Ptr<typename Family::List> const destinationKept(&destination);
-  Family::entryDelAll(destination);
-  for (auto const& entry : Family::entries(source)) Family::entryIs(destination, entry);
-}
-
 bool writeAndClose(std::FILE* file, std::string const& text) {
   bool const isWritten = std::fwrite(text.data(), 1, text.size(), file) == text.size();
   return std::fclose(file) == 0 && isWritten;  // a full disk may show itself only here
@@ -62,11 +52,11 @@ Orb::String CliHelper::loadIpv6PrefixListEntries(Ipv6PrefixList& list, Orb::Stri
 }
 
 void CliHelper::copyPrefixListEntries(PrefixList const& source, PrefixList& destination) {
-  copyEntries<Ipv4Family>(source, destination);
+  destination.prefixEntryCopy(source);
 }
 void CliHelper::copyIpv6PrefixListEntries(Ipv6PrefixList const& source,
                                           Ipv6PrefixList& destination) {
-  copyEntries<Ipv6Family>(source, destination);
+  destination.ipv6PrefixEntryCopy(source);
 }
 
 Orb::String CliHelper::showPrefixList(PrefixList const& list) { return show(list); }

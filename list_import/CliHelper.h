@@ -25,8 +25,9 @@ class ROUTEPOLICY_EXPORT CliHelper : public Orb::Entity {
   static Orb::String loadIpv6PrefixListEntries(Ipv6PrefixList& list, Orb::String const& path,
                                                UrlImportDuplicateOperation onDuplicate);
 
-  /// Makes the entries of `destination` those of `source`, and changes nothing else of it. A list
-  /// that is its own source stays as it is.
+  /// Makes the entries of `destination` those of `source`, and changes nothing else of it; when
+  /// there is no memory it is as before. Observers are notified when that is done: of each number
+  /// that was there, then of each that is. A list that is its own source stays as it is.
   static void copyPrefixListEntries(PrefixList const& source, PrefixList& destination);
   static void copyIpv6PrefixListEntries(Ipv6PrefixList const& source, Ipv6PrefixList& destination);
 

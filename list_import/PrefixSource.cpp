@@ -26,10 +26,12 @@ PrefixSourceResult fileError(int error) {
   // The words name another call than the one that failed, on purpose: scripts look for them.
   result.message = formatted("Error: fdopen: %s", std::strerror(error));
   result.error = result.message;
+  result.fault = PrefixSourceFault::unreadable;
+  result.errorNumber = error;
   return result;
 }
 
-/// Reads as fgets() does, and tells how much: a line may hold NULs. 0 at the end of the file and
+/// Reads as fgets() does, and returns how much: a line may hold NULs. 0 at the end of the file and
 /// on an error. Nobody else reads from `source`.
 std::size_t readLine(std::FILE& source, char (&line)[kLineBuffer]) {
   std::size_t length = 0;
@@ -65,6 +67,7 @@ PrefixSourceResult readPrefixSource(std::FILE& source, PrefixEntryParser<Family>
     }
     if (status != 0) {
       result.error = formatted("%u: %s", accepted, result.message.c_str());
+      result.fault = parser.fault();
       result.line = lineNumber;
       return result;
     }
@@ -90,9 +93,7 @@ PrefixSourceResult importPrefixList(typename Family::List& list, Orb::String con
     PrefixEntryParser<Family> parser(entries, onDuplicate);
     result = readPrefixSource(path, parser);
   }
-  if (!result.isError()) {
-    entries.forEach([&](typename Family::Entry const& entry) { Family::entryIs(list, entry); });
-  }
+  if (!result.isError()) Family::entryIsEach(list, entries);
   return result;
 }
 

@@ -15,13 +15,17 @@ struct PrefixSourceResult {
   Orb::String error;
   /// The message alone.
   Orb::String message;
+  /// Why it ended so; none when the whole file was accepted.
+  PrefixSourceFault fault = PrefixSourceFault::none;
+  /// The system's error number when the file could not be opened or read, else 0.
+  int errorNumber = 0;
   /// The line of the file that was refused, counted from 1 as an editor counts; 0 when none was,
   /// also when the file could not be read.
   Orb::U64 line = 0;
 
-  bool isError() const noexcept { return !error.empty(); }
+  bool isError() const noexcept { return fault != PrefixSourceFault::none; }
   /// The file could not be opened or read.
-  bool isFileError() const noexcept { return isError() && line == 0; }
+  bool isFileError() const noexcept { return fault == PrefixSourceFault::unreadable; }
 };
 
 /// A value on a line of a source file that its type does not allow: an IPv4 address with bits
@@ -39,7 +43,7 @@ class ROUTEPOLICY_EXPORT PrefixSourceException : public Orb::RangeException {
 };
 
 /// Reads lines from where `source` stands to its end, or to the first that is refused. Blank lines
-/// are skipped. On purpose, as everybody's files have been read so far:
+/// are skipped. On purpose, since existing files are read so:
 ///  - at most 511 characters are read at a time, so a longer line is several;
 ///  - what was read loses its last character, the newline or not: a last line without one is cut,
 ///    and so is each piece of a line that is too long;
@@ -55,8 +59,12 @@ PrefixSourceResult readPrefixSource(Orb::String const& path, PrefixEntryParser<F
 /// Imports the file at `path` into `list`: reads it with the activity lock let go of, if the
 /// calling thread holds it, takes the lock back, and adds the entries in the order of the file.
 /// The list keeps what it had, replaces what has the same number, and is as before when the file
-/// is refused or reading it throws; nothing of it but the entries changes. The list stays alive
-/// meanwhile, should another thread remove it. Once it is adding, only the notifiees can throw.
+/// is refused, reading it throws, or there is no memory for all entries; nothing of it but the
+/// entries changes. The list stays alive meanwhile, should another thread remove it.
+///
+/// Observers never see a part of a file: they are notified when all entries are in the list, of
+/// each number that changed, in the order of the file. One that throws stops nothing; what was
+/// thrown first is thrown when all have been notified.
 template <class Family>
 PrefixSourceResult importPrefixList(typename Family::List& list, Orb::String const& path,
                                     UrlImportDuplicateOperation onDuplicate);

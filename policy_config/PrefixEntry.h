@@ -6,8 +6,8 @@
 
 namespace Acl {
 
-/// What the rules of both families are made of; Self is the named type of one family. A rule
-/// stores whatever it is given: lengths and bounds are checked where rules are made.
+/// What the entries of both families are made of; Self is the named type of one family. An entry
+/// stores whatever it is given: lengths and bounds are checked where entries are made.
 template <class Self, class PrefixType>
 class BasicPrefixEntry : public Orb::Value<Self> {
  public:
@@ -21,14 +21,14 @@ class BasicPrefixEntry : public Orb::Value<Self> {
   ORB_FIELD(eq, Orb::U32);  ///< exact matched length; 0 = not set
 };
 
-/// One rule of an IPv4 prefix list.
+/// One entry of an IPv4 prefix list.
 class PrefixEntry : public BasicPrefixEntry<PrefixEntry, Ipa::Prefix> {
  public:
   static constexpr char const* kPrefixName = "prefix";
   ORB_VALUE_NAME(PrefixEntry, "Acl::PrefixEntry");
 };
 
-/// One rule of an IPv6 prefix list.
+/// One entry of an IPv6 prefix list.
 class Ipv6PrefixEntry : public BasicPrefixEntry<Ipv6PrefixEntry, Ipa::Ip6Prefix> {
  public:
   static constexpr char const* kPrefixName = "ip6Prefix";

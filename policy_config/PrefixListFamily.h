@@ -4,7 +4,8 @@
 
 namespace Acl {
 
-/// What tells the two families of prefix lists apart, for code that is written once for both.
+/// The differences between the two families of prefix lists, for code that is written once for
+/// both.
 struct ROUTEPOLICY_EXPORT Ipv4Family {
   using List = PrefixList;
   using Entry = PrefixEntry;
@@ -16,11 +17,20 @@ struct ROUTEPOLICY_EXPORT Ipv4Family {
 
   static auto const& entries(PrefixList const& list) { return list.prefixEntry(); }
   static void entryIs(PrefixList& list, PrefixEntry const& entry) { list.prefixEntryIs(entry); }
+  template <class Entries>
+  static void entryIsEach(PrefixList& list, Entries const& entries) {
+    list.prefixEntryIsEach(entries);
+  }
+  static void entryDel(PrefixList& list, Orb::U32 seqno) { list.prefixEntryDel(seqno); }
   static void entryDelAll(PrefixList& list) { list.prefixEntryDelAll(); }
   static auto lists(AclListConfig const& config) { return config.prefixList(); }
   static Orb::Ptr<PrefixList> list(AclListConfig const& config, Orb::Name const& name) {
     return config.prefixList(name);
   }
+  static Orb::Ptr<PrefixList> listIs(AclListConfig& config, Orb::Name const& name) {
+    return config.prefixListIs(name);
+  }
+  static void listDel(AclListConfig& config, Orb::Name const& name) { config.prefixListDel(name); }
 };
 
 struct ROUTEPOLICY_EXPORT Ipv6Family {
@@ -36,10 +46,21 @@ struct ROUTEPOLICY_EXPORT Ipv6Family {
   static void entryIs(Ipv6PrefixList& list, Ipv6PrefixEntry const& entry) {
     list.ipv6PrefixEntryIs(entry);
   }
+  template <class Entries>
+  static void entryIsEach(Ipv6PrefixList& list, Entries const& entries) {
+    list.ipv6PrefixEntryIsEach(entries);
+  }
+  static void entryDel(Ipv6PrefixList& list, Orb::U32 seqno) { list.ipv6PrefixEntryDel(seqno); }
   static void entryDelAll(Ipv6PrefixList& list) { list.ipv6PrefixEntryDelAll(); }
   static auto lists(AclListConfig const& config) { return config.ipv6PrefixList(); }
   static Orb::Ptr<Ipv6PrefixList> list(AclListConfig const& config, Orb::Name const& name) {
     return config.ipv6PrefixList(name);
+  }
+  static Orb::Ptr<Ipv6PrefixList> listIs(AclListConfig& config, Orb::Name const& name) {
+    return config.ipv6PrefixListIs(name);
+  }
+  static void listDel(AclListConfig& config, Orb::Name const& name) {
+    config.ipv6PrefixListDel(name);
   }
 };
 

@@ -2,7 +2,7 @@
 
 namespace Routing::PolicyEval {
 
-using RouteMap::RuleSummary;
+using RouteMap::EntrySummary;
 
 PrefixListMatch matchPrefixList(PrefixListStatus const* status,
                                 Ipa::IpGenPrefix const& route) noexcept {
@@ -18,19 +18,19 @@ PrefixListMatch matchPrefixList(PrefixListStatus const* status,
   Cover covers[kMaxCovers];
   std::size_t const count = trie->covering(route, covers);
   for (std::size_t i = 0; i < count; ++i) {
-    RuleSummary const head(covers[i].summary);
+    EntrySummary const head(covers[i].summary);
     if (head.seqno() >= bestSeqno) continue;
-    auto const* rule = static_cast<PrefixListEntryData const*>(covers[i].head);
+    auto const* entry = static_cast<PrefixListEntryData const*>(covers[i].head);
     if (head.matchesLength(length)) {
       bestSeqno = head.seqno();
       best.isPermit = head.isPermit();
-    } else if (head.isChained() && (rule = rule->firstBehind(length, bestSeqno))) {
-      bestSeqno = rule->seqno();
-      best.isPermit = rule->isPrefixEntryPermit();
+    } else if (head.isChained() && (entry = entry->firstBehind(length, bestSeqno))) {
+      bestSeqno = entry->seqno();
+      best.isPermit = entry->isPrefixEntryPermit();
     } else {
       continue;
     }
-    best.entry = rule;
+    best.entry = entry;
   }
   if (best.entry) {
     best.outcome = PrefixListMatch::Outcome::match;

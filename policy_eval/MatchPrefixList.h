@@ -13,20 +13,20 @@ using RouteMap::PrefixListStatus;
 struct PrefixListMatch {
   enum class Outcome : Orb::U8 {
     noSuchList,  ///< no status, or one without a trie: the list is not configured
-    noMatch,     ///< no rule matches
-    match,       ///< `entry` matches, and no rule of a lower sequence number does
+    noMatch,     ///< no entry matches
+    match,       ///< `entry` matches, and no entry of a lower sequence number does
   };
 
   Outcome outcome = Outcome::noSuchList;
-  bool isPermit = false;  ///< the rule's verdict; false unless it matches
-  Orb::U32 seqno = 0;     ///< the rule's sequence number; 0 unless it matches
-  /// The rule; null unless it matches. It belongs to the status: good as long as that is held.
+  bool isPermit = false;  ///< the entry's verdict; false unless it matches
+  Orb::U32 seqno = 0;     ///< the entry's sequence number; 0 unless it matches
+  /// The entry; null unless it matches. It belongs to the status: good as long as that is held.
   PrefixListEntryData const* entry = nullptr;
 
   friend bool operator==(PrefixListMatch const&, PrefixListMatch const&) = default;
 };
 
-/// Finds the rule of the lowest sequence number whose prefix covers the route's and whose bounds
+/// Finds the entry of the lowest sequence number whose prefix covers the route's and whose bounds
 /// hold its length: `eq` when that is set, else `ge` to `le`. Any thread that holds the status; no
 /// allocation. A route of the other address family matches nothing.
 ROUTEPOLICY_EXPORT PrefixListMatch matchPrefixList(PrefixListStatus const* status,

@@ -1,15 +1,19 @@
 #pragma once
 
+#include <type_traits>
+
 #include "policy_sm/PrefixListMachine.h"
 
 namespace Routing::RouteMap {
 
 /// Turns the IPv4 prefix lists of the configuration into compiled symbols and keeps them so, on
-/// the event-loop thread. It is the only writer of the collection that it is given.
+/// the event-loop thread. It is the only writer of the collection that it is given. The base class
+/// says what its operations do.
 class ROUTEPOLICY_EXPORT PrefixListConfigSm final : public PrefixListMachine<Acl::Ipv4Family> {
  public:
   /// Gives every configured list a symbol with an empty trie, and starts to compile those that
-  /// have rules. REQUIRES: no argument is null.
+  /// have entries. When an observer throws, or there is no memory, the symbols that were made
+  /// stay, and whoever tries again gets a machine that uses them. REQUIRES: no argument is null.
   PrefixListConfigSm(Orb::Ptr<Acl::AclListConfig const> config,
                      Orb::Ptr<AllPrefixListSymbol> allPlSymbol,
                      Orb::Ptr<PrefixListSymbolDedupTable const> plSymbolTable)
@@ -23,19 +27,12 @@ class ROUTEPOLICY_EXPORT PrefixListConfigSm final : public PrefixListMachine<Acl
     return symbolTable();
   }
 
-  /// addPrefixList() for every configured list, in the order of their names.
   void handlePrefixList() { handleLists(); }
-  /// Brings the symbol of one list in line: addPrefixList() when the list is configured. When it
-  /// is not, the symbol's status becomes null, its version rises by one, and it leaves the
-  /// collection; nothing happens when there is no symbol.
   void handlePrefixList(Orb::Name const& name) { handleList(name); }
-  /// Installs a symbol whose status holds an empty trie. A null list is a fatal assertion.
   void addPrefixList(Orb::Name const& name, Orb::Ptr<Acl::PrefixList const> const& list) {
     addList(name, list);
   }
 
-  /// The reactors of the lists, by name. prefixListIs() makes one, in place of that of another
-  /// list of the name; a null list is a RangeException. Removing one leaves the symbol as it is.
   ListSms const& prefixList() const noexcept { return listSms(); }
   Orb::Ptr<ListSm> prefixList(Orb::Name const& name) const { return listSm(name); }
   void prefixListIs(Orb::Ptr<Acl::PrefixList const> const& list) { listSmIs(list); }
@@ -72,6 +69,11 @@ class ROUTEPOLICY_EXPORT Ipv6PrefixListConfigSm final : public PrefixListMachine
   void ipv6PrefixListDel(Orb::Name const& name) { listSmDel(name); }
   void ipv6PrefixListDelAll() { listSmDelAll(); }
 };
+
+/// The machine of a family.
+template <class Family>
+using MachineOf = std::conditional_t<std::is_same_v<Family, Acl::Ipv4Family>, PrefixListConfigSm,
+                                     Ipv6PrefixListConfigSm>;
 
 ROUTEPOLICY_EXPORT Orb::Ptr<PrefixListConfigSm> prefixListConfigSmFactory(
     Orb::Ptr<Acl::AclListConfig const> config, Orb::Ptr<AllPrefixListSymbol> allPlSymbol,

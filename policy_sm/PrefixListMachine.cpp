@@ -14,10 +14,7 @@ PrefixListMachine<Family>::PrefixListMachine(Orb::Ptr<Acl::AclListConfig const> 
       allSymbol_(std::move(allSymbol)),
       symbolTable_(std::move(symbolTable)) {
   handleLists();
-  for (auto const& list : Family::lists(*this->config())) listSmIs(list);
-  for (auto const& sm : listSms_) {
-    if (!Family::list(*this->config(), sm->name())) listSmDel(sm->name());
-  }
+  for (Orb::Ptr<List const> const list : Family::lists(*this->config())) listSmIs(list);
 }
 
 template <class Family>
@@ -27,34 +24,78 @@ PrefixListMachine<Family>::~PrefixListMachine() {
 
 template <class Family>
 void PrefixListMachine<Family>::onList(Orb::Name const& name) {
-  Orb::Ptr<PrefixListMachine> const alive(this);  // a user who is told may drop the machine
-  handleList(name);
-  if (auto const list = Family::list(*config(), name)) {
-    listSmIs(list);
-  } else {
-    listSmDel(name);
+  Orb::Ptr<PrefixListMachine> const alive(this);  // an observer may drop the machine
+  auto const list = [&]() -> Orb::Ptr<List const> { return Family::list(*config(), name); };
+  // The reactor of a list that is gone publishes nothing from here on, until it goes.
+  if (auto const sm = listSm(name); sm && sm->prefixList() != list()) sm->detach();
+  Orb::FirstError error;
+  error.guard([&] { handleList(name); });
+  error.guard([&] {
+    if (!list()) {
+      listSmDel(name);
+    } else if (allSymbol_->symbolHas(name)) {
+      listSmIs(list());
+    }
+  });
+  if (list() && !isInLine(list())) {
+    error.guard([&] { catchUp_.timeMinIs(Orb::Clock::kNextTurn); });
   }
+  error.rethrow();
+}
+
+template <class Family>
+bool PrefixListMachine<Family>::isInLine(Orb::Ptr<List const> const& list) const {
+  auto const symbol = allSymbol_->symbol(list->name());
+  auto const sm = listSm(list->name());
+  return symbol && symbol->status() && sm && sm->prefixList() == list;
+}
+
+template <class Family>
+void PrefixListMachine<Family>::catchUp() {
+  Orb::Ptr<PrefixListMachine> const alive(this);
+  Orb::FirstError error;
+  for (Orb::Ptr<List const> const list : Family::lists(*config())) {
+    if (!isInLine(list)) error.guard([&] { onList(list->name()); });
+  }
+  error.rethrow();
 }
 
 template <class Family>
 void PrefixListMachine<Family>::handleLists() {
-  ORB_TRACE(traceSm(), 8, kHandlerNames<Family>.handleList);
-  for (auto const& list : Family::lists(*config())) addList(list->name(), list);
+  Orb::FirstError error;
+  error.guard([] { ORB_TRACE(traceSm(), 8, kHandlerNames<Family>.handleList); });
+  for (Orb::Ptr<List const> const list : Family::lists(*config())) {
+    error.guard([&] { addList(list->name(), list); });
+  }
+  error.rethrow();
 }
 
 template <class Family>
 void PrefixListMachine<Family>::handleList(Orb::Name const& name) {
-  ORB_TRACE(traceSm(), 8, kHandlerNames<Family>.handleList << " prefix-list: " << name);
-  if (auto const list = Family::list(*config(), name)) {
-    addList(name, list);
-    return;
-  }
+  Orb::FirstError error;
+  error.guard([&] {
+    ORB_TRACE(traceSm(), 8, kHandlerNames<Family>.handleList << " prefix-list: " << name);
+  });
+  error.guard([&] {
+    if (auto const list = Family::list(*config(), name)) {
+      addList(name, list);
+    } else {
+      dropSymbol(name);
+    }
+  });
+  error.rethrow();
+}
+
+template <class Family>
+void PrefixListMachine<Family>::dropSymbol(Orb::Name const& name) {
   auto const symbol = allSymbol_->symbol(name);
   if (!symbol) return;
   symbol->statusIs(nullptr);
-  symbol->versionInc(1);
-  // A user who was told may have brought the list back, and its symbol stays then.
-  if (!Family::list(*config(), name)) allSymbol_->symbolDel(name);
+  Orb::FirstError error;
+  error.guard([&] { symbol->versionInc(1); });
+  // An observer may have brought the list back, and its symbol stays then.
+  if (!Family::list(*config(), name)) error.guard([&] { allSymbol_->symbolDel(name); });
+  error.rethrow();
 }
 
 template <class Family>
@@ -62,13 +103,16 @@ void PrefixListMachine<Family>::addList(Orb::Name const& name,
                                         Orb::Ptr<List const> const& prefixList) {
   ORB_TRACE(traceSm(), 8, kHandlerNames<Family>.addList << " prefix-list: " << name);
   ORB_ASSERT(prefixList);
-  auto const symbol = prefixListSymbolFactory(name)->dedup(symbolTable_);
-  allSymbol_->symbolIs(symbol);
-  // Those told of the symbol may have deleted the list: what they hold says so, and goes on to.
-  if (allSymbol_->symbol(name) != symbol) return;
   auto const status = prefixListStatusFactory(name);
   status->trieIs(Orb::make<PatriciaTrieWithNodeData>(name, Family::kFamily));
-  symbol->statusIs(status);
+  auto const symbol = prefixListSymbolFactory(name)->dedup(symbolTable_);
+  symbol->statusIs(nullptr);  // it may be one that is there already, or that others hold
+  Orb::FirstError error;
+  error.guard([&] { allSymbol_->symbolIs(symbol); });
+  // An observer of the collection may have deleted the list: what it holds says so, and goes on to
+  // do so. It may also have brought it back since: the symbol has its status then.
+  if (allSymbol_->symbol(name) == symbol && !symbol->status()) symbol->statusIs(status);
+  error.rethrow();
 }
 
 template <class Family>
@@ -81,11 +125,15 @@ template <class Family>
 void PrefixListMachine<Family>::listSmIs(Orb::Ptr<List const> const& list) {
   HandlerNames const& names = kHandlerNames<Family>;
   if (!list) throw Orb::RangeException(Orb::nullParameterMessage(names.machine, names.listSm));
-  if (auto const sm = listSm(list->name())) {
-    if (sm->prefixList() == list) return;
-    listSmDel(list->name());
-  }
-  listSms_.insertOrAssign(Orb::make<ListSm>(list, *this));
+  Orb::Name const& name = list->name();
+  if (auto const sm = listSm(name); sm && sm->prefixList() == list) return;
+  auto const configured = Family::list(*config(), name);
+  auto const made = Orb::make<ListSm>(list, *this);
+  // A trace sink or the time source may have changed the configuration: onList() has seen to it.
+  if (Family::list(*config(), name) != configured) return made->detach();
+  auto const replaced = listSm(name);
+  listSms_.insertOrAssign(Orb::Ptr<ListSm>(made));
+  if (replaced) replaced->detach();
 }
 
 template <class Family>
@@ -97,6 +145,15 @@ template <class Family>
 void PrefixListMachine<Family>::listSmDelAll() {
   ListSms const gone = std::exchange(listSms_, ListSms());
   for (auto const& sm : gone) sm->detach();
+}
+
+template <class Family>
+PrefixListMachine<Family>::CatchUp::CatchUp(PrefixListMachine& machine)
+    : Notifiee(Orb::ActivityManager::current().clock()), machine_(machine) {}
+
+template <class Family>
+void PrefixListMachine<Family>::CatchUp::onTime() {
+  machine_.catchUp();
 }
 
 template class PrefixListMachine<Acl::Ipv4Family>;

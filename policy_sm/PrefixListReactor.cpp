@@ -1,5 +1,7 @@
 #include "policy_sm/PrefixListReactor.h"
 
+#include <iterator>
+
 #include "policy_sm/PrefixListMachine.h"
 #include "policy_sm/detail/HandlerNames.h"
 #include "policy_sm/detail/Trace.h"
@@ -9,15 +11,20 @@ namespace Routing::RouteMap {
 
 namespace {
 
-/// Goes ahead of a build over the rules of a list, and tells the trie what will be added soon.
+/// Goes ahead of a build over the entries of a list, and announces to the trie what will be
+/// added soon.
+/// The entries may change between two steps: an iterator stands at what it has announced, and is
+/// moved before it is looked through.
 template <class Entries>
 class Scout {
  public:
-  Scout(PatriciaTrieWithNodeData const* trie, Entries const& entries, Orb::U32 from)
-      : trie_(trie), far_(entries.lowerBound(from)), near_(far_), end_(entries.end()) {
+  Scout(PatriciaTrieWithNodeData const& trie, Entries const& entries, Orb::U32 from)
+      : trie_(trie), far_(entries.lowerBound(from)), near_(far_) {
     using Trie = PatriciaTrieWithNodeData;
-    for (int i = 0; i < Trie::kFar; ++i) stepFar();
-    for (int i = 0; i < Trie::kNear; ++i) stepNear();
+    announceFar();
+    announceNear();
+    for (int i = 1; i < Trie::kFar; ++i) stepFar();
+    for (int i = 1; i < Trie::kNear; ++i) stepNear();
   }
   void step() {
     stepFar();
@@ -25,26 +32,31 @@ class Scout {
   }
 
  private:
-  using Iterator = decltype(std::declval<Entries const&>().begin());
+  using Iterator = typename Entries::Iterator;
 
   void stepFar() {
-    if (!trie_ || far_ == end_) return;
-    trie_->expectFar(Ipa::IpGenPrefix(far_->prefix()));
+    if (far_ == std::default_sentinel) return;
     ++far_;
+    announceFar();
   }
   void stepNear() {
-    if (!trie_ || near_ == end_) return;
-    trie_->expectNear(Ipa::IpGenPrefix(near_->prefix()));
+    if (near_ == std::default_sentinel) return;
     ++near_;
+    announceNear();
+  }
+  void announceFar() {
+    if (far_ != std::default_sentinel) trie_.expectFar(Ipa::IpGenPrefix(far_->prefix()));
+  }
+  void announceNear() {
+    if (near_ != std::default_sentinel) trie_.expectNear(Ipa::IpGenPrefix(near_->prefix()));
   }
 
-  PatriciaTrieWithNodeData const* const trie_;
+  PatriciaTrieWithNodeData const& trie_;
   Iterator far_;
   Iterator near_;
-  Iterator const end_;
 };
 
-/// A configured rule as it is compiled: with both bounds set, the full length of the family where
+/// A configured entry as it is compiled: with both bounds set, the full length of the family where
 /// only the lower one is given.
 template <class Family>
 GenPrefixEntry compiled(typename Family::Entry const& entry) {
@@ -74,73 +86,94 @@ void PrefixListReactor<Family>::handleInitial() {
 
 template <class Family>
 void PrefixListReactor<Family>::handleVersion() {
+  Orb::Ptr<PrefixListReactor> const alive(this);
+  if (machine_) {  // before anything that may throw: no change of the version is lost
+    bookmark_ = 0;
+    newTrie_ = nullptr;
+    wantsTrie_ = true;
+    timer_.timeMinIs(Orb::Clock::kNextTurn);
+  }
   ORB_TRACE(traceSm(), 8,
             kHandlerNames<Family>.handleVersion << " version: " << prefixList()->version());
-  if (!machine_) return;
-  auto trie = Orb::make<PatriciaTrieWithNodeData>(name(), Family::kFamily);
-  timer_.timeMinIs(Orb::Clock::kNextTurn);
-  // There was memory for it all; else a build that was under way goes on as it was.
-  bookmark_ = 0;
-  newTrie_ = std::move(trie);
+  if (wantsTrie_) makeTrie();
+}
+
+template <class Family>
+void PrefixListReactor<Family>::makeTrie() {
+  newTrie_ = Orb::make<PatriciaTrieWithNodeData>(name(), Family::kFamily);
+  wantsTrie_ = false;
 }
 
 template <class Family>
 Orb::U64 PrefixListReactor<Family>::processClock() {
-  ORB_TRACE(traceSm(), 8, __func__);
-  if (!initialized_ || !machine_) return 0;
-  auto const& entries = Family::entries(*prefixList());
-  if (!newTrie_ && entries.empty()) return 0;
-
-  double const deadline = clock()->now() + clockQuantum_;
-  Orb::Ptr<PrefixListSymbol> const symbol = machine_->allSymbol()->symbol(name());
-  if (!symbol) {
-    stopBuilding();
-    return 0;
-  }
-  Scout scout(newTrie_.get(), entries, bookmark_);
+  if (inSlice_) return 0;
+  Orb::Ptr<PrefixListReactor> const alive(this);
+  Orb::FirstError error;
   Orb::U64 count = 0;
-  Orb::Ptr<PrefixListStatus> status;
-  try {
-    status = prefixListStatusFactory(name());  // there before the last rule is
-    for (auto at = entries.lowerBound(bookmark_); at != entries.end(); ++at) {
-      Entry const& entry = *at;
-      if (count != 0 && clock()->now() >= deadline) {
-        ORB_TRACE(traceSm(), 5, "PL: " << name() << " pausing processing at " << entry.seqno());
-        bookmark_ = entry.seqno();
-        timer_.timeMinIs(Orb::Clock::kNextTurn);
-        return count;
-      }
-      scout.step();
-      bookmark_ = entry.seqno();
-      addEntry(entry);
-      ++count;
-    }
-  } catch (...) {  // no memory: the build goes on at the bookmark when there may be some again
-    timer_.timeMinIs(Orb::Clock::kNextTurn);
-    throw;
-  }
-  publish(symbol, status);
+  inSlice_ = true;
+  error.guard([&] { runSlice(count); });
+  inSlice_ = false;
+  if (isBuilding()) timer_.timeMinIs(Orb::Clock::kNextTurn);  // it paused, began anew or threw
+  error.rethrow();
   return count;
 }
 
+/// Counts the entries that it adds. Whatever is traced, and each look at the clock, may change the
+/// list and the reactor: they are looked at anew after it.
 template <class Family>
-void PrefixListReactor<Family>::addEntry(Entry const& entry) {
-  ORB_TRACE(traceSm(), 8, "PL: " << name() << " seqno: " << entry.seqno());
-  PatriciaTrieWithNodeData* const trie = newTrie_.get();
+void PrefixListReactor<Family>::runSlice(Orb::U64& count) {
+  ORB_TRACE(traceSm(), 8, "processClock");
+  if (!initialized_ || !machine_) return;
+  if (wantsTrie_) makeTrie();
+  auto const& entries = Family::entries(*prefixList());
+  if (!newTrie_ && entries.empty()) return;
+  auto const trie = newTrie_;
   ORB_ASSERT(trie);
-  trie->routeIs(Ipa::IpGenPrefix(entry.prefix()),
-                prefixListEntryDataFactory(compiled<Family>(entry)));
+
+  auto const clock = this->clock();
+  double const deadline = clock->now() + clockQuantum_;
+  if (newTrie_ != trie) return;
+  auto const symbol = machine_->allSymbol()->symbol(name());
+  if (!symbol) return stopBuilding();
+  auto const status = prefixListStatusFactory(name());  // there before the last entry is
+
+  Scout scout(*trie, entries, bookmark_);
+  auto at = entries.lowerBound(bookmark_);
+  while (at != entries.end()) {
+    GenPrefixEntry const entry = compiled<Family>(*at);
+    scout.step();
+    addEntry(*trie, entry);
+    if (newTrie_ != trie) return;
+    ++count;
+    bookmark_ = entry.seqno() + 1;  // 0 behind the highest number, where nothing is left to add
+    bool const isSpent = clock->now() >= deadline;
+    if (newTrie_ != trie) return;
+    ++at;  // to the first entry behind, whatever has come or gone
+    if (isSpent && at != entries.end()) {
+      bookmark_ = at.key();
+      ORB_TRACE(traceSm(), 5, "PL: " << name() << " pausing processing at " << at.key());
+      return;
+    }
+  }
+  publish(*symbol, status);
 }
 
 template <class Family>
-void PrefixListReactor<Family>::publish(Orb::Ptr<PrefixListSymbol> const& symbol,
+void PrefixListReactor<Family>::addEntry(PatriciaTrieWithNodeData& trie,
+                                         GenPrefixEntry const& entry) {
+  ORB_TRACE(traceSm(), 8, "PL: " << name() << " seqno: " << entry.seqno());
+  trie.routeIs(entry.prefix(), prefixListEntryDataFactory(entry));
+}
+
+template <class Family>
+void PrefixListReactor<Family>::publish(PrefixListSymbol& symbol,
                                         Orb::Ptr<PrefixListStatus> const& status) {
-  // Everything is idle before the users are told: one of them may raise the list's version and so
-  // start the next build, or delete the list and this reactor with it.
+  // Everything is idle before observers are notified: one of them may raise the list's version and
+  // so start the next build, or delete the list and this reactor with it.
   status->trieIs(newTrie_);
   stopBuilding();
-  symbol->statusIs(status);
-  symbol->versionInc(1);
+  symbol.statusIs(status);
+  symbol.versionInc(1);
 }
 
 template <class Family>
@@ -148,6 +181,7 @@ void PrefixListReactor<Family>::stopBuilding() noexcept {
   bookmark_ = 0;
   timer_.timeMinIs(Orb::Clock::kNever);
   newTrie_ = nullptr;
+  wantsTrie_ = false;
 }
 
 template <class Family>
@@ -159,8 +193,8 @@ void PrefixListReactor<Family>::detach() noexcept {
 
 template <class Family>
 void PrefixListReactor<Family>::Timer::onTime() {
-  Orb::Ptr<PrefixListReactor> const alive(&reactor_);
-  reactor_.processClock();
+  // The time source, which is asked when the timer is armed, may have ended the build meanwhile.
+  if (reactor_.isBuilding()) reactor_.processClock();
 }
 
 template class PrefixListReactor<Acl::Ipv4Family>;

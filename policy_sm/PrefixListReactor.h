@@ -3,6 +3,7 @@
 #include "platform/orb/loop/Activity.h"
 #include "platform/orb/model/Reactor.h"
 #include "policy_config/PrefixListFamily.h"
+#include "policy_status/GenPrefixEntry.h"
 #include "policy_status/PrefixListSymbol.h"
 
 namespace Routing::RouteMap {
@@ -16,7 +17,16 @@ class PrefixListMachine;
 /// complete; until then the symbol serves the old one. The states:
 ///   idle      newTrie null, timeMin never, bookmark 0
 ///   building  newTrie set, timeMin next turn, bookmark the sequence number to go on with
-/// A change of the version starts from the beginning in either state.
+/// A change of the version starts from the beginning in either state. When there is no memory for
+/// the trie, the next slice makes it: the state is building, with newTrie null until then.
+///
+/// Observers, the clock's time source and trace sinks may do what they like while a slice runs:
+///  1. Entries are taken in ascending sequence number. What comes, changes or goes behind the last
+///     one that was taken is seen, by the slice that runs too; the rest is not.
+///  2. A slice ends when its trie is not newTrie any more: the build was started anew, or the
+///     machine let the reactor go. So a trie that is published holds all entries.
+///  3. Whatever a slice throws, the build goes on at the bookmark in the next turn: all entries
+///     below the bookmark are in newTrie, and no other one is.
 ///
 /// Family is Acl::Ipv4Family or Acl::Ipv6Family; the handlers bear the family's name.
 template <class Family>
@@ -37,36 +47,40 @@ class ROUTEPOLICY_EXPORT PrefixListReactor final
   /// The owning machine; null once that has let the reactor go, which does nothing from then on.
   Machine* prefixListConfigSm() const noexcept { return machine_; }
 
-  /// The clock that calls the reactor back, and when it is to.
+  /// The clock that calls the reactor back, and when it is to. The clock is not null.
   Orb::Ptr<Orb::Clock> const& clock() const noexcept { return timer_.clock(); }
   void clockIs(Orb::Ptr<Orb::Clock> clock) { timer_.clockIs(std::move(clock)); }
   double timeMin() const noexcept { return timer_.timeMin(); }
 
-  /// The sequence number at which the next slice goes on; 0 for the first rule.
+  /// The sequence number at which the next slice goes on; 0 for the first entry.
   Orb::U32 bookmark() const noexcept { return bookmark_; }
-  /// Seconds of work for each slice; a slice adds at least one rule, however short it is.
+  /// Seconds of work for each slice; a slice adds at least one entry, however short it is.
   double clockQuantum() const noexcept { return clockQuantum_; }
   void clockQuantumIs(double seconds) noexcept { clockQuantum_ = seconds; }
   /// The trie under construction; null when there is none.
   Orb::Ptr<PatriciaTrieWithNodeData> const& newTrie() const noexcept { return newTrie_; }
+  /// Whether a build is in progress.
+  bool isBuilding() const noexcept { return newTrie_ || wantsTrie_; }
   /// Whether the initial handler has run; slices do nothing before.
   bool initialized() const noexcept { return initialized_; }
 
-  /// The initial handler, run by the constructor.
+  /// The initial handler, run by the constructor; and the handler of the list's version, which
+  /// starts to compile the list anew, also when it throws. Under the names of the family, too.
+  void handleInitial();
+  void handleVersion();
   void handlePrefixEntry() requires(Family::kFamily == Ipa::AddressFamily::ipv4) {
     handleInitial();
   }
   void handleIpv6PrefixEntry() requires(Family::kFamily == Ipa::AddressFamily::ipv6) {
     handleInitial();
   }
-  /// The list's version has changed: starts to compile it anew.
   void handlePrefixListVersion() requires(Family::kFamily == Ipa::AddressFamily::ipv4) {
     handleVersion();
   }
   void handleIpv6PrefixListVersion() requires(Family::kFamily == Ipa::AddressFamily::ipv6) {
     handleVersion();
   }
-  /// One time slice; returns the number of rules that it added.
+  /// One time slice; returns the number of entries that it added. Does nothing while one runs.
   Orb::U64 processClock();
 
   /// The machine lets the reactor go: it leaves the list, and its build is dropped.
@@ -75,7 +89,6 @@ class ROUTEPOLICY_EXPORT PrefixListReactor final
  private:
   using Base = Orb::Reactor<PrefixListReactor, List>;
   friend Base;
-  using Entry = typename Family::Entry;
   using Attr = typename List::Attr;
 
   static constexpr auto reactions() {
@@ -92,10 +105,10 @@ class ROUTEPOLICY_EXPORT PrefixListReactor final
     PrefixListReactor& reactor_;
   };
 
-  void handleInitial();
-  void handleVersion();
-  void addEntry(Entry const& entry);
-  void publish(Orb::Ptr<PrefixListSymbol> const& symbol, Orb::Ptr<PrefixListStatus> const& status);
+  void makeTrie();
+  void runSlice(Orb::U64& count);
+  void addEntry(PatriciaTrieWithNodeData& trie, GenPrefixEntry const& entry);
+  void publish(PrefixListSymbol& symbol, Orb::Ptr<PrefixListStatus> const& status);
   void stopBuilding() noexcept;
 
   Machine* machine_;
@@ -103,6 +116,8 @@ class ROUTEPOLICY_EXPORT PrefixListReactor final
   Orb::U32 bookmark_ = 0;
   double clockQuantum_ = kClockQuantum;
   Orb::Ptr<PatriciaTrieWithNodeData> newTrie_;
+  bool wantsTrie_ = false;  // a build has begun without one
+  bool inSlice_ = false;
   bool initialized_ = false;
 };
 

@@ -6,7 +6,7 @@
 
 namespace Routing::RouteMap {
 
-/// One rule of a prefix list of either family, as it is compiled.
+/// One entry of a prefix list of either family, as it is compiled.
 class GenPrefixEntry : public Orb::Value<GenPrefixEntry> {
  public:
   ORB_VALUE(GenPrefixEntry, "Routing::RouteMap::GenPrefixEntry", seqno, prefix, permit, ge, le, eq);
@@ -19,7 +19,7 @@ class GenPrefixEntry : public Orb::Value<GenPrefixEntry> {
   ORB_FIELD(eq, Orb::U32);  ///< exact matched length, which readers test first; 0 = not set
 };
 
-/// Names one rule of a list.
+/// Names one entry of a list.
 class SeqPrefix : public Orb::Value<SeqPrefix> {
  public:
   ORB_VALUE(SeqPrefix, "Routing::RouteMap::SeqPrefix", seqno, prefix);

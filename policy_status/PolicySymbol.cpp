@@ -29,7 +29,7 @@ Orb::Ptr<PolicySymbolNotifier> PolicySymbol::symbolNotifierDel() {
 }
 
 Orb::U32 PolicySymbol::versionInc(Orb::U32 delta) {
-  // Those told may drop the symbol, or its notifier.
+  // A notifiee may drop the symbol, or its notifier.
   Orb::Ptr<PolicySymbolNotifier> const notifier = symbolNotifier_;
   return notifier ? notifier->versionInc(delta) : 0;
 }

@@ -5,7 +5,7 @@
 
 namespace Routing::RouteMap {
 
-/// Tells the users of a policy symbol that the list behind it has changed.
+/// Notifies the users of a policy symbol that the list behind it has changed.
 class ROUTEPOLICY_EXPORT PolicySymbolNotifier : public Orb::Entity {
  public:
   ORB_ENTITY(PolicySymbolNotifier, "Routing::RouteMap::PolicySymbolNotifier", version);
@@ -13,8 +13,8 @@ class ROUTEPOLICY_EXPORT PolicySymbolNotifier : public Orb::Entity {
   /// Rises by one with every published change, wrapping at 2^32.
   ORB_COUNTER(version);
 
-  /// Is told of every change of the version, from notifierIs() until the notifiee is destroyed or
-  /// leave() is called. It may do in onVersion() what it likes: leave, be destroyed, drop the
+  /// Is notified of every change of the version, from notifierIs() until it is destroyed or leave()
+  /// is called. It may do in onVersion() what it likes: leave, be destroyed, drop the
   /// symbol.
   class ROUTEPOLICY_EXPORT Notifiee : private Orb::Notifiee {
    public:
@@ -46,7 +46,7 @@ class ROUTEPOLICY_EXPORT PolicySymbol : public Keel::DedupHandle {
   /// Drops the notifier and returns it, or null.
   Orb::Ptr<PolicySymbolNotifier> symbolNotifierDel();
 
-  /// Raises the notifier's version and tells its notifiees when that changes it; returns the new
+  /// Raises the notifier's version and calls its notifiees when that changes it; returns the new
   /// version, or 0 when there is no notifier.
   Orb::U32 versionInc(Orb::U32 delta);
 

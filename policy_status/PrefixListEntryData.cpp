@@ -68,7 +68,7 @@ PrefixListEntryData::PrefixListEntryData(GenPrefixEntry const& entry) noexcept
 
 PrefixListEntryData::~PrefixListEntryData() {
   detail::ChainIndex::drop(*this);
-  // The rules go one after the other, not one inside the other; all but a few of them in slices.
+  // The entries go one after the other, not one inside the other; all but a few of them in slices.
   constexpr int kAtOnce = 16;
   auto rest = std::exchange(nextEntryData_, nullptr);
   for (int i = 0; rest && rest->refCount() == 1; ++i) {
@@ -90,19 +90,19 @@ GenPrefixEntry PrefixListEntryData::data() const {
 }
 
 Orb::U64 PrefixListEntryData::summary() const noexcept {
-  return RuleSummary(seqno_, eq_ ? eq_ : ge_, eq_ ? eq_ : le_, permit_, bool(nextEntryData_))
+  return EntrySummary(seqno_, eq_ ? eq_ : ge_, eq_ ? eq_ : le_, permit_, bool(nextEntryData_))
       .packed();
 }
 
 PrefixListEntryData const* PrefixListEntryData::firstBehind(Orb::U32 length,
                                                             Orb::U64 seqno) const noexcept {
-  PrefixListEntryData const* rule = nextEntryData_.get();
+  PrefixListEntryData const* entry = nextEntryData_.get();
   if (auto const* const index = detail::ChainIndex::of(*this)) {
-    rule = index->first(length);
-    return rule && rule->seqno_ < seqno ? rule : nullptr;
+    entry = index->first(length);
+    return entry && entry->seqno_ < seqno ? entry : nullptr;
   }
-  for (; rule && rule->seqno_ < seqno; rule = rule->nextEntryData_.get()) {
-    if (rule->matchesLength(length)) return rule;
+  for (; entry && entry->seqno_ < seqno; entry = entry->nextEntryData_.get()) {
+    if (entry->matchesLength(length)) return entry;
   }
   return nullptr;
 }
@@ -117,7 +117,7 @@ Routing::PrefixData::Ptr PrefixListEntryData::insertData(
     added->nextEntryData_ = this;
     if (ChainIndex* const index = ChainIndex::of(*this)) {
       ChainIndex::move(*this, *added);
-      index->add(*this);  // no rule behind the new head comes before the old one
+      index->add(*this);  // no entry behind the new head comes before the old one
     }
     return added;
   }

@@ -11,7 +11,7 @@ class ROUTEPOLICY_EXPORT PrefixListStatus final : public Orb::RefCounted {
   explicit PrefixListStatus(Orb::String name) : name_(std::move(name)) {}
 
   Orb::String const& name() const noexcept { return name_; }
-  /// The rules by prefix, each node a chain of PrefixListEntryData; null until it is set.
+  /// The entries by prefix, each node a chain of PrefixListEntryData; null until it is set.
   Orb::Ptr<PatriciaTrieWithNodeData const> const& trie() const noexcept { return trie_; }
   void trieIs(Orb::Ptr<PatriciaTrieWithNodeData const> trie) noexcept { trie_ = std::move(trie); }
   PatriciaTrieWithNodeData const* trieRawPtr() const noexcept { return trie_.get(); }

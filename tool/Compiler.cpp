@@ -8,18 +8,14 @@ template <class Family>
 Compiler<Family>::Compiler(Orb::Ptr<Acl::AclListConfig const> const& config,
                            Orb::Ptr<List const> list)
     : list_(std::move(list)) {
-  machine_ = Orb::make<typename MachineOf<Family>::Type>(
-      config, symbols_, RouteMap::prefixListSymbolDedupTableFactory());
+  machine_ = Orb::make<RouteMap::MachineOf<Family>>(config, symbols_,
+                                                    RouteMap::prefixListSymbolDedupTableFactory());
   symbol_ = symbols_->symbol(list_->name());
 }
 
 template <class Family>
 Orb::Ptr<RouteMap::PrefixListReactor<Family>> Compiler<Family>::reactor() const {
-  if constexpr (Family::kFamily == Ipa::ipv4) {
-    return machine_->prefixList(list_->name());
-  } else {
-    return machine_->ipv6PrefixList(list_->name());
-  }
+  return machine_->listSm(list_->name());
 }
 
 template <class Family>

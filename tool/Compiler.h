@@ -6,17 +6,6 @@
 
 namespace Tool {
 
-template <class Family>
-struct MachineOf;
-template <>
-struct MachineOf<Acl::Ipv4Family> {
-  using Type = Routing::RouteMap::PrefixListConfigSm;
-};
-template <>
-struct MachineOf<Acl::Ipv6Family> {
-  using Type = Routing::RouteMap::Ipv6PrefixListConfigSm;
-};
-
 /// Compiles a configured list as the routing process does: a state machine on the configuration,
 /// on an event loop of its own.
 template <class Family>
@@ -43,7 +32,7 @@ class Compiler {
   Orb::ActivityManager::Scope const scope_{manager_};
   Orb::Ptr<Routing::RouteMap::AllPrefixListSymbol> const symbols_ =
       Routing::RouteMap::allPrefixListSymbolFactory();
-  Orb::Ptr<typename MachineOf<Family>::Type> machine_;
+  Orb::Ptr<Routing::RouteMap::MachineOf<Family>> machine_;
   Orb::Ptr<Routing::RouteMap::PrefixListSymbol> symbol_;
 };
 

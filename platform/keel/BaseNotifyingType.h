@@ -4,8 +4,8 @@
 
 namespace Keel {
 
-/// Base of the status objects that tell notifiees of their changes: an entity that nobody owns by
-/// key, and that can take over what another of its type holds.
+/// Base of the status objects that notify of their changes: an entity that is owned by no key, and
+/// that can take over what another of its type holds.
 class ROUTEPOLICY_EXPORT BaseNotifyingType : public Orb::Entity {
  public:
   ~BaseNotifyingType() override;

@@ -5,15 +5,15 @@
 
 #include "platform/orb/base/Ptr.h"
 
-/// Deduplication: equal objects share one canonical object for as long as anybody holds it.
+/// Deduplication: equal objects share one canonical object for as long as it is held.
 ///
 /// A table holds one reference to each handle registered in it. When the last reference from
 /// outside goes, the handle leaves the table. References may be dropped on any thread, so the
 /// decision is taken under one lock for the whole process:
 ///  1. the count of a registered handle only falls under the lock (it is watched, Ptr.h);
 ///  2. a table hands out a registered handle only under the lock;
-///  3. so a handle whose count falls to the table's share is out of everybody's reach, and is
-///     taken out before anybody can find it again.
+///  3. so a handle whose count falls to the table's share can be reached from nowhere else, and is
+///     taken out before it can be found again.
 /// The lock is taken when a handle is registered and when a reference to a registered one is
 /// dropped: once for a configured list and once for each of its holders.
 namespace Keel {

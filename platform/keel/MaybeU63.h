@@ -33,7 +33,7 @@ class ROUTEPOLICY_EXPORT MaybeU63 {
  private:
   static constexpr Orb::U64 kMax = ~Orb::U64{0} >> 1;
 
-  Orb::U64 raw_ = 0;  // the highest bit tells that the rest is a value
+  Orb::U64 raw_ = 0;  // the highest bit: the rest is a value
 };
 
 ROUTEPOLICY_EXPORT void writeText(std::string& out, MaybeU63 const& v);

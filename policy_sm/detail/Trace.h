@@ -4,8 +4,7 @@
 
 namespace Routing::RouteMap {
 
-/// The trace facility "RouteMapSm" of the state machines: level 8 on entry to every handler, lower
-/// levels for notable events.
-Orb::TraceFacility const& traceSm();
+/// The state machines: level 8 on entry to every handler, lower levels for notable events.
+ORB_TRACE_FACILITY(traceSm, "RouteMapSm");
 
 }  // namespace Routing::RouteMap

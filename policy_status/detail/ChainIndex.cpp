@@ -30,24 +30,24 @@ void ChainIndex::drop(PrefixListEntryData& head) noexcept {
 void ChainIndex::fill(PrefixListEntryData const& head) noexcept {
   std::fill_n(first_.get(), longest_ + 1, nullptr);
   tail_ = nullptr;
-  for (auto* rule = head.nextEntryData_.get(); rule; rule = rule->nextEntryData_.get()) {
-    note(*rule, [](PrefixListEntryData const*) { return false; });
+  for (auto* entry = head.nextEntryData_.get(); entry; entry = entry->nextEntryData_.get()) {
+    note(*entry, [](PrefixListEntryData const*) { return false; });
   }
 }
 
-void ChainIndex::add(PrefixListEntryData& rule) noexcept {
-  // Of rules with one number, the last to be added stands first.
-  note(rule, [&](PrefixListEntryData const* first) { return rule.seqno_ <= first->seqno_; });
+void ChainIndex::add(PrefixListEntryData& entry) noexcept {
+  // Of entries with one number, the last to be added stands first.
+  note(entry, [&](PrefixListEntryData const* first) { return entry.seqno_ <= first->seqno_; });
 }
 
 template <class IsBefore>
-void ChainIndex::note(PrefixListEntryData& rule, IsBefore const& isBefore) noexcept {
-  RuleSummary const bounds(rule.summary());
+void ChainIndex::note(PrefixListEntryData& entry, IsBefore const& isBefore) noexcept {
+  EntrySummary const bounds(entry.summary());
   for (Orb::U32 length = 0; length <= longest_; ++length) {
     PrefixListEntryData const*& first = first_[length];
-    if (bounds.matchesLength(length) && (!first || isBefore(first))) first = &rule;
+    if (bounds.matchesLength(length) && (!first || isBefore(first))) first = &entry;
   }
-  if (!rule.nextEntryData_) tail_ = &rule;
+  if (!entry.nextEntryData_) tail_ = &entry;
 }
 
 }  // namespace Routing::RouteMap::detail

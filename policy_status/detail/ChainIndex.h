@@ -6,11 +6,12 @@
 
 namespace Routing::RouteMap::detail {
 
-/// Makes long chains quick: for each route length the first rule behind the head that holds it,
-/// and the tail, so that rules which come in the order of their numbers are put behind it at once.
+/// Makes long chains quick: for each route length the first entry behind the head that holds it,
+/// and the tail, so that entries which come in the order of their numbers are put behind it at
+/// once.
 ///
-/// A chain gets its index when an insertion has walked past kWorthwhile rules, and keeps it from
-/// then on; it belongs to the head, and moves when another rule becomes the head. An insertion
+/// A chain gets its index when an insertion has walked past kWorthwhile entries, and keeps it from
+/// then on; it belongs to the head, and moves when another entry becomes the head. An insertion
 /// updates it, a removal makes it anew.
 class ChainIndex {
  public:
@@ -22,14 +23,14 @@ class ChainIndex {
   }
   /// Gives `head` an index of its chain. REQUIRES: it has none.
   static void make(PrefixListEntryData& head);
-  /// Moves the index, if there is one, to another rule, as it is.
+  /// Moves the index, if there is one, to another entry, as it is.
   static void move(PrefixListEntryData& from, PrefixListEntryData& to) noexcept;
   static void drop(PrefixListEntryData& head) noexcept;
 
   /// Makes it anew for the chain of `head`.
   void fill(PrefixListEntryData const& head) noexcept;
-  /// Notes a rule that was put into the chain behind its head.
-  void add(PrefixListEntryData& rule) noexcept;
+  /// Notes an entry that was put into the chain behind its head.
+  void add(PrefixListEntryData& entry) noexcept;
 
   PrefixListEntryData const* first(Orb::U32 length) const noexcept {
     return length <= longest_ ? first_[length] : nullptr;
@@ -38,9 +39,9 @@ class ChainIndex {
   Orb::U64 low() const noexcept { return low_; }
 
  private:
-  /// Puts the rule first for the lengths that it holds and where it comes before what is first.
+  /// Puts the entry first for the lengths that it holds and where it comes before what is first.
   template <class IsBefore>
-  void note(PrefixListEntryData& rule, IsBefore const& isBefore) noexcept;
+  void note(PrefixListEntryData& entry, IsBefore const& isBefore) noexcept;
 
   ChainIndex(Orb::U64 low, Orb::U32 longest)
       : low_(low),

@@ -4,7 +4,7 @@
 
 namespace Routing::RouteMap {
 
-/// The trace facility "RouteMapStatusType" of the compiled lists.
-Orb::TraceFacility const& traceStatusType();
+/// The compiled lists: level 6 for each entry that is put in or taken out.
+ORB_TRACE_FACILITY(traceStatusType, "RouteMapStatusType");
 
 }  // namespace Routing::RouteMap

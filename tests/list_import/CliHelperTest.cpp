@@ -143,8 +143,9 @@ TEST(CliHelper, CopiesToTheEndWhoeverLetsGoOfAList) {
     bool& gone;
   };
   struct Dropper final : Orb::Notifiee {
-    void onAttribute(Orb::Entity const&, Orb::AttrId, void const*) override {
-      EXPECT_FALSE(sourceGone || destinationGone);
+    void onAttribute(Orb::Entity const& entity, Orb::AttrId, void const*) override {
+      EXPECT_FALSE(destinationGone);
+      EXPECT_EQ(static_cast<PrefixList const&>(entity).prefixEntry().size(), 3U);
       if (++told == dropAt) *dropped = nullptr;
     }
     bool sourceGone = false;

@@ -14,6 +14,7 @@
 #include "platform/orb/loop/ActivityLock.h"
 #include "platform/orb/model/Reactor.h"
 #include "tests/list_import/TempFile.h"
+#include "tests/support/ScarceMemory.h"
 
 namespace {
 
@@ -87,6 +88,7 @@ TEST(PrefixSource, SaysWhyAFileCannotBeRead) {
     EXPECT_EQ(result.error, "Error: fdopen: "s + reason);
     EXPECT_EQ(result.message, result.error);
     EXPECT_TRUE(result.isFileError());
+    EXPECT_STREQ(std::strerror(result.errorNumber), reason);
   }
   // Fails after the first 50 of 60 lines; with what was read of line 51 as well.
   cookie_io_functions_t const functions{[](void* cookie, char* out, std::size_t) -> ssize_t {
@@ -112,6 +114,29 @@ TEST(PrefixSource, SaysWhyAFileCannotBeRead) {
   EXPECT_TRUE(result.isFileError());
 }
 
+TEST(PrefixSource, SaysWhatIsWrongWithALine) {
+  using Fault = Acl::PrefixSourceFault;
+  struct Case {
+    char const* line;
+    Fault asIpv4;
+    Fault asIpv6;
+  };
+  Acl::Ipv6PrefixList list6("P");
+  PrefixList list("P");
+  for (Case const& c :
+       {Case{"permit 10.0.0.0/33\n", Fault::badPrefix, Fault::otherFamily},
+        Case{"permit 2001:db8::g/32\n", Fault::otherFamily, Fault::badPrefix},
+        Case{"permit\n", Fault::badPrefix, Fault::badPrefix},
+        Case{"no\n", Fault::badLine, Fault::badLine}, Case{"\n", Fault::none, Fault::none}}) {
+    TempFile const file(c.line);
+    EXPECT_EQ(import(list, c.line).fault, c.asIpv4) << c.line;
+    auto const result =
+        Acl::importPrefixList<Acl::Ipv6Family>(list6, file.path(), Acl::duplicateError);
+    EXPECT_EQ(result.fault, c.asIpv6) << c.line;
+    EXPECT_FALSE(result.isFileError());
+  }
+}
+
 TEST(PrefixSource, AddsToTheListOrLeavesItAlone) {
   PrefixList list("P");
   list.sourceIs("earlier");
@@ -126,6 +151,68 @@ TEST(PrefixSource, AddsToTheListOrLeavesItAlone) {
             "");
   EXPECT_EQ(entriesOf(list), "    seq 0 permit 3.0.0.0/8\n    seq 1 deny 1.0.0.0/8\n" + before);
   EXPECT_EQ(list.version(), 0U);
+}
+
+// Half of the numbers are in the list already, and one is in the file twice.
+TEST(PrefixSource, AddsAWholeFileOrNothingWhenMemoryRunsOut) {
+  std::string text = "seq 5 deny 5.0.0.0/8\n";
+  for (int i = 0; i < 2000; ++i) {
+    text += "permit 10." + std::to_string(i / 256) + '.' + std::to_string(i % 256) + ".0/24\n";
+  }
+  TempFile const file(text);
+  auto const list = Orb::make<PrefixList>("P");
+  for (Orb::U32 i = 1000; i < 3000; ++i) {
+    list->prefixEntryIs(Acl::PrefixEntry::of(i, Ipa::Prefix(), Acl::denyMatch, 0U, 0U, 0U));
+  }
+  std::string const before = entriesOf(*list);
+  long const failed = TestSupport::withEverMoreMemory(
+      [&] { Acl::importPrefixList<Ipv4Family>(*list, file.path(), Acl::duplicateError); },
+      [&] { ASSERT_EQ(entriesOf(*list), before); });
+  EXPECT_GT(failed, 20);
+  EXPECT_EQ(list->prefixEntry().size(), 3000U);
+  EXPECT_EQ(list->prefixEntry(5).prefix().toString(), "10.0.5.0/24");
+  EXPECT_EQ(list->prefixEntry(1999).prefix().toString(), "10.7.207.0/24");
+}
+
+TEST(PrefixSource, CopiesAllOrNothingWhenMemoryRunsOut) {
+  PrefixList source("S");
+  auto const destination = Orb::make<PrefixList>("D");
+  for (Orb::U32 i = 0; i < 500; ++i)
+    source.prefixEntryIs(Acl::PrefixEntry::of(i, Ipa::Prefix(), Acl::denyMatch, 0U, 0U, 0U));
+  for (Orb::U32 i = 3; i < 9; ++i)
+    destination->prefixEntryIs(
+        Acl::PrefixEntry::of(i, Ipa::Prefix(), Acl::permitMatch, 0U, 0U, 0U));
+  std::string const before = Acl::prefixListText(*destination);
+  long const failed = TestSupport::withEverMoreMemory(
+      [&] { Acl::CliHelper::copyPrefixListEntries(source, *destination); },
+      [&] { EXPECT_EQ(Acl::prefixListText(*destination), before); });
+  EXPECT_GT(failed, 3);
+  EXPECT_EQ(source.prefixEntry(), destination->prefixEntry());
+}
+
+TEST(PrefixSource, NotifiesOfTheWholeImport) {
+  struct Observer final : Orb::Notifiee {
+    void onAttribute(Orb::Entity const& entity, Orb::AttrId, void const* key) override {
+      EXPECT_EQ(entriesOf(static_cast<PrefixList const&>(entity)),
+                "    seq 0 permit 2.0.0.0/8\n    seq 1 permit 3.0.0.0/8\n"
+                "    seq 7 permit 7.0.0.0/8\n    seq 8 permit 8.0.0.0/8\n");
+      keys.push_back(*static_cast<Orb::U32 const*>(key));
+      throw std::runtime_error(std::to_string(keys.back()));
+    }
+    std::vector<Orb::U32> keys;
+  } observer;
+  PrefixList list("P");
+  import(list, "seq 7 permit 7.0.0.0/8\nseq 8 permit 9.0.0.0/8\n");
+  list.notifieeIs(observer);
+  try {
+    import(list,
+           "seq 8 permit 8.0.0.0/8\nseq 7 permit 7.0.0.0/8\nseq 1 permit 1.0.0.0/8\n"
+           "permit 2.0.0.0/8\npermit 3.0.0.0/8\n");
+    ADD_FAILURE() << "nothing was thrown";
+  } catch (std::runtime_error const& error) {
+    EXPECT_STREQ(error.what(), "8");
+  }
+  EXPECT_EQ(observer.keys, (std::vector<Orb::U32>{8, 1, 0, 1}));
 }
 
 TEST(PrefixSource, LetsGoOfEverythingWhenALineThrows) {

@@ -11,33 +11,34 @@ namespace {
 using namespace Routing::RouteMap;
 using Outcome = Routing::PolicyEval::PrefixListMatch::Outcome;
 
-/// A compiled list of these rules.
-Orb::Ptr<PrefixListStatus const> compiled(std::vector<GenPrefixEntry> const& rules,
+/// A compiled list of these entries.
+Orb::Ptr<PrefixListStatus const> compiled(std::vector<GenPrefixEntry> const& entries,
                                           Ipa::AddressFamily family) {
   auto const trie = Orb::make<Routing::PatriciaTrieWithNodeData>("L", family);
-  for (auto const& rule : rules) trie->routeIs(rule.prefix(), prefixListEntryDataFactory(rule));
+  for (auto const& entry : entries)
+    trie->routeIs(entry.prefix(), prefixListEntryDataFactory(entry));
   auto const status = prefixListStatusFactory("L");
   status->trieIs(trie);
   return status;
 }
 
-/// The same by the words of the contract: every rule in the order of the sequence numbers.
-std::optional<GenPrefixEntry> plainMatch(std::vector<GenPrefixEntry> const& rules,
+/// The same by the words of the contract: every entry in the order of the sequence numbers.
+std::optional<GenPrefixEntry> plainMatch(std::vector<GenPrefixEntry> const& entries,
                                          Ipa::IpGenPrefix const& route) {
   std::optional<GenPrefixEntry> first;
-  for (auto const& rule : rules) {
+  for (auto const& entry : entries) {
     Orb::U32 const length = route.length();
     bool const inBounds =
-        rule.eq() ? length == rule.eq() : length >= rule.ge() && length <= rule.le();
-    if (!rule.prefix().contains(route) || !inBounds) continue;
-    if (!first || rule.seqno() < first->seqno()) first = rule;
+        entry.eq() ? length == entry.eq() : length >= entry.ge() && length <= entry.le();
+    if (!entry.prefix().contains(route) || !inBounds) continue;
+    if (!first || entry.seqno() < first->seqno()) first = entry;
   }
   return first;
 }
 
-void expectAgreement(std::vector<GenPrefixEntry> const& rules, PrefixListStatus const& status,
+void expectAgreement(std::vector<GenPrefixEntry> const& entries, PrefixListStatus const& status,
                      Ipa::IpGenPrefix const& route) {
-  auto const expected = plainMatch(rules, route);
+  auto const expected = plainMatch(entries, route);
   auto const found = Routing::PolicyEval::matchPrefixList(&status, route);
   ASSERT_EQ(found.outcome, expected ? Outcome::match : Outcome::noMatch) << route;
   if (!expected) return;
@@ -61,8 +62,8 @@ TEST(MatchPrefixList, TellsNoListFromNoMatch) {
       << "the other family";
 }
 
-// All lists of up to three rules over the prefixes of two bits (in three positions of the bits, so
-// that the strides of a trie are crossed), with the bounds that a rule can have there.
+// All lists of up to three entries over the prefixes of two bits (in three positions of the bits,
+// so that the strides of a trie are crossed), with the bounds that an entry can have there.
 TEST(MatchPrefixList, AgreesWithAScanOverAllSmallLists) {
   std::vector<Ipa::IpGenPrefix> prefixes;  // "", 0, 1, 00, 01, 10, 11 at this place
   std::vector<GenPrefixEntry> kinds;
@@ -82,16 +83,16 @@ TEST(MatchPrefixList, AgreesWithAScanOverAllSmallLists) {
   Orb::U64 lists = 0;
   for (std::size_t a = 0; a < kinds.size(); ++a) {
     for (std::size_t b = 0; b <= kinds.size(); ++b) {
-      for (std::size_t c = b; c <= kinds.size(); ++c) {  // the last stands for "no rule"
-        std::vector<GenPrefixEntry> rules{kinds[a]};
-        if (b < kinds.size()) rules.push_back(kinds[b]);
-        if (c < kinds.size()) rules.push_back(kinds[c]);
+      for (std::size_t c = b; c <= kinds.size(); ++c) {  // the last stands for "no entry"
+        std::vector<GenPrefixEntry> entries{kinds[a]};
+        if (b < kinds.size()) entries.push_back(kinds[b]);
+        if (c < kinds.size()) entries.push_back(kinds[c]);
         // Sequence numbers that do not follow the order of insertion.
-        for (std::size_t i = 0; i < rules.size(); ++i) {
-          rules[i].seqnoIs(static_cast<Orb::U32>((i + a) % 3 * 10));
+        for (std::size_t i = 0; i < entries.size(); ++i) {
+          entries[i].seqnoIs(static_cast<Orb::U32>((i + a) % 3 * 10));
         }
-        auto const status = compiled(rules, Ipa::ipv4);
-        for (auto const& route : prefixes) expectAgreement(rules, *status, route);
+        auto const status = compiled(entries, Ipa::ipv4);
+        for (auto const& route : prefixes) expectAgreement(entries, *status, route);
         if (HasFatalFailure()) return;
         ++lists;
       }
@@ -116,18 +117,18 @@ TEST(MatchPrefixList, AgreesWithAScanOverRandomLists) {
       }
       return Ipa::IpGenPrefix(Ipa::Ip6Prefix::subnet(Ipa::Ip6Addr(high, random()), length));
     };
-    std::vector<GenPrefixEntry> rules;
+    std::vector<GenPrefixEntry> entries;
     Orb::U32 const count = 1 + below(trial % 10 == 0 ? 3000 : 60);
     for (Orb::U32 i = 0; i < count; ++i) {
       Orb::U32 const ge = below(most + 1);
-      rules.push_back(GenPrefixEntry::of(
+      entries.push_back(GenPrefixEntry::of(
           i * 5, randomPrefix(), below(3) ? Acl::permitMatch : Acl::denyMatch, ge,
           below(8) ? ge + below(most + 1 - ge) : below(600), below(5) ? 0 : below(300)));
     }
-    std::shuffle(rules.begin(), rules.end(), random);
-    auto const status = compiled(rules, isIpv4 ? Ipa::ipv4 : Ipa::ipv6);
+    std::shuffle(entries.begin(), entries.end(), random);
+    auto const status = compiled(entries, isIpv4 ? Ipa::ipv4 : Ipa::ipv6);
     for (int i = 0; i < 200; ++i) {
-      expectAgreement(rules, *status, i % 2 ? randomPrefix() : rules[below(count)].prefix());
+      expectAgreement(entries, *status, i % 2 ? randomPrefix() : entries[below(count)].prefix());
       if (HasFatalFailure()) return;
     }
   }

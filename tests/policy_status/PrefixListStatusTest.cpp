@@ -28,7 +28,7 @@ struct Chain {
     Data const added = prefixListEntryDataFactory(entry(seqno, le));
     head = head ? head->insertData(added) : added;
   }
-  std::vector<std::pair<Orb::U32, Orb::U32>> rules() const {
+  std::vector<std::pair<Orb::U32, Orb::U32>> entries() const {
     std::vector<std::pair<Orb::U32, Orb::U32>> out;
     for (auto* at = static_cast<PrefixListEntryData*>(head.get()); at;
          at = at->nextEntryData().get()) {
@@ -38,10 +38,10 @@ struct Chain {
   }
   void remove(Orb::U32 seqno) { head = head->removeData(prefixListEntryDataFactory(entry(seqno))); }
 };
-using Rules = std::vector<std::pair<Orb::U32, Orb::U32>>;
+using Entries = std::vector<std::pair<Orb::U32, Orb::U32>>;
 
 TEST(PrefixListEntryData, ChainsBySequenceNumber) {
-  // An equal number goes behind the head, but in front of a later rule, on purpose.
+  // An equal number goes behind the head, but in front of a later entry, on purpose.
   Chain c;
   c.insert(10, 1);
   c.insert(10, 2);
@@ -49,11 +49,11 @@ TEST(PrefixListEntryData, ChainsBySequenceNumber) {
   c.insert(30, 4);
   c.insert(5, 5);
   c.insert(20, 6);
-  EXPECT_EQ(c.rules(), (Rules{{5, 5}, {10, 1}, {10, 2}, {20, 6}, {30, 4}, {30, 3}}));
+  EXPECT_EQ(c.entries(), (Entries{{5, 5}, {10, 1}, {10, 2}, {20, 6}, {30, 4}, {30, 3}}));
   c.remove(5);
   c.remove(30);
   c.remove(99);
-  EXPECT_EQ(c.rules(), (Rules{{10, 1}, {10, 2}, {20, 6}, {30, 3}}));
+  EXPECT_EQ(c.entries(), (Entries{{10, 1}, {10, 2}, {20, 6}, {30, 3}}));
   for (Orb::U32 const seqno : {10U, 10U, 20U, 30U}) c.remove(seqno);
   EXPECT_FALSE(c.head) << "the node empties";
 }
@@ -63,7 +63,7 @@ TEST(PrefixListEntryData, AgreesWithAListUnderRandomChanges) {
   std::mt19937 random(3);
   for (Orb::U32 const numbers : {5U, 40U, 150U}) {
     Chain c;
-    Rules model;  // in the order of the chain
+    Entries model;  // in the order of the chain
     for (int step = 0; step < 4000; ++step) {
       auto const seqno = static_cast<Orb::U32>(random() % numbers);
       bool const grows = step / 400 % 2 == 0;
@@ -71,22 +71,22 @@ TEST(PrefixListEntryData, AgreesWithAListUnderRandomChanges) {
         auto const le = static_cast<Orb::U32>(random() % 40);
         c.insert(seqno, le);
         auto at = std::find_if(model.begin(), model.end(),
-                               [&](auto const& rule) { return rule.first >= seqno; });
+                               [&](auto const& entry) { return entry.first >= seqno; });
         if (!model.empty() && at == model.begin() && at->first == seqno) ++at;
         model.insert(at, {seqno, le});
       } else if (c.head) {
         c.remove(seqno);
         auto const at = std::find_if(model.begin(), model.end(),
-                                     [&](auto const& rule) { return rule.first == seqno; });
+                                     [&](auto const& entry) { return entry.first == seqno; });
         if (at != model.end()) model.erase(at);
       }
-      ASSERT_EQ(c.rules(), model);
+      ASSERT_EQ(c.entries(), model);
       if (!c.head) continue;
       auto const& head = static_cast<PrefixListEntryData const&>(*c.head);
       auto const length = static_cast<Orb::U32>(random() % 34);
       auto const below = static_cast<Orb::U32>(random() % (numbers + 1));
-      auto const expected = std::find_if(model.begin() + 1, model.end(), [&](auto const& rule) {
-        return length >= 8 && length <= rule.second;
+      auto const expected = std::find_if(model.begin() + 1, model.end(), [&](auto const& entry) {
+        return length >= 8 && length <= entry.second;
       });
       auto const* const found = head.firstBehind(length, below);
       if (length > 32 || expected == model.end() || expected->first >= below) {
@@ -105,21 +105,21 @@ TEST(PrefixListEntryData, AVeryLongChainGoesWithoutRecursion) {
   for (Orb::U32 i = 300000; i > 0; --i) c.insert(i);
   auto const kept = static_cast<PrefixListEntryData&>(*c.head).nextEntryData();
   c.head = nullptr;
-  EXPECT_EQ(kept->seqno(), 2U) << "who holds a rule holds those behind it";
+  EXPECT_EQ(kept->seqno(), 2U) << "who holds a entry holds those behind it";
 }
 
-// Few prefixes, many rules: it is the rules that take the time.
+// Few prefixes, many entries: it is the entries that take the time.
 TEST(PrefixListEntryData, ChainsGoInSlicesWithTheirTrie) {
   Orb::reapAll();
   Orb::ActivityManager manager;
   Orb::ActivityManager::Scope const scope(manager);
   double now = 0;
   manager.clock()->timeSourceIs([&] { return now += 0.001; });  // for each step of freeing
-  for (auto const& [prefixes, rules] : {std::pair{1U, 20000U}, {100U, 50U}}) {
+  for (auto const& [prefixes, entries] : {std::pair{1U, 20000U}, {100U, 50U}}) {
     auto trie = Orb::make<Routing::PatriciaTrieWithNodeData>("t", Ipa::ipv4);
     auto const prefixOf = [](Orb::U32 i) { return Ipa::Prefix(Ipa::IpAddr(i << 24), 8U); };
     for (Orb::U32 i = 0; i < prefixes; ++i) {
-      for (Orb::U32 seqno = rules; seqno > 0; --seqno) {
+      for (Orb::U32 seqno = entries; seqno > 0; --seqno) {
         trie->routeIs(prefixOf(i), prefixListEntryDataFactory(GenPrefixEntry::of(
                                        seqno, prefixOf(i), Acl::permitMatch, 8U, 24U, 0U)));
       }
@@ -154,16 +154,17 @@ TEST(PrefixListEntryData, AChainThatTheReaperHasNoMemoryForIsFreedAtOnce) {
 }
 
 TEST(PrefixListEntryData, KeepsTheWholeRule) {
-  for (auto const& rule : {GenPrefixEntry(), entry(4294967295U),
-                           GenPrefixEntry::of(7U, Ipa::Ip6Prefix::parse("2001:db8:1:2:3:4:5:6/128"),
-                                              Acl::denyMatch, 4294967295U, 300U, 7U)}) {
-    auto const data = prefixListEntryDataFactory(rule);
-    EXPECT_EQ(data->data(), rule);
-    EXPECT_EQ(data->isPrefixEntryPermit(), rule.permit() == Acl::permitMatch);
-    EXPECT_EQ(GenPrefixEntry(Orb::toText(rule)), rule);
-    RuleSummary const summary(data->summary());
+  for (auto const& entry :
+       {GenPrefixEntry(), entry(4294967295U),
+        GenPrefixEntry::of(7U, Ipa::Ip6Prefix::parse("2001:db8:1:2:3:4:5:6/128"), Acl::denyMatch,
+                           4294967295U, 300U, 7U)}) {
+    auto const data = prefixListEntryDataFactory(entry);
+    EXPECT_EQ(data->data(), entry);
+    EXPECT_EQ(data->isPrefixEntryPermit(), entry.permit() == Acl::permitMatch);
+    EXPECT_EQ(GenPrefixEntry(Orb::toText(entry)), entry);
+    EntrySummary const summary(data->summary());
     for (Orb::U32 length = 0; length <= 128; ++length) {
-      EXPECT_EQ(summary.matchesLength(length), data->matchesLength(length)) << rule << length;
+      EXPECT_EQ(summary.matchesLength(length), data->matchesLength(length)) << entry << length;
     }
   }
   EXPECT_EQ(sizeof(PrefixListEntryData), 56U) << "what a million of them weigh";
@@ -195,13 +196,13 @@ TEST(PrefixListEntryData, NullsAndTraces) {
 }
 
 TEST(PrefixListEntryData, TextFormsReadBack) {
-  auto const rule = GenPrefixEntry::of(5U, Ipa::Ip6Prefix::parse("2001:db8::/32"), Acl::permitMatch,
-                                       33U, 48U, 0U);
+  auto const entry = GenPrefixEntry::of(5U, Ipa::Ip6Prefix::parse("2001:db8::/32"),
+                                        Acl::permitMatch, 33U, 48U, 0U);
   std::string const text =
       "Value('Routing::RouteMap::GenPrefixEntry', ** {'seqno': 5, 'prefix': 2001:db8::/32, "
       "'permit': permitMatch, 'ge': 33, 'le': 48, 'eq': 0})";
-  EXPECT_EQ(Orb::toText(rule), text);
-  EXPECT_EQ(GenPrefixEntry(text), rule);
+  EXPECT_EQ(Orb::toText(entry), text);
+  EXPECT_EQ(GenPrefixEntry(text), entry);
   std::string bad = text;
   bad.replace(bad.find("permitMatch"), 11, "permitMatsch");
   try {

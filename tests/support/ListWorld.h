@@ -10,43 +10,11 @@
 
 namespace TestSupport {
 
-/// The state machine of a family, and its operations under names that do not tell the family.
-template <class Family>
-struct MachineOf;
-template <>
-struct MachineOf<Acl::Ipv4Family> {
-  using Type = Routing::RouteMap::PrefixListConfigSm;
-  static Orb::Ptr<Acl::PrefixList> listIs(Acl::AclListConfig& c, Orb::Name const& name) {
-    return c.prefixListIs(name);
-  }
-  static void listDel(Acl::AclListConfig& c, Orb::Name const& name) { c.prefixListDel(name); }
-  static auto sm(Type const& m, Orb::Name const& name) { return m.prefixList(name); }
-  static auto make(Orb::Ptr<Acl::AclListConfig const> const& config,
-                   Orb::Ptr<Routing::RouteMap::AllPrefixListSymbol> const& all,
-                   Orb::Ptr<Routing::RouteMap::PrefixListSymbolDedupTable> const& table) {
-    return Routing::RouteMap::prefixListConfigSmFactory(config, all, table);
-  }
-};
-template <>
-struct MachineOf<Acl::Ipv6Family> {
-  using Type = Routing::RouteMap::Ipv6PrefixListConfigSm;
-  static Orb::Ptr<Acl::Ipv6PrefixList> listIs(Acl::AclListConfig& c, Orb::Name const& name) {
-    return c.ipv6PrefixListIs(name);
-  }
-  static void listDel(Acl::AclListConfig& c, Orb::Name const& name) { c.ipv6PrefixListDel(name); }
-  static auto sm(Type const& m, Orb::Name const& name) { return m.ipv6PrefixList(name); }
-  static auto make(Orb::Ptr<Acl::AclListConfig const> const& config,
-                   Orb::Ptr<Routing::RouteMap::AllPrefixListSymbol> const& all,
-                   Orb::Ptr<Routing::RouteMap::PrefixListSymbolDedupTable> const& table) {
-    return Routing::RouteMap::ipv6PrefixListConfigSmFactory(config, all, table);
-  }
-};
-
 /// The configuration and the compiled lists of one family, with a loop that the test turns and a
 /// clock that stands still unless the test moves it: every reading adds `tick` seconds.
 template <class Family>
 struct ListWorld {
-  using Machine = MachineOf<Family>;
+  using Machine = Routing::RouteMap::MachineOf<Family>;
   using Entry = typename Family::Entry;
   using List = typename Family::List;
 
@@ -59,27 +27,30 @@ struct ListWorld {
       Routing::RouteMap::allPrefixListSymbolFactory();
   Orb::Ptr<Routing::RouteMap::PrefixListSymbolDedupTable> table =
       Routing::RouteMap::prefixListSymbolDedupTableFactory();
-  Orb::Ptr<typename Machine::Type> machine;
+  Orb::Ptr<Machine> machine;
 
   ListWorld() {
     manager.clock()->timeSourceIs([this] { return time += tick; });
   }
   ~ListWorld() { machine = nullptr; }
 
-  void start() { machine = Machine::make(config, all, table); }
-  Orb::Ptr<List> list(Orb::Name const& name) { return Machine::listIs(*config, name); }
-  auto sm(Orb::Name const& name) { return Machine::sm(*machine, name); }
+  void start() { machine = Orb::make<Machine>(config, all, table); }
+  Orb::Ptr<List> list(Orb::Name const& name) { return Family::listIs(*config, name); }
+  void listDel(Orb::Name const& name) { Family::listDel(*config, name); }
+  Orb::Ptr<typename Machine::ListSm> sm(Orb::Name const& name) {
+    return machine ? machine->listSm(name) : nullptr;
+  }
   Orb::Ptr<Routing::RouteMap::PrefixListSymbol> symbol(Orb::Name const& name) {
     return all->symbol(name);
   }
   Orb::U32 version(Orb::Name const& name) { return symbol(name)->symbolNotifier()->version(); }
 
-  /// A permitting rule of the list; bounds that are 0 are not set.
-  static Entry rule(Orb::U32 seqno, std::string const& prefix, Orb::U32 ge = 0, Orb::U32 le = 0,
-                    Orb::U32 eq = 0, Acl::MatchPermit permit = Acl::permitMatch) {
+  /// A permitting entry of a list; bounds that are 0 are not set.
+  static Entry entry(Orb::U32 seqno, std::string const& prefix, Orb::U32 ge = 0, Orb::U32 le = 0,
+                     Orb::U32 eq = 0, Acl::MatchPermit permit = Acl::permitMatch) {
     return Entry::of(seqno, Family::Prefix::parse(prefix), permit, ge, le, eq);
   }
-  void add(Orb::Name const& name, Entry const& entry) { Family::entryIs(*list(name), entry); }
+  void add(Orb::Name const& name, Entry const& added) { Family::entryIs(*list(name), added); }
 
   /// Turns the loop until nothing is due; returns the turns it took.
   int settle() {

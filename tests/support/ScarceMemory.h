@@ -11,10 +11,15 @@ namespace TestSupport {
 
 constexpr long kPlenty = std::numeric_limits<long>::max();
 inline thread_local long grantedAllocations = kPlenty;
+inline thread_local long failingAllocations = kPlenty;
 
-/// While it lives, `granted` more allocations of this thread succeed, and no other.
+/// While it lives, `granted` more allocations of this thread succeed, and so many after them fail:
+/// all, unless a number is given.
 struct ScarceMemory {
-  explicit ScarceMemory(long granted) { grantedAllocations = granted; }
+  explicit ScarceMemory(long granted, long failing = kPlenty) {
+    grantedAllocations = failing != 0 ? granted : kPlenty;
+    failingAllocations = failing;
+  }
   ScarceMemory(ScarceMemory const&) = delete;
   ScarceMemory& operator=(ScarceMemory const&) = delete;
   ~ScarceMemory() { grantedAllocations = kPlenty; }
@@ -36,7 +41,11 @@ long withEverMoreMemory(Do const& act, Check const& check) {
 }
 
 inline void* allocate(std::size_t size) noexcept {
-  if (grantedAllocations == 0) return nullptr;
+  if (grantedAllocations == 0) {
+    if (failingAllocations == kPlenty) return nullptr;
+    if (--failingAllocations == 0) grantedAllocations = kPlenty;
+    return nullptr;
+  }
   if (grantedAllocations != kPlenty) --grantedAllocations;
   return std::malloc(size != 0 ? size : 1);
 }

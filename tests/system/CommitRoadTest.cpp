@@ -35,8 +35,8 @@ TEST(CommitRoadTest, FromACommitToTheConsumer) {
 
   auto const session = sessions->open("second");
   auto const list = session->edit<Acl::PrefixList>("prefixList['CUSTOMER']");
-  constexpr Orb::U32 kRules = 5000;
-  for (Orb::U32 i = 1; i <= kRules; ++i) {
+  constexpr Orb::U32 kEntries = 5000;
+  for (Orb::U32 i = 1; i <= kEntries; ++i) {
     list->prefixEntryIs(Acl::PrefixEntry::of(i, Ipa::Prefix(Ipa::IpAddr(i << 12), 24U),
                                              Acl::permitMatch, 0U, 0U, 0U));
   }

@@ -12,7 +12,8 @@
 /// Tracing: lines for the engineer who wants to see what the process does, by facility and level.
 /// A line that is not shown costs one load and one comparison; nothing of it is formatted.
 ///
-///   ORB_TRACE(routeMapSm(), 8, __func__ << " version: " << version);
+///   ORB_TRACE_FACILITY(traceSm, "RouteMapSm");
+///   ORB_TRACE(traceSm(), 8, __func__ << " version: " << version);
 ///
 /// Facilities are off until the environment variable ROUTEPOLICY_TRACE, read at first use, or a
 /// call turns them on; its text is that of traceLevelsAre(). Everything here may be called from
@@ -85,6 +86,14 @@ class ROUTEPOLICY_EXPORT TraceLine {
 };
 
 }  // namespace Orb
+
+/// Defines function(), which gives the facility of that name.
+#define ORB_TRACE_FACILITY(function, name)                                            \
+  inline ::Orb::TraceFacility const& function() {                                     \
+    static ::Orb::TraceFacility const& orbTraceFacility = ::Orb::traceFacility(name); \
+    return orbTraceFacility;                                                          \
+  }                                                                                   \
+  static_assert(true)
 
 /// Traces what the stream expression, such as `"seqno: " << seqno`, prints; it is evaluated only
 /// when the facility shows the level.

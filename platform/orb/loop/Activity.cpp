@@ -76,6 +76,11 @@ double Clock::monotonicSeconds() noexcept {
       .count();
 }
 
+void Clock::attach() {
+  if (heap_.capacity() <= attached_) heap_.reserve(2 * attached_ + 4);
+  ++attached_;
+}
+
 void Clock::timeSourceIs(TimeSource source) {
   timeSource_ = std::move(source);
   // Requests of the past are due now, and keep their order; all are younger than a turn that may be
@@ -91,16 +96,12 @@ void Clock::timeSourceIs(TimeSource source) {
   if (!heap_.empty() && manager_) manager_->workArrived();
 }
 
-void Clock::reserveOne() {
-  if (heap_.size() == heap_.capacity()) heap_.reserve(2 * heap_.size() + 4);
-}
-
 void Clock::arm(Notifiee& notifiee, double timeMin) {
   Armed const armed{std::max(timeMin, now()), nextOrder_++, &notifiee};
   std::size_t place = notifiee.place_;
   if (place == Notifiee::kNotArmed) {
     place = heap_.size();
-    heap_.push_back(armed);  // may throw, and changes nothing then
+    heap_.push_back(armed);  // attach() made room for it
     siftUp(place, armed);
   } else if (armed.before(heap_[place])) {
     siftUp(place, armed);
@@ -150,16 +151,23 @@ void Clock::siftDown(std::size_t place, Armed const& armed) noexcept {
   placeIs(place, armed);
 }
 
-Clock::Notifiee::Notifiee(Ptr<Clock> clock) : clock_(std::move(clock)) {}
+Clock::Notifiee::Notifiee(Ptr<Clock> clock) : clock_(std::move(clock)) {
+  if (clock_) clock_->attach();
+}
 
 Clock::Notifiee::~Notifiee() {
-  if (clock_) clock_->disarm(*this);
+  if (!clock_) return;
+  clock_->disarm(*this);
+  clock_->detach();
 }
 
 void Clock::Notifiee::clockIs(Ptr<Clock> clock) {
   if (clock == clock_) return;
-  if (clock && timeMin_ != kNever) clock->reserveOne();  // what can throw comes first
-  if (clock_) clock_->disarm(*this);
+  if (clock) clock->attach();  // may throw, and changes nothing then
+  if (clock_) {
+    clock_->disarm(*this);
+    clock_->detach();
+  }
   clock_ = std::move(clock);
   if (clock_ && timeMin_ != kNever) clock_->arm(*this, timeMin_);
 }
@@ -212,9 +220,9 @@ std::size_t ActivityManager::serve() {
   takePosted();
   double const start = clock_->now();
   bool const owns = this == &current();  // the garbage
-  if (owns && owed_ >= owedQuantum() && Detail::garbageWaits()) {
+  if (owns && owed_ >= owedQuantum() && detail::garbageWaits()) {
     owed_ -= owedQuantum();
-    Detail::reapUntil(*clock_, start + quantum_);
+    detail::reapUntil(*clock_, start + quantum_);
     return 0;
   }
   std::size_t served = 0;
@@ -246,16 +254,16 @@ bool ActivityManager::serveRequests(double start, std::size_t& served) {
 }
 
 void ActivityManager::endTurn(double start, bool done) {
-  if (!Detail::garbageWaits()) {
+  if (!detail::garbageWaits()) {
     owed_ = 0;
     return;
   }
   double const now = clock_->now();
   if (done && now < start + quantum_) {
     owed_ = 0;
-    Detail::reapUntil(*clock_, start + quantum_);
+    detail::reapUntil(*clock_, start + quantum_);
   } else {
-    Detail::loopTurns();
+    detail::loopTurns();
     double const share = std::min(kOwedShare * static_cast<double>(pendingGarbage()), 1.0);
     owed_ += std::min(share * std::max(now - start, kLeastTime), owedQuantum());
   }
@@ -282,7 +290,7 @@ double ActivityManager::nextDue() {
 
 double ActivityManager::nextDueHeld() {
   takePosted();
-  if (!ready_.empty() || (Detail::garbageWaits() && this == &current())) return Clock::kNextTurn;
+  if (!ready_.empty() || (detail::garbageWaits() && this == &current())) return Clock::kNextTurn;
   return clock_->nextDue();
 }
 

@@ -67,22 +67,24 @@ class ROUTEPOLICY_EXPORT Clock : public RefCounted {
   };
 
   static double monotonicSeconds() noexcept;
+  /// Makes room in the heap for one more notifiee: to arm an attached one needs no memory.
+  void attach();
+  void detach() noexcept { --attached_; }
   void arm(Notifiee& notifiee, double timeMin);
-  /// The next arm() of a notifiee that is not armed does not throw.
-  void reserveOne();
   void disarm(Notifiee& notifiee) noexcept;
   void placeIs(std::size_t place, Armed const& armed) noexcept;
   void siftUp(std::size_t place, Armed const& armed) noexcept;
   void siftDown(std::size_t place, Armed const& armed) noexcept;
 
   TimeSource timeSource_;
-  std::vector<Armed> heap_;  // binary, the first due on top; each notifiee knows its place
+  std::vector<Armed> heap_;   // binary, the first due on top; each notifiee knows its place
+  std::size_t attached_ = 0;  // notifiees; never more than the heap has room for
   U64 nextOrder_ = 0;
   ActivityManager* manager_ = nullptr;  // to be woken; null once it is gone
 };
 
 /// Is called back by a clock. Destroying one is safe at any time: in its own callback, and in that
-/// of another which is due in the same turn.
+/// of another which is due in the same turn. To attach one takes memory; to arm it takes none.
 class ROUTEPOLICY_EXPORT Clock::Notifiee {
  public:
   /// Attached to the clock, or to none while it is null.

@@ -14,7 +14,7 @@
 namespace Orb {
 
 /// What waits. A piece leaves the queue while it is being freed, and the count when it is gone.
-class Detail::Yard {
+class detail::Yard {
  public:
   using Piece = std::unique_ptr<Garbage>;
 
@@ -82,7 +82,7 @@ class Detail::Yard {
 
 namespace {
 
-using Detail::Yard;
+using detail::Yard;
 using Piece = Yard::Piece;
 
 // Objects freed between two looks at the clock: some ten microseconds at a usual cost of fifty to
@@ -138,22 +138,22 @@ void reap(std::unique_ptr<Garbage> garbage) {
 
 std::size_t pendingGarbage() { return yard().pending(); }
 
-void Detail::settleHeap() noexcept {
+void detail::settleHeap() noexcept {
   constexpr std::size_t kLarge = 2048;
   void* const volatile block = std::malloc(kLarge);  // volatile: or the pair would be left out
   std::free(block);
 }
 
-void Detail::loopTurns() { yard().loopTurns(); }
+void detail::loopTurns() { yard().loopTurns(); }
 
-bool Detail::garbageWaits() { return pendingGarbage() != 0 && yard().hasWaiting(); }
+bool detail::garbageWaits() { return pendingGarbage() != 0 && yard().hasWaiting(); }
 
 void reapAll() {
   Yard& all = yard();
   while (Piece piece = all.take()) freeWhole(all, std::move(piece));
 }
 
-void Detail::reapUntil(Clock const& clock, double until) {
+void detail::reapUntil(Clock const& clock, double until) {
   loopTurns();
   Yard& all = yard();
   while (Piece piece = all.take()) {
@@ -161,7 +161,7 @@ void Detail::reapUntil(Clock const& clock, double until) {
     bool late = false;
     do {
       more = piece->freeSome(kStep);
-      Detail::settleHeap();
+      detail::settleHeap();
       late = clock.now() >= until;
     } while (more && !late);
     if (more) {

@@ -10,7 +10,7 @@
 namespace Orb {
 
 class Clock;
-namespace Detail {
+namespace detail {
 class Yard;
 }
 
@@ -27,7 +27,7 @@ class ROUTEPOLICY_EXPORT Garbage {
   virtual bool freeSome(std::size_t count) = 0;
 
  private:
-  friend class Detail::Yard;
+  friend class detail::Yard;
   std::unique_ptr<Garbage> next_;  // what waits behind it
 };
 
@@ -50,7 +50,7 @@ ROUTEPOLICY_EXPORT std::size_t pendingGarbage();
 /// thread; a piece that another thread is freeing is left to it.
 ROUTEPOLICY_EXPORT void reapAll();
 
-namespace Detail {
+namespace detail {
 
 /// Makes the allocator join freed memory that it has set aside with its neighbours. The GNU one
 /// does that for all small blocks at once when it is next asked for a large one: after a million
@@ -68,5 +68,5 @@ bool garbageWaits();
 /// little.
 void reapUntil(Clock const& clock, double until);
 
-}  // namespace Detail
+}  // namespace detail
 }  // namespace Orb

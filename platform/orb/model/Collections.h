@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <utility>
+#include <vector>
 
 #include "platform/orb/base/Value.h"
 #include "platform/orb/containers/HashMap.h"
@@ -107,6 +108,49 @@ class ValueCollection : public Collection<MapOf<V, MemberKey<keyOf>>> {
   }
   void clear(Entity const& owner, AttrId id) { this->clearItems(owner, id); }
 
+  /// insert() for each of `values`, which has size() and forEach(visit). When that throws, for want
+  /// of memory, the collection is as it was. All values are stored first, and each change is
+  /// notified after, in their order: observers see the end. An observer that throws stops nothing.
+  template <class Values>
+  void insertEach(Entity const& owner, AttrId id, Values const& values) {
+    std::vector<Key> changed;
+    std::vector<V> replaced;  // with the keys of those changes that were none of a new key
+    changed.reserve(values.size());
+    try {
+      values.forEach([&](V const& value) {
+        Key key = std::invoke(keyOf, value);
+        V* const found = this->items_.find(key);
+        if (found && *found == value) return;
+        if (found) {
+          replaced.push_back(value);
+          std::swap(replaced.back(), *found);
+        } else {
+          this->items_.insertOrAssign(V(value));
+        }
+        changed.push_back(std::move(key));
+      });
+    } catch (...) {
+      takeBack(changed, replaced);
+      throw;
+    }
+    if (!changed.empty()) notifyEach(owner, id, changed);
+  }
+  /// clear(), and then insert() for each value of another collection; nothing when there is no
+  /// memory. Observers are notified of each key that was there, then of each that is there, and see
+  /// the end.
+  void replace(Entity const& owner, AttrId id, ValueCollection const& other) {
+    if (this == &other || (this->items_.empty() && other.items_.empty())) return;
+    auto items = other.items_;
+    std::vector<Key> keys;
+    if (owner.isWatched()) {
+      keys.reserve(this->items_.size() + items.size());
+      for (V const& value : this->items_) keys.push_back(std::invoke(keyOf, value));
+      for (V const& value : items) keys.push_back(std::invoke(keyOf, value));
+    }
+    this->items_ = std::move(items);
+    notifyEach(owner, id, keys);
+  }
+
   // By name.
   static V const& memberOf(V const& value) { return value; }
   static V newMember(Key const& key) {
@@ -120,6 +164,28 @@ class ValueCollection : public Collection<MapOf<V, MemberKey<keyOf>>> {
                            toText(key));
     }
     insert(owner, id, value);
+  }
+
+ private:
+  /// Undoes the changes of insertEach(), the last one first. Takes no memory.
+  void takeBack(std::vector<Key> const& changed, std::vector<V>& replaced) noexcept {
+    for (auto key = changed.rbegin(); key != changed.rend(); ++key) {
+      if (!replaced.empty() && std::invoke(keyOf, replaced.back()) == *key) {
+        std::swap(*this->items_.find(*key), replaced.back());
+        replaced.pop_back();
+      } else {
+        this->items_.erase(*key);
+      }
+    }
+  }
+  /// The changes are made; their keys may be left out when nobody watches.
+  void notifyEach(Entity const& owner, AttrId id, std::vector<Key> const& keys) {
+    owner.isModifiedIs(true);
+    if (!owner.isWatched()) return;
+    Ptr<Entity const> const alive(&owner);
+    FirstError error;
+    for (Key const& key : keys) error.guard([&] { Base::notify(owner, id, key); });
+    error.rethrow();
   }
 };
 

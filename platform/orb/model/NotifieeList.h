@@ -5,26 +5,27 @@
 
 #include "platform/orb/base/Ptr.h"
 
-/// Who is told of a change, and telling them.
+/// The notifiees of a change, and rounds of notices to them.
 ///
 /// Notifiees are linked into the list by a hook of their own, in the order in which they joined.
-/// While a round of notices runs, anybody may do anything:
+/// While a round of notices runs, notifiees may do anything:
 ///  1. a notifiee that leaves, or is destroyed, is not called again: each running round keeps a
 ///     cursor at the next notifiee to call, and a leaving notifiee pushes the cursors that stand
 ///     at it one further;
 ///  2. a notifiee that joins is first called in the next round: it carries the number of the
 ///     round during which it joined, and a round ends at the first notifiee as young as itself;
-///  3. a list that is destroyed ends the rounds that run over it and lets its notifiees go.
-///  4. the owner of the list outlives the round: a notifiee that holds a reference to it vouches
-///     for it; the round takes one of its own when it begins without such a notifiee, or when one
-///     leaves.
-///  5. one that throws keeps nobody else from being told: what was thrown first goes on to the
-///     caller after the round.
+///  3. a list that is destroyed ends the rounds that run over it and lets its notifiees go;
+///  4. the owner of the list outlives the round: as long as a notifiee that holds a reference to it
+///     is linked, it lives; the round takes a reference of its own when it begins without such a
+///     notifiee, or when one leaves;
+///  5. one that throws does not keep others from being called: what was thrown first goes on to
+///     the caller after the round.
 namespace Orb {
 
 class NotifieeHook;
 
-/// Does several things whatever becomes of each, and then throws what was thrown first.
+/// Does several things, whichever of them throw, and then throws what was thrown first. Neither
+/// takes memory.
 class FirstError {
  public:
   template <class Do>
@@ -32,8 +33,12 @@ class FirstError {
     try {
       act();
     } catch (...) {
-      if (!first_) first_ = std::current_exception();
+      keep();
     }
+  }
+  /// In a handler: keeps what is being handled, if it is the first.
+  void keep() noexcept {
+    if (!first_) first_ = std::current_exception();
   }
   void rethrow() {
     if (first_) std::rethrow_exception(first_);
@@ -154,14 +159,18 @@ class NotifieeList : public detail::NotifieeChain {
   /// A notifiee that is linked elsewhere leaves that list first.
   void add(N& notifiee) noexcept { NotifieeChain::add(notifiee); }
 
-  /// Calls `tell(notifiee)` for each. The caller keeps the list itself alive.
-  template <class Tell>
-  void each(Tell const& tell, RefCounted const* owner = nullptr) {
+  /// Calls `notify(notifiee)` for each. The caller keeps the list itself alive.
+  template <class Notify>
+  void each(Notify const& notify, RefCounted const* owner = nullptr) {
     FirstError error;
     {
       Round round(*this, owner);
       while (NotifieeHook* const hook = round.next()) {
-        error.guard([&] { tell(static_cast<N&>(*hook)); });
+        try {
+          notify(static_cast<N&>(*hook));
+        } catch (...) {
+          error.keep();
+        }
       }
     }
     error.rethrow();

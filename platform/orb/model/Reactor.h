@@ -82,12 +82,21 @@ class Reactor : public RefCounted, private Notifiee {
     return true;
   }
 
-  // At most one reaction answers, so a handler may destroy the reactor.
+  // At most one reaction answers, so a handler may destroy the reactor. The pointer is null: it
+  // hands over the list of the reactions, with few frames between a change and its handler.
+  template <class... Reaction>
+  void answerOne(std::tuple<Reaction...> const*, AttrId id, void const* key) {
+    (answer(Reaction(), id, key) || ...);
+  }
+  template <class... Reaction>
+  void answerOneDeleted(std::tuple<Reaction...> const*) {
+    (answerDeleted(Reaction()) || ...);
+  }
   void onAttribute(Entity const&, AttrId id, void const* key) final {
-    std::apply([&](auto... reaction) { (answer(reaction, id, key) || ...); }, Self::reactions());
+    answerOne(static_cast<decltype(Self::reactions())*>(nullptr), id, key);
   }
   void onDelete(Entity const&) final {
-    std::apply([&](auto... reaction) { (answerDeleted(reaction) || ...); }, Self::reactions());
+    answerOneDeleted(static_cast<decltype(Self::reactions())*>(nullptr));
   }
 
   Ptr<E const> const notifier_;

@@ -87,7 +87,7 @@ class ManySlots : public SlotBody {
     if (run.live < kRoom / 4 && run.live % (kRoom / 16) == 0) tidy(runOf(slot.id));
     std::size_t const most = std::max(std::size_t{4} * live, SlotBuckets::kLeast);
     if (buckets_.count() >= most + SlotBuckets::kBatch) buckets_.join(slotAt());
-    if (live % kSettled == 0) Detail::settleHeap();
+    if (live % kSettled == 0) detail::settleHeap();
     return taken;
   }
 
