@@ -1,6 +1,7 @@
 #include "platform/orb/base/Text.h"
 
 #include <charconv>
+#include <cmath>
 #include <limits>
 
 #include "platform/orb/base/Error.h"
@@ -158,8 +159,12 @@ void readText(TextReader& in, float& v) {
   std::string_view const word = TextReader(in).word();
   float read = 0;
   auto const [end, error] = std::from_chars(word.data(), word.data() + word.size(), read);
-  if (error != std::errc() || end != word.data() + word.size() || toText(read) != word) {
-    fail("a number in its shortest form was expected at " + quoted(rest));
+  bool const isWhole = !word.empty() && end == word.data() + word.size();
+  if (isWhole && error == std::errc::result_out_of_range) {
+    fail("the number " + quoted(word) + " is beyond the range of floats");
+  }
+  if (!isWhole || error != std::errc() || (!std::isfinite(read) && toText(read) != word)) {
+    fail("a decimal number was expected at " + quoted(rest));
   }
   in.skip(word.size());
   v = read;

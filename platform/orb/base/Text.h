@@ -11,7 +11,8 @@
 /// functions, found by its namespace:
 ///   void writeText(std::string& out, T const& v);    appends the form
 ///   void readText(Orb::TextReader& in, T& v);        takes it off the front of `in`
-/// A reader accepts exactly what the writer gives and throws a ParseException for all else.
+/// A reader accepts exactly what the writer gives and throws a ParseException for all else, with
+/// one exception: a float may be any decimal number, since people type them ("1e30", "0.50").
 namespace Orb {
 
 /// Reads text forms from the front of a text, which must outlive it.
@@ -49,6 +50,9 @@ ROUTEPOLICY_EXPORT void readText(TextReader& in, U32& v);
 ROUTEPOLICY_EXPORT void readText(TextReader& in, U16& v);
 ROUTEPOLICY_EXPORT void readText(TextReader& in, U8& v);
 ROUTEPOLICY_EXPORT void readText(TextReader& in, bool& v);
+/// A decimal number with or without an exponent, which is rounded to the nearest float; no plus
+/// sign in front, and nothing beyond the range of floats. What is not finite reads as it is written
+/// only.
 ROUTEPOLICY_EXPORT void readText(TextReader& in, float& v);
 ROUTEPOLICY_EXPORT void readText(TextReader& in, String& v);
 inline void readText(TextReader& in, Name& v) { readText(in, static_cast<String&>(v)); }

@@ -68,7 +68,7 @@ TEST(Text, ReadsExactlyWhatItWrites) {
   }
 }
 
-TEST(Text, WritesFloatsInTheirShortestForm) {
+TEST(Text, WritesFloatsInTheirShortestFormAndReadsAnyDecimal) {
   using Limits = std::numeric_limits<float>;
   for (auto const& [value, text] : {std::pair{0.0F, "0"},
                                     {-0.0F, "-0"},
@@ -88,8 +88,17 @@ TEST(Text, WritesFloatsInTheirShortestForm) {
     Orb::fromText(back, text);
     EXPECT_TRUE(Orb::sameValue(back, value)) << text;
   }
-  for (auto const* text : {"", "+1", "1.0", "01", ".5", "1e10", "1E+10", "0x1", " 1", "1 ", "1,",
-                           "0.10000000149", "1e39", "1e-46", "INF", "infinity", "nan(1)", "x"}) {
+  for (auto const& [typed, text] : {std::pair{"1e30", "1e+30"},
+                                    {"0.50", "0.5"},
+                                    {"-01", "-1"},
+                                    {".5", "0.5"},
+                                    {"5.", "5"},
+                                    {"1E+10", "1e+10"},
+                                    {"0.10000000149", "0.1"}}) {
+    EXPECT_EQ(readBack<float>(typed), text);
+  }
+  for (auto const* text : {"", "+1", "0x1", " 1", "1 ", "1,", "1e", "--1", "1e39", "1e-46", "INF",
+                           "infinity", "nan(1)", "x"}) {
     EXPECT_EQ(readBack<float>(text), "refused") << text;
   }
 }
