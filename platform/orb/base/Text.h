@@ -42,8 +42,16 @@ ROUTEPOLICY_EXPORT void writeText(std::string& out, bool v);
 /// The shortest decimal number that reads back as the same value; inf, nan with their sign.
 ROUTEPOLICY_EXPORT void writeText(std::string& out, float v);
 ROUTEPOLICY_EXPORT void writeText(std::string& out, String const& v);
-/// Appends `text` with its control characters as the text form of strings has them: for messages.
-ROUTEPOLICY_EXPORT void writeControlsEscaped(std::string& out, std::string_view text);
+
+/// Appends a text that a person is to read, of whatever origin: control characters (those of C1
+/// too) and bytes that are not UTF-8 are escaped as strings have it, but for the characters in
+/// `kept`.
+ROUTEPOLICY_EXPORT void writeVisible(std::string& out, std::string_view text,
+                                     std::string_view kept = {});
+/// The same for a message: as much as fits `limit` bytes, and "..." for the rest.
+ROUTEPOLICY_EXPORT std::string messageText(std::string_view text, std::size_t limit = 500);
+/// The text form of a string for a message: visible, and of its first 60 bytes.
+ROUTEPOLICY_EXPORT std::string quotedForMessage(std::string_view text);
 
 ROUTEPOLICY_EXPORT void readText(TextReader& in, U64& v);
 ROUTEPOLICY_EXPORT void readText(TextReader& in, U32& v);

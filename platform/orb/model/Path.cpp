@@ -53,7 +53,7 @@ AttributeInfo const& takeAttribute(Holder const& holder, TextReader& in) {
   if (holder.attributes.empty()) {
     throw RangeException(std::string(holder.typeName) + " has no fields");
   }
-  throw RangeException(std::string(holder.typeName) + " attribute " + toText(String(name)) +
+  throw RangeException(std::string(holder.typeName) + " attribute " + quotedForMessage(name) +
                        " is unknown and not allowed");
 }
 
@@ -273,14 +273,6 @@ void changeIn(Holder const& holder, TextReader& in, Change const& change) {
   changeValue(holder, a, in, change);
 }
 
-/// A path for the eye: of one line, and not too long.
-std::string shown(std::string_view path) {
-  constexpr std::size_t kShown = 500;
-  std::string out;
-  writeControlsEscaped(out, path.substr(0, kShown));
-  return path.size() > kShown ? out + "..." : out;
-}
-
 /// Does something with a path; what goes wrong names it.
 template <class Do>
 void withPath(std::string_view path, Do const& act) {
@@ -288,9 +280,9 @@ void withPath(std::string_view path, Do const& act) {
     TextReader in(path);
     act(in);
   } catch (ParseException const& error) {
-    throw ParseException(shown(path), error.what());
+    throw ParseException(messageText(path), error.what());
   } catch (RangeException const& error) {
-    throw RangeException(shown(path) + ": " + error.what());
+    throw RangeException(messageText(path) + ": " + error.what());
   }
 }
 
