@@ -120,6 +120,7 @@ bool isEmptyLine(char const* line) {
 
 template <class Family>
 int PrefixEntryParser<Family>::parse(char* line, Orb::String& error) {
+  fault_ = PrefixSourceFault::badLine;
   split(line, words_);
   if (words_.empty()) {
     error = {};
@@ -144,7 +145,9 @@ int PrefixEntryParser<Family>::parse(char* line, Orb::String& error) {
   ++word;
   if (!takePrefix(word, parsed, error)) return -1;
   if (!takeMaskLengths(word, parsed, error)) return -1;
-  return accept(parsed, error) ? 0 : -1;
+  if (!accept(parsed, error)) return -1;
+  fault_ = PrefixSourceFault::none;
+  return 0;
 }
 
 template <class Family>
@@ -190,6 +193,10 @@ bool PrefixEntryParser<Family>::takePrefix(Words& word, Line& line, Orb::String&
     line.prefixText = *word;
     if (readPrefix(*word++, line.prefix)) return true;
   }
+  bool const isIpv6 = Family::kFamily == Ipa::ipv6;
+  bool const looksIpv6 = std::strchr(line.prefixText, ':') != nullptr;
+  fault_ = *line.prefixText != '\0' && looksIpv6 != isIpv6 ? PrefixSourceFault::otherFamily
+                                                           : PrefixSourceFault::badPrefix;
   error = formatted("Invalid prefix %s", line.prefixText);
   return false;
 }

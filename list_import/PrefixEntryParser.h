@@ -10,7 +10,16 @@
 /// a file that could not be completed makes sure that nobody takes it for a whole one.
 namespace Acl {
 
-/// 0 when a rule may have these lengths, else -1. `ge`, `le` and `eq` are 0 where not given.
+/// Why a source file, or a line of one, was refused: for callers that word it themselves.
+enum class PrefixSourceFault : Orb::U8 {
+  none,         ///< it was not
+  unreadable,   ///< the file could not be opened or read
+  otherFamily,  ///< not a prefix: an IPv4 one with a ":", or an IPv6 one without
+  badPrefix,    ///< not a prefix otherwise, or none at all
+  badLine,      ///< any other fault of a line
+};
+
+/// 0 when an entry may have these lengths, else -1. `ge`, `le` and `eq` are 0 where not given.
 /// A length of 0 is not allowed, on purpose: no file can let a default route through unseen.
 ROUTEPOLICY_EXPORT int checkPrefixLengths(Orb::U32 length, Orb::U32 ge, Orb::U32 le, Orb::U32 eq,
                                           Orb::U32 maxLength);
@@ -32,6 +41,8 @@ class PrefixEntryParser {
   /// Throws an Orb::RangeException for an IPv4 address with bits beyond its length. The entries
   /// are as before when it fails, but an automatic number may be used up.
   int parse(char* line, Orb::String& error);
+  /// Why the last line was refused; none when it was not, and before the first.
+  PrefixSourceFault fault() const noexcept { return fault_; }
 
  private:
   using Prefix = typename Family::Prefix;
@@ -56,6 +67,7 @@ class PrefixEntryParser {
 
   PfxEntries<Family>& entries_;
   UrlImportDuplicateOperation const onDuplicate_;
+  PrefixSourceFault fault_ = PrefixSourceFault::none;
   std::vector<char*> words_;  // of the line at hand, kept for its memory
 };
 

@@ -26,6 +26,8 @@ PrefixSourceResult fileError(int error) {
   // The words name another call than the one that failed, on purpose: scripts look for them.
   result.message = formatted("Error: fdopen: %s", std::strerror(error));
   result.error = result.message;
+  result.fault = PrefixSourceFault::unreadable;
+  result.errorNumber = error;
   return result;
 }
 
@@ -65,6 +67,7 @@ PrefixSourceResult readPrefixSource(std::FILE& source, PrefixEntryParser<Family>
     }
     if (status != 0) {
       result.error = formatted("%u: %s", accepted, result.message.c_str());
+      result.fault = parser.fault();
       result.line = lineNumber;
       return result;
     }

@@ -15,13 +15,17 @@ struct PrefixSourceResult {
   Orb::String error;
   /// The message alone.
   Orb::String message;
+  /// Why it ended so; none when the whole file was accepted.
+  PrefixSourceFault fault = PrefixSourceFault::none;
+  /// The system's error number when the file could not be opened or read, else 0.
+  int errorNumber = 0;
   /// The line of the file that was refused, counted from 1 as an editor counts; 0 when none was,
   /// also when the file could not be read.
   Orb::U64 line = 0;
 
-  bool isError() const noexcept { return !error.empty(); }
+  bool isError() const noexcept { return fault != PrefixSourceFault::none; }
   /// The file could not be opened or read.
-  bool isFileError() const noexcept { return isError() && line == 0; }
+  bool isFileError() const noexcept { return fault == PrefixSourceFault::unreadable; }
 };
 
 /// A value on a line of a source file that its type does not allow: an IPv4 address with bits

@@ -87,6 +87,7 @@ TEST(PrefixSource, SaysWhyAFileCannotBeRead) {
     EXPECT_EQ(result.error, "Error: fdopen: "s + reason);
     EXPECT_EQ(result.message, result.error);
     EXPECT_TRUE(result.isFileError());
+    EXPECT_STREQ(std::strerror(result.errorNumber), reason);
   }
   // Fails after the first 50 of 60 lines; with what was read of line 51 as well.
   cookie_io_functions_t const functions{[](void* cookie, char* out, std::size_t) -> ssize_t {
@@ -110,6 +111,29 @@ TEST(PrefixSource, SaysWhyAFileCannotBeRead) {
   EXPECT_EQ(entries.size(), 50U);
   EXPECT_EQ(result.error, "Error: fdopen: Input/output error");
   EXPECT_TRUE(result.isFileError());
+}
+
+TEST(PrefixSource, SaysWhatIsWrongWithALine) {
+  using Fault = Acl::PrefixSourceFault;
+  struct Case {
+    char const* line;
+    Fault asIpv4;
+    Fault asIpv6;
+  };
+  Acl::Ipv6PrefixList list6("P");
+  PrefixList list("P");
+  for (Case const& c :
+       {Case{"permit 10.0.0.0/33\n", Fault::badPrefix, Fault::otherFamily},
+        Case{"permit 2001:db8::g/32\n", Fault::otherFamily, Fault::badPrefix},
+        Case{"permit\n", Fault::badPrefix, Fault::badPrefix},
+        Case{"no\n", Fault::badLine, Fault::badLine}, Case{"\n", Fault::none, Fault::none}}) {
+    TempFile const file(c.line);
+    EXPECT_EQ(import(list, c.line).fault, c.asIpv4) << c.line;
+    auto const result =
+        Acl::importPrefixList<Acl::Ipv6Family>(list6, file.path(), Acl::duplicateError);
+    EXPECT_EQ(result.fault, c.asIpv6) << c.line;
+    EXPECT_FALSE(result.isFileError());
+  }
 }
 
 TEST(PrefixSource, AddsToTheListOrLeavesItAlone) {
