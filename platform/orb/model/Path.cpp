@@ -120,10 +120,12 @@ void visitIn(Holder const& holder, TextReader& in, VisitTarget visit) {
                [&](void const* value) { visitIn(Holder::of(*a.ops->value, value), in, visit); });
 }
 
+using VisitKey = FunctionRef<void(std::string_view behindAttribute, std::string_view key)>;
+
 /// What follows from the types alone. When something is to be changed, what is read-only is
-/// refused.
+/// refused. Visits the keys of single owned entities, each with what stands behind its attribute.
 std::string_view followTypes(std::string_view typeName, std::span<AttributeInfo const> attributes,
-                             TextReader& in, bool isChange) {
+                             TextReader& in, bool isChange, VisitKey visit) {
   Holder const holder{typeName, attributes, nullptr};
   AttributeInfo const& a = takeAttribute(holder, in);
   if (isChange && !a.isWritable()) refuse(holder, a, kReadOnly);
@@ -131,9 +133,12 @@ std::string_view followTypes(std::string_view typeName, std::span<AttributeInfo 
   bool isMember = isSingle;
   if (atKey(in)) {
     if (!a.ops->key) refuse(holder, a, "has no members");
+    std::string_view const behind = in.rest();
     in.skip(1);
     a.ops->key->skip(in);
+    std::string_view const key = behind.substr(1, behind.size() - in.rest().size() - 1);
     in.literal("]");
+    if (isSingle) visit(behind, key);
     isMember = true;
   } else if (!atEnd(in) && a.ops->key && !isSingle) {
     refuse(holder, a, "needs a key");
@@ -143,11 +148,13 @@ std::string_view followTypes(std::string_view typeName, std::span<AttributeInfo 
   if (a.ops->child) {
     TypeInfo const* const type = entityType(a.ops->type);
     ORB_ASSERT(type && "every type of owned entities is registered");
-    return followTypes(type->name, type->attributes, in, isChange);
+    return followTypes(type->name, type->attributes, in, isChange, visit);
   }
   if (!a.ops->value) refuse(holder, a, "has no members");
-  return followTypes(a.ops->value->name, a.ops->value->fields, in, isChange);
+  return followTypes(a.ops->value->name, a.ops->value->fields, in, isChange, visit);
 }
+
+constexpr auto kNoVisit = [](std::string_view, std::string_view) {};
 
 /// Reads a whole value.
 void readValue(ValueType const& type, void* value, std::string_view text) {
@@ -298,9 +305,20 @@ void visitPath(Entity const& root, std::string_view path, VisitTarget visit) {
 
 std::string_view ownedTypeAt(TypeInfo const& root, std::string_view path) {
   std::string_view type;
-  withPath(path,
-           [&](TextReader& in) { type = followTypes(root.name, root.attributes, in, false); });
+  withPath(path, [&](TextReader& in) {
+    type = followTypes(root.name, root.attributes, in, false, kNoVisit);
+  });
   return type;
+}
+
+void visitKeysOfSingles(TypeInfo const& root, std::string_view path,
+                        FunctionRef<void(std::string_view, std::string_view)> visit) {
+  withPath(path, [&](TextReader& in) {
+    followTypes(root.name, root.attributes, in, false,
+                [&](std::string_view behind, std::string_view key) {
+                  visit(path.substr(0, path.size() - behind.size()), key);
+                });
+  });
 }
 
 std::string attributeText(Entity const& root, std::string_view path) {
@@ -331,7 +349,7 @@ Ptr<Entity> attributeIs(Entity& root, std::string_view path) {
 bool attributeDel(Entity& root, std::string_view path) {
   bool removed = false;
   withPath(path, [&](TextReader& in) {
-    followTypes(root.type().name, root.type().attributes, in, true);
+    followTypes(root.type().name, root.type().attributes, in, true, kNoVisit);
   });
   changePath(root, path, {.kind = Change::Kind::remove, .text = {}, .removed = &removed});
   return removed;

@@ -34,6 +34,12 @@ ROUTEPOLICY_EXPORT void visitPath(Entity const& root, std::string_view path,
 /// empty one when that is something else. Throws for a path that no tree has.
 ROUTEPOLICY_EXPORT std::string_view ownedTypeAt(TypeInfo const& root, std::string_view path);
 
+/// Follows `path` through the types in the same way, and visits each single owned entity that it
+/// names by a key: the path up to its attribute, and the text of the key.
+ROUTEPOLICY_EXPORT void visitKeysOfSingles(
+    TypeInfo const& root, std::string_view path,
+    FunctionRef<void(std::string_view attribute, std::string_view key)> visit);
+
 /// The text form of what `path` leads to; of an entity, what inspect() says.
 ROUTEPOLICY_EXPORT std::string attributeText(Entity const& root, std::string_view path);
 /// Whether counters may be set: where a tree is restored, not where it is edited.
