@@ -1,5 +1,8 @@
 #include "tool/ConfigTree.h"
 
+#include <iterator>
+#include <map>
+
 #include "platform/orb/base/Error.h"
 #include "policy_config/RouteMap.h"
 
@@ -16,13 +19,51 @@ std::string_view trimmed(std::string_view text) {
   return text.substr(begin, text.find_last_not_of(kBlanks) + 1 - begin);
 }
 
+constexpr char const* kRootTypes[] = {Acl::AclListConfig::typeName,
+                                      Routing::RouteMap::Config::typeName,
+                                      Routing::RouteMap::PeerFilterConfig::typeName};
+
+/// The number of the root that owns the attribute with which a path begins.
+std::size_t rootNumberOf(std::string_view path) {
+  std::string_view const name = path.substr(0, path.find_first_of(".["));
+  for (std::size_t i = 0; i < std::size(kRootTypes); ++i) {
+    if (Orb::findAttribute(Orb::entityType(kRootTypes[i])->attributes, name)) return i;
+  }
+  throw Orb::RangeException(Orb::messageText(path) + ": no root has an attribute " +
+                            Orb::quotedForMessage(name));
+}
+
+/// Which key each attribute that owns a single entity has in a text. A later line with another key
+/// would replace the entity of the earlier one: of a text that says how things are, one is wrong.
+class KeysOfSingles {
+ public:
+  void check(Orb::TypeInfo const& root, std::string_view path, std::size_t line) {
+    Orb::visitKeysOfSingles(root, path, [&](std::string_view attribute, std::string_view key) {
+      auto const& first =
+          first_.try_emplace(std::string(attribute), Named{key, line}).first->second;
+      if (first.key == key) return;
+      throw Orb::RangeException(Orb::messageText(path) + ": there is only one " +
+                                std::string(attribute.substr(attribute.rfind('.') + 1)) +
+                                ", and line " + std::to_string(first.line) + " has " +
+                                Orb::messageText(first.key) + " for it");
+    });
+  }
+
+ private:
+  struct Named {
+    std::string_view key;  // in the text that is loaded
+    std::size_t line;
+  };
+  std::map<std::string, Named, std::less<>> first_;
+};
+
 /// Does something with each line; collects what is refused.
 template <class Do>
 std::vector<LineFault> withEachLine(std::string_view text, Do const& act) {
   std::vector<LineFault> faults;
   eachLine(text, [&](std::size_t number, std::string_view line) {
     try {
-      act(line);
+      act(number, line);
     } catch (Orb::RangeException const& error) {
       faults.push_back({number, error.what()});
     }
@@ -41,23 +82,20 @@ void eachLine(std::string_view text, Orb::FunctionRef<void(std::size_t, std::str
   }
 }
 
-ConfigTree::ConfigTree()
-    : roots_{Orb::make<Acl::AclListConfig>("route-policy"), Orb::make<Routing::RouteMap::Config>(),
-             Orb::make<Routing::RouteMap::PeerFilterConfig>()} {}
-
-Orb::Entity& ConfigTree::rootOf(std::string_view path) const {
-  std::string_view const name = path.substr(0, path.find_first_of(".["));
-  for (auto const& root : roots_) {
-    if (Orb::findAttribute(root->type().attributes, name)) return *root;
+ConfigTree::ConfigTree() {
+  for (char const* const type : kRootTypes) {
+    roots_.push_back(Orb::entityType(type)->make("route-policy"));
   }
-  throw Orb::RangeException(std::string(path) + ": no root has an attribute " +
-                            Orb::toText(Orb::String(name)));
 }
 
+Orb::Entity& ConfigTree::rootOf(std::string_view path) const { return *roots_[rootNumberOf(path)]; }
+
 std::vector<LineFault> ConfigTree::load(std::string_view text) {
-  return withEachLine(text, [this](std::string_view line) {
+  KeysOfSingles keys;
+  return withEachLine(text, [&](std::size_t number, std::string_view line) {
     Orb::Assignment const said = Orb::splitAssignment(line);
     Orb::Entity& root = rootOf(said.path);
+    keys.check(root.type(), said.path, number);
     if (said.hasText) {
       Orb::attributeTextIs(root, said.path, said.text);
     } else {
@@ -81,10 +119,12 @@ std::string ConfigEdit::line() const {
 
 void ConfigEdit::apply(Cli::Session::Session& session) const {
   if (isRemoval) {
+    rootNumberOf(text);
     if (session.attributeDel(text)) return;
-    throw Orb::RangeException(std::string(text) + ": it is not set, so it cannot be removed");
+    throw Orb::RangeException(Orb::messageText(text) + ": it is not set, so it cannot be removed");
   }
   Orb::Assignment const said = Orb::splitAssignment(text);
+  rootNumberOf(said.path);  // says which name is unknown in a message of bounded length
   if (said.hasText) {
     session.attributeTextIs(said.path, said.text);
   } else {
@@ -93,8 +133,8 @@ void ConfigEdit::apply(Cli::Session::Session& session) const {
 }
 
 std::vector<LineFault> applyEdits(Cli::Session::Session& session, std::string_view text) {
-  return withEachLine(text,
-                      [&](std::string_view line) { ConfigEdit::ofLine(line).apply(session); });
+  return withEachLine(
+      text, [&](std::size_t, std::string_view line) { ConfigEdit::ofLine(line).apply(session); });
 }
 
 }  // namespace Tool
