@@ -42,7 +42,7 @@ class KeysOfSingles {
       auto const& first =
           first_.try_emplace(std::string(attribute), Named{key, line}).first->second;
       if (first.key == key) return;
-      throw Orb::RangeException(Orb::messageText(path) + ": there is only one " +
+      throw Orb::RangeException("there is only one " +
                                 std::string(attribute.substr(attribute.rfind('.') + 1)) +
                                 ", and line " + std::to_string(first.line) + " has " +
                                 Orb::messageText(first.key) + " for it");
@@ -57,17 +57,26 @@ class KeysOfSingles {
   std::map<std::string, Named, std::less<>> first_;
 };
 
-/// Does something with each line; collects what is refused.
+constexpr std::size_t kMostFaults = 100;
+
+/// Does something with each line; collects what is refused, and counts the rest of what is: the
+/// wrong file may be named.
 template <class Do>
 std::vector<LineFault> withEachLine(std::string_view text, Do const& act) {
   std::vector<LineFault> faults;
+  std::size_t more = 0;
   eachLine(text, [&](std::size_t number, std::string_view line) {
     try {
       act(number, line);
     } catch (Orb::RangeException const& error) {
-      faults.push_back({number, error.what()});
+      if (faults.size() < kMostFaults) {
+        faults.push_back({number, error.what()});
+      } else {
+        ++more;
+      }
     }
   });
+  if (more > 0) faults.push_back({0, std::to_string(more) + " more lines are refused"});
   return faults;
 }
 
