@@ -13,7 +13,7 @@ using Json = nlohmann::json;
 using Orb::AttributeKind;
 
 std::string jsonString(std::string_view text) {
-  return Json(text).dump(-1, ' ', false, Json::error_handler_t::replace);
+  return Json(text).dump(-1, ' ', true, Json::error_handler_t::replace);
 }
 
 /// Members for the attributes or fields of `holder`.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <exception>
 #include <string>
 #include <string_view>
 
@@ -12,11 +13,13 @@
 /// as it goes: a list may be long.
 namespace Tool {
 
-/// "{", members, and "}" at the end of its life.
+/// "{", members, and "}" at the end of its life, unless that is an exception's doing.
 class JsonObject {
  public:
   explicit JsonObject(Console& console) : console_(console) { console_.text() += '{'; }
-  ~JsonObject() { console_.text() += '}'; }
+  ~JsonObject() noexcept(false) {
+    if (std::uncaught_exceptions() == exceptions_) console_.text() += '}';  // may throw
+  }
   JsonObject(JsonObject const&) = delete;
   JsonObject& operator=(JsonObject const&) = delete;
 
@@ -25,6 +28,7 @@ class JsonObject {
 
  private:
   Console& console_;
+  int const exceptions_ = std::uncaught_exceptions();
   bool isEmpty_ = true;
 };
 
