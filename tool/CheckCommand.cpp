@@ -68,16 +68,14 @@ Json jsonOf(std::string const& file, ListFault const& fault) {
 
 template <class Family>
 void checkFile(std::string const& file, Options const& options, Console& console) {
-  ListFile<Family> const read = readListFile<Family>(file, options.onDuplicate);
-  reportPitfalls(file, console);
+  ListFile<Family> const read = readListFile<Family>(file, options.onDuplicate, console);
   if (read.fault) {
-    reportFault(file, *read.fault, console);
     if (options.json) console.jsonLine(jsonOf(file, *read.fault));
     return;
   }
   Counts const counts = countsOf<Family>(*read.list);
   if (options.json) return console.jsonLine(jsonOf(file, counts));
-  console.text().append(file).append(": ").append(textOf(counts)).append("\n");
+  console.text().append(Place(file).text()).append(": ").append(textOf(counts)).append("\n");
 }
 
 }  // namespace

@@ -109,9 +109,9 @@ void answerInput(Matcher<Family>& matcher, Console& console) {
 
 template <class Family>
 void matchFile(Options const& options, Console& console) {
-  auto const file = openListFile<Family>(options, console);
-  if (!file) return;
-  Matcher<Family> matcher(*file, options.json, console);
+  auto const file = readListFile<Family>(options.files.front(), options.onDuplicate, console);
+  if (file.fault) return;
+  Matcher<Family> matcher(file, options.json, console);
   if (options.prefixes.empty()) return answerInput(matcher, console);
   std::size_t number = 0;
   for (std::string const& text : options.prefixes) matcher.answer(text, "prefix ", ++number);
