@@ -90,7 +90,7 @@ void commitConfig(Options const& options, Console& console) {
   auto const session = openSession(*workspace, handlers, console);
   if (!session) return;
   Counters const before = countersOf(workspace->tree);
-  auto const report = session->commit();
+  auto const report = commitOf(*session);
   std::vector<Move> moves;
   if (report.isComplete()) {
     moves = movesBetween(before, countersOf(workspace->tree));

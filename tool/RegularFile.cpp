@@ -1,5 +1,6 @@
 #include "tool/RegularFile.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <unistd.h>
@@ -7,12 +8,10 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
+#include <memory>
 #include <utility>
 
 namespace Tool {
-
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -42,8 +41,9 @@ bool writeAll(Descriptor const& fd, std::string_view text) {
   return true;
 }
 
-fs::path folderOf(fs::path const& path) {
-  return path.has_parent_path() ? path.parent_path() : fs::path(".");
+std::string folderOf(std::string const& path) {
+  std::size_t const slash = path.rfind('/');
+  return slash == path.npos ? "." : path.substr(0, slash + 1);
 }
 
 bool isFreshName(std::string_view name, std::string_view of) {
@@ -52,7 +52,7 @@ bool isFreshName(std::string_view name, std::string_view of) {
 }
 
 /// Removes a file if no process has it locked, and it is what such a file is.
-void removeUnlocked(fs::path const& path) noexcept {
+void removeUnlocked(std::string const& path) noexcept {
   Descriptor const fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
   struct stat about {};
   bool const isOurs = fd.isOpen() && ::fstat(fd.get(), &about) == 0 && S_ISREG(about.st_mode) &&
@@ -177,13 +177,18 @@ Descriptor Replacement::takePlace() {
   return std::move(fd_);
 }
 
-void Replacement::removeAbandoned(std::string const& path) noexcept try {
-  std::string const name = fs::path(path).filename().string();
-  for (auto const& entry : fs::directory_iterator(folderOf(path))) {
-    if (isFreshName(entry.path().filename().string(), name)) removeUnlocked(entry.path());
+void Replacement::removeAbandoned(std::string const& path) {
+  std::string const folder = folderOf(path);
+  std::string const name = path.substr(path.rfind('/') + 1);  // npos + 1 is 0
+  struct Close {
+    void operator()(DIR* stream) const noexcept { ::closedir(stream); }
+  };
+  // Not by std::filesystem, whose iterators end the process when memory runs out.
+  std::unique_ptr<DIR, Close> const entries(::opendir(folder.c_str()));
+  if (!entries) return;
+  while (dirent const* const entry = ::readdir(entries.get())) {  // NOLINT(concurrency-mt-unsafe)
+    if (isFreshName(entry->d_name, name)) removeUnlocked(folder + '/' + entry->d_name);
   }
-} catch (std::exception const&) {
-  // What cannot be removed is in nobody's way.
 }
 
 }  // namespace Tool

@@ -97,7 +97,7 @@ class Replacement {
 
   /// Removes what was left beside the file at `path` by processes that did not end by themselves:
   /// what has a name as only a Replacement has, and is not locked.
-  static void removeAbandoned(std::string const& path) noexcept;
+  static void removeAbandoned(std::string const& path);
 
  private:
   std::string const path_;

@@ -1,6 +1,8 @@
 #include "tool/Workspace.h"
 
 #include <cstdlib>
+#include <exception>
+#include <new>
 
 namespace Tool {
 
@@ -59,6 +61,18 @@ Orb::Ptr<Cli::Session::Session> openSession(Workspace const& workspace,
   return faults.empty() ? session : nullptr;
 }
 
+Cli::Session::CommitReport commitOf(Cli::Session::Session& session) {
+  auto report = session.commit();
+  try {
+    if (report.cause) std::rethrow_exception(report.cause);
+  } catch (std::bad_alloc const&) {
+    throw;
+  } catch (...) {
+    // The report says it.
+  }
+  return report;
+}
+
 std::optional<ConfigTree> readConfig(Options const& options, Console& console) {
   ConfigFile file(options.config);
   auto edits =
@@ -70,7 +84,7 @@ std::optional<ConfigTree> readConfig(Options const& options, Console& console) {
     // A commit to this process's own copy, without handlers: no version is raised.
     auto const session = openSession(*workspace, nullptr, console);
     if (!session) return std::nullopt;
-    auto const report = session->commit();
+    auto const report = commitOf(*session);
     if (!report.isComplete()) {
       console.finding({workspace->edits->path()}, report.error);
       return std::nullopt;

@@ -33,6 +33,9 @@ Orb::Ptr<Cli::Session::Session> openSession(Workspace const& workspace,
                                             Orb::Ptr<Orb::Entity> const& handlers,
                                             Console& console);
 
+/// Commits a session. That memory ran out is thrown, since it says nothing of the configuration.
+Cli::Session::CommitReport commitOf(Cli::Session::Session& session);
+
 /// The running configuration or, for --candidate, what it would be with the pending edits.
 std::optional<ConfigTree> readConfig(Options const& options, Console& console);
 

@@ -11,6 +11,8 @@
 
 namespace {
 
+constexpr char kNoMemory[] = "route-policy: not enough memory\n";
+
 void run(Tool::Options const& options, Tool::Console& console) {
   using Command = Tool::Options::Command;
   switch (options.command) {
@@ -46,6 +48,24 @@ void occupyStandardDescriptors() {
   }
 }
 
+bool hasMemoryFailed = false;
+std::terminate_handler terminateOtherwise = nullptr;
+
+/// In place of an abort when memory runs out where nothing may be thrown, as in a destructor.
+[[noreturn]] void endWithoutMemory() {
+  if (!hasMemoryFailed) terminateOtherwise();
+  Tool::Console().paint(kNoMemory);
+  ::_exit(static_cast<int>(Tool::Status::failed));
+}
+
+void handleLackOfMemory() {
+  std::set_new_handler([] {
+    hasMemoryFailed = true;
+    throw std::bad_alloc();
+  });
+  terminateOtherwise = std::set_terminate(endWithoutMemory);
+}
+
 /// Does something; what it throws becomes a message and the status.
 template <class Do>
 void reporting(Tool::Console& console, Do const& act) {
@@ -66,6 +86,7 @@ void reporting(Tool::Console& console, Do const& act) {
 
 int main(int argc, char** argv) {
   occupyStandardDescriptors();
+  handleLackOfMemory();
   // A reader that goes away ends the output, not the status; a limit on files is an error of write.
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);
@@ -81,7 +102,7 @@ int main(int argc, char** argv) {
     });
     return static_cast<int>(console.status());
   } catch (std::exception const&) {  // there is not even memory for a message
-    console.paint("route-policy: not enough memory\n");
+    console.paint(kNoMemory);
     return static_cast<int>(Tool::Status::failed);
   }
 }

@@ -124,8 +124,8 @@ TEST_F(ConfigFiles, HaveTheModeOfTheConfiguration) {
 TEST_F(ConfigFiles, AreNotTakenForClosedStreams) {
   write("list", "permit 10.0.0.0/8\n");
   Step const steps[] = {
-      {"c set regexMode=regexModePosix; c set nope 2>&-; c set nope <&- >&- 2>&-; cat $T/c.edits", 0,
-       "regexMode=regexModePosix\n"},
+      {"c set regexMode=regexModePosix; c set nope 2>&-; c set nope <&- >&- 2>&-; cat $T/c.edits",
+       0, "regexMode=regexModePosix\n"},
       {"c diff >&-", 2, "", "standard output: cannot write: Bad file descriptor\n"},
       {"t check - <&-", 2, "", "<stdin>: cannot be read: Bad file descriptor\n"},
       {"t match $T/list <&-", 2, "", "<stdin>: cannot be read: Bad file descriptor\n"},

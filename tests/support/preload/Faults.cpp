@@ -35,7 +35,9 @@ long step(long call, Args... args) {
 void* allocate(std::size_t size) {
   static auto const most = static_cast<std::size_t>(fromEnvironment("MOST"));
   void* const memory = most != 0 && size > most ? nullptr : std::malloc(size != 0 ? size : 1);
-  return memory ? memory : throw std::bad_alloc();
+  if (memory) return memory;
+  if (auto const handler = std::get_new_handler()) handler();
+  throw std::bad_alloc();
 }
 
 }  // namespace
