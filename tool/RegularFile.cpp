@@ -16,6 +16,7 @@ namespace Tool {
 namespace {
 
 constexpr std::size_t kMostBytes = std::size_t{1} << 30;
+constexpr std::size_t kChunk = std::size_t{1} << 16;
 
 // A new file is called PATH.XXXXXX and then this, so that nobody takes another file for one.
 constexpr std::string_view kFresh = ".route-policy-new";
@@ -100,22 +101,24 @@ Descriptor openRegular(std::string const& path, int flags, char const* failed, m
 }
 
 std::string readText(Descriptor const& fd, std::string const& path) {
-  constexpr std::size_t kChunk = std::size_t{1} << 16;
+  auto const requireSize = [&](std::size_t size) {
+    if (size > kMostBytes) throw FileError(path, std::string(kRead) + "it is larger than 1 GiB");
+  };
   auto const size = static_cast<std::size_t>(aboutOf(fd, path, kRead).st_size);
-  std::string text;
+  requireSize(size);
+  // What the file says of its size is true of most: with one byte more, its end shows at once.
+  std::string text(size + 1, '\0');
   for (std::size_t end = 0;;) {
-    // What the file says of its size is true of most: with one byte more, its end shows at once.
-    if (end == text.size()) text.resize(end == 0 ? std::min(size, kMostBytes) + 1 : end + kChunk);
-    if (std::max(size, end) > kMostBytes) {
-      throw FileError(path, std::string(kRead) + "it is larger than 1 GiB");
-    }
     ssize_t const got =
         patiently([&] { return ::read(fd.get(), text.data() + end, text.size() - end); });
     if (got < 0) throw FileError(path, kRead, errno);
     end += static_cast<std::size_t>(got);
-    if (got > 0) continue;
-    text.resize(end);
-    return text;
+    requireSize(end);
+    if (got == 0) {
+      text.resize(end);
+      return text;
+    }
+    if (end == text.size()) text.resize(end + kChunk);
   }
 }
 

@@ -75,12 +75,15 @@ TEST_F(ConfigFiles, SettleWhatAStoppedCommitLeft) {
       // What it removes is what a Replacement leaves, beside this file, and not at work.
       {"cd $T; touch c.backup c.route-policy-new c.ABCDEF.route-policy-new "
        "d.ABCDEF.route-policy-new "
-       "c.edits.ABCDEF.route-policy-new c.ABCDEFG.route-policy-new c.LOCKED.route-policy-new; "
+       "c.edits.ABCDEF.route-policy-new c.ABCDEFG.route-policy-new c.ABCDEF.route-policy-old "
+       "c-ABCDEF.route-policy-new c.LOCKED.route-policy-new; "
        "mkfifo c.FIFOFO.route-policy-new; ln -s c c.LINKED.route-policy-new; "
        "c set useDeprecatedCmd=True; flock c.LOCKED.route-policy-new bash -c 'timeout 60 $TOOL "
        "--config $T/c commit'; LC_ALL=C ls",
        0,
-       "useDeprecatedCmd: changed\nc\nc.ABCDEFG.route-policy-new\nc.FIFOFO.route-policy-new\n"
+       "useDeprecatedCmd: "
+       "changed\nc\nc-ABCDEF.route-policy-new\nc.ABCDEF.route-policy-old\nc.ABCDEFG.route-policy-"
+       "new\nc.FIFOFO.route-policy-new\n"
        "c.LINKED.route-policy-new\nc.LOCKED.route-policy-new\nc.backup\nc.route-policy-new\n"
        "d.ABCDEF.route-policy-new\n"}};
   run(steps);
@@ -92,7 +95,7 @@ TEST_F(ConfigFiles, AreRegularOnes) {
       {"cd $T; mkdir d; mkfifo fifo e.edits; ln -s fifo link; ln -s /dev/zero z.edits; touch e z\n"
        "truncate -s 1T big; echo x >big.edits\n"
        "for f in d fifo link /dev/zero big e z; do for command in diff commit; do\n"
-       "  echo $(t --config $f $command 2>&1; echo $?)\n"
+       "  echo $(faulty MOST=100000 t --config $f $command 2>&1; echo $?)\n"
        "done; done | uniq",
        0,
        "d: cannot be read: Is a directory 2\nfifo" + irregular + "link" + irregular + "/dev/zero" +
