@@ -69,16 +69,19 @@ TEST_F(ConfigFiles, SettleWhatAStoppedCommitLeft) {
        "~ useDeprecatedCmd: False -> True\nuseDeprecatedCmd=True\n"},
       {stopped + "echo useDeprecatedCmd=True >>$T/c.edits; c diff", 0,
        "~ useDeprecatedCmd: False -> True\n"},
-      {stopped + "echo '# mine' >>$T/c; c diff", 2, "", unknown},
+      {stopped + "printf 'regexMode=regexModePosix ' >$T/c; c diff", 2, "", unknown},
       {"c commit", 2, "", unknown},
-      {"c abort; c diff; cat $T/c", 0, "1 edit dropped\nregexMode=regexModePosix\n# mine\n"},
+      {"c abort; c diff; c set regexMode=regexModeDfa; faulty KILL_AT=9 c commit 2>&-\n"
+       "c set useDeprecatedCmd=True; cat $T/c $T/c.edits",
+       0,
+       "1 edit dropped\nregexMode=regexModePosix regexMode=regexModeDfa\nuseDeprecatedCmd=True\n"},
       // What it removes is what a Replacement leaves, beside this file, and not at work.
       {"cd $T; touch c.backup c.route-policy-new c.ABCDEF.route-policy-new "
        "d.ABCDEF.route-policy-new "
        "c.edits.ABCDEF.route-policy-new c.ABCDEFG.route-policy-new c.ABCDEF.route-policy-old "
        "c-ABCDEF.route-policy-new c.LOCKED.route-policy-new; "
        "mkfifo c.FIFOFO.route-policy-new; ln -s c c.LINKED.route-policy-new; "
-       "c set useDeprecatedCmd=True; flock c.LOCKED.route-policy-new bash -c 'timeout 60 $TOOL "
+       "flock c.LOCKED.route-policy-new bash -c 'timeout 60 $TOOL "
        "--config $T/c commit'; LC_ALL=C ls",
        0,
        "useDeprecatedCmd: "
@@ -115,9 +118,15 @@ TEST_F(ConfigFiles, AreRegularOnes) {
 
 // Of the edits and, behind a commit, of the configuration.
 TEST_F(ConfigFiles, HaveTheModeOfTheConfiguration) {
-  Step const steps[] = {{"m 600 000", 0, "600 600\n"},   {"m 640 000", 0, "640 640\n"},
-                        {"m 664 077", 0, "664 664\n"},   {"m 755 077", 0, "644 755\n"},
-                        {"m 4711 022", 0, "600 4711\n"}, {"m '' 027", 0, "640 640\n"}};
+  Step const steps[] = {{"m 600 000", 0, "600 600\n"},
+                        {"m 640 000", 0, "640 640\n"},
+                        {"m 664 077", 0, "664 664\n"},
+                        {"m 755 077", 0, "644 755\n"},
+                        {"m 4711 022", 0, "600 4711\n"},
+                        {"m '' 027", 0, "640 640\n"},
+                        {"rm $T/c; c set regexMode=regexModePosix; chmod 600 $T/c.edits; c set "
+                         "useDeprecatedCmd=True; stat -c %a $T/c.edits",
+                         0, "600\n"}};
   run(steps,
       "m() { umask $2; rm -f $T/c; [[ ! $1 ]] || { touch $T/c; chmod $1 $T/c; }\n"
       "c set regexMode=regexModePosix; e=$(stat -c %a $T/c.edits); c commit >$T/.said\n"
