@@ -71,10 +71,11 @@ TEST_F(ConfigFiles, SettleWhatAStoppedCommitLeft) {
        "~ useDeprecatedCmd: False -> True\n"},
       {stopped + "printf 'regexMode=regexModePosix ' >$T/c; c diff", 2, "", unknown},
       {"c commit", 2, "", unknown},
-      {"c abort; c diff; c set regexMode=regexModeDfa; faulty KILL_AT=9 c commit 2>&-\n"
-       "c set useDeprecatedCmd=True; cat $T/c $T/c.edits",
+      {"c abort; c diff; c set useDeprecatedCmd=True; faulty KILL_AT=9 c commit 2>&-\n"
+       "c set noSetCommExplicitMembers=True; cat $T/c $T/c.edits",
        0,
-       "1 edit dropped\nregexMode=regexModePosix regexMode=regexModeDfa\nuseDeprecatedCmd=True\n"},
+       "1 edit dropped\nregexMode=regexModePosix useDeprecatedCmd=True\n"
+       "noSetCommExplicitMembers=True\n"},
       // What it removes is what a Replacement leaves, beside this file, and not at work.
       {"cd $T; touch c.backup c.route-policy-new c.ABCDEF.route-policy-new "
        "d.ABCDEF.route-policy-new "

@@ -18,7 +18,7 @@ std::string usage(std::string const& problem) {
 
 TEST_F(Tool, AnswersEachCommandLine) {
   write("good", "seq 10 deny 10.0.0.0/8 le 32\n\nseq 5 permit 192.0.2.0/24\n");
-  write("bad", "permit 10.0.0.0/8\n\n! a comment\npermit 10.0.0.0/8\n");
+  write("bad", "permit 10.0.0.0/8\n\n! a comment\n" + std::string(10000, 'x'));
   write("host", "permit 10.0.0.0/8\npermit 10.0.0.1/8\n");
   write("twice", "permit 10.0.0.0/8\ndeny 10.0.0.0/8\n");
   write("v6 list.txt", "permit 2001:db8::1/32\n");
