@@ -77,19 +77,16 @@ TEST_F(ConfigFiles, SettleWhatAStoppedCommitLeft) {
        "1 edit dropped\nregexMode=regexModePosix useDeprecatedCmd=True\n"
        "noSetCommExplicitMembers=True\n"},
       // What it removes is what a Replacement leaves, beside this file, and not at work.
-      {"cd $T; touch c.backup c.route-policy-new c.ABCDEF.route-policy-new "
-       "d.ABCDEF.route-policy-new "
-       "c.edits.ABCDEF.route-policy-new c.ABCDEFG.route-policy-new c.ABCDEF.route-policy-old "
-       "c-ABCDEF.route-policy-new c.LOCKED.route-policy-new; "
-       "mkfifo c.FIFOFO.route-policy-new; ln -s c c.LINKED.route-policy-new; "
-       "flock c.LOCKED.route-policy-new bash -c 'timeout 60 $TOOL "
-       "--config $T/c commit'; LC_ALL=C ls",
+      {"cd $T; n=route-policy-new\n"
+       "touch c.backup c.$n {c,c.edits,d}.ABCDEF.$n c-ABCDEF.$n c.ABCDEF{G.$n,.route-policy-old} "
+       "c.LOCKED.$n\n"
+       "mkfifo c.FIFOFO.$n; ln -s c c.LINKED.$n\n"
+       "export -f t; flock c.LOCKED.$n bash -c 't --config $T/c commit'; LC_ALL=C ls | xargs",
        0,
-       "useDeprecatedCmd: "
-       "changed\nc\nc-ABCDEF.route-policy-new\nc.ABCDEF.route-policy-old\nc.ABCDEFG.route-policy-"
-       "new\nc.FIFOFO.route-policy-new\n"
-       "c.LINKED.route-policy-new\nc.LOCKED.route-policy-new\nc.backup\nc.route-policy-new\n"
-       "d.ABCDEF.route-policy-new\n"}};
+       "useDeprecatedCmd: changed\nnoSetCommExplicitMembers: changed\n"
+       "c c-ABCDEF.route-policy-new c.ABCDEF.route-policy-old c.ABCDEFG.route-policy-new "
+       "c.FIFOFO.route-policy-new c.LINKED.route-policy-new c.LOCKED.route-policy-new c.backup "
+       "c.route-policy-new d.ABCDEF.route-policy-new\n"}};
   run(steps);
 }
 
