@@ -16,7 +16,7 @@ struct Counts {
   std::size_t denies = 0;
   Orb::U32 first = 0;  // sequence numbers
   Orb::U32 last = 0;
-  Orb::U32 shortest = 128;  // lengths of the rules' prefixes
+  Orb::U32 shortest = 128;  // lengths of the entries' prefixes
   Orb::U32 longest = 0;
 
   std::size_t entries() const noexcept { return permits + denies; }

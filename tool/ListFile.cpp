@@ -63,7 +63,7 @@ std::optional<ListFault> import(ListSource& source, typename Family::List& list,
   if (result.isFileError()) return unreadable(source.error());
   if (result.isError()) return faultOf(result, Family::kFamily == Ipa::ipv6);
   entries.forEach([&](typename Family::Entry const& entry) { Family::entryIs(list, entry); });
-  if (entries.size() == 0) return ListFault{"the list is empty: no line has a rule"};
+  if (entries.size() == 0) return ListFault{"the list is empty: no line has an entry"};
   return std::nullopt;
 }
 

@@ -14,44 +14,39 @@ using ConfigFiles = TestSupport::RunsTool;
 // Every step that changes a file is the last one once, and fails once. The edits are one command's:
 // they are pending all, or in force and counted once, or not there.
 TEST_F(ConfigFiles, AreBeforeOrAfterWhereverTheToolStops) {
-  auto const outcomes = [&](int steps, std::string const& edits, std::string const& command) {
-    return bash("for v in KILL_AT FAIL_AT; do for ((n = 1; n <= " + std::to_string(steps) +
-                "; ++n)); do\n"
-                "  printf \"routeMap['M']\\n\" >$T/c; " +
-                edits +
-                "\n"
-                "  faulty $v=$n c " +
-                command +
-                " &>$T/.said; s=$?\n"
-                "  echo $v $s $(grep -o 'cannot be .*[dn]:' $T/.said) pending: $(c diff | wc -l)"
-                "   version: $(grep -c version=1 $T/c)"
-                "   $(c commit >/dev/null; grep -c version=1 $T/c) $(ls $T)\n"
-                "  rm $T/c*\n"
-                "done; done | sort -u")
-        .out;
-  };
-  std::string const typed = "printf \"# typed\\nrouteMap['M'].mapEntry[1].tag=25\" >$T/c.edits";
-  EXPECT_EQ(outcomes(13, typed, "commit"),
-            "FAIL_AT 0 pending: 0 version: 1 1 c\n"
-            "FAIL_AT 2 cannot be removed: pending: 0 version: 1 1 c\n"
-            "FAIL_AT 2 cannot be written: pending: 2 version: 0 1 c\n"
-            "KILL_AT 0 pending: 0 version: 1 1 c\n"
-            "KILL_AT 137 pending: 0 version: 1 1 c\n"
-            "KILL_AT 137 pending: 2 version: 0 1 c\n");
-  std::string const two =
-      "set \"routeMap['M'].mapEntry[1].tag=2500\" \"routeMap['M'].mapEntry[2]\"";
-  EXPECT_EQ(outcomes(6, "", two),
-            "FAIL_AT 0 pending: 3 version: 0 1 c\n"
-            "FAIL_AT 2 cannot be written: pending: 0 version: 0 0 c\n"
-            "KILL_AT 0 pending: 3 version: 0 1 c\n"
-            "KILL_AT 137 pending: 0 version: 0 0 c\n"
-            "KILL_AT 137 pending: 3 version: 0 1 c\n");
-  EXPECT_EQ(outcomes(3, typed, "abort"),
-            "FAIL_AT 0 pending: 0 version: 0 0 c\n"
-            "FAIL_AT 2 cannot be removed: pending: 2 version: 0 1 c\n"
-            "KILL_AT 0 pending: 0 version: 0 0 c\n"
-            "KILL_AT 137 pending: 0 version: 0 0 c\n"
-            "KILL_AT 137 pending: 2 version: 0 1 c\n");
+  constexpr char kOutcomes[] = R"(
+typed() { printf "# typed\n$M.mapEntry[1].tag=25" >$T/c.edits; }
+outcomes() {  # STEPS EDITS COMMAND...
+  for v in KILL_AT FAIL_AT; do for ((n = 1; n <= $1; ++n)); do
+    echo "$M" >$T/c; $2
+    faulty $v=$n c "${@:3}" &>$T/.said; s=$?
+    echo $v $s $(grep -o 'cannot be .*[dn]:' $T/.said) pending: $(c diff | wc -l) version: $(
+      grep -c version=1 $T/c; c commit >/dev/null; grep -c version=1 $T/c) $(ls $T)
+    rm $T/c*
+  done; done | sort -u
+}
+)";
+  Step const steps[] = {{"outcomes 13 typed commit", 0, R"(FAIL_AT 0 pending: 0 version: 1 1 c
+FAIL_AT 2 cannot be removed: pending: 0 version: 1 1 c
+FAIL_AT 2 cannot be written: pending: 2 version: 0 1 c
+KILL_AT 0 pending: 0 version: 1 1 c
+KILL_AT 137 pending: 0 version: 1 1 c
+KILL_AT 137 pending: 2 version: 0 1 c
+)"},
+                        {"outcomes 6 : set $M.mapEntry[1].tag=2500 $M.mapEntry[2]", 0,
+                         R"(FAIL_AT 0 pending: 3 version: 0 1 c
+FAIL_AT 2 cannot be written: pending: 0 version: 0 0 c
+KILL_AT 0 pending: 3 version: 0 1 c
+KILL_AT 137 pending: 0 version: 0 0 c
+KILL_AT 137 pending: 3 version: 0 1 c
+)"},
+                        {"outcomes 3 typed abort", 0, R"(FAIL_AT 0 pending: 0 version: 0 0 c
+FAIL_AT 2 cannot be removed: pending: 2 version: 0 1 c
+KILL_AT 0 pending: 0 version: 0 0 c
+KILL_AT 137 pending: 0 version: 0 0 c
+KILL_AT 137 pending: 2 version: 0 1 c
+)"}};
+  run(steps, kOutcomes);
 }
 
 TEST_F(ConfigFiles, SettleWhatAStoppedCommitLeft) {

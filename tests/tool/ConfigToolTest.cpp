@@ -13,7 +13,7 @@ using ConfigTool = TestSupport::RunsTool;
 using TestSupport::Result;
 using TestSupport::Step;
 
-std::string const kRule =
+std::string const kEntry =
     "Value('Acl::PrefixEntry', ** {'seqno': 10, 'prefix': 10.0.0.0/8, 'permit': permitMatch, 'ge': "
     "0, 'le': 24, 'eq': 0})";
 constexpr char kNone[] = "T/c: cannot be read: No such file or directory\n";
@@ -84,7 +84,7 @@ TEST_F(ConfigTool, CommitsAndRaisesVersions) {
   write("c",
         "# kept\n\n # too\nprefixList['P'].version=4294967295\n# lost\n"
         "  prefixList['OLD'].prefixEntry[10]=" +
-            kRule +
+            kEntry +
             " \r\n"
             "routeMap['M'].mapEntry[20]\nrouteMap['M'].mapEntry[5].tag=7\nrouteMap['M'].version=3");
   std::string entryVersions;
@@ -96,7 +96,7 @@ TEST_F(ConfigTool, CommitsAndRaisesVersions) {
     }
   }
   Step const steps[] = {
-      {"c set \"prefixList['P'].prefixEntry[10]=" + kRule + "\"", 0, ""},
+      {"c set \"prefixList['P'].prefixEntry[10]=" + kEntry + "\"", 0, ""},
       {"c set $M.mapEntry[20].communityDelete[\\'C\\'] "
        "\"$M.mapEntry[20].communityDelete['D'].flag=commSetDelete\" "
        "\"$M.mapEntry[20].matchRule[matchAsPath].strValue='=] no'\" "
@@ -107,7 +107,7 @@ TEST_F(ConfigTool, CommitsAndRaisesVersions) {
        "{ 'OLD', 'P' }\npath 2: nope: no root has an attribute 'nope'\n7\n"},
       {"c get --candidate prefixList $M.mapEntry[5].tag", 0, "{ 'P' }\nNone\n"},
       {"c diff", 0,
-       "- prefixList['OLD']\n+ prefixList['P'].prefixEntry[10] = " + kRule +
+       "- prefixList['OLD']\n+ prefixList['P'].prefixEntry[10] = " + kEntry +
            "\n~ routeMap['M'].mapEntry[5].tag: 7 -> None\n"
            "+ routeMap['M'].mapEntry[20].matchRule[matchAsPath]\n"
            "~ routeMap['M'].mapEntry[20].matchRule[matchAsPath].strValue: '' -> '=] no'\n"
@@ -211,37 +211,34 @@ TEST_F(ConfigTool, AnswersInJson) {
         "routeMap['M'].mapEntry[9].communityDelete['C \\'1\\''].communityListNameSet['L']=True\n"
         "routeMap['M'].mapEntry[9].linkBandwidthRefExtComm=1.5\n"
         "peerFilter['M'].description[2]='None'\nprefixList['P'].prefixEntry[10]=" +
-            kRule + "\n");
+            kEntry + "\n");
   Step const steps[] = {
       {"c get --json $M.mapEntry[9].communityDelete $M.mapEntry[10].communityDelete "
        "$M.mapEntry[9].tag $M.mapEntry[10].tag $M.mapEntry[9].linkBandwidthRefExtComm "
        "$M.mapEntry[9].setNextHopArg \"peerFilter['M'].description\" "
        "\"prefixList['P'].prefixEntry[10]\"",
        0,
-       R"({"name":"C '1'","community":{},"communityListNameSet":{"L":true},"useCommunityList":false,)"
-       R"("flag":"commSetDefault"})"
-       "\n"
-       "null\nnull\n9223372036854775807\n1.5\n"
-       R"({"tag":"nextHopArgNone","address":"0.0.0.0"})"
-       "\n"
-       R"({"2":"None"})"
-       "\n"
-       R"({"seqno":10,"prefix":"10.0.0.0/8","permit":"permitMatch","ge":0,"le":24,"eq":0})"
-       "\n"},
+       R"({"name":"C '1'","community":{},"communityListNameSet":{"L":true},)"
+       R"("useCommunityList":false,"flag":"commSetDefault"}
+null
+null
+9223372036854775807
+1.5
+{"tag":"nextHopArgNone","address":"0.0.0.0"}
+{"2":"None"}
+{"seqno":10,"prefix":"10.0.0.0/8","permit":"permitMatch","ge":0,"le":24,"eq":0}
+)"},
       {"diff <(c show --json M) <(echo \"{\\\"routeMap\\\":{\\\"M\\\":$(c get --json $M)},\""
        "\"\\\"peerFilter\\\":{\\\"M\\\":$(c get --json \"peerFilter['M']\")}}\")",
        0, ""},
       {"diff <(c show --json) <(c get --json)", 0, ""},
       {"c unset $M.mapEntry[10] $M.mapEntry[9]; c diff --json; c commit --json; c abort --json", 0,
-       R"({"change":"removed","path":"routeMap['M'].mapEntry[9]"})"
-       "\n"
-       R"({"change":"removed","path":"routeMap['M'].mapEntry[10]"})"
-       "\n"
-       R"({"ok":true,"items":[{"path":"routeMap['M']","outcome":"changed"}],"versions":[)"
-       R"({"path":"routeMap['M'].version","before":0,"after":1}]})"
-       "\n"
-       R"({"dropped":0})"
-       "\n"}};
+       R"({"change":"removed","path":"routeMap['M'].mapEntry[9]"}
+{"change":"removed","path":"routeMap['M'].mapEntry[10]"}
+{"ok":true,"items":[{"path":"routeMap['M']","outcome":"changed"}],"versions":[)"
+       R"({"path":"routeMap['M'].version","before":0,"after":1}]}
+{"dropped":0}
+)"}};
   run(steps);
 }
 
