@@ -1,5 +1,7 @@
 #include "config_text/ConfigTree.h"
 
+#include <map>
+
 #include "platform/orb/base/Error.h"
 #include "policy_config/RouteMap.h"
 
@@ -16,17 +18,52 @@ std::string_view trimmed(std::string_view text) {
   return text.substr(begin, text.find_last_not_of(kBlanks) + 1 - begin);
 }
 
-/// Does something with each line; collects what is refused.
+/// Which name each single child has in a text. A later line with another name would replace the
+/// child of the earlier one: of a text that says how things are, one is wrong.
+class NamesOfSingles {
+ public:
+  void check(Orb::TypeInfo const& root, std::string_view path, std::size_t line) {
+    Orb::PathType const type = Orb::pathType(root, path);
+    for (Orb::PathType::Single const& single : type.singles) {
+      std::string_view const place = std::string_view(type.place).substr(0, single.placeSize);
+      auto const& first =
+          first_.try_emplace(std::string(place), Named{single.name, line}).first->second;
+      if (first.name == single.name) continue;
+      throw Orb::RangeException(
+          Orb::messageText(path) + ": there is only one " +
+          std::string(place.substr(place.rfind('.') + 1)) + ", and line " +
+          std::to_string(first.line) + " has " + Orb::messageText(first.name) + " for it");
+    }
+  }
+
+ private:
+  struct Named {
+    std::string_view name;  // in the text that is loaded
+    std::size_t line;
+  };
+  std::map<std::string, Named, std::less<>> first_;
+};
+
+constexpr std::size_t kMostFaults = 100;
+
+/// Does something with each line; collects what is refused, and counts the rest of what is: the
+/// wrong file may be named.
 template <class Do>
 std::vector<LineFault> withEachLine(std::string_view text, Do const& act) {
   std::vector<LineFault> faults;
+  std::size_t more = 0;
   eachLine(text, [&](std::size_t number, std::string_view line) {
     try {
-      act(line);
+      act(number, line);
     } catch (Orb::RangeException const& error) {
-      faults.push_back({number, error.what()});
+      if (faults.size() < kMostFaults) {
+        faults.push_back({number, error.what()});
+      } else {
+        ++more;
+      }
     }
   });
+  if (more > 0) faults.push_back({0, std::to_string(more) + " more lines are refused"});
   return faults;
 }
 
@@ -50,9 +87,11 @@ Orb::Entity& ConfigTree::rootOf(std::string_view path) const {
 }
 
 std::vector<LineFault> ConfigTree::load(std::string_view text) {
-  return withEachLine(text, [this](std::string_view line) {
+  NamesOfSingles names;
+  return withEachLine(text, [&](std::size_t number, std::string_view line) {
     Orb::Assignment const said = Orb::splitAssignment(line);
     Orb::Entity& root = rootOf(said.path);
+    names.check(root.type(), said.path, number);
     if (said.hasText) {
       Orb::attributeTextIs(root, said.path, said.text);
     } else {
@@ -77,7 +116,7 @@ std::string ConfigEdit::line() const {
 void ConfigEdit::apply(Cli::Session::Session& session) const {
   if (isRemoval) {
     if (session.attributeDel(text)) return;
-    throw Orb::RangeException(std::string(text) + ": it is not set, so it cannot be removed");
+    throw Orb::RangeException(Orb::messageText(text) + ": it is not set, so it cannot be removed");
   }
   Orb::Assignment const said = Orb::splitAssignment(text);
   if (said.hasText) {
@@ -88,8 +127,8 @@ void ConfigEdit::apply(Cli::Session::Session& session) const {
 }
 
 std::vector<LineFault> applyEdits(Cli::Session::Session& session, std::string_view text) {
-  return withEachLine(text,
-                      [&](std::string_view line) { ConfigEdit::ofLine(line).apply(session); });
+  return withEachLine(
+      text, [&](std::size_t, std::string_view line) { ConfigEdit::ofLine(line).apply(session); });
 }
 
 }  // namespace ConfigText

@@ -8,7 +8,7 @@
 
 namespace ConfigText {
 
-/// What is wrong with one of several lines, counted from 1.
+/// What is wrong with one of several lines, counted from 1, or with the rest of them: 0.
 struct LineFault {
   std::size_t line;
   std::string reason;
@@ -30,7 +30,8 @@ class ROUTEPOLICY_EXPORT ConfigTree {
   Orb::Entity& rootOf(std::string_view path) const;
 
   /// Sets what a text says, counters too, line by line: "PATH=VALUE", or "PATH" for what has no
-  /// value of its own. Returns what was refused; the other lines are in force all the same.
+  /// value of its own. Returns what was refused, such as a line that names a single entity
+  /// otherwise than an earlier one does; the other lines are in force all the same.
   std::vector<LineFault> load(std::string_view text);
   /// Visits the lines that load() makes an equal configuration of.
   void eachAssignment(Orb::FunctionRef<void(std::string const& line)> visit) const;

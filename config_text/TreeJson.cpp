@@ -74,16 +74,34 @@ std::size_t sequenceLength(std::string_view text) {
   return length;
 }
 
-void writeEscaped(std::string& out, char c) {
+/// The character of a sequence.
+Orb::U32 codePoint(std::string_view sequence) {
+  auto const lead = static_cast<Orb::U8>(sequence.front());
+  if (sequence.size() == 1) return lead;
+  Orb::U32 code = lead & (0x7fU >> sequence.size());
+  for (char const c : sequence.substr(1)) code = code << 6 | (static_cast<Orb::U8>(c) & 0x3fU);
+  return code;
+}
+
+/// One unit of UTF-16, as JSON escapes it.
+void writeUnit(std::string& out, Orb::U32 unit) {
   constexpr char kDigits[] = "0123456789abcdef";
-  if (c == '"' || c == '\\') {
-    (out += '\\') += c;
-  } else if (c == '\n') {
+  out += "\\u";
+  for (int shift = 12; shift >= 0; shift -= 4) out += kDigits[unit >> shift & 0xf];
+}
+
+void writeCharacter(std::string& out, Orb::U32 code) {
+  if (code == '"' || code == '\\') {
+    (out += '\\') += static_cast<char>(code);
+  } else if (code == '\n') {
     out += "\\n";
-  } else if (static_cast<Orb::U8>(c) < 0x20) {
-    ((out += "\\u00") += kDigits[c / 16]) += kDigits[c % 16];
-  } else {
-    out += c;
+  } else if (code >= 0x20 && code < 0x7f) {
+    out += static_cast<char>(code);
+  } else if (code < 0x10000) {
+    writeUnit(out, code);
+  } else {  // a pair of surrogates
+    writeUnit(out, 0xd800 + ((code - 0x10000) >> 10));
+    writeUnit(out, 0xdc00 + ((code - 0x10000) & 0x3ff));
   }
 }
 
@@ -98,16 +116,11 @@ void JsonObject::member(std::string_view name) {
 }
 
 void writeJsonString(std::string& out, std::string_view text) {
+  constexpr Orb::U32 kReplacement = 0xfffd;
   out += '"';
   while (!text.empty()) {
     std::size_t const length = sequenceLength(text);
-    if (length == 0) {
-      out += "\xef\xbf\xbd";
-    } else if (length == 1) {
-      writeEscaped(out, text.front());
-    } else {
-      out += text.substr(0, length);
-    }
+    writeCharacter(out, length == 0 ? kReplacement : codePoint(text.substr(0, length)));
     text.remove_prefix(length == 0 ? 1 : length);
   }
   out += '"';

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <exception>
+#include <string>
 #include <string_view>
 
 #include "config_text/Sink.h"
@@ -8,14 +10,17 @@
 /// Trees of entities as JSON (RFC 8259), from the attribute tables. An entity is an object of its
 /// attributes in their order; a value type is an object of its fields, a collection one of its
 /// members by their keys. Numbers and booleans are such, what is unset is null, all else is
-/// strings. Bytes that are no UTF-8 are replaced by U+FFFD.
+/// strings. All of it is ASCII: other characters are escaped, and bytes that are no UTF-8 are
+/// replaced by U+FFFD.
 namespace ConfigText {
 
-/// "{", members, and "}" at the end of its life.
+/// "{", members, and "}" at the end of its life, unless an exception ends it.
 class ROUTEPOLICY_EXPORT JsonObject {
  public:
   explicit JsonObject(Sink& sink) : sink_(sink) { sink_.text() += '{'; }
-  ~JsonObject() { sink_.text() += '}'; }
+  ~JsonObject() noexcept(false) {
+    if (std::uncaught_exceptions() == exceptions_) sink_.text() += '}';  // may throw
+  }
   JsonObject(JsonObject const&) = delete;
   JsonObject& operator=(JsonObject const&) = delete;
 
@@ -24,6 +29,7 @@ class ROUTEPOLICY_EXPORT JsonObject {
 
  private:
   Sink& sink_;
+  int const exceptions_ = std::uncaught_exceptions();
   bool isEmpty_ = true;
 };
 

@@ -25,7 +25,7 @@ run check --ipv6 bogons-ipv6.txt customer-ipv6.txt
 heading "The customer's list, as a router shows it"
 run show customer-ipv4.txt
 
-heading "From the Internet: private space is denied, a /25 matches no rule, the rest is let in"
+heading "From the Internet: private space is denied, a /25 matches no entry, the rest is let in"
 run match bogons-ipv4.txt 10.20.0.0/16 8.8.8.0/24 8.8.8.0/25 0.0.0.0/0
 
 heading "From the customer: the block and a part of it; a part that is too small; the provider's part"

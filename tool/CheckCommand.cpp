@@ -16,7 +16,7 @@ struct Counts {
   std::size_t denies = 0;
   Orb::U32 first = 0;  // sequence numbers
   Orb::U32 last = 0;
-  Orb::U32 shortest = 128;  // lengths of the rules' prefixes
+  Orb::U32 shortest = 128;  // lengths of the entries' prefixes
   Orb::U32 longest = 0;
 
   std::size_t entries() const noexcept { return permits + denies; }
@@ -68,16 +68,14 @@ Json jsonOf(std::string const& file, ListFault const& fault) {
 
 template <class Family>
 void checkFile(std::string const& file, Options const& options, Console& console) {
-  ListFile<Family> const read = readListFile<Family>(file, options.onDuplicate);
-  reportPitfalls(file, console);
+  ListFile<Family> const read = readListFile<Family>(file, options.onDuplicate, console);
   if (read.fault) {
-    reportFault(file, *read.fault, console);
     if (options.json) console.jsonLine(jsonOf(file, *read.fault));
     return;
   }
   Counts const counts = countsOf<Family>(*read.list);
   if (options.json) return console.jsonLine(jsonOf(file, counts));
-  console.text().append(file).append(": ").append(textOf(counts)).append("\n");
+  console.text().append(Place(file).text()).append(": ").append(textOf(counts)).append("\n");
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "platform/orb/base/Text.h"
 #include "tool/HelpText.h"
 
 namespace Tool {
@@ -167,13 +168,14 @@ std::string withoutCommand(int argc, char const* const* argv) {
   std::string const first = at < argc ? argv[at] : "";
   if (first.empty()) return std::string("a command is missing: ") + kCommands;
   if (first.starts_with('-')) {
-    return "there is no option " + first + " before the command: " + kCommands;
+    return "there is no option " + Orb::messageText(first) + " before the command: " + kCommands;
   }
-  return "there is no command " + first + ", only " + kCommands;
+  return "there is no command " + Orb::messageText(first) + ", only " + kCommands;
 }
 
-void wrongUsage(std::string message, Console& console) {
-  console.failure("", message.append("\n").append(HelpText::kTryHelp));
+void wrongUsage(std::string_view message, Console& console) {
+  console.failure({}, message);
+  console.paint(std::string(HelpText::kTryHelp).append("\n"));
 }
 
 }  // namespace

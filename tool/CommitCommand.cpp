@@ -78,61 +78,23 @@ void nothingPending(Options const& options, Console& console) {
   console.text() += "nothing is pending\n";
 }
 
-void writeDifference(Orb::Difference const& d, Console& console) {
-  std::string& out = console.text();
-  out.append(d.kind == Kind::added ? "+ " : d.kind == Kind::removed ? "- " : "~ ").append(d.path);
-  if (d.kind == Kind::changed) {
-    out.append(": ").append(d.before).append(" -> ").append(d.after);
-  } else if (d.hasText) {
-    out.append(" = ").append(d.kind == Kind::added ? d.after : d.before);
-  }
-  out += '\n';
-  console.lineDone();
-}
-
-Json jsonOf(Orb::Difference const& d) {
-  Json json = {{"change", d.kind == Kind::added     ? "added"
-                          : d.kind == Kind::removed ? "removed"
-                                                    : "changed"},
-               {"path", d.path}};
-  if (d.hasText && d.kind != Kind::added) json["before"] = d.before;
-  if (d.hasText && d.kind != Kind::removed) json["after"] = d.after;
-  return json;
-}
-
 }  // namespace
-
-void diffConfig(Options const& options, Console& console) {
-  ConfigFile file(options.config);
-  auto edits = PendingEdits::open(file, PendingEdits::Access::read);
-  auto const workspace = openWorkspace(std::move(file), std::move(edits), console);
-  if (!workspace) return;
-  auto const session = openSession(*workspace, nullptr, console);
-  if (!session) return;
-  session->difference([&](Orb::Difference const& d) {
-    if (options.json) return console.jsonLine(jsonOf(d));
-    writeDifference(d, console);
-  });
-}
 
 void commitConfig(Options const& options, Console& console) {
   ConfigFile file(options.config);
   auto edits = PendingEdits::open(file, PendingEdits::Access::change);
   if (!hasEdits(edits)) return nothingPending(options, console);
-  auto workspace = openWorkspace(std::move(file), std::move(edits), console);
+  auto workspace = openWorkspace(std::move(file), std::move(edits), true, console);
   if (!workspace) return;
   auto const handlers = Orb::make<Routing::RouteMap::RouteMapCopyHandlerDir>("route-policy");
   auto const session = openSession(*workspace, handlers, console);
   if (!session) return;
   Counters const before = countersOf(workspace->tree);
-  auto const report = session->commit();
+  auto const report = commitOf(*session);
   std::vector<Move> moves;
   if (report.isComplete()) {
     moves = movesBetween(before, countersOf(workspace->tree));
-    // What is reported is on the disk. A crash between the two leaves edits that are in force
-    // already, for the user to drop.
-    workspace->save();
-    workspace->edits->remove();
+    workspace->save();  // first: what is reported is on the disk
   }
   if (options.json) {
     console.jsonLine(jsonOf(report, moves));
@@ -143,7 +105,7 @@ void commitConfig(Options const& options, Console& console) {
 }
 
 void abortConfig(Options const& options, Console& console) {
-  auto edits = PendingEdits::open(ConfigFile(options.config), PendingEdits::Access::change);
+  auto edits = PendingEdits::open(ConfigFile(options.config), PendingEdits::Access::drop);
   std::size_t count = 0;
   if (edits) ConfigText::eachLine(edits->text(), [&](std::size_t, std::string_view) { ++count; });
   if (edits) edits->remove();

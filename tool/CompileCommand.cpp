@@ -91,9 +91,9 @@ Json jsonOf(std::string const& file, Cost const& cost) {
 
 template <class Family>
 void compileFile(Options const& options, Console& console) {
-  auto const file = openListFile<Family>(options, console);
-  if (!file) return;
-  Cost const cost = compileList(*file, console);
+  auto const file = readListFile<Family>(options.files.front(), options.onDuplicate, console);
+  if (file.fault) return;
+  Cost const cost = compileList(file, console);
   if (options.json) return console.jsonLine(jsonOf(options.files.front(), cost));
   writeText(cost, console.text());
 }

@@ -19,6 +19,24 @@ enum class Status {
   failed = 2     ///< wrong usage, or something that cannot be read or written
 };
 
+/// What a message is about: the program, or a file (or an argument), and a line of it unless that
+/// is 0.
+class Place {
+ public:
+  Place() = default;
+  Place(std::string_view name, std::size_t line = 0) : name_(name), line_(line), isNamed_(true) {}
+  Place(std::string const& name, std::size_t line = 0) : Place(std::string_view(name), line) {}
+  Place(char const* name) : Place(std::string_view(name)) {}
+
+  /// "NAME:LINE", as people can read it whatever the name is.
+  std::string text() const;
+
+ private:
+  std::string_view name_;
+  std::size_t line_ = 0;
+  bool isNamed_ = false;
+};
+
 /// Standard output took no more.
 class OutputLost : public std::runtime_error {
  public:
@@ -30,18 +48,24 @@ class OutputLost : public std::runtime_error {
   bool isReaderGone_;
 };
 
-/// Where a command writes: answers to standard output, which is buffered and checked (flush() and
-/// lineDone() throw OutputLost), messages to standard error. Keeps the exit status.
+/// Where a command writes: answers to standard output, which is buffered and checked, messages to
+/// standard error. flush() and lineDone() throw OutputLost. Keeps the exit status. Messages show control characters escaped, and so do
+/// answers on a terminal: what is in a file must not steer it.
 class Console : public ConfigText::Sink {
  public:
-  explicit Console(int out = STDOUT_FILENO, int err = STDERR_FILENO) : out_(out), err_(err) {}
-  /// One line of JSON. Bytes that are not UTF-8 are replaced.
+  explicit Console(int out = STDOUT_FILENO, int err = STDERR_FILENO)
+      : out_(out), err_(err), isOutTerminal_(isatty(out) == 1) {}
+  /// One line of JSON, all of it ASCII. Bytes that are not UTF-8 are replaced.
   void jsonLine(nlohmann::ordered_json const& value);
 
-  /// "PLACE: MESSAGE", behind what was answered before. Without a place, that is the program.
-  void finding(std::string_view place, std::string_view message);
-  void failure(std::string_view place, std::string_view message);
-  void warning(std::string_view place, std::string_view message);
+  /// "PLACE: MESSAGE", behind what was answered before.
+  void finding(Place const& place, std::string_view message);
+  void failure(Place const& place, std::string_view message);
+  void warning(Place const& place, std::string_view message);
+
+  /// Notes the file that is worked on, for a failure that knows of none.
+  void workOn(std::string_view file) { workedOn_ = file; }
+  Place workedOn() const { return workedOn_.empty() ? Place() : Place(workedOn_); }
 
   /// Whether a person reads the messages as they come.
   bool isErrorTerminal() const noexcept { return isatty(err_) == 1; }
@@ -54,11 +78,12 @@ class Console : public ConfigText::Sink {
   void write(std::string_view text) override;
 
  private:
-  void message(Status status, std::string_view place, std::string_view kind,
-               std::string_view message);
+  void message(Status status, Place const& place, std::string_view kind, std::string_view message);
 
   int const out_;
   int const err_;
+  bool const isOutTerminal_;
+  std::string workedOn_;
   Status status_ = Status::fine;
 };
 

@@ -9,13 +9,13 @@ inline constexpr char kProgram[] =
     "route\n"
     "maps, with no router at hand.";
 
-inline constexpr char kProgramEnd[] = R"(A list file has one rule a line:
+inline constexpr char kProgramEnd[] = R"(A list file has one entry a line:
   [seq NUMBER] permit|deny PREFIX [ge LENGTH] [le LENGTH] [eq LENGTH]
   seq 10 deny 10.0.0.0/8 le 32    10.0.0.0/8 and all inside it
   seq 20 permit 192.0.2.0/24      this prefix and no other
   seq 30 permit 128.0.0.0/1 ge 8 le 24
-The rule of the lowest number that matches decides. Words are parted by blanks. There are no
-comments, and a rule for length 0 is refused. Lines without "seq" are numbered 0, 1, 2 and so on.
+The entry of the lowest number that matches decides. Words are parted by blanks. There are no
+comments, and an entry for length 0 is refused. Lines without "seq" are numbered 0, 1, 2 and so on.
 
 A configuration has one attribute a line, and comments behind "#":
   prefixList['CUSTOMER']
@@ -36,7 +36,8 @@ Exit status:
   0  done, and nothing was found wrong
   1  a list has an error or is empty, a prefix is not one, a configuration or an edit of it is
      refused, or a commit failed
-  2  wrong usage, a file that cannot be read, or output that cannot be written
+  2  wrong usage, a file that cannot be read or written, output that cannot be written, or not
+     enough memory
 
 "route-policy COMMAND --help" tells more of a command; so does the manual, route-policy(1).)";
 
@@ -60,10 +61,10 @@ Examples:
   route-policy show --on-duplicate override customer-ipv4.txt
   route-policy --config border.conf show CUSTOMER-IN)";
 
-inline constexpr char kMatch[] = "tell which rule decides about prefixes";
+inline constexpr char kMatch[] = "tell which entry decides about prefixes";
 inline constexpr char kMatchEnd[] =
     R"(Prefixes are arguments or, when there are none, lines of standard input. Each answer is a line of
-fields parted by tabs: the prefix, the verdict ("permit", "deny" or "no match"), and the rule that
+fields parted by tabs: the prefix, the verdict ("permit", "deny" or "no match"), and the entry that
 decides:
   10.1.0.0/16     deny    seq 20 deny 10.0.0.0/8 le 32
 An address without a length is a host route: /32, or /128 with --ipv6. What is no prefix is
@@ -100,8 +101,8 @@ inline constexpr char kSet[] = "add edits to those that wait for the commit";
 inline constexpr char kSetEnd[] =
     R"(An edit is PATH=VALUE, or a path alone, which makes a list, a map or an entry. Values are numbers,
 True and False, names of enumerators, addresses, and strings in single quotes. The edits are tried
-on top of those that wait already; when one is refused, none is taken. An action of a route map
-counts when its flag in setFlags is True.
+on top of those that wait already; when one is refused, or cannot be written, none is taken. An
+action of a route map counts when its flag in setFlags is True.
 
 Examples:
   route-policy --config border.conf set "routeMap['CUSTOMER-IN'].mapEntry[20].weight=10" \
@@ -119,7 +120,7 @@ Example:
 
 inline constexpr char kDiff[] = "tell what a commit would change";
 inline constexpr char kDiffEnd[] =
-    R"(Prints a line for each difference:
+    R"(Prints a line for each difference, in the order of keys:
   + routeMap['CUSTOMER-IN'].mapEntry[30]                            it would be added
   - prefixList['OLD']                                               it would be removed
   ~ routeMap['CUSTOMER-IN'].mapEntry[20].localPref: 200 -> 250      it would change
@@ -134,7 +135,7 @@ version that rose:
   prefixList['CUSTOMER']: changed
   prefixList['CUSTOMER'].version: 3 -> 4
 Then the file holds the new configuration, and no edit waits. A commit that fails leaves both as
-they were.
+they were; one that is stopped has been done or not, as a whole.
 
 Example:
   route-policy --config border.conf commit)";

@@ -12,8 +12,8 @@ namespace Tool {
 /// Why a list file is of no use.
 struct ListFault {
   std::string message;
-  Orb::U64 line = 0;          ///< counted from 1; 0 when it is no line's fault
-  bool isUnreadable = false;  ///< the file's fault, not the list's
+  Orb::U64 line = 0;          ///< counted from 1; 0 when it is the fault of no line
+  bool isUnreadable = false;  ///< the fault is the file's, not the list's
 };
 
 /// A list file, imported.
@@ -24,25 +24,15 @@ struct ListFile {
   std::optional<ListFault> fault;
 };
 
-/// Imports a list file. A list without entries is a fault.
+/// Imports a list file as the routing process does, and reports what is wrong with it: a list
+/// without entries, too.
 template <class Family>
-ListFile<Family> readListFile(std::string const& file,
-                              Acl::UrlImportDuplicateOperation onDuplicate);
-
-/// The same for a command with one file, with the fault reported: nothing when there is one.
-template <class Family>
-std::optional<ListFile<Family>> openListFile(Options const& options, Console& console);
-
-/// "FILE:LINE: MESSAGE".
-void reportFault(std::string const& file, ListFault const& fault, Console& console);
-/// Warns of what an import reads otherwise than its writer meant it.
-void reportPitfalls(std::string const& file, Console& console);
+ListFile<Family> readListFile(std::string const& file, Acl::UrlImportDuplicateOperation onDuplicate,
+                              Console& console);
 
 extern template ListFile<Acl::Ipv4Family> readListFile(std::string const&,
-                                                       Acl::UrlImportDuplicateOperation);
+                                                       Acl::UrlImportDuplicateOperation, Console&);
 extern template ListFile<Acl::Ipv6Family> readListFile(std::string const&,
-                                                       Acl::UrlImportDuplicateOperation);
-extern template std::optional<ListFile<Acl::Ipv4Family>> openListFile(Options const&, Console&);
-extern template std::optional<ListFile<Acl::Ipv6Family>> openListFile(Options const&, Console&);
+                                                       Acl::UrlImportDuplicateOperation, Console&);
 
 }  // namespace Tool

@@ -4,9 +4,9 @@
 #include "policy_eval/MatchPrefixList.h"
 #include "tool/Commands.h"
 #include "tool/Compiler.h"
+#include "tool/EntryText.h"
 #include "tool/LineReader.h"
 #include "tool/ListFile.h"
-#include "tool/RuleText.h"
 
 namespace Tool {
 
@@ -28,7 +28,7 @@ template <class Family>
 class Matcher {
  public:
   Matcher(ListFile<Family> const& file, bool isJson, Console& console)
-      : rules_(*file.list), status_(compiled(file)), isJson_(isJson), console_(console) {}
+      : entries_(*file.list), status_(compiled(file)), isJson_(isJson), console_(console) {}
 
   /// `place` and `number` tell where the prefix stands, should it be none.
   void answer(std::string_view text, char const* place, std::size_t number) {
@@ -73,7 +73,7 @@ class Matcher {
     std::string& out = console_.text();
     prefix.appendTo(out);
     out.append("\t").append(verdictOf(match));
-    if (match.entry) out.append("\t").append(rules_.of(match.seqno));
+    if (match.entry) out.append("\t").append(entries_.of(match.seqno));
     out += '\n';
   }
 
@@ -81,12 +81,12 @@ class Matcher {
     Json json = {{"prefix", prefix.toString()}, {"verdict", verdictOf(match)}};
     if (match.entry) {
       json["seqno"] = match.seqno;
-      json["rule"] = rules_.of(match.seqno);
+      json["entry"] = entries_.of(match.seqno);
     }
     console_.jsonLine(json);
   }
 
-  RuleText const rules_;
+  EntryText const entries_;
   Orb::Ptr<Routing::RouteMap::PrefixListStatus const> const status_;
   bool const isJson_;
   Console& console_;
@@ -109,9 +109,9 @@ void answerInput(Matcher<Family>& matcher, Console& console) {
 
 template <class Family>
 void matchFile(Options const& options, Console& console) {
-  auto const file = openListFile<Family>(options, console);
-  if (!file) return;
-  Matcher<Family> matcher(*file, options.json, console);
+  auto const file = readListFile<Family>(options.files.front(), options.onDuplicate, console);
+  if (file.fault) return;
+  Matcher<Family> matcher(file, options.json, console);
   if (options.prefixes.empty()) return answerInput(matcher, console);
   std::size_t number = 0;
   for (std::string const& text : options.prefixes) matcher.answer(text, "prefix ", ++number);

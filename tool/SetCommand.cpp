@@ -10,7 +10,7 @@ namespace {
 void addEdits(Options const& options, bool areRemovals, Console& console) {
   ConfigFile file(options.config);
   auto edits = PendingEdits::open(file, PendingEdits::Access::create);
-  auto workspace = openWorkspace(std::move(file), std::move(edits), console);
+  auto workspace = openWorkspace(std::move(file), std::move(edits), true, console);
   if (!workspace) return;
   auto const session = openSession(*workspace, nullptr, console);
   if (!session) return;

@@ -29,7 +29,7 @@ template <class Family>
 void showJson(typename Family::List const& list, Console& console) {
   Json head = {{"name", list.name().str()},
                {"family", Family::kFamily == Ipa::ipv4 ? "ipv4" : "ipv6"}};
-  std::string open = head.dump(-1, ' ', false, Json::error_handler_t::replace);
+  std::string open = head.dump(-1, ' ', true, Json::error_handler_t::replace);
   open.back() = ',';
   console.text().append(open).append("\"entries\":[");
   char const* separator = "\n";
@@ -43,10 +43,10 @@ void showJson(typename Family::List const& list, Console& console) {
 
 template <class Family>
 void showFile(Options const& options, Console& console) {
-  auto const read = openListFile<Family>(options, console);
-  if (!read) return;
-  if (options.json) return showJson<Family>(*read->list, console);
-  console.text() += Acl::prefixListText(*read->list);
+  auto const read = readListFile<Family>(options.files.front(), options.onDuplicate, console);
+  if (read.fault) return;
+  if (options.json) return showJson<Family>(*read.list, console);
+  console.text() += Acl::prefixListText(*read.list);
 }
 
 }  // namespace

@@ -46,7 +46,7 @@ class Show {
     for (std::string const& name : names_) {
       if (!found_.contains(name)) {
         console_.finding(
-            "", "no list, route map or peer filter has the name " + Orb::toText(Orb::String(name)));
+            {}, "no list, route map or peer filter has the name " + Orb::quotedForMessage(name));
       }
     }
   }

@@ -1,7 +1,8 @@
 #include "tool/Workspace.h"
 
-#include <cerrno>
 #include <cstdlib>
+#include <exception>
+#include <new>
 
 namespace Tool {
 
@@ -10,7 +11,7 @@ namespace {
 void reportFaults(std::string const& file, std::vector<ConfigText::LineFault> const& faults,
                   Console& console) {
   for (ConfigText::LineFault const& fault : faults) {
-    console.finding(file + ":" + std::to_string(fault.line), fault.reason);
+    console.finding({file, fault.line}, fault.reason);
   }
 }
 
@@ -29,17 +30,18 @@ std::string headOf(std::string_view text) {
 
 }  // namespace
 
-void Workspace::save() const {
+void Workspace::save() {
   std::string text = head;
   tree.eachAssignment([&](std::string const& line) { text.append(line).append("\n"); });
-  file.textIs(text);
+  edits->commit(fingerprint, text);
 }
 
 std::optional<Workspace> openWorkspace(ConfigFile file, std::optional<PendingEdits> edits,
-                                       Console& console) {
+                                       bool mayBeMissing, Console& console) {
+  console.workOn(file.path());
   auto const text = file.text();
-  if (!text && !edits) throw FileError(file.path(), "cannot be read: ", ENOENT);
-  Workspace workspace{std::move(file), std::move(edits), {}, {}};
+  if (!text && !mayBeMissing) throw FileError(file.path(), kRead, ENOENT);
+  Workspace workspace{std::move(file), std::move(edits), fingerprintOf(text), {}, {}};
   if (!text) return workspace;
   auto const faults = workspace.tree.load(*text);
   reportFaults(workspace.file.path(), faults, console);
@@ -60,19 +62,32 @@ Orb::Ptr<Cli::Session::Session> openSession(Workspace const& workspace,
   return faults.empty() ? session : nullptr;
 }
 
+Cli::Session::CommitReport commitOf(Cli::Session::Session& session) {
+  auto report = session.commit();
+  try {
+    if (report.cause) std::rethrow_exception(report.cause);
+  } catch (std::bad_alloc const&) {
+    throw;
+  } catch (...) {
+    // The report says it.
+  }
+  return report;
+}
+
 std::optional<ConfigTree> readConfig(Options const& options, Console& console) {
   ConfigFile file(options.config);
   auto edits =
       options.candidate ? PendingEdits::open(file, PendingEdits::Access::read) : std::nullopt;
-  auto workspace = openWorkspace(std::move(file), std::move(edits), console);
+  bool const hasSome = hasEdits(edits);
+  auto workspace = openWorkspace(std::move(file), std::move(edits), hasSome, console);
   if (!workspace) return std::nullopt;
   if (options.candidate) {
     // A commit to this process's own copy, without handlers: no version is raised.
     auto const session = openSession(*workspace, nullptr, console);
     if (!session) return std::nullopt;
-    auto const report = session->commit();
+    auto const report = commitOf(*session);
     if (!report.isComplete()) {
-      console.finding(workspace->edits->path(), report.error);
+      console.finding({workspace->edits->path()}, report.error);
       return std::nullopt;
     }
   }
@@ -81,8 +96,7 @@ std::optional<ConfigTree> readConfig(Options const& options, Console& console) {
 
 bool hasEdits(std::optional<PendingEdits> const& edits) {
   bool hasAny = false;
-  if (edits)
-    ConfigText::eachLine(edits->text(), [&](std::size_t, std::string_view) { hasAny = true; });
+  if (edits) ConfigText::eachLine(edits->text(), [&](std::size_t, std::string_view) { hasAny = true; });
   return hasAny;
 }
 

@@ -9,7 +9,6 @@
 #include <fstream>
 #include <sstream>
 #include <string>
-#include <vector>
 
 namespace TestSupport {
 
@@ -19,17 +18,18 @@ inline std::string contentOf(std::filesystem::path const& path) {
   return text.str();
 }
 
-inline std::vector<std::string> linesOf(std::string const& text) {
-  std::vector<std::string> lines;
-  std::istringstream in(text);
-  for (std::string line; std::getline(in, line);) lines.push_back(line);
-  return lines;
-}
-
 struct Result {
   int status = -1;
   std::string out;
   std::string err;
+};
+
+/// A line of bash, and what it answers; "T" is the folder of the test.
+struct Step {
+  std::string line;
+  int status;
+  std::string out;
+  std::string err = {};
 };
 
 /// A test that runs the built tool, in the top folder of the sources, through the shell.
@@ -40,6 +40,7 @@ class RunsTool : public testing::Test {
     EXPECT_NE(mkdtemp(pattern.data()), nullptr);
     folder_ = pattern;
     setenv("TOOL", ROUTE_POLICY_TOOL, 1);
+    setenv("FAULTS", TOOL_FAULTS, 1);
     setenv("T", folder_.c_str(), 1);
   }
   ~RunsTool() override { std::filesystem::remove_all(folder_); }
@@ -48,24 +49,39 @@ class RunsTool : public testing::Test {
     std::ofstream(folder_ / name, std::ios::binary) << text;
   }
 
-  /// Runs a line of bash, in which $TOOL is the tool and $T the folder of write().
-  Result bash(std::string const& line) {
-    write(".line", line);
+  /// Runs lines of bash, with the words
+  ///  $T      the folder of write(), which is "T" in what is said
+  ///  t       the tool, of which nobody waits for more than a minute
+  ///  c       the tool on the configuration $T/c, in which $M is the path of a route map
+  ///  faulty  V=N c ...: the same with a fault, see support/preload
+  Result bash(std::string const& lines) {
+    write(".line",
+          "M=\"routeMap['M']\"; t() { timeout 60 \"$TOOL\" \"$@\"; }; c() { t --config $T/c "
+          "\"$@\"; }\n"
+          "faulty() { (export $1 LD_PRELOAD=$FAULTS ASAN_OPTIONS=verify_asan_link_order=0\n"
+          "shift; \"$@\"); }\n" +
+              lines + "\n");
     int const status =
         std::system("bash $T/.line >$T/.out 2>$T/.err </dev/null");  // NOLINT(cert-env33-c)
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, contentOf(folder_ / ".out"),
-            contentOf(folder_ / ".err")};
-  }
-
-  /// Runs the tool; what it says names the folder as T.
-  Result tool(std::string const& arguments) {
-    Result result = bash("$TOOL " + arguments);
+    Result result{WIFEXITED(status) ? WEXITSTATUS(status) : -1, contentOf(folder_ / ".out"),
+                  contentOf(folder_ / ".err")};
     for (std::string* const text : {&result.out, &result.err}) {
       for (std::size_t at; (at = text->find(folder_.string())) != text->npos;) {
         text->replace(at, folder_.string().size(), "T");
       }
     }
     return result;
+  }
+
+  /// Runs lines of bash one by one, each behind `before`.
+  template <std::size_t n>
+  void run(Step const (&steps)[n], std::string const& before = {}) {
+    for (Step const& step : steps) {
+      Result const result = bash(before + step.line);
+      EXPECT_EQ(result.status, step.status) << step.line;
+      EXPECT_EQ(result.out, step.out) << step.line;
+      EXPECT_EQ(result.err, step.err) << step.line;
+    }
   }
 
   std::filesystem::path folder_;

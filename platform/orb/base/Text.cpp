@@ -1,6 +1,8 @@
 #include "platform/orb/base/Text.h"
 
+#include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <limits>
 
 #include "platform/orb/base/Error.h"
@@ -13,11 +15,27 @@ constexpr char kHexDigits[] = "0123456789abcdef";
 
 [[noreturn]] void fail(std::string const& reason) { throw ParseException({}, reason); }
 
-std::string quoted(std::string_view text) {
-  constexpr std::size_t kShown = 60;
-  std::string out;
-  writeText(out, String(text.substr(0, kShown)));
-  return text.size() > kShown ? out + "..." : out;
+constexpr U8 byteAt(std::string_view text, std::size_t i) {
+  return i < text.size() ? static_cast<U8>(text[i]) : U8{0};
+}
+
+constexpr bool isContinuation(U8 byte) { return (byte & 0xc0) == 0x80; }
+
+/// The length of the UTF-8 character in front; 0 when there is none.
+constexpr std::size_t characterLength(std::string_view text) {
+  U8 const lead = byteAt(text, 0);
+  U8 const second = byteAt(text, 1);
+  if (lead < 0x80) return 1;
+  // Forms longer than need be, surrogates, and what is beyond U+10FFFF.
+  bool const isBad = lead < 0xc2 || lead > 0xf4 || (lead == 0xe0 && second < 0xa0) ||
+                     (lead == 0xed && second > 0x9f) || (lead == 0xf0 && second < 0x90) ||
+                     (lead == 0xf4 && second > 0x8f);
+  std::size_t const length = lead < 0xe0 ? 2 : lead < 0xf0 ? 3 : 4;
+  if (isBad) return 0;
+  for (std::size_t i = 1; i < length; ++i) {
+    if (!isContinuation(byteAt(text, i))) return 0;
+  }
+  return length;
 }
 
 /// The decimal number in front, without sign or needless zeros, up to `max`.
@@ -26,12 +44,12 @@ U64 readNumber(TextReader& in, U64 max) {
   U64 v = 0;
   auto const [end, error] = std::from_chars(rest.data(), rest.data() + rest.size(), v);
   auto const digits = static_cast<std::size_t>(end - rest.data());
-  if (digits == 0) fail("a number was expected at " + quoted(rest));
+  if (digits == 0) fail("a number was expected at " + quotedForMessage(rest));
   if (error != std::errc() || v > max) {
-    fail("the number " + quoted(rest.substr(0, digits)) + " is greater than " +
+    fail("the number " + quotedForMessage(rest.substr(0, digits)) + " is greater than " +
          std::to_string(max));
   }
-  if (digits > 1 && rest.front() == '0') fail("needless zeros at " + quoted(rest));
+  if (digits > 1 && rest.front() == '0') fail("needless zeros at " + quotedForMessage(rest));
   in.skip(digits);
   return v;
 }
@@ -66,13 +84,39 @@ constexpr int hexValue(char c) {
   return -1;
 }
 
+void writeHex(std::string& out, char c) {
+  ((out += "\\x") += kHexDigits[static_cast<U8>(c) / 16]) += kHexDigits[static_cast<U8>(c) % 16];
+}
+
 void writeEscaped(std::string& out, char c) {
   if (char const escape = escapeOf(c)) {
     (out += '\\') += escape;
   } else if (isControl(c)) {
-    ((out += "\\x") += kHexDigits[static_cast<U8>(c) / 16]) += kHexDigits[c % 16];
+    writeHex(out, c);
   } else {
     out += c;
+  }
+}
+
+/// Takes a character off the front, or one byte that belongs to none.
+std::string_view takeCharacter(std::string_view& text) {
+  std::string_view const character =
+      text.substr(0, std::max<std::size_t>(characterLength(text), 1));
+  text.remove_prefix(character.size());
+  return character;
+}
+
+/// Appends what takeCharacter() gave as a person can see it.
+void writeCharacter(std::string& out, std::string_view character, std::string_view kept) {
+  char const c = character.front();
+  bool const isC1 = c == '\xc2' && byteAt(character, 1) < 0xa0;
+  bool const isPart = character.size() == 1 && byteAt(character, 0) >= 0x80;
+  if (isC1 || isPart) {
+    for (char const byte : character) writeHex(out, byte);
+  } else if (isControl(c) && kept.find(c) == kept.npos) {
+    writeEscaped(out, c);
+  } else {
+    out += character;
   }
 }
 
@@ -93,14 +137,14 @@ char readEscape(std::string_view& rest) {
       return raw;
     }
   }
-  fail("an unknown escape in a string at " + quoted(rest));
+  fail("an unknown escape in a string at " + quotedForMessage(rest));
 }
 
 }  // namespace
 
 void TextReader::literal(std::string_view word) {
   if (!rest_.starts_with(word)) {
-    fail("expected " + std::string(word) + " at " + quoted(rest_));
+    fail("expected " + std::string(word) + " at " + quotedForMessage(rest_));
   }
   rest_.remove_prefix(word.size());
 }
@@ -112,7 +156,7 @@ std::string_view TextReader::word() noexcept {
 }
 
 void TextReader::end() const {
-  if (!rest_.empty()) fail("unexpected text at " + quoted(rest_));
+  if (!rest_.empty()) fail("unexpected text at " + quotedForMessage(rest_));
 }
 
 void writeText(std::string& out, U64 v) {
@@ -135,8 +179,33 @@ void writeText(std::string& out, String const& v) {
   out += '\'';
 }
 
-void writeControlsEscaped(std::string& out, std::string_view text) {
-  for (char const c : text) isControl(c) ? writeEscaped(out, c) : void(out += c);
+void writeVisible(std::string& out, std::string_view text, std::string_view kept) {
+  while (!text.empty()) writeCharacter(out, takeCharacter(text), kept);
+}
+
+std::string messageText(std::string_view text, std::size_t limit) {
+  std::string out;
+  while (!text.empty()) {
+    std::size_t const size = out.size();
+    writeCharacter(out, takeCharacter(text), {});
+    if (out.size() <= limit) continue;
+    out.resize(size);
+    return out + "...";
+  }
+  return out;
+}
+
+std::string quotedForMessage(std::string_view text) {
+  constexpr std::size_t kMost = 60;
+  std::size_t end = 0;
+  for (std::string_view rest = text; !rest.empty();) {
+    std::size_t const next = end + takeCharacter(rest).size();
+    if (next > kMost) break;
+    end = next;
+  }
+  std::string out;
+  writeVisible(out, toText(String(text.substr(0, end))));
+  return end < text.size() ? out + "..." : out;
 }
 
 void readText(TextReader& in, U64& v) { readNarrow(in, v); }
@@ -147,7 +216,7 @@ void readText(TextReader& in, U8& v) { readNarrow(in, v); }
 void readText(TextReader& in, bool& v) {
   bool const isTrue = in.rest().starts_with("True");
   if (!isTrue && !in.rest().starts_with("False")) {
-    fail("True or False was expected at " + quoted(in.rest()));
+    fail("True or False was expected at " + quotedForMessage(in.rest()));
   }
   in.skip(isTrue ? 4 : 5);
   v = isTrue;
@@ -158,8 +227,12 @@ void readText(TextReader& in, float& v) {
   std::string_view const word = TextReader(in).word();
   float read = 0;
   auto const [end, error] = std::from_chars(word.data(), word.data() + word.size(), read);
-  if (error != std::errc() || end != word.data() + word.size() || toText(read) != word) {
-    fail("a number in its shortest form was expected at " + quoted(rest));
+  bool const isWhole = !word.empty() && end == word.data() + word.size();
+  if (isWhole && error == std::errc::result_out_of_range) {
+    fail("the number " + quotedForMessage(word) + " is beyond the range of floats");
+  }
+  if (!isWhole || error != std::errc() || (!std::isfinite(read) && toText(read) != word)) {
+    fail("a decimal number was expected at " + quotedForMessage(rest));
   }
   in.skip(word.size());
   v = read;
@@ -167,7 +240,8 @@ void readText(TextReader& in, float& v) {
 
 void readText(TextReader& in, String& v) {
   std::string_view rest = in.rest();
-  if (!rest.starts_with('\'')) fail("a string in single quotes was expected at " + quoted(rest));
+  if (!rest.starts_with('\''))
+    fail("a string in single quotes was expected at " + quotedForMessage(rest));
   rest.remove_prefix(1);
   std::string read;
   while (true) {

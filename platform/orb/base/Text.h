@@ -11,7 +11,8 @@
 /// functions, found by its namespace:
 ///   void writeText(std::string& out, T const& v);    appends the form
 ///   void readText(Orb::TextReader& in, T& v);        takes it off the front of `in`
-/// A reader accepts exactly what the writer gives and throws a ParseException for all else.
+/// A reader accepts exactly what the writer gives and throws a ParseException for all else, with
+/// one exception: a float may be any decimal number, since people type them ("1e30", "0.50").
 namespace Orb {
 
 /// Reads text forms from the front of a text, which must outlive it.
@@ -41,14 +42,25 @@ ROUTEPOLICY_EXPORT void writeText(std::string& out, bool v);
 /// The shortest decimal number that reads back as the same value; inf, nan with their sign.
 ROUTEPOLICY_EXPORT void writeText(std::string& out, float v);
 ROUTEPOLICY_EXPORT void writeText(std::string& out, String const& v);
-/// Appends `text` with its control characters as the text form of strings has them: for messages.
-ROUTEPOLICY_EXPORT void writeControlsEscaped(std::string& out, std::string_view text);
+
+/// Appends a text that a person is to read, of whatever origin: control characters (those of C1
+/// too) and bytes that are not UTF-8 are escaped as strings have it, but for the characters in
+/// `kept`.
+ROUTEPOLICY_EXPORT void writeVisible(std::string& out, std::string_view text,
+                                     std::string_view kept = {});
+/// The same for a message: as much as fits `limit` bytes, and "..." for the rest.
+ROUTEPOLICY_EXPORT std::string messageText(std::string_view text, std::size_t limit = 500);
+/// The text form of a string for a message: visible, and of its first 60 bytes.
+ROUTEPOLICY_EXPORT std::string quotedForMessage(std::string_view text);
 
 ROUTEPOLICY_EXPORT void readText(TextReader& in, U64& v);
 ROUTEPOLICY_EXPORT void readText(TextReader& in, U32& v);
 ROUTEPOLICY_EXPORT void readText(TextReader& in, U16& v);
 ROUTEPOLICY_EXPORT void readText(TextReader& in, U8& v);
 ROUTEPOLICY_EXPORT void readText(TextReader& in, bool& v);
+/// A decimal number with or without an exponent, which is rounded to the nearest float; no plus
+/// sign in front, and nothing beyond the range of floats. What is not finite reads as it is written
+/// only.
 ROUTEPOLICY_EXPORT void readText(TextReader& in, float& v);
 ROUTEPOLICY_EXPORT void readText(TextReader& in, String& v);
 inline void readText(TextReader& in, Name& v) { readText(in, static_cast<String&>(v)); }

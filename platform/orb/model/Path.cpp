@@ -54,7 +54,7 @@ AttrId takeAttribute(std::string_view typeName, std::span<AttributeInfo const> a
     return static_cast<AttrId>(found - attributes.data());
   }
   if (attributes.empty()) throw RangeException(std::string(typeName) + " has no fields");
-  throw RangeException(std::string(typeName) + " attribute " + toText(String(name)) +
+  throw RangeException(std::string(typeName) + " attribute " + quotedForMessage(name) +
                        " is unknown and not allowed");
 }
 
@@ -124,15 +124,15 @@ void visitIn(std::string_view typeName, std::span<AttributeInfo const> infos,
 
 // The types alone
 
-/// When something is to be changed, what is read-only is refused. `place` grows by the owned
-/// entities on the way.
+/// When something is to be changed, what is read-only is refused. Returns the type of the owned
+/// entity at the end; notes in `found` the owned entities on the way.
 std::string_view followTypes(std::string_view typeName, std::span<AttributeInfo const> attributes,
-                             TextReader& in, bool isChange, std::string& place) {
+                             TextReader& in, bool isChange, PathType& found) {
   AttributeInfo const& a = attributes[takeAttribute(typeName, attributes, in)];
   if (isChange && !a.isWritable) refuse(typeName, a, kReadOnly);
   bool const isSingle = a.kind == AttributeKind::child;
   bool isMember = isSingle;
-  if (a.ownsEntities) place.append(place.empty() ? "" : ".").append(a.name);
+  if (a.ownsEntities) found.place.append(found.place.empty() ? "" : ".").append(a.name);
   if (atKey(in)) {
     if (!a.keyType()) refuse(typeName, a, "has no members");
     std::string_view const bracket = in.rest();
@@ -140,9 +140,9 @@ std::string_view followTypes(std::string_view typeName, std::span<AttributeInfo 
     a.keyType()->readText(in, [](void const*) {});
     in.literal("]");
     isMember = true;
-    if (a.kind == AttributeKind::children) {
-      place += bracket.substr(0, bracket.size() - in.rest().size());
-    }
+    std::string_view const key = bracket.substr(0, bracket.size() - in.rest().size());
+    if (a.kind == AttributeKind::children) found.place += key;
+    if (isSingle) found.singles.push_back({found.place.size(), key.substr(1, key.size() - 2)});
   } else if (!atEnd(in) && a.keyType() && !isSingle) {
     refuse(typeName, a, "needs a key");
   }
@@ -151,10 +151,10 @@ std::string_view followTypes(std::string_view typeName, std::span<AttributeInfo 
   if (a.ownsEntities) {
     TypeInfo const* const type = entityType(a.typeName());
     ORB_ASSERT(type && "every type of owned entities is registered");
-    return followTypes(type->name, type->attributes, in, isChange, place);
+    return followTypes(type->name, type->attributes, in, isChange, found);
   }
   if (!a.valueType()) refuse(typeName, a, "has no members");
-  return followTypes(a.valueType()->name, a.valueType()->fields, in, isChange, place);
+  return followTypes(a.valueType()->name, a.valueType()->fields, in, isChange, found);
 }
 
 // Changing
@@ -314,14 +314,6 @@ Ptr<Entity> ownedIn(Entity& entity, TextReader& in) {
   return owned;
 }
 
-/// A path for messages: of one line, and not too long.
-std::string shown(std::string_view path) {
-  constexpr std::size_t kShown = 500;
-  std::string out;
-  writeControlsEscaped(out, path.substr(0, kShown));
-  return path.size() > kShown ? out + "..." : out;
-}
-
 /// Does something with a path; what goes wrong names it.
 template <class Do>
 void withPath(std::string_view path, Do const& act) {
@@ -329,9 +321,9 @@ void withPath(std::string_view path, Do const& act) {
     TextReader in(path);
     act(in);
   } catch (ParseException const& error) {
-    throw ParseException(shown(path), error.what());
+    throw ParseException(messageText(path), error.what());
   } catch (RangeException const& error) {
-    throw RangeException(shown(path) + ": " + error.what());
+    throw RangeException(messageText(path) + ": " + error.what());
   }
 }
 
@@ -351,7 +343,7 @@ void visitPath(Entity const& root, std::string_view path, VisitTarget visit) {
 PathType pathType(TypeInfo const& root, std::string_view path) {
   PathType found;
   withPath(path, [&](TextReader& in) {
-    found.ownedType = followTypes(root.name, root.attributes, in, false, found.place);
+    found.ownedType = followTypes(root.name, root.attributes, in, false, found);
   });
   return found;
 }
@@ -377,7 +369,7 @@ std::size_t rootOf(std::span<Ptr<Entity> const> roots, std::string_view path) {
   for (std::size_t i = 0; i < roots.size(); ++i) {
     if (findAttribute(roots[i]->type().attributes, name)) return i;
   }
-  throw RangeException(shown(path) + ": no root has an attribute " + shown(toText(String(name))));
+  throw RangeException(messageText(path) + ": no root has an attribute " + quotedForMessage(name));
 }
 
 std::string attributeText(Entity const& root, std::string_view path) {
@@ -409,8 +401,8 @@ Ptr<Entity> attributeIs(Entity& root, std::string_view path, Ptr<Entity>* owner)
 bool attributeDel(Entity& root, std::string_view path) {
   bool removed = false;
   withPath(path, [&](TextReader& in) {
-    std::string place;
-    followTypes(root.type().name, root.type().attributes, in, true, place);
+    PathType found;
+    followTypes(root.type().name, root.type().attributes, in, true, found);
   });
   changePath(root, path, {.kind = Change::Kind::remove, .text = {}, .removed = &removed});
   return removed;

@@ -35,6 +35,13 @@ struct PathType {
   /// The path as far as owned entities go, with the names of single children left out: equal for
   /// all paths into one place.
   std::string place;
+  /// The names that the path gives to single children, in the order of the path. The first
+  /// `placeSize` bytes of `place` lead to the child.
+  struct Single {
+    std::size_t placeSize;
+    std::string_view name;  ///< in its text form, in the path
+  };
+  std::vector<Single> singles;
 };
 /// Throws for a path that no tree has.
 ROUTEPOLICY_EXPORT PathType pathType(TypeInfo const& root, std::string_view path);

@@ -68,7 +68,7 @@ TEST(Text, ReadsExactlyWhatItWrites) {
   }
 }
 
-TEST(Text, WritesFloatsInTheirShortestForm) {
+TEST(Text, WritesFloatsInTheirShortestFormAndReadsAnyDecimal) {
   using Limits = std::numeric_limits<float>;
   for (auto const& [value, text] : {std::pair{0.0F, "0"},
                                     {-0.0F, "-0"},
@@ -88,8 +88,17 @@ TEST(Text, WritesFloatsInTheirShortestForm) {
     Orb::fromText(back, text);
     EXPECT_TRUE(Orb::sameValue(back, value)) << text;
   }
-  for (auto const* text : {"", "+1", "1.0", "01", ".5", "1e10", "1E+10", "0x1", " 1", "1 ", "1,",
-                           "0.10000000149", "1e39", "1e-46", "INF", "infinity", "nan(1)", "x"}) {
+  for (auto const& [typed, text] : {std::pair{"1e30", "1e+30"},
+                                    {"0.50", "0.5"},
+                                    {"-01", "-1"},
+                                    {".5", "0.5"},
+                                    {"5.", "5"},
+                                    {"1E+10", "1e+10"},
+                                    {"0.10000000149", "0.1"}}) {
+    EXPECT_EQ(readBack<float>(typed), text);
+  }
+  for (auto const* text : {"", "+1", "0x1", " 1", "1 ", "1,", "1e", "--1", "1e39", "1e-46", "INF",
+                           "infinity", "nan(1)", "x"}) {
     EXPECT_EQ(readBack<float>(text), "refused") << text;
   }
 }
@@ -106,6 +115,36 @@ TEST(Text, QuotesStrings) {
                            R"('\x0')", R"('\x0a')", "'\n'", "'\\"}) {
     EXPECT_EQ(readBack<Orb::String>(text), "refused") << text;
   }
+}
+
+TEST(Text, ShowsWhateverStandsInIt) {
+  struct Case {
+    std::string_view text;
+    char const* shown;
+  };
+  for (Case const& c :
+       {Case{{"a\0\x1b[2J\n\t\x7f'\\", 11}, R"(a\x00\x1b[2J\n\t\x7f'\)"},
+        {"\u00e9\u20ac\U0001f600", "\u00e9\u20ac\U0001f600"},  // of two, three, four bytes
+        {"\u009b\u0080\u009f\u00a0",
+         "\\xc2\\x9b\\xc2\\x80\\xc2\\x9f\u00a0"},  // C1 and what follows it
+        {"\x9b\xff\xc3", R"(\x9b\xff\xc3)"},
+        {"\xc1\xbf\xe0\x9f\xbf\xed\xa0\x80", R"(\xc1\xbf\xe0\x9f\xbf\xed\xa0\x80)"},
+        {"\xf0\x8f\xbf\xbf\xf4\x90\x80\x80", R"(\xf0\x8f\xbf\xbf\xf4\x90\x80\x80)"},
+        {"\xed\x9f\xbf\xf4\x8f\xbf\xbf", "\xed\x9f\xbf\xf4\x8f\xbf\xbf"}}) {
+    EXPECT_EQ(Orb::messageText(c.text), c.shown);
+  }
+  std::string kept;
+  Orb::writeVisible(kept, "a\tb\n\r", "\n\t");
+  EXPECT_EQ(kept, "a\tb\n\\r");
+  EXPECT_EQ(Orb::messageText("abc", 3), "abc");
+  EXPECT_EQ(Orb::messageText("abcd", 3), "abc...");
+  EXPECT_EQ(Orb::messageText("ab\u20ac\u20ac", 4), "ab...") << "no part of a character";
+  EXPECT_EQ(Orb::messageText("ab\u20ac\u20ac", 5), "ab\u20ac...");
+  EXPECT_EQ(Orb::messageText("\x1b\x1b", 7), R"(\x1b...)") << "what is shown counts";
+  EXPECT_EQ(Orb::quotedForMessage("it's \u009b"), R"('it\'s \xc2\x9b')");
+  std::string const most(60, 'a');
+  EXPECT_EQ(Orb::quotedForMessage(most), "'" + most + "'");
+  EXPECT_EQ(Orb::quotedForMessage(most.substr(1) + "\u00e9"), "'" + most.substr(1) + "'...");
 }
 
 TEST(Text, ValuesNameTheirFields) {

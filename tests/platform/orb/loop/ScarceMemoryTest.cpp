@@ -50,9 +50,9 @@ TEST(ScarceMemory, LosesNeitherRequestsNorGarbage) {
                               [&] { EXPECT_EQ(manager.nextDue() == 0, name == 'q'); });
   };
   EXPECT_EQ(post('p') + post('q'), 2);
-  EXPECT_EQ(withEverMoreMemory([&] { a.timeMinIs(Clock::kNextTurn); },
-                               [&] { EXPECT_EQ(a.timeMin(), Clock::kNever); }),
-            1);
+  EXPECT_EQ(withEverMoreMemory([&] { a.timeMinIs(Clock::kNextTurn); }, [] {}), 0);
+  Logger const others[] = {{manager.clock(), log, '1'}, {manager.clock(), log, '2'},
+                           {manager.clock(), log, '3'}};  // the room that was made with a is used
   EXPECT_EQ(withEverMoreMemory([&] { b.clockIs(manager.clock()); },
                                [&] { EXPECT_EQ(b.clock(), other.clock()); }),
             1);

@@ -1,4 +1,4 @@
-#include "tool/RuleText.h"
+#include "tool/EntryText.h"
 
 #include <algorithm>
 
@@ -15,7 +15,7 @@ auto const& entriesOf(Acl::Ipv6PrefixList const& list) { return Acl::Ipv6Family:
 }  // namespace
 
 template <class List>
-RuleText::RuleText(List const& list) : text_(Acl::prefixListText(list)) {
+EntryText::EntryText(List const& list) : text_(Acl::prefixListText(list)) {
   auto const& entries = entriesOf(list);
   lines_.reserve(entries.size());
   std::size_t end = text_.find('\n');  // of the header: the list was typed by hand
@@ -25,8 +25,8 @@ RuleText::RuleText(List const& list) : text_(Acl::prefixListText(list)) {
   }
 }
 
-RuleText::Line const& RuleText::lineOf(Orb::U32 seqno) const {
-  // Rules mostly are numbered in even steps: a look at where one would stand then saves a search.
+EntryText::Line const& EntryText::lineOf(Orb::U32 seqno) const {
+  // Entries mostly are numbered in even steps: a look at where one would stand then saves a search.
   Orb::U64 const first = lines_.front().seqno;
   Orb::U64 const span = std::max<Orb::U64>(lines_.back().seqno - first, 1);
   Line const& guess = lines_[(seqno - first) * (lines_.size() - 1) / span];
@@ -35,12 +35,12 @@ RuleText::Line const& RuleText::lineOf(Orb::U32 seqno) const {
                            [](Line const& line, Orb::U32 wanted) { return line.seqno < wanted; });
 }
 
-std::string_view RuleText::of(Orb::U32 seqno) const {
+std::string_view EntryText::of(Orb::U32 seqno) const {
   std::string_view const rest = std::string_view(text_).substr(lineOf(seqno).begin);
   return rest.substr(0, rest.find('\n'));
 }
 
-template RuleText::RuleText(Acl::PrefixList const&);
-template RuleText::RuleText(Acl::Ipv6PrefixList const&);
+template EntryText::EntryText(Acl::PrefixList const&);
+template EntryText::EntryText(Acl::Ipv6PrefixList const&);
 
 }  // namespace Tool

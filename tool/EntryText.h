@@ -8,13 +8,13 @@
 
 namespace Tool {
 
-/// The rules of a list as they are shown, by sequence number.
-class RuleText {
+/// The entries of a list as they are shown, by sequence number.
+class EntryText {
  public:
   template <class List>
-  explicit RuleText(List const& list);
+  explicit EntryText(List const& list);
 
-  /// "seq 20 deny 10.0.0.0/8 le 32". REQUIRES: the list has that rule.
+  /// "seq 20 deny 10.0.0.0/8 le 32". REQUIRES: the list has that entry.
   std::string_view of(Orb::U32 seqno) const;
 
  private:
@@ -29,7 +29,7 @@ class RuleText {
   std::vector<Line> lines_;  // by ascending sequence number, as they are shown
 };
 
-extern template RuleText::RuleText(Acl::PrefixList const&);
-extern template RuleText::RuleText(Acl::Ipv6PrefixList const&);
+extern template EntryText::EntryText(Acl::PrefixList const&);
+extern template EntryText::EntryText(Acl::Ipv6PrefixList const&);
 
 }  // namespace Tool
