@@ -6,7 +6,7 @@ namespace ConfigText {
 
 namespace {
 
-bool isNumber(std::string_view text) { return text.find_first_not_of("0123456789") == text.npos; }
+bool isDigits(std::string_view text) { return text.find_first_not_of("0123456789") == text.npos; }
 
 using VisitCounter = Orb::FunctionRef<void(std::string const&, std::string const&)>;
 
@@ -37,8 +37,8 @@ std::string plainText(Orb::ValueRef value) {
 }
 
 bool isKeyBefore(std::string_view a, std::string_view b) noexcept {
-  bool const isNumberA = isNumber(a);
-  if (isNumberA != isNumber(b)) return isNumberA;
+  bool const isNumberA = isDigits(a);
+  if (isNumberA != isDigits(b)) return isNumberA;
   // Numbers are written without needless zeros, so the longer one is greater.
   if (isNumberA && a.size() != b.size()) return a.size() < b.size();
   return a < b;

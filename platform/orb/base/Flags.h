@@ -27,11 +27,6 @@ struct Flag {
   static void set(C& value, bool on) {
     value.valueIs(on ? value.value() | mask : value.value() & ~mask);
   }
-  static void read(TextReader& in, C& value) {
-    bool on = false;
-    readText(in, on);
-    set(value, on);
-  }
 };
 
 namespace detail {

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <array>
 #include <bit>
 #include <compare>
 #include <ostream>
+#include <span>
 #include <string>
 #include <tuple>
 #include <type_traits>
@@ -66,26 +68,57 @@ constexpr void forEachField(Visit const& visit) {
   std::apply([&](auto const&... field) { (visit(field), ...); }, V::fields());
 }
 
-/// Throws anew, naming the field, what went wrong while it was read.
-[[noreturn]] ROUTEPOLICY_EXPORT void rethrowForField(char const* typeName, char const* field,
-                                                     RangeException const& error);
+/// Reads one field into the value that has it.
+template <class Reader>
+struct FieldReader {
+  char const* name;
+  void (*read)(Reader& in, void* value);
+};
+/// Those of V, in order. What is common to all fields is code for all types.
+template <class Reader, class V>
+inline constexpr auto kFieldReaders = []<std::size_t... i>(std::index_sequence<i...>) {
+  return std::array<FieldReader<Reader>, sizeof...(i)>{
+      FieldReader<Reader>{std::get<i>(V::fields()).name, [](Reader& in, void* value) {
+                            std::get<i>(V::fields()).read(in, *static_cast<V*>(value));
+                          }}...};
+}
+(std::make_index_sequence<std::tuple_size_v<decltype(V::fields())>>());
+
+/// Reads the fields in their order; what goes wrong names one.
+ROUTEPOLICY_EXPORT void readFields(TextReader& in, char const* typeName,
+                                   std::span<FieldReader<TextReader> const> fields, void* value);
+ROUTEPOLICY_EXPORT void readFields(BinaryReader& in, char const* typeName,
+                                   std::span<FieldReader<BinaryReader> const> fields, void* value);
 ROUTEPOLICY_EXPORT void writeValueStart(std::string& out, char const* typeName);
-ROUTEPOLICY_EXPORT void readValueStart(TextReader& in, char const* typeName);
 ROUTEPOLICY_EXPORT void writeFieldName(std::string& out, char const* field, bool isFirst);
-ROUTEPOLICY_EXPORT void readFieldName(TextReader& in, char const* field, bool isFirst);
+/// The text form of a set of flags: a boolean for each name, that of the lowest bit first. A loop:
+/// there may be many, and the code for each would be the same.
+ROUTEPOLICY_EXPORT void writeFlags(std::string& out, char const* typeName,
+                                   std::span<std::string_view const> names, U32 flags);
+ROUTEPOLICY_EXPORT U32 readFlags(TextReader& in, char const* typeName,
+                                 std::span<std::string_view const> names);
+
+template <class V>
+concept SetOfFlags = requires {
+  V::kFlagNames;
+};
 
 }  // namespace detail
 
 /// Appends "Value('TYPE', ** {'field': value, ...})".
 template <Described V>
 void writeText(std::string& out, V const& v) {
-  detail::writeValueStart(out, V::typeName);
-  bool isFirst = true;
-  detail::forEachField<V>([&](auto const& field) {
-    detail::writeFieldName(out, field.name, std::exchange(isFirst, false));
-    writeText(out, field.get(v));
-  });
-  out += "})";
+  if constexpr (detail::SetOfFlags<V>) {
+    detail::writeFlags(out, V::typeName, V::kFlagNames, v.value());
+  } else {
+    detail::writeValueStart(out, V::typeName);
+    bool isFirst = true;
+    detail::forEachField<V>([&](auto const& field) {
+      detail::writeFieldName(out, field.name, std::exchange(isFirst, false));
+      writeText(out, field.get(v));
+    });
+    out += "})";
+  }
 }
 
 /// Reads the same form back. What does not read is a ParseException that names the field where
@@ -93,26 +126,19 @@ void writeText(std::string& out, V const& v) {
 template <Described V>
 void readText(TextReader& in, V& v) {
   V read;
-  std::size_t left = std::tuple_size_v<decltype(V::fields())>;
-  bool isFirst = true;
-  detail::forEachField<V>([&](auto const& field) {
-    try {
-      if (isFirst) detail::readValueStart(in, V::typeName);
-      detail::readFieldName(in, field.name, std::exchange(isFirst, false));
-      field.read(in, read);
-      if (--left == 0) in.literal("})");
-    } catch (RangeException const& error) {
-      detail::rethrowForField(V::typeName, field.name, error);
-    }
-  });
-  if constexpr (requires { read.check(); }) read.check();
+  if constexpr (detail::SetOfFlags<V>) {
+    read.valueIs(detail::readFlags(in, V::typeName, V::kFlagNames));
+  } else {
+    detail::readFields(in, V::typeName, detail::kFieldReaders<TextReader, V>, &read);
+    if constexpr (requires { read.check(); }) read.check();
+  }
   v = std::move(read);
 }
 
 /// Appends the binary forms of the fields in their order; a set of flags is one number.
 template <Described V>
 void writeBinary(std::string& out, V const& v) {
-  if constexpr (requires { V::kFlagNames; }) {
+  if constexpr (detail::SetOfFlags<V>) {
     writeBinary(out, v.value());
   } else {
     detail::forEachField<V>([&](auto const& field) { writeBinary(out, field.get(v)); });
@@ -123,18 +149,12 @@ void writeBinary(std::string& out, V const& v) {
 template <Described V>
 void readBinary(BinaryReader& in, V& v) {
   V read;
-  if constexpr (requires { V::kFlagNames; }) {
+  if constexpr (detail::SetOfFlags<V>) {
     U32 flags = 0;
     readBinary(in, flags);
     read.valueIs(flags);
   } else {
-    detail::forEachField<V>([&](auto const& field) {
-      try {
-        field.read(in, read);
-      } catch (RangeException const& error) {
-        detail::rethrowForField(V::typeName, field.name, error);
-      }
-    });
+    detail::readFields(in, V::typeName, detail::kFieldReaders<BinaryReader, V>, &read);
     if constexpr (requires { read.check(); }) read.check();
   }
   v = std::move(read);

@@ -6,8 +6,8 @@
 #include <functional>
 #include <random>
 
-#include "platform/orb/model/Reactor.h"
 #include "tests/support/FillTree.h"
+#include "tests/support/Observer.h"
 #include "tests/support/PolicyRoots.h"
 
 namespace {
@@ -18,13 +18,14 @@ using Routing::RouteMap::Map;
 using Routing::RouteMap::MapEntry;
 using Routing::RouteMap::MatchRule;
 using TestSupport::differenceText;
+using TestSupport::Observer;
 using TestSupport::PolicyRoots;
 
 bool copy(Orb::Entity& to, Orb::Entity const& from) {
   return Orb::make<EntityCopy>()->copyEntity(to, from, "root");
 }
 
-Acl::PrefixEntry ruleOf(Orb::U32 seqno, Orb::U32 ge) {
+Acl::PrefixEntry entryOf(Orb::U32 seqno, Orb::U32 ge) {
   return Acl::PrefixEntry::of(seqno, Ipa::Prefix(), Acl::permitMatch, ge, 0U, 0U);
 }
 
@@ -47,39 +48,9 @@ TEST(EntityCopyTest, CopiesEveryAttributeOfEveryEntity) {
   }
 }
 
-/// Writes down the keys of the collections that it watches, and does what the test wants.
-class ListWatcher final : public Orb::Reactor<ListWatcher, Acl::PrefixList> {
- public:
-  explicit ListWatcher(Orb::Ptr<Acl::PrefixList const> const& list) : Reactor(list) {}
-  std::vector<Orb::U32> keys;
-  std::function<void()> then = [] {};
-
- private:
-  friend Reactor;
-  static constexpr auto reactions() {
-    return std::tuple{on<Attr::prefixEntry, &ListWatcher::onEntry>};
-  }
-  void onEntry(Orb::U32 key) {
-    keys.push_back(key);
-    then();
-  }
-};
-class EntryWatcher final : public Orb::Reactor<EntryWatcher, MapEntry> {
- public:
-  explicit EntryWatcher(Orb::Ptr<MapEntry const> const& entry) : Reactor(entry) {}
-  std::vector<Orb::U32> keys;
-
- private:
-  friend Reactor;
-  static constexpr auto reactions() {
-    return std::tuple{on<Attr::matchRule, &EntryWatcher::onRule>};
-  }
-  void onRule(Routing::RouteMap::MatchOption key) { keys.push_back(static_cast<Orb::U32>(key)); }
-};
-
-/// Random contents of an ordered and of a hash collection: the keys that are told are exactly
-/// those under which the two sides differ, each once.
-TEST(EntityCopyTest, TellsOfWhatDiffersAndOfNothingElse) {
+/// Random contents of an ordered and of a hash collection: notified are exactly the keys under
+/// which the two sides differ, each once.
+TEST(EntityCopyTest, NotifiesOfWhatDiffersAndOfNothingElse) {
   std::mt19937 random(1);
   for (int round = 0; round < 200; ++round) {
     auto const to = Orb::make<Acl::PrefixList>("to");
@@ -92,8 +63,8 @@ TEST(EntityCopyTest, TellsOfWhatDiffersAndOfNothingElse) {
     for (Orb::U32 key = 1; key <= keys; ++key) {
       auto const mine = static_cast<Orb::U32>(random() % 3);  // 0 = not there, else a bound
       auto const theirs = static_cast<Orb::U32>(random() % 3);
-      if (mine != 0) to->prefixEntryIs(ruleOf(key, mine));
-      if (theirs != 0) from->prefixEntryIs(ruleOf(key, theirs));
+      if (mine != 0) to->prefixEntryIs(entryOf(key, mine));
+      if (theirs != 0) from->prefixEntryIs(entryOf(key, theirs));
       if (mine != theirs) expected.push_back(key);
       if (key > 15) continue;
       MatchRule rule(Routing::RouteMap::MatchOptionInstance(key));
@@ -103,19 +74,26 @@ TEST(EntityCopyTest, TellsOfWhatDiffersAndOfNothingElse) {
       if (theirs != 0) fromEntry->matchRuleIs(rule);
       if (mine != theirs) expectedRules.push_back(key);
     }
-    auto const watcher = Orb::make<ListWatcher>(to);
-    auto const ruleWatcher = Orb::make<EntryWatcher>(toEntry);
+    std::vector<Orb::U32> seen;
+    std::vector<Orb::U32> seenRules;
+    Observer const watcher(*to, [&](Orb::AttrId, void const* key) {
+      seen.push_back(*static_cast<Orb::U32 const*>(key));
+    });
+    Observer const ruleWatcher(*toEntry, [&](Orb::AttrId, void const* key) {
+      seenRules.push_back(
+          static_cast<Orb::U32>(*static_cast<Routing::RouteMap::MatchOption const*>(key)));
+    });
     EXPECT_EQ(copy(*to, *from), !expected.empty());
     EXPECT_EQ(copy(*toEntry, *fromEntry), !expectedRules.empty());
-    EXPECT_EQ(watcher->keys, expected);
-    std::sort(ruleWatcher->keys.begin(), ruleWatcher->keys.end());
-    EXPECT_EQ(ruleWatcher->keys, expectedRules);
+    EXPECT_EQ(seen, expected);
+    std::sort(seenRules.begin(), seenRules.end());
+    EXPECT_EQ(seenRules, expectedRules);
     EXPECT_TRUE(to->prefixEntry() == from->prefixEntry());
     EXPECT_TRUE(toEntry->matchRule() == fromEntry->matchRule());
   }
 }
 
-TEST(EntityCopyTest, GoesOnWhateverThoseToldDo) {
+TEST(EntityCopyTest, GoesOnWhateverObserversDo) {
   struct Case {
     char const* name;
     std::function<void(Acl::PrefixList& to, Acl::PrefixList& from)> meddle;
@@ -123,25 +101,23 @@ TEST(EntityCopyTest, GoesOnWhateverThoseToldDo) {
   for (Case const &c :
        {Case{"empties the destination", [](auto&to, auto&) { to.prefixEntryDelAll(); }},
         {"empties the source", [](auto&, auto&from) { from.prefixEntryDelAll(); }},
-        {"adds behind", [&](auto&to, auto&) { to.prefixEntryIs(ruleOf(99, 7)); }},
+        {"adds behind", [&](auto&to, auto&) { to.prefixEntryIs(entryOf(99, 7)); }},
         {"adds before", [&](auto&to, auto&from) {
-           to.prefixEntryIs(ruleOf(0, 1));
-           from.prefixEntryIs(ruleOf(0, 2));
+           to.prefixEntryIs(entryOf(0, 1));
+           from.prefixEntryIs(entryOf(0, 2));
          }}}) {
     SCOPED_TRACE(c.name);
     auto const to = Orb::make<Acl::PrefixList>("to");
     auto const from = Orb::make<Acl::PrefixList>("from");
     for (Orb::U32 i = 1; i <= 20; ++i) {
-      to->prefixEntryIs(ruleOf(i, 1));
-      from->prefixEntryIs(ruleOf(i, i % 3 + 1));
+      to->prefixEntryIs(entryOf(i, 1));
+      from->prefixEntryIs(entryOf(i, i % 3 + 1));
     }
-    auto const watcher = Orb::make<ListWatcher>(to);
     bool once = true;
-    watcher->then = [&] {
+    Observer const watcher(*to, [&](Orb::AttrId, void const*) {
       if (std::exchange(once, false)) c.meddle(*to, *from);
-    };
+    });
     EXPECT_TRUE(copy(*to, *from));
-    watcher->then = [] {};
     copy(*to, *from);
     EXPECT_EQ(differenceText(*to, *from), "") << "a second copy sees to what came after";
   }
@@ -150,33 +126,19 @@ TEST(EntityCopyTest, GoesOnWhateverThoseToldDo) {
 TEST(EntityCopyTest, HoldsWhatItCopies) {
   auto to = Orb::make<Acl::PrefixList>("to");
   auto from = Orb::make<Acl::PrefixList>("from");
-  for (Orb::U32 i = 1; i <= 3; ++i) from->prefixEntryIs(ruleOf(i, 1));
+  for (Orb::U32 i = 1; i <= 3; ++i) from->prefixEntryIs(entryOf(i, 1));
   from->sourceIs("x");
-  auto watcher = Orb::make<ListWatcher>(to);
-  auto* const listening = watcher.get();
-  listening->then = [&] { to = nullptr, from = nullptr, watcher = nullptr; };
+  Observer const watcher(*to, [&](Orb::AttrId, void const*) { to = nullptr, from = nullptr; });
   EXPECT_TRUE(Orb::make<EntityCopy>()->doCopyEntityAttrs(to, from, "prefixList", nullptr));
-  EXPECT_FALSE(to || from || watcher);
+  EXPECT_FALSE(to || from || watcher.isLinked());
 }
-
-/// Puts every rule back that is removed.
-class Restorer final : public Orb::Reactor<Restorer, MapEntry> {
- public:
-  explicit Restorer(Orb::Ptr<MapEntry> const& entry) : Reactor(entry), entry_(entry) {}
-
- private:
-  friend Reactor;
-  static constexpr auto reactions() { return std::tuple{on<Attr::matchRule, &Restorer::onRule>}; }
-  void onRule(Routing::RouteMap::MatchOption key) {
-    if (!entry_->matchRuleHas(key)) entry_->matchRuleIs(MatchRule(key));
-  }
-  Orb::Ptr<MapEntry> const entry_;
-};
 
 TEST(EntityCopyTest, EndsThoughWhatItRemovesComesBack) {
   auto const to = Orb::make<MapEntry>(1U);
   to->matchRuleIs(MatchRule(Routing::RouteMap::matchTag));
-  auto const restorer = Orb::make<Restorer>(to);
+  Observer const restorer(*to, [&](Orb::AttrId, void const*) {
+    if (to->matchRule().empty()) to->matchRuleIs(MatchRule(Routing::RouteMap::matchTag));
+  });
   EXPECT_TRUE(copy(*to, *Orb::make<MapEntry>(1U)));
   EXPECT_TRUE(to->matchRuleHas(Routing::RouteMap::matchTag));
 }

@@ -4,8 +4,8 @@
 
 #include <functional>
 
-#include "platform/orb/model/Reactor.h"
 #include "tests/support/FillTree.h"
+#include "tests/support/Observer.h"
 #include "tests/support/PolicyRoots.h"
 
 namespace {
@@ -14,7 +14,12 @@ using Cli::Session::CommitReport;
 using Cli::Session::Manager;
 using Cli::Session::Session;
 using Routing::RouteMap::MapEntry;
+using TestSupport::Observer;
 using TestSupport::PolicyRoots;
+
+bool isSource(Orb::AttrId id) {
+  return TestSupport::isAttribute(id, Acl::PrefixList::Attr::source);
+}
 
 struct SessionTest : testing::Test {
   PolicyRoots roots;
@@ -104,7 +109,7 @@ TEST_F(SessionTest, ACommitReportsWhatBecameOfEachUnit) {
   EXPECT_THROW(session->attributeText("regexMode"), Orb::RangeException);
 }
 
-TEST_F(SessionTest, TheLaterCommitWinsEntityByEntityAndIsToldSo) {
+TEST_F(SessionTest, TheLaterCommitWinsEntityByEntityAndSaysSo) {
   auto const early = manager->open("early");
   auto const late = manager->open("late");
   auto const third = manager->open("third");
@@ -113,7 +118,7 @@ TEST_F(SessionTest, TheLaterCommitWinsEntityByEntityAndIsToldSo) {
     session->attributeTextIs("prefixList['P'].prefixEntry[10].ge",
                              session == late ? "10" : (session == early ? "9" : "11"));
   }
-  // Of one list, both change the rules: the later one's stay, whole.
+  // Of one list, both change the entries: the later one's stay, whole.
   early->attributeTextIs("prefixList['P'].prefixEntry[20].ge", "9");
   // Of one map, each changes entries of its own, and one both change.
   early->attributeTextIs("routeMap['M'].mapEntry[10].localPref", "200");
@@ -189,25 +194,13 @@ TEST_F(SessionTest, WhoWinsDoesNotDependOnWhoLooked) {
   }
 }
 
-/// Does something at each change of a list.
-class Doer final : public Orb::Reactor<Doer, Acl::PrefixList> {
- public:
-  Doer(Orb::Ptr<Acl::PrefixList const> const& list, std::function<void()> act)
-      : Reactor(list), act_(std::move(act)) {}
-
- private:
-  friend Reactor;
-  static constexpr auto reactions() { return std::tuple{on<Attr::source, &Doer::onSource>}; }
-  void onSource() { act_(); }
-  std::function<void()> const act_;
-};
-
 TEST_F(SessionTest, NoOtherSessionWorksWhileOneCommits) {
   auto const session = manager->open("s");
   auto const other = manager->open("o");
   other->attributeTextIs("routeMap['M'].mapEntry[10].weight", "1");
   int refused = 0;
-  auto const doer = Orb::make<Doer>(roots.lists->prefixList("P"), [&] {
+  Observer const doer(*roots.lists->prefixList("P"), [&](Orb::AttrId id, void const*) {
+    if (!isSource(id)) return;
     for (auto const& act : std::vector<std::function<void()>>{
              [&] { other->commit(); }, [&] { other->attributeText("regexMode"); },
              [&] { session->abort(); }, [&] { session->attributeDel("routeMap"); }}) {
@@ -223,7 +216,7 @@ TEST_F(SessionTest, NoOtherSessionWorksWhileOneCommits) {
   EXPECT_TRUE(session->commit().isComplete());
   EXPECT_EQ(refused, 4);
   EXPECT_EQ(textOf(other->commit()), "routeMap['M'] changed\n");
-  // The state is told, not asked.
+  // The state is shown, not asked.
   session->status()->stateIs(Cli::Session::sessionOpen);
   EXPECT_THROW(session->attributeText("regexMode"), Orb::RangeException);
 }
@@ -231,7 +224,9 @@ TEST_F(SessionTest, NoOtherSessionWorksWhileOneCommits) {
 TEST_F(SessionTest, ObserversOfACandidateMayTouchMoreWhileItFollows) {
   auto const session = manager->open("s");
   auto const watched = manager->open("w");
-  auto const doer = Orb::make<Doer>(watched->edit<Acl::PrefixList>("prefixList['P']"), [&] {
+  auto const list = watched->edit<Acl::PrefixList>("prefixList['P']");
+  Observer const doer(*list, [&](Orb::AttrId id, void const*) {
+    if (!isSource(id)) return;
     for (auto const* const name : {"'A'", "'B'", "'C'", "'D'"}) {
       watched->attributeIs(std::string("prefixList[") + name + "]");
     }
@@ -257,11 +252,11 @@ TEST_F(SessionTest, ObserversOfACandidateMayCloseTheSessionInTheMiddleOfAnything
       for (bool const drops : {false, true}) {
         auto watched = manager->open("w");
         Session& session = *watched;
-        auto const close = [&] {
-          if (watched) drops ? void(watched = nullptr) : watched->abort();
+        auto const close = [&](Orb::AttrId id, void const*) {
+          if (watched && isSource(id)) drops ? void(watched = nullptr) : watched->abort();
         };
         auto const list = session.edit<Acl::PrefixList>("prefixList['P']");
-        auto const doer = Orb::make<Doer>(list, close);
+        Observer const doer(*list, close);
         if (follows) {
           auto const other = manager->open("o");
           other->attributeTextIs(path,
@@ -324,21 +319,6 @@ TEST_F(SessionTest, AFailedEditOfAWholeCollectionBringsNothingBack) {
   EXPECT_TRUE(roots.lists->prefixList("P")->prefixEntry().empty());
 }
 
-/// Objects to one change of a map.
-class Objector final : public Orb::Reactor<Objector, Routing::RouteMap::Map> {
- public:
-  explicit Objector(Orb::Ptr<Routing::RouteMap::Map const> const& map) : Reactor(map) {}
-
- private:
-  friend Reactor;
-  static constexpr auto reactions() {
-    return std::tuple{on<Attr::description, &Objector::onDescription>};
-  }
-  void onDescription(Orb::U32 line) {
-    if (line == 13) throw std::runtime_error("no line 13");
-  }
-};
-
 TEST_F(SessionTest, ACommitThatFailsSaysWhatWasApplied) {
   auto const session = manager->open("s");
   session->attributeTextIs("prefixList['P'].source", "'first'");
@@ -348,7 +328,12 @@ TEST_F(SessionTest, ACommitThatFailsSaysWhatWasApplied) {
   other->attributeIs("routeMap['M'].mapEntry[20]");
   session->attributeDel("communityList['C']");
   {
-    auto const objector = Orb::make<Objector>(roots.maps->routeMap("M"));
+    Observer const objector(*roots.maps->routeMap("M"), [](Orb::AttrId id, void const* key) {
+      if (TestSupport::isAttribute(id, Routing::RouteMap::Map::Attr::description) &&
+          *static_cast<Orb::U32 const*>(key) == 13) {
+        throw std::runtime_error("no line 13");
+      }
+    });
     CommitReport const report = session->commit();
     EXPECT_FALSE(report.isComplete());
     EXPECT_EQ(report.error, "routeMap['M']: no line 13");
@@ -361,7 +346,7 @@ TEST_F(SessionTest, ACommitThatFailsSaysWhatWasApplied) {
   EXPECT_EQ(other->attributeText("routeMap['M'].description[13]"), "'x'")
       << "others follow what was applied";
   // The session stays open: with what was wrong mended, the rest is committed. The line is there
-  // already, but nobody has been told by a version.
+  // already, but no version has announced it.
   EXPECT_EQ(textOf(session->commit()),
             "prefixList['P'] unchanged\nrouteMap['M'] changed\ncommunityList['C'] deleted\n");
   EXPECT_EQ(roots.maps->routeMap("M")->version(), 2U);
@@ -374,14 +359,6 @@ TEST_F(SessionTest, ACommitThatFailsSaysWhatWasApplied) {
 TEST_F(SessionTest, WhatACommitChangedIsAnnouncedWhateverObserversThrow) {
   using Attr = MapEntry::Attr;
   // While the entry changes; while its counters rise; when an entry, or a map, is made.
-  struct Thrower final : Orb::Notifiee {
-    Orb::AttrId attribute;
-    bool throws = true;
-    explicit Thrower(Orb::AttrId id) : attribute(id) {}
-    void onAttribute(Orb::Entity const&, Orb::AttrId id, void const*) override {
-      if (id == attribute && std::exchange(throws, false)) throw std::runtime_error("no");
-    }
-  };
   for (auto const& [onEntry, id] :
        {std::pair(true, static_cast<int>(Attr::weight)),
         {true, static_cast<int>(Attr::communityDeleteVersion)},
@@ -391,12 +368,17 @@ TEST_F(SessionTest, WhatACommitChangedIsAnnouncedWhateverObserversThrow) {
     roots = PolicyRoots();
     manager = roots.manager();
     SetUp();
-    Thrower thrower(static_cast<Orb::AttrId>(std::max(id, 0)));
+    int attribute = id;
+    Observer thrower([&](Orb::AttrId changed, void const*) {
+      if (changed != attribute) return;
+      attribute = -1;  // only once
+      throw std::runtime_error("no");
+    });
     auto const map = roots.maps->routeMap("M");
     char const* unit = "routeMap['M']";
     if (id < 0) {
       unit = "routeMap['N']";
-      thrower.attribute = static_cast<Orb::AttrId>(Routing::RouteMap::Config::Attr::routeMap);
+      attribute = static_cast<int>(Routing::RouteMap::Config::Attr::routeMap);
       roots.maps->notifieeIs(thrower);
     } else {
       onEntry ? map->mapEntry(10)->notifieeIs(thrower) : map->notifieeIs(thrower);
@@ -415,20 +397,15 @@ TEST_F(SessionTest, WhatACommitChangedIsAnnouncedWhateverObserversThrow) {
 TEST_F(SessionTest, IsClosedWhenItsStateSaysSo) {
   auto const session = manager->open("s");
   session->attributeTextIs("prefixList['P'].source", "'x'");
-  struct Follower final : Orb::Notifiee {
-    std::function<void()> act;
-    void onAttribute(Orb::Entity const&, Orb::AttrId, void const*) override { act(); }
-  } follower;
   int commits = 0;
-  follower.act = [&] {
+  Observer const follower(*session->status(), [&](Orb::AttrId, void const*) {
     if (session->status()->state() != Cli::Session::sessionCommitted) return;
     EXPECT_FALSE(session->isOpen());
     auto const next = manager->open("next");
     next->attributeTextIs("prefixList['P'].source", "'y'");
     EXPECT_EQ(textOf(next->commit()), "prefixList['P'] changed\n");
     ++commits;
-  };
-  session->status()->notifieeIs(follower);
+  });
   EXPECT_TRUE(session->commit().isComplete());
   EXPECT_EQ(commits, 1);
 }
@@ -445,22 +422,13 @@ TEST_F(SessionTest, WhatIsNotAllowedFailsEveryTime) {
   EXPECT_TRUE(session->commit().isComplete());
 }
 
-/// Objects to every change of a session's state, and of a handler's.
-class StateObjector final : public Orb::Notifiee {
- public:
-  void onAttribute(Orb::Entity const&, Orb::AttrId, void const*) override {
-    throw std::runtime_error("no");
-  }
-};
-
-TEST_F(SessionTest, ObjectionsToTheStateDoNotStopACommit) {
+TEST_F(SessionTest, ObserversOfTheStateDoNotStopACommit) {
   auto const dir = Orb::make<Routing::RouteMap::RouteMapCopyHandlerDir>("dir");
   auto const own = Orb::make<Manager>(roots.all(), dir);
-  StateObjector ofSession;
-  StateObjector ofHandler;
-  dir->prefixListCopyHandler()->notifieeIs(ofHandler);
+  auto const object = [](Orb::AttrId, void const*) { throw std::runtime_error("no"); };
+  Observer const ofHandler(*dir->prefixListCopyHandler(), object);
   auto const session = own->open("s");
-  session->status()->notifieeIs(ofSession);
+  Observer const ofSession(*session->status(), object);
   session->attributeTextIs("prefixList['P'].source", "'x'");
   CommitReport const report = session->commit();
   EXPECT_TRUE(report.isComplete());
@@ -500,39 +468,27 @@ TEST_F(SessionTest, EverythingCanBeEditedAndCommitted) {
   }
 }
 
-TEST_F(SessionTest, HandlersAreToldForWhomTheyWork) {
+TEST_F(SessionTest, HandlersKnowForWhomTheyWork) {
   auto const dir = Orb::make<Routing::RouteMap::RouteMapCopyHandlerDir>("dir");
   auto const own = Orb::make<Manager>(roots.all(), dir);
   auto const handler = dir->prefixListCopyHandler();
   ASSERT_TRUE(handler);
-  class StateWatcher final : public Orb::Reactor<StateWatcher, Acl::PrefixList> {
-   public:
-    StateWatcher(Orb::Ptr<Acl::PrefixList const> const& list,
-                 Routing::RouteMap::PrefixListCopyHandler const& handler)
-        : Reactor(list), handler_(handler) {}
-    std::string session;
-
-   private:
-    friend Reactor;
-    static constexpr auto reactions() {
-      return std::tuple{on<Attr::version, &StateWatcher::onVersion>};
-    }
-    void onVersion() {
-      session = handler_.sessionStatus()->name().str();
-      EXPECT_EQ(handler_.sessionStatus()->state(), Cli::Session::sessionCommitting);
-      EXPECT_TRUE(handler_.handlerDir() && handler_.handlerTable() && handler_.externalDest());
-    }
-    Routing::RouteMap::PrefixListCopyHandler const& handler_;
-  };
-  auto const watcher = Orb::make<StateWatcher>(roots.lists->prefixList("P"), *handler);
+  std::string worksFor;
+  auto const list = roots.lists->prefixList("P");
+  Observer const watcher(*list, [&](Orb::AttrId id, void const*) {
+    if (!TestSupport::isAttribute(id, Acl::PrefixList::Attr::version)) return;
+    worksFor = handler->sessionStatus()->name().str();
+    EXPECT_EQ(handler->sessionStatus()->state(), Cli::Session::sessionCommitting);
+    EXPECT_TRUE(handler->handlerDir() && handler->handlerTable() && handler->externalDest());
+  });
   auto const session = own->open("mine");
   session->attributeTextIs("prefixList['P'].source", "'x'");
   EXPECT_TRUE(session->commit().isComplete());
-  EXPECT_EQ(watcher->session, "mine");
+  EXPECT_EQ(worksFor, "mine");
   EXPECT_FALSE(handler->sessionStatus() || handler->handlerDir() || handler->externalDest());
 }
 
-TEST(SessionManagerTest, RootsMustBeTellable) {
+TEST(SessionManagerTest, RootsMustDiffer) {
   auto const maps = Orb::make<Routing::RouteMap::Config>();
   EXPECT_THROW(Orb::make<Manager>(std::vector<Orb::Ptr<Orb::Entity>>{nullptr}),
                Orb::RangeException);

@@ -7,6 +7,7 @@
 #include "platform/orb/model/Attribute.h"
 #include "platform/orb/model/Path.h"
 #include "platform/orb/model/Reactor.h"
+#include "tests/support/Observer.h"
 
 namespace Sample {
 
@@ -78,8 +79,11 @@ namespace {
 using Sample::Child;
 using Sample::Parent;
 using Sample::Rule;
+using TestSupport::Observer;
 
-/// Writes down all that it is told, and then does what the test wants.
+constexpr auto kIgnore = [](Orb::AttrId, void const*) {};
+
+/// Writes down each notification, and then does what the test wants.
 class Watcher final : public Orb::Reactor<Watcher, Parent> {
  public:
   explicit Watcher(Orb::Ptr<Parent const> const& p) : Reactor(p) {}
@@ -120,25 +124,12 @@ class Watcher final : public Orb::Reactor<Watcher, Parent> {
   void onGone() { add("gone"); }
 };
 
-/// Does what the test wants when a child leaves its owner.
-class ChildWatcher final : public Orb::Reactor<ChildWatcher, Child> {
- public:
-  ChildWatcher(Orb::Ptr<Child const> const& c, std::function<void()> what)
-      : Reactor(c), gone(std::move(what)) {}
-  std::function<void()> gone;
-
- private:
-  friend Reactor;
-  static constexpr auto reactions() { return std::tuple{onDeleted<&ChildWatcher::onGone>}; }
-  void onGone() { gone(); }
-};
-
 using Seen = std::vector<std::string>;
 
-TEST(Entity, TellsOfRealChangesOnly) {
+TEST(Entity, NotifiesOfRealChangesOnly) {
   auto const p = Orb::make<Parent>("p");
   auto const w = Orb::make<Watcher>(p);
-  auto const told = [&] { return std::exchange(w->seen, {}); };
+  auto const seen = [&] { return std::exchange(w->seen, {}); };
 
   p->textIs("none");
   p->ruleDel(1);
@@ -146,20 +137,20 @@ TEST(Entity, TellsOfRealChangesOnly) {
   p->childDel("x");
   p->noteDel(1);
   p->ruleIs(Rule::of(7U, 1U));
-  EXPECT_EQ(told(), Seen{"rule 7"});
+  EXPECT_EQ(seen(), Seen{"rule 7"});
   p->ruleIs(Rule::of(7U, 1U));
-  EXPECT_EQ(told(), Seen{});
+  EXPECT_EQ(seen(), Seen{});
   p->ruleIs(Rule::of(7U, 2U));
   p->ruleIs(Rule::of(3U, 2U));
   p->noteIs(255, "a");
   p->noteIs(255, "a");
   p->noteIs(255, "b");
-  EXPECT_EQ(told(), (Seen{"rule 7", "rule 3", "note 255", "note 255"}));
+  EXPECT_EQ(seen(), (Seen{"rule 7", "rule 3", "note 255", "note 255"}));
   EXPECT_EQ(p->rule(7).weight(), 2U);
   EXPECT_EQ(p->rule(8), Rule()) << "the default value stands for what is not there";
   p->ruleDelAll();
   p->noteDelAll();
-  EXPECT_EQ(told(), (Seen{"rule 3", "rule 7", "note 255"}));
+  EXPECT_EQ(seen(), (Seen{"rule 3", "rule 7", "note 255"}));
 
   auto const c = p->childIs("c");
   EXPECT_EQ(p->childIs("c"), c);
@@ -167,19 +158,19 @@ TEST(Entity, TellsOfRealChangesOnly) {
   p->sharedIs(c);
   p->sharedIs(c);
   p->sharedIs(Orb::make<Child>("c"));
-  EXPECT_EQ(told(), (Seen{"c", "k", "c", "c"}));
+  EXPECT_EQ(seen(), (Seen{"c", "k", "c", "c"}));
   p->childDelAll();
   p->kidDelAll();
   p->sharedDelAll();
-  EXPECT_EQ(told(), (Seen{"c", "k", "c"}));
+  EXPECT_EQ(seen(), (Seen{"c", "k", "c"}));
 
   EXPECT_EQ(p->versionInc(0), 0U);
   EXPECT_EQ(p->versionInc(4294967295U), 4294967295U);
   EXPECT_EQ(p->versionInc(2), 1U) << "wraps around";
-  EXPECT_EQ(told(), (Seen{"version", "version"}));
+  EXPECT_EQ(seen(), (Seen{"version", "version"}));
 }
 
-TEST(Entity, StoresBeforeItChecksAndDoesNotTell) {
+TEST(Entity, StoresBeforeItChecksAndNotifiesNobody) {
   auto const p = Orb::make<Parent>("p");
   auto const w = Orb::make<Watcher>(p);
   EXPECT_THROW(p->checkedIs(16), Orb::RangeException);
@@ -207,31 +198,31 @@ TEST(Entity, ComparesFloatsByTheirBits) {
 TEST(Entity, OwnsOneOrNone) {
   auto const p = Orb::make<Parent>("p");
   auto const w = Orb::make<Watcher>(p);
-  auto const told = [&] { return std::exchange(w->seen, {}); };
+  auto const seen = [&] { return std::exchange(w->seen, {}); };
   p->singleDel();
   auto const single = p->singleIs();
   EXPECT_EQ(p->singleIs(), single);
   p->singleDel();
   p->singleDel();
-  EXPECT_EQ(told(), (Seen{"single", "no single"}));
+  EXPECT_EQ(seen(), (Seen{"single", "no single"}));
 
   auto const a = p->chosenIs("a");
   a->weightIs(7);
   EXPECT_EQ(p->chosenIs("a"), a);
-  EXPECT_EQ(told(), Seen{"a"});
-  // Another name takes its place: it is told first, with the new one there already.
+  EXPECT_EQ(seen(), Seen{"a"});
+  // Another name takes its place: its observers are notified first, with the new one there already.
   int gone = 0;
-  auto const aw = Orb::make<ChildWatcher>(a, [&] {
+  Observer const ofA(*a, kIgnore, [&] {
     ++gone;
     EXPECT_EQ(p->chosen()->name(), "b");
-    EXPECT_EQ(told(), Seen{});
+    EXPECT_EQ(seen(), Seen{});
   });
   auto const b = p->chosenIs("b");
   EXPECT_EQ(p->chosen(), b);
   EXPECT_EQ(b->weight(), 0U);
-  EXPECT_EQ(told(), Seen{"b"});
+  EXPECT_EQ(seen(), Seen{"b"});
   p->chosenDel();
-  EXPECT_EQ(told(), Seen{"none"});
+  EXPECT_EQ(seen(), Seen{"none"});
   EXPECT_EQ(gone, 1);
   w->then = [&] { p->chosenDel(); };
   EXPECT_TRUE(p->chosenIs("c")) << "a valid object, though nobody owns it any more";
@@ -267,7 +258,7 @@ TEST(Entity, SurvivesWhatItsReactorsDo) {
   auto w = Orb::make<Watcher>(p);
   Orb::Ptr<Watcher> other = Orb::make<Watcher>(p);
 
-  w->then = [&] { p->ruleDel(7); };  // the very member that it is told of
+  w->then = [&] { p->ruleDel(7); };  // the very member that changed
   p->ruleIs(Rule::of(7U, 1U));
   EXPECT_FALSE(p->ruleHas(7));
   EXPECT_EQ(other->seen, (Seen{"rule 7", "rule 7"}));
@@ -292,11 +283,11 @@ TEST(Entity, SurvivesWhatItsReactorsDo) {
   Orb::Ptr<Watcher> const watched = other;
   Parent* const raw = p.get();
   EXPECT_EQ(raw->versionInc(5), 5U);
-  EXPECT_EQ(watched->seen.size(), seen + 1) << "it is still held here, so it is still told";
+  EXPECT_EQ(watched->seen.size(), seen + 1) << "it is still held here, so it is still notified";
 }
 
-// The last reference to the owner goes while it tells of what it removes.
-TEST(Entity, OutlivesTheNoticesOfARemoval) {
+// The last reference to the owner goes while it notifies of what it removes.
+TEST(Entity, OutlivesTheNotificationsOfARemoval) {
   for (auto const remove : {+[](Parent& x) { x.ruleDelAll(); }, +[](Parent& x) { x.childDelAll(); },
                             +[](Parent& x) { x.childDel("a"); }, +[](Parent& x) { x.chosenDel(); },
                             +[](Parent& x) { x.chosenIs("b"); }}) {
@@ -304,32 +295,20 @@ TEST(Entity, OutlivesTheNoticesOfARemoval) {
     for (Orb::U32 i = 0; i < 3; ++i) p->ruleIs(Rule::of(i, i));
     for (auto const* name : {"a", "b"}) p->childIs(name);
     p->chosenIs("a");
-    class Dropper final : public Orb::Notifiee {
-     public:
-      explicit Dropper(Orb::Ptr<Parent>& last) : last_(last) {}
-      ~Dropper() = default;
-      int told = 0;
-      void onAttribute(Orb::Entity const&, Orb::AttrId, void const*) override { drop(); }
-      void onDelete(Orb::Entity const&) override { drop(); }
-
-     private:
-      void drop() {
-        ++told;
-        last_ = nullptr;
-      }
-      Orb::Ptr<Parent>& last_;
+    int notified = 0;
+    auto const drop = [&] {
+      ++notified;
+      p = nullptr;
     };
-    Dropper ofParent(p);
-    Dropper ofChild(p);
-    p->notifieeIs(ofParent);
-    p->child("a")->notifieeIs(ofChild);
+    Observer const ofParent(*p, [&](Orb::AttrId, void const*) { drop(); });
+    Observer const ofChild(*p->child("a"), kIgnore, drop);
     remove(*p);
     EXPECT_FALSE(p);
-    EXPECT_GT(ofParent.told, 0);
+    EXPECT_GT(notified, 0);
   }
 }
 
-TEST(Entity, TellsEverybodyBeforeItThrowsWhatOneThrew) {
+TEST(Entity, NotifiesAllBeforeItThrowsWhatOneThrew) {
   auto const p = Orb::make<Parent>("p");
   for (Orb::U32 i = 0; i < 3; ++i) p->ruleIs(Rule::of(i, i));
   auto const thrower = Orb::make<Watcher>(p);
@@ -341,52 +320,43 @@ TEST(Entity, TellsEverybodyBeforeItThrowsWhatOneThrew) {
   EXPECT_EQ(p->version(), 9U);
 }
 
-TEST(Entity, AChildThatLeavesTellsBeforeItsOwner) {
+TEST(Entity, AChildThatLeavesNotifiesBeforeItsOwner) {
   auto const p = Orb::make<Parent>("p");
   for (auto const remove :
        {+[](Parent& x) { x.childDel("c"); }, +[](Parent& x) { x.childDelAll(); }}) {
     auto const c = p->childIs("c");
     auto const w = Orb::make<Watcher>(p);
-    auto const cw = Orb::make<ChildWatcher>(c, [&] { EXPECT_TRUE(w->seen.empty()); });
+    Observer const ofChild(*c, kIgnore, [&] { EXPECT_TRUE(w->seen.empty()); });
     remove(*p);
     EXPECT_EQ(w->seen, Seen{"c"});
-    cw->gone = [] {};
   }
 }
 
 TEST(Entity, TakesAllThatItOwnsAlongWhenItLeaves) {
-  /// Writes down who has left.
-  struct Mourner final : Orb::Notifiee {
-    Seen& seen;
-    std::string name;
-    std::function<void()> then = [] {};
-    Mourner(Orb::Entity const& entity, Seen& into, std::string called)
-        : seen(into), name(std::move(called)) {
-      entity.notifieeIs(*this);
-    }
-    void onAttribute(Orb::Entity const&, Orb::AttrId, void const*) override {}
-    void onDelete(Orb::Entity const&) override {
-      seen.push_back(name);
-      then();
-    }
-  };
   for (bool const throws : {false, true}) {
     auto const top = Orb::make<Sample::Top>();
     auto const p = top->parentIs("p");
     Seen seen;
-    Mourner outer(*p, seen, "p");
-    Mourner child(*p->childIs("c"), seen, "c");
-    Mourner kid(*p->kidIs("k"), seen, "k");
-    Mourner single(*p->singleIs(), seen, "single");
-    Mourner shared(*p->childIs("s"), seen, "s");
-    p->sharedIs(p->child("s"));
-    if (throws) {
-      for (Mourner* const m : {&outer, &child}) m->then = [] { throw std::runtime_error("no"); };
-    }
-    child.then = [&, then = child.then] {
-      p->kidDelAll();  // whoever is notified may remove the rest: it is notified once all the same
-      then();
+    auto const leaves = [&](char const* name) {
+      return [&seen, name] { seen.emplace_back(name); };
     };
+    Observer outer(*p, kIgnore, leaves("p"));
+    Observer child(*p->childIs("c"), kIgnore);
+    Observer const kid(*p->kidIs("k"), kIgnore, leaves("k"));
+    Observer const single(*p->singleIs(), kIgnore, leaves("single"));
+    Observer const shared(*p->childIs("s"), kIgnore, leaves("s"));
+    p->sharedIs(p->child("s"));
+    child.gone = [&] {
+      seen.emplace_back("c");
+      p->kidDelAll();  // an observer may remove the rest, which is notified once all the same
+      if (throws) throw std::runtime_error("second");
+    };
+    if (throws) {
+      outer.gone = [&] {
+        seen.emplace_back("p");
+        throw std::runtime_error("first");
+      };
+    }
     if (throws) {
       EXPECT_THROW(top->parentDel("p"), std::runtime_error);
     } else {
@@ -394,7 +364,7 @@ TEST(Entity, TakesAllThatItOwnsAlongWhenItLeaves) {
     }
     EXPECT_EQ(seen, (Seen{"p", "c", "k", "s", "single"}));
     p->childDelAll();
-    EXPECT_EQ(seen.size(), 5U) << "nobody hears of it twice";
+    EXPECT_EQ(seen.size(), 5U) << "once";
   }
 }
 
@@ -416,7 +386,7 @@ TEST(Entity, ShowsItsAttributesByName) {
   EXPECT_EQ(Orb::entityType("Sample::Parent"), &p->type());
 }
 
-TEST(Entity, TellsWhatItsAttributesAre) {
+TEST(Entity, ShowsWhatItsAttributesAre) {
   std::string seen;
   for (Orb::AttributeInfo const& a : Orb::make<Parent>("p")->type().attributes) {
     seen += (a.isWritable ? "" : "const ") + std::string(a.name) + ' ';
@@ -453,7 +423,7 @@ TEST(Entity, IsChangedByName) {
   EXPECT_EQ(Orb::attributeText(*p, "shared"), "{ 'c' }");
 }
 
-/// Lets go of all that holds the watched entity.
+/// Drops all that holds the watched entity.
 class Dropper final : public Orb::Reactor<Dropper, Child> {
  public:
   Dropper(Orb::Ptr<Child const> const& child, std::function<void()> drop)
@@ -468,28 +438,20 @@ class Dropper final : public Orb::Reactor<Dropper, Child> {
   }
   std::function<void()> drop_;
 };
-/// Holds nothing.
-struct Bystander final : Orb::Notifiee {
-  Orb::U32 seen = 0;
-  void onAttribute(Orb::Entity const& e, Orb::AttrId, void const*) override {
-    seen = static_cast<Child const&>(e).weight();
-  }
-};
-
-TEST(Entity, LivesUntilEverybodyIsToldWhoeverLetsGoOfIt) {
-  Bystander before;
-  Bystander after;
+TEST(Entity, LivesUntilAllAreNotifiedWhoeverReleasesIt) {
   auto child = Orb::make<Child>("c");
+  int seen = 0;
+  auto const see = [&](Orb::AttrId, void const*) { ++seen; };
+  Observer const before(*child, see);
+  Observer after(see);
   Orb::Ptr<Dropper> first;
   Orb::Ptr<Dropper> second;
   auto const drop = [&] { child = nullptr, first = nullptr, second = nullptr; };
-  child->notifieeIs(before);
   first = Orb::make<Dropper>(child, drop);
   second = Orb::make<Dropper>(child, drop);
   child->notifieeIs(after);
   child.get()->weightIs(7);
-  EXPECT_EQ(before.seen, 7U);
-  EXPECT_EQ(after.seen, 7U);
+  EXPECT_EQ(seen, 2);
   EXPECT_FALSE(child || first || second || after.isLinked());
 }
 
