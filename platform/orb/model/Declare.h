@@ -6,7 +6,7 @@
 /// How entities and values are declared: one list that names the attributes in their order, and
 /// one line for each attribute.
 ///
-/// The list becomes the enumeration Attr, by which notifiees tell attributes apart. A declaration
+/// The list becomes the enumeration Attr, by which notifiees distinguish attributes. A declaration
 /// line adds the attribute object, its accessors (one-line calls into the object) and one overload
 /// of row(), from which the run-time table is gathered. An attribute that the list misses does not
 /// compile, and neither does a listed name that is not declared. The macros only name things:
@@ -64,13 +64,13 @@
   ::Orb::Param<Type> name() const { return name##_.get(); } \
   void name##Is(::Orb::Param<Type> v) { name##_.set(*this, name##Id_, v); }
 
-/// name, type, default value: a single value. nameIs() tells only of a real change.
+/// name, type, default value: a single value. nameIs() notifies of a real change only.
 #define ORB_ATTRIBUTE(name, Type, ...)      \
   using name##Object = ::Orb::Scalar<Type>; \
   ORB_SCALAR_(name, Type, __VA_ARGS__)      \
   static_assert(true)
 
-/// A U32 that writers raise to tell readers that something was rewritten; wraps around. nameInc()
+/// A U32 that writers raise to show readers that something was rewritten; wraps around. nameInc()
 /// returns the new value.
 #define ORB_COUNTER(name)                                                                 \
   using name##Object = ::Orb::Scalar<::Orb::U32, nullptr, ::Orb::AttributeKind::counter>; \

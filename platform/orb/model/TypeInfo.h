@@ -31,7 +31,7 @@ constexpr std::string_view targetName() {
 enum class AttributeKind : U8 {
   key,         ///< what the owner knows the entity by; never changes
   scalar,      ///< one value
-  counter,     ///< a value that writers raise to tell readers that something was rewritten
+  counter,     ///< a value that writers raise to show readers that something was rewritten
   derived,     ///< computed from other attributes; read-only
   reference,   ///< a shared object that belongs to others; changed by code alone
   collection,  ///< values or shared objects by key

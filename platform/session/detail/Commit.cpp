@@ -293,7 +293,7 @@ Outcome Commit::apply(Unit const& unit) {
     try {
       if (isNew) target = to.makeOwned(key);
     } catch (...) {
-      // An observer complained; the entity is there, but no version has been raised for it.
+      // An observer threw; the entity is there, but no version has been raised for it.
       if (auto const made = to.owned(key)) made->isUnannouncedIs(true);
       throw;
     }

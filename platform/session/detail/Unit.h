@@ -20,7 +20,7 @@ struct UnitName {
   std::size_t root;  ///< its place among the roots
   Orb::AttrId attribute;
   std::string key;   ///< its text; empty for a whole attribute
-  std::string path;  ///< such as "prefixList['P']"; tells units apart
+  std::string path;  ///< such as "prefixList['P']"; units differ in it
 
   /// The unit into which a path leads; throws as Path.h says.
   static UnitName ofPath(Roots const& roots, std::string_view path);

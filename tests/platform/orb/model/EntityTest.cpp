@@ -183,7 +183,7 @@ TEST(Entity, ComparesFloatsByTheirBits) {
   float const nan = std::numeric_limits<float>::quiet_NaN();
   auto const p = Orb::make<Parent>("p");
   auto const w = Orb::make<Watcher>(p);
-  for (auto const& [value, tells] : {std::pair{0.0F, false},
+  for (auto const& [value, notifies] : {std::pair{0.0F, false},
                                      {-0.0F, true},
                                      {-0.0F, false},
                                      {nan, true},
@@ -191,7 +191,7 @@ TEST(Entity, ComparesFloatsByTheirBits) {
                                      {-nan, true},
                                      {0.0F, true}}) {
     p->ratioIs(value);
-    EXPECT_EQ(std::exchange(w->seen, {}), tells ? Seen{"ratio"} : Seen{}) << value;
+    EXPECT_EQ(std::exchange(w->seen, {}), notifies ? Seen{"ratio"} : Seen{}) << value;
   }
 }
 

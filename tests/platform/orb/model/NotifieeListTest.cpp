@@ -94,7 +94,7 @@ TEST(NotifieeList, DestroyingTheListEndsTheRound) {
   EXPECT_FALSE(b.isLinked());
 }
 
-// Random leaving and joining during nested rounds, against the rule told with sets: a round calls
+// Random leaving and joining during nested rounds, against the rule stated with sets: a round calls
 // those that were there at its start and are there still, in the order in which they joined.
 TEST(NotifieeList, AgreesWithAModel) {
   std::mt19937 random(7);

@@ -253,7 +253,7 @@ TEST(Difference, TellsWhatIsBeforeAndAfter) {
   }
   assign(*after, "routeMap['S']");
   Orb::attributeDel(*before, kEntry + ".asPathPrependLastAs");
-  auto const told = [](Config const& from, Config const& to) {
+  auto const differencesOf = [](Config const& from, Config const& to) {
     Strings seen;
     Orb::differences(from, to, [&](Orb::Difference const& d) {
       std::string const path = d.path.substr(d.path.starts_with(kEntry) ? kEntry.size() : 0);
@@ -263,7 +263,7 @@ TEST(Difference, TellsWhatIsBeforeAndAfter) {
     return seen;
   };
   EXPECT_EQ(
-      told(*before, *after),
+      differencesOf(*before, *after),
       (Strings{"-.matchRule[matchAs] without text > collection",
                "*.asPathPrepend[1] 65000>65001 collection", "+.asPathPrepend[2] >0 collection",
                "*.asPathPrependLastAs 0>15 scalar", "*.asPathReplaceVersion 0>1 counter",
@@ -271,7 +271,7 @@ TEST(Difference, TellsWhatIsBeforeAndAfter) {
                "+.communityDelete['D'] without text > child",
                "*.linkBandwidthRefExtComm -0>0 scalar", "*.setFlags.hasTag True>False scalar",
                "+routeMap['S'] without text > children"}));
-  EXPECT_EQ(told(*before, *before), Strings{});
+  EXPECT_EQ(differencesOf(*before, *before), Strings{});
 }
 
 }  // namespace
