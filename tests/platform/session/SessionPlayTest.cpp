@@ -226,7 +226,14 @@ class SessionPlay : public testing::TestWithParam<unsigned> {
     Tree const shown = model_[i].view(running_, unit);
     auto const there = shown.find(place);
     bool const isThere = there != shown.end() && there->second.name == name;
-    ASSERT_EQ(session_[i]->attributeDel(pathOf(place, name)), isThere) << log_;
+    Edits* const had = model_[i].units.contains(unit) ? &model_[i].units[unit] : nullptr;
+    // By a mutator, that is an edit if there is something of others to remove.
+    bool const isOwn = had && (had->made.contains(place) || had->masked.contains(place));
+    if (place != unit && isThere && running_.contains(place) && !isOwn && pick(2)) {
+      removeByMutator(*session_[i], place);
+    } else {
+      ASSERT_EQ(session_[i]->attributeDel(pathOf(place, name)), isThere) << log_;
+    }
     if (!isThere) return;
     Edits& edits = model_[i].touch(running_, unit);
     auto const isGone = [&](auto const& p) { return isWithin(p, place); };
@@ -235,6 +242,15 @@ class SessionPlay : public testing::TestWithParam<unsigned> {
     std::erase_if(edits.kept, isGone);
     std::erase_if(edits.made, isGone);
     edits.masked.insert(place);
+  }
+
+  static void removeByMutator(Session& session, std::string const& place) {
+    if (isSet(place)) {
+      session.edit<Routing::RouteMap::MapEntry>(parentOf(place))->communityDeleteDel();
+    } else {
+      session.edit<Routing::RouteMap::Map>(parentOf(place))
+          ->mapEntryDel(place.ends_with("[10]") ? 10 : 20);
+    }
   }
 
   /// What a session shows, read attribute by attribute; and the keys, read at once.

@@ -21,6 +21,8 @@ bool isSource(Orb::AttrId id) {
   return TestSupport::isAttribute(id, Acl::PrefixList::Attr::source);
 }
 
+constexpr auto kThrow = [](Orb::AttrId, void const*) { throw std::runtime_error("no"); };
+
 struct SessionTest : testing::Test {
   PolicyRoots roots;
   Orb::Ptr<Manager> manager = roots.manager();
@@ -221,6 +223,41 @@ TEST_F(SessionTest, NoOtherSessionWorksWhileOneCommits) {
   EXPECT_THROW(session->attributeText("regexMode"), Orb::RangeException);
 }
 
+TEST_F(SessionTest, ACandidateFollowsWhatItsOwnerHasNotEdited) {
+  auto const session = manager->open("s");
+  auto const other = manager->open("o");
+  auto const map = session->edit<Routing::RouteMap::Map>("routeMap['M']");
+  map->descriptionIs(1, "mine");
+  session->attributeIs("routeMap['M'].mapEntry[20]");
+  map->mapEntryDel(20);  // what it made and removed again stays away
+  std::string seen;
+  Observer const ofMap(*map, [&](Orb::AttrId id, void const* key) {
+    seen += std::string(map->type().attributes[id].name) + ' ';
+    if (key) seen += std::to_string(*static_cast<Orb::U32 const*>(key)) + '\n';
+  });
+  Observer const ofEntry(
+      *map->mapEntry(10), [&](Orb::AttrId id, void const*) { seen += std::to_string(id); },
+      [&] { seen += "gone\n"; });
+  for (auto const* const edit : {"routeMap['M'].mapEntry[20]", "routeMap['M'].mapEntry[30]"}) {
+    other->attributeIs(edit);
+  }
+  other->attributeDel("routeMap['M'].mapEntry[10]");
+  EXPECT_TRUE(other->commit().isComplete());
+  EXPECT_EQ(session->attributeText("routeMap['M'].mapEntry"), "{ 30 }");
+  EXPECT_EQ(seen, "gone\nmapEntry 10\nmapEntry 30\nversion ");
+  EXPECT_EQ(map->version(), 2U) << "counters follow, whatever was edited";
+
+  int sets = 0;
+  Observer const ofNewEntry(*map->mapEntry(30), [&](Orb::AttrId id, void const*) {
+    if (TestSupport::isAttribute(id, MapEntry::Attr::communityDelete)) ++sets;
+  });
+  auto const third = manager->open("third");
+  third->attributeIs("routeMap['M'].mapEntry[30].communityDelete['C']");
+  EXPECT_TRUE(third->commit().isComplete());
+  EXPECT_EQ(session->attributeText("routeMap['M'].mapEntry[30].communityDelete"), "'C'");
+  EXPECT_EQ(sets, 1);
+}
+
 TEST_F(SessionTest, ObserversOfACandidateMayTouchMoreWhileItFollows) {
   auto const session = manager->open("s");
   auto const watched = manager->open("w");
@@ -356,6 +393,21 @@ TEST_F(SessionTest, ACommitThatFailsSaysWhatWasApplied) {
   EXPECT_EQ(textOf(again->commit()), "routeMap['M'] unchanged\n") << "it has been announced";
 }
 
+TEST_F(SessionTest, ACommitThatFailsReportsOnlyWhatItWroteOver) {
+  auto const early = manager->open("early");
+  auto const late = manager->open("late");
+  for (auto const& session : {early, late}) {
+    session->attributeTextIs("routeMap['M'].description[1]", session == late ? "'2'" : "'1'");
+  }
+  late->attributeTextIs("routeMap['M'].mapEntry[10].weight", "2");  // comes before the text
+  EXPECT_TRUE(early->commit().isComplete());
+  {
+    Observer const thrower(*roots.maps->routeMap("M")->mapEntry(10), kThrow);
+    EXPECT_EQ(textOf(late->commit()), "routeMap['M'] failed\n");
+  }
+  EXPECT_EQ(textOf(late->commit()), "routeMap['M'] changed over early\n");
+}
+
 TEST_F(SessionTest, WhatACommitChangedIsAnnouncedWhateverObserversThrow) {
   using Attr = MapEntry::Attr;
   // While the entry changes; while its counters rise; when an entry, or a map, is made.
@@ -384,13 +436,16 @@ TEST_F(SessionTest, WhatACommitChangedIsAnnouncedWhateverObserversThrow) {
       onEntry ? map->mapEntry(10)->notifieeIs(thrower) : map->notifieeIs(thrower);
     }
     auto const session = manager->open("s");
-    session->attributeTextIs(std::string(unit) + ".mapEntry[10].weight", "7");
-    session->attributeIs(std::string(unit) + ".mapEntry[20]");
+    session->attributeIs(unit);
+    if (id >= 0) {
+      session->attributeTextIs("routeMap['M'].mapEntry[10].weight", "7");
+      session->attributeIs("routeMap['M'].mapEntry[20]");
+    }
     EXPECT_EQ(textOf(session->commit()), std::string(unit) + " failed\n");
     EXPECT_TRUE(session->isOpen());
     EXPECT_EQ(textOf(session->commit()), std::string(unit) + " changed\n");
     EXPECT_EQ(roots.maps->routeMap(id < 0 ? "N" : "M")->version(), id < 0 ? 1U : 2U);
-    EXPECT_EQ(roots.maps->routeMap(id < 0 ? "N" : "M")->mapEntry(10)->weight(), Keel::MaybeU63(7));
+    EXPECT_EQ(map->mapEntry(10)->weight(), id < 0 ? Keel::MaybeU63() : Keel::MaybeU63(7));
   }
 }
 
@@ -425,10 +480,9 @@ TEST_F(SessionTest, WhatIsNotAllowedFailsEveryTime) {
 TEST_F(SessionTest, ObserversOfTheStateDoNotStopACommit) {
   auto const dir = Orb::make<Routing::RouteMap::RouteMapCopyHandlerDir>("dir");
   auto const own = Orb::make<Manager>(roots.all(), dir);
-  auto const object = [](Orb::AttrId, void const*) { throw std::runtime_error("no"); };
-  Observer const ofHandler(*dir->prefixListCopyHandler(), object);
+  Observer const ofHandler(*dir->prefixListCopyHandler(), kThrow);
   auto const session = own->open("s");
-  Observer const ofSession(*session->status(), object);
+  Observer const ofSession(*session->status(), kThrow);
   session->attributeTextIs("prefixList['P'].source", "'x'");
   CommitReport const report = session->commit();
   EXPECT_TRUE(report.isComplete());
@@ -486,6 +540,16 @@ TEST_F(SessionTest, HandlersKnowForWhomTheyWork) {
   EXPECT_TRUE(session->commit().isComplete());
   EXPECT_EQ(worksFor, "mine");
   EXPECT_FALSE(handler->sessionStatus() || handler->handlerDir() || handler->externalDest());
+}
+
+TEST(HandlerTableTest, ALaterHandlerOfATypeReplacesTheEarlierOne) {
+  auto const table = Orb::make<Cli::Session::HandlerTable>();
+  auto const dir = Orb::make<Routing::RouteMap::RouteMapCopyHandlerDir>("dir");
+  auto const later = Orb::make<Routing::RouteMap::RouteMapCopyHandlerDir>("later");
+  table->handlerIs(dir->prefixListCopyHandlerIs());
+  table->handlerIs(later->prefixListCopyHandlerIs());
+  ASSERT_EQ(table->handlers().size(), 1U);
+  EXPECT_EQ(table->handlers()[0], later->prefixListCopyHandler());
 }
 
 TEST(SessionManagerTest, RootsMustDiffer) {

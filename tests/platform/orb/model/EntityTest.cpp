@@ -184,12 +184,12 @@ TEST(Entity, ComparesFloatsByTheirBits) {
   auto const p = Orb::make<Parent>("p");
   auto const w = Orb::make<Watcher>(p);
   for (auto const& [value, notifies] : {std::pair{0.0F, false},
-                                     {-0.0F, true},
-                                     {-0.0F, false},
-                                     {nan, true},
-                                     {nan, false},
-                                     {-nan, true},
-                                     {0.0F, true}}) {
+                                        {-0.0F, true},
+                                        {-0.0F, false},
+                                        {nan, true},
+                                        {nan, false},
+                                        {-nan, true},
+                                        {0.0F, true}}) {
     p->ratioIs(value);
     EXPECT_EQ(std::exchange(w->seen, {}), notifies ? Seen{"ratio"} : Seen{}) << value;
   }
