@@ -261,8 +261,10 @@ bool MutableAttributeRef::copy(AttributeRef from) const {
     return a.scalar->copy(placeOf(object_, owner_, id_), from.object_);
   if (!a.members) return false;
   if (hasNoMember() && !owner_->isWatched()) {
-    assign(from);  // at once, as nobody is to be notified of each key
-    return !hasNoMember();
+    assign(from);  // at once, as no observer is to be notified of each key
+    if (hasNoMember()) return false;
+    owner_->isModifiedIs(true);
+    return true;
   }
   bool changed = false;
   Place const place = placeOf(object_, owner_, id_);
