@@ -423,6 +423,26 @@ TEST(Entity, IsChangedByName) {
   EXPECT_EQ(Orb::attributeText(*p, "shared"), "{ 'c' }");
 }
 
+TEST(Entity, ReadsTheBinaryFormOfACollectionWholeOrNotAtAll) {
+  auto const p = Orb::make<Parent>("p");
+  auto const read = [&](std::vector<Rule> const& rules) {
+    std::string bytes;
+    Orb::writeBinary(bytes, Orb::U64{rules.size()});
+    for (Rule const& r : rules) {
+      Orb::writeBinary(bytes, r.seqno());
+      Orb::writeBinary(bytes, r);
+    }
+    Orb::BinaryReader in(bytes);
+    attributeOf(*p, static_cast<Orb::AttrId>(Parent::Attr::rule)).readBinary(in);
+  };
+  EXPECT_THROW(read({Rule::of(1U, 1U), Rule::of(2U, 1U), Rule::of(1U, 2U)}), Orb::ParseException);
+  EXPECT_TRUE(p->rule().empty());
+  EXPECT_FALSE(p->isModified());
+  read({Rule::of(1U, 1U), Rule::of(2U, 1U)});
+  EXPECT_EQ(p->rule().size(), 2U);
+  EXPECT_TRUE(p->isModified());
+}
+
 /// Drops all that holds the watched entity.
 class Dropper final : public Orb::Reactor<Dropper, Child> {
  public:
