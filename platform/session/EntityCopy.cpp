@@ -1,5 +1,12 @@
 #include "platform/session/EntityCopy.h"
 
+// A copy that stops halfway, because an observer threw or memory ran out, leaves an entity changed
+// of which no version has been raised. The same copy done again would find nothing to change, and
+// nothing would ever announce what runs. So a copy that fails after its first change marks the
+// entity as unannounced, and the next one counts as a change whatever it finds; a copy that
+// succeeds takes the mark back. The attributes of an entity may be copied from within its handler's
+// call, and those of the entities that it owns from within that: hence the frames.
+
 namespace Cli::Session {
 
 using Orb::AttributeRef;

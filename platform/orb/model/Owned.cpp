@@ -44,12 +44,12 @@ void OwnedEntities<Base, MapOf>::clear(Entity const& owner, AttrId id) {
 template <class Base, template <class, class> class MapOf>
 void OwnedEntities<Base, MapOf>::add(Entity const& owner, AttrId id, Ptr<Base> child) {
   Key key = child->ownKey();
-  take(std::move(child));
+  adopt(std::move(child));
   owner.notifyObservers(id, &key);
 }
 
 template <class Base, template <class, class> class MapOf>
-void OwnedEntities<Base, MapOf>::take(Ptr<Base> child) {
+void OwnedEntities<Base, MapOf>::adopt(Ptr<Base> child) {
   this->items_.insertOrAssign(std::move(child));
 }
 

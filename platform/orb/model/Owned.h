@@ -34,7 +34,7 @@ class OwnedEntities : public Collection<MapOf<Ptr<BaseType>, OwnedKey<BaseType>>
   /// Takes in a child of that key, of which there is none, and notifies of it.
   void add(Entity const& owner, AttrId id, Ptr<Base> child);
   /// Takes in a child; nobody is notified.
-  void take(Ptr<Base> child);
+  void adopt(Ptr<Base> child);
 };
 
 /// The children of one collection, in its order, as Ptr<E>; the collection may change meanwhile.
@@ -135,7 +135,7 @@ class Child {
   }
 
   /// Takes in a child that was made for it; nobody is notified.
-  void take(Ptr<E> child) noexcept { child_ = std::move(child); }
+  void adopt(Ptr<E> child) noexcept { child_ = std::move(child); }
   friend void swap(Child& a, Child& b) noexcept { std::swap(a.child_, b.child_); }
 
  private:

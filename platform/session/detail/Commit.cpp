@@ -25,6 +25,16 @@ std::string_view outcomeName(CommitItem::Outcome outcome) noexcept {
 
 }  // namespace Cli::Session
 
+// Who is written over. A commit changes the running tree, and leaves with every other session that
+// has touched the unit what it changed, under its author's name. When such a session commits in its
+// turn, each path of its own changes is held against these, the latest commit first: a path that a
+// later one has written over already is that one's, not the earlier one's.
+//
+// What a commit changed is not worked out at once, which would cost a comparison of trees that
+// mostly nobody asks for, but when the next commit to the unit is about to change the running tree
+// again: until then, the tree as it was before the commit is kept (ForeignCommit::before), and
+// compared with the running tree it gives the changes.
+
 namespace Cli::Session::detail {
 
 using Orb::Entity;

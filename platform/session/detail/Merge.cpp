@@ -3,6 +3,17 @@
 #include "platform/orb/model/Path.h"
 #include "platform/session/detail/Clone.h"
 
+// A merge walks the unit twice. The first walk settles what the session has edited: a mutator of
+// the candidate leaves only a mark on the entity (isNew, isModified), and an entity that it removed
+// is just not there. Compared with what ran when the candidate was last up to date, that becomes a
+// claim of the place, which later merges find whatever runs by then.
+//
+// The second walk goes along base, running and candidate side by side, and works out what each
+// attribute is to hold. Nothing is changed on the way: each new content is made in a scratch entity
+// of the same type, and when the walk is over all contents change places with a swap, which cannot
+// fail. What was there before is in the scratch entities then, so what is to be notified is found
+// by comparing the two.
+
 namespace Cli::Session::detail {
 
 using Orb::AttributeKind;
@@ -75,7 +86,9 @@ MutableAttributeRef Merge::addStep(Entity& target, AttrId attribute) {
 
 // What the session has edited
 
-/// What came or went at a place since the candidate was last made equal to what ran.
+/// What came or went at a place since the candidate was last made equal to what ran. An entity that
+/// is new in the place of another one is all the session's: had the session only wanted an entity
+/// to be there, it would have kept the other one.
 void Merge::settlePlace(Entity const* followed, Entity* mine) {
   if (!mine) {
     if (followed) unit_.edits.claim(place_, Claim::masked);
@@ -135,6 +148,7 @@ Ptr<Entity> Merge::mergePlace(Entity const* base, Entity const* running, Entity*
     mergeEntity(base, *running, *mine);
     return Ptr<Entity>(mine);
   }
+  // The running tree holds none, or one of another name.
   if (!mine || !isEdited(*mine)) return running ? cloneFor(owner, key, *running) : nullptr;
   bool const began = base && haveOneName(*base, *mine);
   Ptr<Entity const> const blank = began ? nullptr : Ptr<Entity const>(mine->type().make({}));

@@ -106,7 +106,7 @@ struct ErasedChildren {
     return had;
   }
   static void insert(void* attribute, Entity& entity) {
-    static_cast<Erased*>(attribute)->take(Ptr<Base>(&static_cast<Base&>(entity)));
+    static_cast<Erased*>(attribute)->adopt(Ptr<Base>(&static_cast<Base&>(entity)));
   }
   static void differ(void const* before, void const* after, VisitOwnedDifference visit) {
     auto const never = [](auto const&, auto const&) { return false; };
@@ -190,7 +190,7 @@ struct ChildClass {
     }
   }
   static void insert(void* attribute, Entity& entity) {
-    static_cast<A*>(attribute)->take(Ptr<E>(&static_cast<E&>(entity)));
+    static_cast<A*>(attribute)->adopt(Ptr<E>(&static_cast<E&>(entity)));
   }
   static void differ(void const* before, void const* after, VisitOwnedDifference visit) {
     Ptr<E> const mine = as<A>(before).get();
