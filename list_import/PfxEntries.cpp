@@ -14,20 +14,20 @@ Orb::U32 seqnoHash(Orb::U32 seqno) noexcept { return Orb::hashOf(seqno >> 4) << 
 }  // namespace
 
 template <class Family>
-RecordIndex::Place PfxEntries<Family>::findPrefix(Prefix const& prefix) const {
+RecordIndex::Position PfxEntries<Family>::findPrefix(Prefix const& prefix) const {
   return prefixDict_.find(
       hashOf(prefix), [&](Record record) { return collection_[record].entry.prefix() == prefix; });
 }
 
 template <class Family>
-RecordIndex::Place PfxEntries<Family>::findSeqno(Orb::U32 seqno) const {
+RecordIndex::Position PfxEntries<Family>::findSeqno(Orb::U32 seqno) const {
   return seqnoDict_.find(seqnoHash(seqno),
                          [&](Record record) { return collection_[record].entry.seqno() == seqno; });
 }
 
 template <class Family>
 auto PfxEntries<Family>::duplicateOf(Entry const& entry) const -> Record {
-  RecordIndex::Place const place = findPrefix(entry.prefix());
+  RecordIndex::Position const place = findPrefix(entry.prefix());
   if (place == prefixDict_.end()) return kNone;
   Record record = prefixDict_[place];
   for (; record != kNone; record = collection_[record].next) {
@@ -42,8 +42,8 @@ auto PfxEntries<Family>::duplicateOf(Entry const& entry) const -> Record {
 template <class Family>
 void PfxEntries<Family>::add(Entry const& entry) {
   auto const record = static_cast<Record>(collection_.size());
-  RecordIndex::Place const ofPrefix = findPrefix(entry.prefix());
-  RecordIndex::Place const ofSeqno = findSeqno(entry.seqno());
+  RecordIndex::Position const ofPrefix = findPrefix(entry.prefix());
+  RecordIndex::Position const ofSeqno = findSeqno(entry.seqno());
   collection_.push_back({entry, kNone, record});
   ++size_;
   if (ofPrefix == prefixDict_.end()) {
@@ -63,9 +63,9 @@ void PfxEntries<Family>::add(Entry const& entry) {
 template <class Family>
 void PfxEntries<Family>::remove(Record record) {
   Item& item = collection_[record];
-  RecordIndex::Place const ofSeqno = findSeqno(item.entry.seqno());
+  RecordIndex::Position const ofSeqno = findSeqno(item.entry.seqno());
   if (ofSeqno != seqnoDict_.end() && seqnoDict_[ofSeqno] == record) seqnoDict_.erase(ofSeqno);
-  RecordIndex::Place const ofPrefix = findPrefix(item.entry.prefix());
+  RecordIndex::Position const ofPrefix = findPrefix(item.entry.prefix());
   if (ofPrefix != prefixDict_.end()) prefixDict_.erase(ofPrefix);
   item.next = kRemoved;
   --size_;

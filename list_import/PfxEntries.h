@@ -71,8 +71,8 @@ class PfxEntries {
   };
   static constexpr Record kRemoved = kNone - 1;
 
-  RecordIndex::Place findPrefix(Prefix const& prefix) const;
-  RecordIndex::Place findSeqno(Orb::U32 seqno) const;
+  RecordIndex::Position findPrefix(Prefix const& prefix) const;
+  RecordIndex::Position findSeqno(Orb::U32 seqno) const;
   auto find(Orb::U32 seqno, Prefix const& prefix, Record firstOfPrefix) const ->
       typename std::vector<Item>::const_iterator;
 

@@ -17,21 +17,21 @@ namespace Acl {
 class RecordIndex {
  public:
   using Record = Orb::U32;
-  using Place = std::size_t;
+  using Position = std::size_t;
   /// No record has this number.
   static constexpr Record kNone = 0xffffffff;
 
-  Place end() const noexcept { return slots_.size(); }
+  Position end() const noexcept { return slots_.size(); }
   std::size_t size() const noexcept { return size_; }
-  /// The record at a place that find() gave.
-  Record operator[](Place place) const noexcept { return slots_[place].record; }
+  /// The record at a position that find() gave.
+  Record operator[](Position place) const noexcept { return slots_[place].record; }
 
-  /// The place of the member with this hash for which isSame(record) holds, or end(). Good until
+  /// The position of the member with this hash for which isSame(record) holds, or end(). Good until
   /// a member comes or goes.
   template <class IsSame>
-  Place find(Orb::U32 hash, IsSame const& isSame) const {
+  Position find(Orb::U32 hash, IsSame const& isSame) const {
     if (size_ == 0) return end();
-    for (Place i = hash & mask();; i = (i + 1) & mask()) {
+    for (Position i = hash & mask();; i = (i + 1) & mask()) {
       Slot const& slot = slots_[i];
       if (slot.record == kNone) return end();
       if (slot.hash == hash && isSame(slot.record)) return i;
@@ -46,12 +46,12 @@ class RecordIndex {
   }
 
   /// Puts a record with the same key in the place of another.
-  void replace(Place place, Record record) noexcept { slots_[place].record = record; }
+  void replace(Position place, Record record) noexcept { slots_[place].record = record; }
 
-  void erase(Place place) noexcept {
-    Place gap = place;
-    for (Place i = (gap + 1) & mask(); slots_[i].record != kNone; i = (i + 1) & mask()) {
-      Place const first = slots_[i].hash & mask();
+  void erase(Position place) noexcept {
+    Position gap = place;
+    for (Position i = (gap + 1) & mask(); slots_[i].record != kNone; i = (i + 1) & mask()) {
+      Position const first = slots_[i].hash & mask();
       if (((i - first) & mask()) < ((i - gap) & mask())) continue;  // starts behind the gap
       slots_[gap] = slots_[i];
       gap = i;
@@ -66,10 +66,10 @@ class RecordIndex {
     Record record = kNone;
   };
 
-  Place mask() const noexcept { return slots_.size() - 1; }
+  Position mask() const noexcept { return slots_.size() - 1; }
 
   void put(Slot slot) noexcept {
-    Place i = slot.hash & mask();
+    Position i = slot.hash & mask();
     while (slots_[i].record != kNone) i = (i + 1) & mask();
     slots_[i] = slot;
   }

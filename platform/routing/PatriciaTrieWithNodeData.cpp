@@ -19,7 +19,8 @@ PatriciaTrieWithNodeData::~PatriciaTrieWithNodeData() {
   if (core_->added() <= kMaxFreedAtOnce) return;
   try {
     Orb::reap(std::move(core_));
-  } catch (std::bad_alloc const&) {  // nobody noted it down, so it has been freed at once
+  } catch (std::bad_alloc const&) {
+    // No memory for the piece of garbage: the core has been freed at once.
   }
 }
 

@@ -11,9 +11,9 @@
 
 /// Reference counting.
 ///
-/// The count lives in the object. Its highest bit marks an object that somebody watches: such an
-/// object's references are dropped by releaseWatched(), which can decide under a lock of its own
-/// whether the last outside reference is going. An object that nobody watches pays one test.
+/// The count is in the object. Its highest bit marks a watched object: the references of such an
+/// object are dropped by releaseWatched(), which can decide under a lock of its own whether the
+/// last outside reference is going. For an object that is not watched this costs one test.
 namespace Orb {
 
 namespace detail {
@@ -63,7 +63,7 @@ class ROUTEPOLICY_EXPORT RefCounted {
   /// Turns the watch on or off. REQUIRES: the caller holds a reference.
   void watchedIs(bool watched) const noexcept;
 
-  /// Drops one reference and tells how many are left; destroys nothing.
+  /// Drops one reference and returns how many are left; destroys nothing.
   U32 dropReference() const noexcept {
     return (refs_.fetch_sub(1, std::memory_order_acq_rel) - 1) & ~kWatched;
   }

@@ -48,7 +48,7 @@ namespace Orb {
 /// reaper: the map is empty at once, but the items are destroyed later, by the event loop. Memory
 /// is given back as items go, and all of it when the last one does.
 ///
-/// Any number of threads may read a map that nobody changes.
+/// Any number of threads may read a map while no thread changes it.
 template <class Item, class KeyOf, class Hash>
 class HashMap {
  public:
@@ -203,7 +203,7 @@ class HashMap {
   U64 clock_ = 0;
 };
 
-/// A place in a map that outlives every change of the map, though not the map. Whatever came or
+/// A position in a map that outlives every change of the map, though not the map. Whatever came or
 /// went meanwhile, ++ leads to the first item that came after the one it was at: a loop may erase,
 /// insert and clear as it likes, and visits each item that is there when its turn comes, none
 /// twice, and what it inserts as well. Contents that were assigned or swapped in came anew. To

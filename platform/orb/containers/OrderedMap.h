@@ -39,7 +39,7 @@ namespace Orb {
 /// Large contents (16,384 items and more) that are cleared, assigned over or destroyed go to the
 /// reaper: the map is empty at once, but the items are destroyed later, by the event loop.
 ///
-/// Any number of threads may read a map that nobody changes.
+/// Any number of threads may read a map while no thread changes it.
 template <class Item, class KeyOf>
 class OrderedMap {
  public:
@@ -71,20 +71,20 @@ class OrderedMap {
 
   /// The item under `key`, or null. Good until a key comes or goes.
   Item const* find(Param<Key> key) const {
-    Place const place = lowerPlace(key);
-    return isAt(place, key) ? itemAt(place) : nullptr;
+    Position const position = lowerPosition(key);
+    return isAt(position, key) ? itemAt(position) : nullptr;
   }
   /// For the owner, who must not change the item's key.
   Item* find(Param<Key> key) { return const_cast<Item*>(std::as_const(*this).find(key)); }
   bool has(Param<Key> key) const { return find(key) != nullptr; }
 
   /// The first item whose key is not less than `key`.
-  Iterator lowerBound(Param<Key> key) const { return Iterator(*this, lowerPlace(key)); }
+  Iterator lowerBound(Param<Key> key) const { return Iterator(*this, lowerPosition(key)); }
   /// The first item whose key is greater than `key`.
   Iterator upperBound(Param<Key> key) const {
     return Iterator(*this, search(key, [&](Item const& item) { return !(key < keyOf(item)); }));
   }
-  Iterator begin() const { return Iterator(*this, Place{}); }
+  Iterator begin() const { return Iterator(*this, Position{}); }
   Iterator end() const { return Iterator(); }
 
   /// Stores the item under its key, in place of the one that was there. Returns where it lies, and
@@ -96,9 +96,9 @@ class OrderedMap {
   bool erase(Param<Key> key) { return take(key).has_value(); }
   /// Removes the item under `key` and gives it to the caller.
   std::optional<Item> take(Param<Key> key) {
-    Place const place = lowerPlace(key);
-    if (!isAt(place, key)) return std::nullopt;
-    return std::optional<Item>(takeAt(place));
+    Position const position = lowerPosition(key);
+    if (!isAt(position, key)) return std::nullopt;
+    return std::optional<Item>(takeAt(position));
   }
   void clear() noexcept { OrderedMap const old(std::move(*this)); }
 
@@ -110,8 +110,8 @@ class OrderedMap {
 
   friend bool operator==(OrderedMap const& a, OrderedMap const& b) {
     if (a.size_ != b.size_) return false;
-    Place x;
-    Place y;
+    Position x;
+    Position y;
     for (std::size_t left = a.size_; left > 0; --left, ++x.index, ++y.index) {
       if (!(*a.itemAt(x = a.settled(x)) == *b.itemAt(y = b.settled(y)))) return false;
     }
@@ -133,7 +133,7 @@ class OrderedMap {
   static constexpr std::size_t kFirstRoom = std::clamp<std::size_t>(Leaf::roomIn(72), 1, 4);
 
   /// Where an item lies, or where one would: index may be the leaf's count.
-  struct Place {
+  struct Position {
     std::size_t leaf = 0;
     std::size_t index = 0;
   };
@@ -198,10 +198,13 @@ class OrderedMap {
   Leaf* leafAt(std::size_t i) const noexcept {
     return directory_ ? directory_->leaves[i] : only_.get();
   }
-  Item* itemAt(Place place) const noexcept { return leafAt(place.leaf)->items() + place.index; }
-  /// The same place, as the start of the next leaf when it is the end of one.
-  Place settled(Place place) const noexcept {
-    return place.index < leafAt(place.leaf)->count() ? place : Place{place.leaf + 1, 0};
+  Item* itemAt(Position position) const noexcept {
+    return leafAt(position.leaf)->items() + position.index;
+  }
+  /// The same position, as the start of the next leaf when it is the end of one.
+  Position settled(Position position) const noexcept {
+    return position.index < leafAt(position.leaf)->count() ? position
+                                                           : Position{position.leaf + 1, 0};
   }
 
   /// Fetches a leaf into the cache. In a large map leaves are far away, and their lines come faster
@@ -230,9 +233,9 @@ class OrderedMap {
     return first;
   }
 
-  /// The place behind the items of which before(item) holds, in the leaf where `key` belongs.
+  /// The position behind the items of which before(item) holds, in the leaf where `key` belongs.
   template <class Before>
-  Place search(Param<Key> key, Before const& before) const {
+  Position search(Param<Key> key, Before const& before) const {
     if (size_ == 0) return {};
     std::size_t leaf = 0;
     if (directory_) {
@@ -245,25 +248,25 @@ class OrderedMap {
     return {leaf,
             partition(found.count(), [&](std::size_t i) { return before(found.items()[i]); })};
   }
-  Place lowerPlace(Param<Key> key) const {
+  Position lowerPosition(Param<Key> key) const {
     return search(key, [&](Item const& item) { return keyOf(item) < key; });
   }
-  /// Whether the item at lowerPlace(key) is the one under `key`.
-  bool isAt(Place place, Param<Key> key) const {
-    return size_ != 0 && place.index < leafAt(place.leaf)->count() &&
-           !(key < keyOf(*itemAt(place)));
+  /// Whether the item at lowerPosition(key) is the one under `key`.
+  bool isAt(Position position, Param<Key> key) const {
+    return size_ != 0 && position.index < leafAt(position.leaf)->count() &&
+           !(key < keyOf(*itemAt(position)));
   }
 
-  Place placeToInsert(Param<Key> key) const {
+  Position positionToInsert(Param<Key> key) const {
     if (size_ != 0) {
       std::size_t const last = leafCount() - 1;
       Leaf const& leaf = *leafAt(last);
       if (keyOf(leaf.end()[-1]) < key) return {last, leaf.count()};
     }
-    return lowerPlace(key);
+    return lowerPosition(key);
   }
-  Place splitAt(Place place, Param<Key> key);
-  Item takeAt(Place place) noexcept;
+  Position splitAt(Position position, Param<Key> key);
+  Item takeAt(Position position) noexcept;
   void tidy(std::size_t i) noexcept;
   void removeLeaf(std::size_t i) noexcept;
 
@@ -285,7 +288,7 @@ class OrderedMap {
   U64 generation_ = 0;
 };
 
-/// A place in a map that outlives every change of the map, though not the map. Whatever came or
+/// A position in a map that outlives every change of the map, though not the map. Whatever came or
 /// went meanwhile, ++ leads to the first item whose key is greater than the one it stood at: a
 /// loop may erase, insert and clear as it likes, and visits each item that is there when its turn
 /// comes, none twice. To dereference it, its item must be there; it may have been replaced. An
@@ -322,7 +325,7 @@ class OrderedMap<Item, KeyOf>::Iterator {
     } else if (++item_ != leafEnd_) [[likely]] {
       key_ = keyOf(*item_);
     } else {
-      *this = Iterator(*map_, Place{leaf_ + 1, 0});
+      *this = Iterator(*map_, Position{leaf_ + 1, 0});
     }
     return *this;
   }
@@ -342,14 +345,14 @@ class OrderedMap<Item, KeyOf>::Iterator {
  private:
   friend OrderedMap;
 
-  Iterator(OrderedMap const& map, Place place) {
-    if (place.leaf < map.leafCount()) place = map.settled(place);
-    if (place.leaf >= map.leafCount()) return;
+  Iterator(OrderedMap const& map, Position position) {
+    if (position.leaf < map.leafCount()) position = map.settled(position);
+    if (position.leaf >= map.leafCount()) return;
     map_ = &map;
     generation_ = map.generation_;
-    leaf_ = place.leaf;
+    leaf_ = position.leaf;
     if (map.leafCount() >= kFar && leaf_ + 1 < map.leafCount()) map.prefetch(leaf_ + 1);
-    item_ = map.itemAt(place);
+    item_ = map.itemAt(position);
     leafEnd_ = map.leafAt(leaf_)->end();
     key_ = keyOf(*item_);
   }
@@ -380,9 +383,9 @@ OrderedMap<Item, KeyOf>::OrderedMap(OrderedMap const& other) {
 template <class Item, class KeyOf>
 std::pair<Item*, bool> OrderedMap<Item, KeyOf>::insertOrAssign(Item item) {
   decltype(auto) key = keyOf(item);
-  Place place = placeToInsert(key);
-  if (isAt(place, key)) {
-    Item* const stored = itemAt(place);
+  Position position = positionToInsert(key);
+  if (isAt(position, key)) {
+    Item* const stored = itemAt(position);
     [[maybe_unused]] Item const old = detail::exchangeItem(*stored, std::move(item));
     return {stored, false};
   }
@@ -391,20 +394,20 @@ std::pair<Item*, bool> OrderedMap<Item, KeyOf>::insertOrAssign(Item item) {
     LeafOwner larger = Leaf::make(room);
     if (only_) only_->moveTail(0, *larger);
     only_ = std::move(larger);
-  } else if (leafAt(place.leaf)->full()) {
-    place = splitAt(place, key);
+  } else if (leafAt(position.leaf)->full()) {
+    position = splitAt(position, key);
   }
-  Item* const stored = leafAt(place.leaf)->insert(place.index, std::move(item));
+  Item* const stored = leafAt(position.leaf)->insert(position.index, std::move(item));
   ++size_;
   ++generation_;
   return {stored, true};
 }
 
-/// Splits the full leaf of `place`; returns where an item with that key belongs now.
+/// Splits the full leaf of `position`; returns where an item with that key belongs now.
 template <class Item, class KeyOf>
-auto OrderedMap<Item, KeyOf>::splitAt(Place place, Param<Key> key) -> Place {
-  Leaf& leaf = *leafAt(place.leaf);
-  bool const atEnd = place.leaf + 1 == leafCount() && place.index == leaf.count();
+auto OrderedMap<Item, KeyOf>::splitAt(Position position, Param<Key> key) -> Position {
+  Leaf& leaf = *leafAt(position.leaf);
+  bool const atEnd = position.leaf + 1 == leafCount() && position.index == leaf.count();
   std::size_t const cut = atEnd ? leaf.count() : leaf.count() / 2;
   Key start = atEnd ? Key(key) : Key(keyOf(leaf.items()[cut]));
   LeafOwner upper = Leaf::make(kLeafRoom);
@@ -418,17 +421,17 @@ auto OrderedMap<Item, KeyOf>::splitAt(Place place, Param<Key> key) -> Place {
     directory_ = std::move(directory);
   }
   leaf.moveTail(cut, *upper);
-  directory_->add(place.leaf + 1, std::move(upper), std::move(start));
-  if (atEnd || place.index > cut) return {place.leaf + 1, place.index - cut};
-  return place;
+  directory_->add(position.leaf + 1, std::move(upper), std::move(start));
+  if (atEnd || position.index > cut) return {position.leaf + 1, position.index - cut};
+  return position;
 }
 
 template <class Item, class KeyOf>
-Item OrderedMap<Item, KeyOf>::takeAt(Place place) noexcept {
-  Item taken = leafAt(place.leaf)->take(place.index);
+Item OrderedMap<Item, KeyOf>::takeAt(Position position) noexcept {
+  Item taken = leafAt(position.leaf)->take(position.index);
   --size_;
   ++generation_;
-  tidy(place.leaf);
+  tidy(position.leaf);
   return taken;
 }
 

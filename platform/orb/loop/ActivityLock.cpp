@@ -2,9 +2,9 @@
 
 #include "platform/orb/base/Error.h"
 
-// The lock is handed over: who lets go of it makes the first in the queue its owner before anybody
-// else can look, and wakes that thread alone. So the queue is first come first served, and a
-// thread in a loop of unlock and lock starves nobody.
+// The lock is handed over: a thread that releases it makes the first in the queue its owner, under
+// the mutex, and wakes that thread alone. So the queue is first come first served, and a thread in
+// a loop of unlock and lock starves no other.
 
 namespace Orb {
 
@@ -65,8 +65,8 @@ void ActivityLock::release() {
   first_ = next->next;
   owner_.store(next->thread, std::memory_order_relaxed);
   next->mayGo = true;
-  next->granted
-      .notify_one();  // under the mutex: the waiter cannot leave before we are done with it
+  // Under the mutex: the waiter, which owns the condition, cannot leave before this has returned.
+  next->granted.notify_one();
 }
 
 ActivityLock& activityLock() {

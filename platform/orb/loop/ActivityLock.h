@@ -51,7 +51,7 @@ class ROUTEPOLICY_EXPORT ActivityLock {
   void release();
 
   mutable std::mutex mutex_;                // guards all but depth_
-  std::atomic<std::thread::id> owner_{{}};  // no thread's id: free, and then nobody waits
+  std::atomic<std::thread::id> owner_{{}};  // no thread's id: free, and no thread waits
   Waiter* first_ = nullptr;
   Waiter* last_ = nullptr;
   U32 depth_ = 0;  // the owner's alone

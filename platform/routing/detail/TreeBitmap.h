@@ -7,10 +7,10 @@
 
 /// Private to the trie: the tree bitmap, the form of all but the smallest tries.
 ///
-/// The idea. A radix tree is walked six bits at a time. A node (TrieNode.h) tells by one word of
-/// bits which of its 63 prefixes exist, so that the ones which cover an address are found by one
-/// `and`, and by another which children exist; the number of bits below tells the place among
-/// those that are stored. Levels in which nothing branches are skipped.
+/// The idea. A radix tree is walked six bits at a time. A node (TrieNode.h) has
+/// one word of bits for which of its 63 prefixes exist, so that the ones which cover an address are
+/// found by one `and`, and another for which children exist; the number of bits below a bit is the
+/// index among those that are stored. Levels in which nothing branches are skipped.
 ///
 /// The root. In place of the nodes at the top there may be a table over the leading `rootDepth`
 /// bits of the key, so that a match begins at the node in which it is likely to end. What the
@@ -23,20 +23,20 @@
 ///  1. rootDepth is a multiple of the stride; there are 2^(rootDepth - kPad) slots, one at depth 0.
 ///  2. A prefix shorter than rootDepth is in the top that it leads to; any other is below a slot.
 ///  3. Bit c of a top's `external` is set exactly when the top or slot that c leads to is not
-///  empty.
+///     empty.
 ///  4. A node below a slot has what TrieNode.h says; the depth expected below a slot is rootDepth.
 ///  5. All that a change needs is there before anything is changed: one that throws, for want of
-///  memory, leaves the tree as it was.
+///     memory, leaves the tree as it was.
 ///
 /// place(), from the slot down, with the home of the prefix being the depth of its node:
 ///  1. nothing is there: a leaf at home;
 ///  2. the node has a key, and the prefix leaves it on the way or has its home above the node: a
 ///     node is put in between, at home with the prefix, or where they part with a leaf beside it;
-///  3. the node is above home and has the child: on with the child;
+///  3. the node is above home and has the child: continue with the child;
 ///  4. the node is above home and lacks the child: a leaf at home is hung there;
 ///  5. the node is at home: the prefix is found there or added.
 /// remove() undoes this: a node left with nothing goes and leaves its parent; a node (the parent
-/// too) left with one child and no prefix gives its place to the child, which then has a key.
+/// too) left with one child and no prefix is replaced by the child, which then has a key.
 namespace Routing::detail {
 
 template <class Traits>

@@ -2,9 +2,9 @@
 
 #include "platform/routing/detail/TreeBitmap.h"
 
-/// Private to the trie: the prefixes of the tree bitmap in order.
+/// Private to the trie: the prefixes of the tree bitmap in ascending order.
 ///
-/// The items of a node, its prefixes and its children, are in order by the part of the stride at
+/// The items of a node, its prefixes and its children, are sorted by the part of the stride at
 /// which they begin and then by their length, a child being the longest of all. So an item is
 /// named like a position, with 64 + c for the child at c. next() takes no notes between one prefix
 /// and the next, so that the tree may change meanwhile: it goes down to where the given prefix is

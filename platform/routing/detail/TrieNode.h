@@ -142,7 +142,7 @@ struct NodeOps {
     return ref.words() + resultsAt(ref) + Result::kWords * Count::count(ref.internal() & below(p));
   }
 
-  /// The key words of a node at `depth`, and the depth that they tell.
+  /// The key words of a node at `depth`, and the depth that they encode.
   static Key marked(Key key, unsigned depth) {
     return masked(key, depth) | Key{1} << (kKeyBits<Key> - 1 - depth);
   }

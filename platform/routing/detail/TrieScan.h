@@ -8,7 +8,7 @@
 
 namespace Routing::detail {
 
-/// Private to the trie: the form of the smallest ones, an array in order that is read from end to
+/// Private to the trie: the form of the smallest ones, a sorted array that is read from end to
 /// end. The words it returns are those of a Result.
 template <class Traits>
 class TrieScan {

@@ -33,8 +33,8 @@ void relocate(Item* from, std::size_t count, Item* to) noexcept {
   }
 }
 
-/// Puts another item in the place of one; gives the old one back, for the caller to destroy when
-/// his house is in order. Asks no assignment of Item.
+/// Replaces an item by another and returns the old one: the caller destroys it last, since its
+/// destructor may use the container. Needs no assignment of Item.
 template <class Item>
 Item exchangeItem(Item& place, std::type_identity_t<Item>&& item) noexcept {
   Item old(std::move(place));

@@ -14,6 +14,12 @@
 
 namespace Orb::detail {
 
+/// Makes sure that one more element can be added, and nothing is thrown then.
+template <class T>
+void reserveOne(std::vector<T>& all) {
+  if (all.size() == all.capacity()) all.reserve(2 * all.size() + 4);
+}
+
 /// The slots of a large map, in runs of kRoom. Whatever comes or goes, no more than one run's slots
 /// move, and no more than a few buckets change.
 ///
@@ -21,14 +27,12 @@ namespace Orb::detail {
 ///     less than starts[i + 1]. None is without an item.
 ///  2. A run has a number as long as it lives; the number of a slot is that of its run times kRoom,
 ///     and its place in the run. Numbers of runs that are gone are used again.
-///  3. Items come to the last run. When that is full a new one follows; but if half of its slots
-///  are
-///     dead, it is packed.
+///  3. Items come to the last run. When that is full a new one follows; but if half of its slots or
+///     more are dead, it is packed.
 ///  4. An erasure that leaves a run below a quarter of its room joins it with a neighbour, if the
 ///     two leave a quarter free: it then takes many changes to do so again.
-///  5. There are twice as many buckets as items, or fewer if memory ran out; erasures take them
-///  away
-///     from four times as many on.
+///  5. There are twice as many buckets as items, or fewer if memory ran out. Erasures remove
+///     buckets only when there are more than four times as many.
 template <class Item>
 class ManySlots : public SlotBody {
  public:
@@ -65,7 +69,7 @@ class ManySlots : public SlotBody {
     return byNumber_[(link - 1) / kRoom]->slots()[(link - 1) % kRoom];
   }
 
-  /// Adds an item. What is thrown changes nothing.
+  /// Adds an item. Memory that runs out changes nothing.
   template <class Arg>
   Slot<Item>& add(U64 id, U32 tag, Arg&& item) {
     makeRoom(id);

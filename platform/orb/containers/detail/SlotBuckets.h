@@ -12,12 +12,6 @@
 
 namespace Orb::detail {
 
-/// Makes sure that one more element can be added, and nothing is thrown then.
-template <class T>
-void reserveOne(std::vector<T>& all) {
-  if (all.size() == all.capacity()) all.reserve(2 * all.size() + 4);
-}
-
 /// The buckets of a large map: each begins a chain of the slots whose tags lead to it. Their number
 /// changes by a few at a time, which is called linear hashing.
 ///
@@ -117,10 +111,7 @@ class SlotBuckets {
       if (batch[i] != 0) __builtin_prefetch(&at(batch[i]));
     }
   }
-  void addSegment() {
-    reserveOne(segments_);
-    segments_.push_back(std::make_unique_for_overwrite<SlotLink[]>(kSegment));
-  }
+  void addSegment() { segments_.push_back(std::make_unique_for_overwrite<SlotLink[]>(kSegment)); }
   bool mayAddSegment() noexcept {
     try {
       addSegment();

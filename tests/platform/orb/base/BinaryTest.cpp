@@ -68,30 +68,22 @@ TEST(Binary, IsWhatItsHeaderSays) {
 }
 
 TEST(Binary, RefusesWhatNoWriterWrites) {
-  U8 byte = 7;
-  U32 number = 7;
-  U64 large = 7;
-  bool flag = true;
-  Orb::String text("x");
-  Acl::MatchPermit permit = Acl::permitMatch;
-  Routing::RouteMap::U32Range range;
-  Routing::RouteMap::MapEntry::SetFlags flags(1);
   Routing::RouteMap::CommListSet names;
-  auto const refuses = [](auto& value, std::initializer_list<int> list) {
+  auto const refuses = [](auto value, std::initializer_list<int> list) {
     auto const before = value;
     EXPECT_THROW(Orb::fromBinary(value, bytes(list)), Orb::RangeException);
     EXPECT_TRUE(value == before) << "it is unchanged";
   };
-  refuses(byte, {0x80, 2});    // 256
-  refuses(number, {0x80, 0});  // 0, longer than need be
-  refuses(number, {0xff, 0xff, 0xff, 0xff, 0x1f});
-  refuses(large, {0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 3});
-  refuses(large, {0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 1});
-  refuses(flag, {2});
-  refuses(text, {0xff, 0xff, 0xff, 0xff, 0x0f, 'a'});
-  refuses(permit, {2});
-  refuses(range, {2, 1});  // its low end above its high one
-  refuses(flags, {0xff, 0xff, 0xff, 0xff, 0x0f});
+  refuses(U8{7}, {0x80, 2});   // 256
+  refuses(U32{7}, {0x80, 0});  // 0, longer than need be
+  refuses(U32{7}, {0xff, 0xff, 0xff, 0xff, 0x1f});
+  refuses(U64{7}, {0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 3});
+  refuses(U64{7}, {0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 1});
+  refuses(true, {2});
+  refuses(Orb::String("x"), {0xff, 0xff, 0xff, 0xff, 0x0f, 'a'});
+  refuses(Acl::permitMatch, {2});
+  refuses(Routing::RouteMap::U32Range(), {2, 1});  // its low end above its high one
+  refuses(Routing::RouteMap::MapEntry::SetFlags(1), {0xff, 0xff, 0xff, 0xff, 0x0f});
   refuses(names, {2, 1, 'b', 0, 1, 'a', 1});  // keys that do not ascend
   refuses(names, {2, 1, 'a', 0, 1, 'a', 1});
 }

@@ -14,28 +14,21 @@ class TraceTest : public testing::Test {
  protected:
   ~TraceTest() override { traceReset(); }
 
-  void collect() {
-    traceSinkIs([this](std::string_view facility, int level, std::string_view line) {
-      lines_.push_back(std::string(facility) + "/" + std::to_string(level) + std::string(line));
-    });
-  }
-
-  std::vector<std::string> lines_;
+  TraceFacility& facility_ = traceFacility("TraceTest");
 };
 
 TEST_F(TraceTest, NothingIsEvaluatedWhenALevelIsNotShown) {
-  collect();
-  TraceFacility& facility = traceFacility("TraceTest");
-  EXPECT_EQ(&facility, &traceFacility("TraceTest"));
+  std::string lines;
+  traceSinkIs([&lines](std::string_view facility, int level, std::string_view line) {
+    ((lines += facility) += std::to_string(level)) += line;
+    ORB_TRACE(traceFacility("TraceTest"), 0, "a sink that traces does not call itself");
+  });
   int evaluated = 0;
-  auto const traceAll = [&] {
-    for (int level = 0; level <= 9; ++level) ORB_TRACE(facility, level, " " << ++evaluated);
-  };
-  traceAll();
-  EXPECT_EQ(evaluated, 0);
-  facility.levelIs(1);
-  traceAll();
-  EXPECT_EQ(lines_, std::vector<std::string>({"TraceTest/0 1", "TraceTest/1 2"}));
+  for (int const shown : {TraceFacility::kOff, 1}) {
+    facility_.levelIs(shown);
+    for (int level = 0; level <= 9; ++level) ORB_TRACE(facility_, level, "=" << ++evaluated << ' ');
+  }
+  EXPECT_EQ(lines, "TraceTest0=1 TraceTest1=2 ");
 }
 
 TEST_F(TraceTest, LevelsAreSetByNameBeforeAndAfterTheFacilityIsThere) {
@@ -69,26 +62,12 @@ TEST_F(TraceTest, PiecesThatDoNotReadAreReportedAndIgnored) {
 }
 
 TEST_F(TraceTest, TheDefaultSinkWritesOneLineToStandardError) {
-  traceLevelIs("TraceTest", 8);
+  facility_.levelIs(8);
   testing::internal::CaptureStderr();
-  ORB_TRACE(traceFacility("TraceTest"), 8, __func__ << " version: " << 7 << "\nmore");
-  EXPECT_TRUE(testing::Matcher<std::string const&>(
-                  testing::MatchesRegex(
-                      "....-..-.. ..:..:..[.]...... TraceTest/8 TestBody version: 7[\\]nmore\n"))
-                  .Matches(testing::internal::GetCapturedStderr()));
-}
-
-TEST_F(TraceTest, ASinkThatTracesDoesNotCallItself) {
-  TraceFacility& facility = traceFacility("TraceTest");
-  facility.levelIs(0);
-  int calls = 0;
-  traceSinkIs([&](std::string_view, int, std::string_view) {
-    ++calls;
-    ORB_TRACE(facility, 0, "within");
-  });
-  ORB_TRACE(facility, 0, "outside");
-  ORB_TRACE(facility, 0, "outside");
-  EXPECT_EQ(calls, 2);
+  ORB_TRACE(facility_, 8, __func__ << " version: " << 7 << "\nmore");
+  testing::Matcher<std::string const&> const isLine = testing::MatchesRegex(
+      "....-..-.. ..:..:..[.]...... TraceTest/8 TestBody version: 7[\\]nmore\n");
+  EXPECT_TRUE(isLine.Matches(testing::internal::GetCapturedStderr()));
 }
 
 TEST(TraceDeathTest, TheEnvironmentTurnsFacilitiesOn) {
@@ -108,19 +87,18 @@ TEST(ThreadsTrace, LinesOfConcurrentThreadsAreWhole) {
   TraceFacility& facility = traceFacility("ThreadsTrace");
   std::vector<std::string> lines;  // the sink is called for one line at a time
   traceSinkIs([&](std::string_view, int, std::string_view line) { lines.emplace_back(line); });
-  std::vector<std::thread> threads;
   facility.levelIs(1);
-  for (int i = 0; i < 4; ++i) {
-    threads.emplace_back([&facility, i] {
-      for (int n = 0; n < 200; ++n) {
-        ORB_TRACE(facility, 1, i << i << i << i);
-        facility.levelIs(1 + n % 2);
-        EXPECT_EQ(traceFacility("ThreadsTrace" + std::to_string(n)).name().size(),
-                  12 + std::to_string(n).size());
-      }
-    });
-  }
-  for (auto& thread : threads) thread.join();
+  auto const trace = [&facility](int i) {
+    for (int n = 0; n < 400; ++n) {
+      ORB_TRACE(facility, 1, i << i << i << i);
+      facility.levelIs(1 + n % 2);
+      std::string const name = "ThreadsTrace" + std::to_string(n);
+      EXPECT_EQ(traceFacility(name).name(), name);
+    }
+  };
+  std::thread other(trace, 1);
+  trace(2);
+  other.join();
   traceReset();
   ASSERT_EQ(lines.size(), 800U);
   for (auto const& line : lines) EXPECT_EQ(line, std::string(4, line.at(0)));

@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cmath>
+#include <future>
 #include <memory>
 #include <random>
 #include <stdexcept>
@@ -235,6 +237,19 @@ TEST(ThreadsActivity, TheWakeHandlerIsCalledForWorkOfOtherThreadsWhileItIsSet) {
   EXPECT_EQ(wakesOf(wake), "b");
   manager.wakeHandlerIs(nullptr);
   EXPECT_EQ(wakesOf(wake), "");
+
+  std::promise<void> begun;
+  bool returned = false;
+  manager.wakeHandlerIs([&] {
+    begun.set_value();
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    returned = true;
+  });
+  std::thread other(wake);
+  begun.get_future().wait();
+  manager.wakeHandlerIs(nullptr);
+  EXPECT_TRUE(returned) << "before it is replaced";
+  other.join();
 }
 
 }  // namespace

@@ -11,7 +11,6 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include "platform/orb/loop/Activity.h"
 #include "platform/orb/loop/ActivityLock.h"
@@ -39,7 +38,7 @@ void leave(std::size_t size, Heap::Freed freed, std::function<void()> last) {
   reap(std::make_unique<Heap>(size, std::move(freed), std::move(last)));
 }
 
-/// A current manager whose time passes by freeing, a microsecond for each object, and by builds.
+/// A current manager whose time passes by freeing, a microsecond for each object, and by work.
 class ReaperTest : public testing::Test {
  protected:
   static constexpr double kSlack = 300e-6;  // one look at the clock in 256 objects
@@ -49,21 +48,13 @@ class ReaperTest : public testing::Test {
   }
   ~ReaperTest() override { reapAll(); }
 
-  static void nothing() {}
-  void leave(std::size_t size, std::function<void()> last = nothing) {
+  void leave(
+      std::size_t size, std::function<void()> last = [] {}) {
     auto const freed = [this](std::size_t count) {
       freed_ += count;
-      freedAt_ = now_ += 1e-6 * static_cast<double>(count);
+      now_ += 1e-6 * static_cast<double>(count);
     };
     Orb::leave(size, freed, std::move(last));
-  }
-  /// Builds for so many seconds, in slices of 10 ms that last a little longer.
-  void build(double seconds) {
-    manager_.post([this, seconds, asked = now_] {
-      longestWait_ = std::max(longestWait_, now_ - asked);
-      now_ += std::min(seconds, 0.0101);
-      if (seconds > 0.0101) build(seconds - 0.0101);
-    });
   }
   double turnTime() {
     double const start = now_;
@@ -72,8 +63,6 @@ class ReaperTest : public testing::Test {
   }
 
   double now_ = 1000;
-  double freedAt_ = 1000;
-  double longestWait_ = 0;
   std::size_t freed_ = 0;
   ActivityManager manager_;
   ActivityManager::Scope scope_;
@@ -86,8 +75,7 @@ TEST_F(ReaperTest, GarbageHasWhatIsLeftOfTheCurrentManagersQuantum) {
   leave(10);
   ActivityManager other;
   other.turn();
-  EXPECT_EQ(other.nextDue(), Clock::kNever);
-  EXPECT_EQ(freed_, 0U);
+  EXPECT_EQ(other.nextDue(), Clock::kNever) << "it is the current one's";
   EXPECT_EQ(manager_.nextDue(), 0.0);
   EXPECT_NEAR(turnTime(), 0.01, kSlack);
   manager_.post([this] { now_ += 0.004; });
@@ -100,26 +88,7 @@ TEST_F(ReaperTest, GarbageHasWhatIsLeftOfTheCurrentManagersQuantum) {
   EXPECT_EQ(manager_.nextDue(), Clock::kNever);
 }
 
-TEST_F(ReaperTest, NoTurnIsLongAndNothingStarvesHoweverMuchIsBuiltAndWaits) {
-  for (int const lists : {1, 10, 100, 1000}) {
-    for (double const huge : {0.0, 0.04, 1.0}) {  // every tenth list; the others are tiny
-      for (int const pieces : {0, 1, 40}) {
-        for (int i = 0; i < lists; ++i) build(i % 10 == 5 % lists ? huge : 1e-6 * (i % 50));
-        for (int i = 0; i < pieces; ++i) leave(20000);
-        longestWait_ = 0;
-        for (freedAt_ = now_; manager_.nextDue() <= now_;) {
-          ASSERT_LE(turnTime(), 0.011) << lists << ' ' << huge << ' ' << pieces;
-          std::size_t const left = pendingGarbage();
-          ASSERT_LE(left == 0 ? 0 : now_ - freedAt_, left < 20 ? 0.23 : 0.022);
-        }
-        EXPECT_LE(longestWait_, 0.022 * (lists / 10 + 1));
-        EXPECT_EQ(pendingGarbage(), 0U);
-      }
-    }
-  }
-}
-
-TEST_F(ReaperTest, GarbageGetsAShareThatGrowsWithItsPieces) {
+TEST_F(ReaperTest, GarbageGetsAShareThatGrowsWithItsPiecesAndNoTurnIsLong) {
   struct {
     int pieces;
     int callbacks;  // due in every turn
@@ -138,7 +107,7 @@ TEST_F(ReaperTest, GarbageGetsAShareThatGrowsWithItsPieces) {
     for (int i = 0; i < c.callbacks; ++i) manager_.post(work);
     for (int i = 0; i < c.pieces; ++i) leave(2000000);
     freed_ = 0;
-    while (now_ < end) manager_.turn();
+    while (now_ < end) ASSERT_LE(turnTime(), std::max(0.0005 + c.seconds, 0.01) + kSlack);
     EXPECT_NEAR(1e-6 * static_cast<double>(freed_) / 2, c.share, 0.01) << c.pieces;
     reapAll();
     manager_.post([] {});
@@ -170,9 +139,9 @@ TEST_F(ReaperTest, GarbageMayLeadToMoreAndTheOldestGoesFirst) {
   leave(300, nested);
   reapAll();
   EXPECT_EQ(gone, "abAcbc");
-  auto const other = [this](std::size_t) { leave(1), reapAll(), now_ += 1; };
-  Orb::leave(300, other, [] {});
-  manager_.turn();
+  Orb::leave(
+      300, [this](std::size_t) { leave(1), reapAll(), now_ += 1; }, [] {});
+  manager_.turn();  // what it was freeing is put back to an empty queue
   leave(1);
   while (pendingGarbage() != 0) manager_.turn();
 }
@@ -206,9 +175,9 @@ TEST_F(ReaperTest, GarbageIsBoundedWithoutTurnsAndLeftAloneWithThem) {
   }
 }
 
-void noted(std::size_t) {}
 void leaveTalking(char const* name) {
-  leave(1, noted, [name] { std::fprintf(stderr, "%s freed;", name); });
+  leave(
+      1, [](std::size_t) {}, [name] { std::fprintf(stderr, "%s freed;", name); });
 }
 
 TEST(ReaperDeathTest, TheEndOfTheProcessFreesWhatWaitsAndThenAtOnce) {
@@ -232,11 +201,8 @@ TEST(ThreadsReaper, WhatAnotherThreadIsFreeingIsNoWorkForTheLoop) {
   manager.wakeHandlerIs([&wakes] { ++wakes; });
   std::promise<void> begun;
   std::promise<void> checked;
-  auto const wait = [&](std::size_t) {
-    begun.set_value();
-    checked.get_future().wait();
-  };
-  leave(1, wait, [] {});
+  leave(
+      1, [&](std::size_t) { begun.set_value(), checked.get_future().wait(); }, [] {});
   std::thread other(reapAll);
   begun.get_future().wait();
   EXPECT_EQ(pendingGarbage(), 1U);
@@ -252,7 +218,7 @@ TEST(ThreadsReaper, WhatAnotherThreadIsFreeingIsNoWorkForTheLoop) {
 
 TEST(ThreadsLoop, WorkRequestsAndGarbageOfOtherThreadsReachASleepingLoop) {
   struct Counter : Clock::Notifiee {
-    explicit Counter(ActivityManager& m) : Notifiee(m.clock()) {}
+    using Notifiee::Notifiee;
     void onTime() override { ++calls; }
     int calls = 0;
   };
@@ -261,25 +227,25 @@ TEST(ThreadsLoop, WorkRequestsAndGarbageOfOtherThreadsReachASleepingLoop) {
   int works = 0;  // the loop's
   std::atomic<int> freed{0};
   std::thread loop([&] { manager.run(); });
-  std::vector<std::thread> others;
-  for (int i = 0; i < 4; ++i) {
-    others.emplace_back([&] {
-      for (int n = 0; n < 200; ++n) {
-        manager.post([&works] { ++works; });
-        leave(1000, noted, [&freed] { ++freed; });
-        ActivityLockAnchor const lock;
-        Counter counter(manager);
-        counter.timeMinIs(Clock::kNextTurn);
-        while (n % 50 == 0 && counter.calls == 0) ActivityUnlockAnchor const unlocked;
-      }
-    });
-  }
-  for (auto& other : others) other.join();
+  auto const handWork = [&] {
+    for (int n = 0; n < 200; ++n) {
+      manager.post([&works] { ++works; });
+      leave(
+          1000, [](std::size_t) {}, [&freed] { ++freed; });
+      ActivityLockAnchor const lock;
+      Counter counter(manager.clock());
+      counter.timeMinIs(Clock::kNextTurn);
+      while (n % 50 == 0 && counter.calls == 0) ActivityUnlockAnchor const unlocked;
+    }
+  };
+  std::thread other(handWork);
+  handWork();
+  other.join();
   while (pendingGarbage() != 0) std::this_thread::yield();
-  EXPECT_EQ(freed, 800);
+  EXPECT_EQ(freed, 400);
   manager.post([&manager] { manager.stop(); });
   loop.join();
-  EXPECT_EQ(works, 800);
+  EXPECT_EQ(works, 400);
 }
 
 }  // namespace

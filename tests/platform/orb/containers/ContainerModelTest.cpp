@@ -1,0 +1,425 @@
+#include <gtest/gtest.h>
+
+#include <array>
+#include <map>
+#include <memory>
+#include <random>
+#include <stdexcept>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "platform/orb/containers/HashMap.h"
+#include "platform/orb/containers/OrderedMap.h"
+#include "platform/orb/loop/Reaper.h"
+#include "tests/support/ScarceMemory.h"
+
+// Both containers beside a slow, obvious model of what they and their iterators promise.
+
+namespace {
+
+using Orb::U32;
+using Orb::U64;
+using TestSupport::ScarceMemory;
+
+/// Trivially copyable, of any size.
+template <std::size_t words>
+struct Plain {
+  Plain(U32 k, U32 v) : key(k), value(v) {}
+  U32 key;
+  U32 value;
+  std::array<U32, words> rest{};
+};
+
+/// Owns memory and is counted, so that one destroyed twice or never shows; a copy may throw.
+struct Counted {
+  Counted(U32 k, U32 v) : key(k), value(v), owned(new U32(k)) { ++alive; }
+  Counted(Counted const& other) : Counted(other.key, other.value) {
+    if (copiesLeft-- == 0) throw std::runtime_error("no more copies");
+  }
+  Counted(Counted&& other) noexcept
+      : key(other.key), value(other.value), owned(std::move(other.owned)) {
+    ++alive;
+  }
+  ~Counted() { --alive; }
+
+  U32 const key;  // const: the containers assign nothing
+  U32 value;
+  std::unique_ptr<U32> owned;
+  std::array<U32, 60> rest{};  // few in a leaf, so that leaves split and join often
+
+  inline static int alive = 0;
+  inline static int copiesLeft = -1;
+};
+
+template <class Item>
+bool operator==(Item const& a, Item const& b) requires requires {
+  a.rest;
+}
+{ return a.key == b.key && a.value == b.value; }
+
+struct Identity {
+  U32 operator()(U32 key) const { return key; }
+};
+/// Four chains of collisions, in the bits that a weak table would not look at.
+struct Poor {
+  U32 operator()(U32 key) const { return (key % 4) << 30; }
+};
+
+template <class Item>
+using Ordered = Orb::OrderedMap<Item, Orb::PairKey>;
+template <class Item, class Hash = Identity>
+using Hashed = Orb::HashMap<Item, Orb::PairKey, Hash>;
+
+static_assert(sizeof(Ordered<Plain<5>>) <= 32 && sizeof(Hashed<Plain<5>>) <= 16);
+static_assert(std::forward_iterator<Ordered<Plain<5>>::Iterator>);
+static_assert(std::forward_iterator<Hashed<Plain<5>>::Iterator>);
+
+/// A map and its model: items by rank, which is the key itself when the map is ordered, else the
+/// number of the arrival.
+template <class Map>
+struct Twin {
+  using Item = typename Map::value_type;
+  static constexpr bool kOrdered = requires(Map const& m) { m.lowerBound(0); };
+
+  /// With an odd value, memory runs out at first, and that must change nothing.
+  void put(U32 key, U32 value) {
+    auto const at = ranks.find(key);
+    bool const fresh = at == ranks.end();
+    U64 const rank = kOrdered ? key : fresh ? ++arrivals : at->second;
+    std::pair<Item*, bool> stored;
+    TestSupport::withEverMoreMemory(
+        [&] {
+          if (value % 2 == 0) TestSupport::grantedAllocations = TestSupport::kPlenty;
+          stored = map.insertOrAssign(Item(key, value));
+        },
+        [&] { ASSERT_TRUE(map.size() == model.size() && map.has(key) == !fresh); });
+    ranks[key] = rank;
+    model[rank] = {key, value};
+    ASSERT_EQ(stored.second, fresh);
+    ASSERT_EQ(stored.first, map.find(key));
+    ASSERT_EQ(stored.first->value, value);
+  }
+  void erase(U32 key) {
+    auto const at = ranks.find(key);
+    bool const there = at != ranks.end();
+    if (there) model.erase(at->second), ranks.erase(at);
+    ScarceMemory const scarce(key % 2 ? 0 : TestSupport::kPlenty);
+    ASSERT_EQ(map.erase(key), there);
+  }
+  void eraseAt(U64 rank) {
+    if (model.count(rank)) erase(model[rank].first);
+  }
+  void clear() {
+    map.clear();
+    model.clear();
+    ranks.clear();
+  }
+  /// All items come anew, in the same order.
+  void replace(Map other) {
+    swap(map, other);
+    if (kOrdered) return;
+    std::map<U64, std::pair<U32, U32>> const old = std::exchange(model, {});
+    for (auto const& [rank, item] : old) model[ranks[item.first] = ++arrivals] = item;
+  }
+
+  void check() const {
+    ASSERT_EQ(map.size(), model.size());
+    ASSERT_EQ(map.empty(), model.empty());
+    auto expected = model.begin();
+    for (Item const& item : map) {
+      ASSERT_NE(expected, model.end());
+      ASSERT_EQ(std::pair(item.key, item.value), expected->second);
+      ASSERT_EQ(map.find(item.key), &item);
+      ++expected;
+    }
+    ASSERT_EQ(expected, model.end());
+  }
+
+  Map map;
+  std::map<U64, std::pair<U32, U32>> model;
+  std::unordered_map<U32, U64> ranks;
+  U64 arrivals = 0;
+};
+
+/// An iterator of the map, and the rank at which it must stand.
+template <class Map>
+struct Bookmark {
+  explicit Bookmark(Twin<Map>& t) : twin(t) { restart(); }
+
+  void restart() {
+    it = twin.map.begin();
+    stand(twin.model.begin());
+  }
+  void step() {
+    ++it;
+    stand(twin.model.upper_bound(rank));
+  }
+  void check() const {
+    ASSERT_EQ(it == twin.map.end(), atEnd);
+    ASSERT_EQ(it == std::default_sentinel, atEnd);
+    auto const expected = twin.model.find(rank);
+    if (atEnd || expected == twin.model.end()) return;
+    ASSERT_EQ(std::pair(it->key, it->value), expected->second);
+  }
+
+  Twin<Map>& twin;
+  typename Map::Iterator it;
+  U64 rank = 0;
+  bool atEnd = false;
+
+ private:
+  void stand(std::map<U64, std::pair<U32, U32>>::const_iterator expected) {
+    atEnd = expected == twin.model.end();
+    if (!atEnd) rank = expected->first;
+    check();
+  }
+};
+
+/// Random changes, and among them the steps of iterators that stand in the map all the while. The
+/// map grows and shrinks in turn, so that its size crosses what its parts can hold.
+template <class Map>
+void randomChanges(int rounds, U32 keys) {
+  using Item = typename Map::value_type;
+  std::mt19937 random(keys);
+  auto const below = [&](U32 bound) { return static_cast<U32>(random() % bound); };
+  Twin<Map> twin;
+  std::vector<Bookmark<Map>> bookmarks(4, Bookmark(twin));
+  U32 const phase = std::max(2 * keys, 2000U);
+  for (int round = 0; round < rounds && !::testing::Test::HasFatalFailure(); ++round) {
+    bool const growing = (static_cast<U32>(round) / phase) % 2 == 0;
+    U32 const key = below(keys);
+    U32 const what = below(1000);
+    bool const onWhole = below(keys) < 100;
+    if (what < (growing ? 600U : 150U)) {
+      twin.put(key, below(1000));
+    } else if (what < 850) {
+      twin.erase(key);
+    } else if (what < 900) {  // what comes next to an iterator
+      auto const& near = bookmarks[below(4)];
+      twin.eraseAt(near.rank);
+      if (below(2) && !near.atEnd) twin.eraseAt(near.rank + 1);
+    } else if (what < 930) {  // runs, upwards and downwards
+      for (U32 i = 0, n = below(40); i < n; ++i) {
+        U32 const next = (what % 2 ? key + i : key + n - i) % keys;
+        growing ? twin.put(next, i) : twin.erase(next);
+      }
+    } else if (what < 990 && onWhole) {
+      if (below(8) == 0) twin.replace(twin.map);
+      Map copy(twin.map);
+      ASSERT_TRUE(copy == twin.map);
+      if (auto item = copy.take(key)) {
+        ASSERT_FALSE(copy == twin.map);
+        copy.insertOrAssign(Item(keys, item->value));
+        ASSERT_FALSE(copy == twin.map) << "another key";
+        copy.erase(keys);
+        copy.insertOrAssign(Item(key, item->value + 1));
+        ASSERT_FALSE(copy == twin.map) << "another value";
+        copy.insertOrAssign(*std::move(item));
+        ASSERT_TRUE(copy == twin.map) << "in whatever order";
+      }
+    } else if (what < 992 && onWhole) {
+      twin.clear();
+    }
+    for (auto& bookmark : bookmarks) {
+      bookmark.check();
+      if (below(2)) bookmark.atEnd ? bookmark.restart() : bookmark.step();
+    }
+    if (static_cast<U32>(round) % (phase / 30) == 0) twin.check();
+  }
+  twin.check();
+}
+
+TEST(Containers, followTheirModelThroughRandomChanges) {
+  randomChanges<Ordered<Plain<5>>>(30000, 2000);
+  randomChanges<Ordered<Plain<60>>>(30000, 1000);
+  randomChanges<Ordered<Counted>>(30000, 300);
+  randomChanges<Hashed<Plain<5>>>(30000, 2000);
+  randomChanges<Hashed<Plain<5>, Poor>>(15000, 100);
+  randomChanges<Hashed<Counted>>(30000, 600);
+  randomChanges<Hashed<Plain<250>>>(60000, 3000);  // many runs of slots
+  randomChanges<Hashed<Plain<5>>>(160000, 30000);  // and several segments of buckets
+}
+
+/// Loops whose bodies change the map under themselves, over maps of sizes around what its parts
+/// can hold. The model says which item each step must reach.
+template <class Map>
+void loopBodies() {
+  using T = Twin<Map>;
+  using Body = void (*)(T&, U32 key);
+  Body const bodies[] = {
+      [](T& t, U32 key) { t.erase(key); },
+      [](T& t, U32 key) { t.erase(key + 10); },
+      [](T& t, U32 key) { t.erase(key), t.erase(key + 10), t.erase(key - 10); },
+      [](T& t, U32 key) { t.put(key - 5, 1); },
+      [](T& t, U32 key) { t.erase(key), t.put(key - 1, 1); },
+      [](T& t, U32 key) {
+        if (key % 10 == 0) t.put(key + 5, 1);
+      },
+      [](T& t, U32 key) {
+        if (key % 100 != 0) return;
+        U32 const last = static_cast<U32>(10 * t.map.size());
+        t.clear();
+        for (U32 k = key + 10; k <= last; k += 10) t.put(k + 1, 2);
+      },
+  };
+  for (U32 const size : {0U, 1U, 2U, 4U, 5U, 8U, 9U, 17U, 33U, 110U, 300U}) {
+    for (Body const body : bodies) {
+      T twin;
+      for (U32 i = 1; i <= size; ++i) twin.put(10 * i, i);
+      // What comes is visited in its turn, so a body that always adds would go on for ever.
+      std::size_t stepsLeft = 4 * size;
+      for (Bookmark bookmark(twin); !bookmark.atEnd && stepsLeft > 0; --stepsLeft) {
+        body(twin, bookmark.it->key);
+        bookmark.step();
+        if (::testing::Test::HasFatalFailure()) return;
+      }
+      twin.check();
+    }
+  }
+}
+
+TEST(Containers, mayBeChangedByALoopOverThem) {
+  loopBodies<Ordered<Plain<5>>>();
+  loopBodies<Ordered<Counted>>();
+  loopBodies<Hashed<Plain<5>>>();
+  loopBodies<Hashed<Counted>>();
+}
+
+/// Copies that throw half-way leave nothing behind; what is moved, taken and let go of is destroyed
+/// once, and late when there is much of it, unless there is no memory to put it off.
+template <class Map>
+void lifetimes() {
+  auto const fill = [](Map& map, int size) {
+    for (int i = 0; i < size; ++i) map.insertOrAssign(Counted(static_cast<U32>(i), 0));
+  };
+  Orb::reapAll();
+  ASSERT_EQ(Counted::alive, 0);
+  for (int const size : {1, 8, 40, 1000}) {
+    Map map;
+    fill(map, size);
+    ASSERT_EQ(Counted::alive, size);
+    Counted::copiesLeft = size - 1;
+    EXPECT_THROW(Map{map}, std::runtime_error);
+    Counted::copiesLeft = -1;
+    EXPECT_EQ(Counted::alive, size);
+    EXPECT_EQ(map.size(), static_cast<std::size_t>(size));
+    EXPECT_EQ(map.take(0)->key, 0U);
+    EXPECT_FALSE(map.take(0));
+    Map moved(std::move(map));
+    EXPECT_TRUE(map.empty());
+    EXPECT_EQ(map.begin(), map.end());
+    map = std::move(moved);
+    EXPECT_EQ(Counted::alive, size - 1);
+  }
+  EXPECT_EQ(Counted::alive, 0);
+
+  int const large = 16384;
+  for (bool const scarce : {true, false}) {
+    Map map;
+    fill(map, large);
+    std::size_t const pending = Orb::pendingGarbage();
+    ScarceMemory const none(scarce ? 0 : TestSupport::kPlenty);
+    map.clear();
+    EXPECT_TRUE(map.empty());
+    EXPECT_EQ(Orb::pendingGarbage(), pending + !scarce);
+    EXPECT_EQ(Counted::alive, scarce ? 0 : large);
+  }
+  Orb::reapAll();
+  EXPECT_EQ(Counted::alive, 0);
+}
+
+TEST(Containers, destroyEachItemOnce) {
+  lifetimes<Ordered<Counted>>();
+  lifetimes<Hashed<Counted>>();
+}
+
+/// An iterator at an item that went may not be read; where one came again under its key, it reads
+/// that, or is past it.
+template <class Map>
+void readsNoErasedItem() {
+  Map map;
+  for (U32 i = 0; i < 3; ++i) map.insertOrAssign({i, i});
+  auto it = map.begin();
+  map.erase(1);
+  EXPECT_EQ(it->key, 0U);
+  map.erase(0);
+  EXPECT_DEATH((void)*it, "assertion failed");
+  map.insertOrAssign({0, 7});
+  if (Twin<Map>::kOrdered) {
+    EXPECT_EQ(it->value, 7U);
+    return;
+  }
+  EXPECT_DEATH((void)*it, "assertion failed");
+  EXPECT_EQ((++it)->key, 2U);
+  EXPECT_EQ((++it)->value, 7U);
+}
+
+TEST(ContainersDeathTest, erasedItemIsNotThere) {
+  readsNoErasedItem<Ordered<Plain<5>>>();
+  readsNoErasedItem<Hashed<Plain<5>>>();
+}
+
+TEST(OrderedMap, findsBounds) {
+  for (U32 const size : {0U, 1U, 15U, 16U, 17U, 400U}) {
+    Ordered<Counted> map;
+    for (U32 i = 1; i <= size; ++i) map.insertOrAssign(Counted(10 * i, 0));
+    for (U32 key = 0; key <= 10 * size + 1; ++key) {
+      auto const isKey = [&](auto const& it, U32 expected) {
+        return expected > 10 * size ? it == map.end() : it->key == expected && it.key() == expected;
+      };
+      ASSERT_TRUE(isKey(map.lowerBound(key), std::max(10U, (key + 9) / 10 * 10))) << key;
+      ASSERT_TRUE(isKey(map.upperBound(key), key / 10 * 10 + 10)) << key;
+    }
+  }
+}
+
+/// The keys of the items behind which the next one is not within so many bytes: the last ones of
+/// blocks of memory.
+template <class Map>
+std::vector<U32> runs(Map const& map, std::size_t within) {
+  std::vector<U32> ends;
+  typename Map::value_type const* last = nullptr;
+  for (auto const& item : map) {
+    auto const apart =
+        reinterpret_cast<std::uintptr_t>(&item) - reinterpret_cast<std::uintptr_t>(last);
+    if (last != nullptr && apart > within) ends.push_back(last->key);
+    last = &item;
+  }
+  return ends;
+}
+
+TEST(HashMap, closesUpWhenMostIsErased) {
+  for (bool const upwards : {true, false}) {
+    Hashed<Plain<250>> map;
+    for (U32 i = 0; i < 4000; ++i) map.insertOrAssign({i, i});
+    for (U32 i = 0; i < 4000; ++i) {
+      U32 const key = upwards ? i : 3999 - i;
+      if (key % 50 != 0) map.erase(key);
+    }
+    EXPECT_LT(runs(map, 8 * 1024).size(), 10U);  // of 79, if none were moved together
+    for (U32 i = 500; i < 4000; ++i) map.erase(i);
+    EXPECT_EQ(map.size(), 10U);
+    EXPECT_EQ(runs(map, 10 * 2 * 1024).size(), 0U);  // dead ones are half at most
+  }
+}
+
+TEST(OrderedMap, fillsItsLeaves) {
+  Ordered<Plain<5>> map;
+  for (U32 i = 0; i < 20000; ++i) map.insertOrAssign({10000 * i, i});
+  auto const ends = runs(map, sizeof(Plain<5>));
+  EXPECT_GT(ends.size(), 100U);
+  EXPECT_LT(ends.size(), 200U);  // a hundred and more in each
+  // Downwards into the gap behind a full leaf: no leaf is made for a single item.
+  for (U32 below = 2000; below > 0; --below) map.insertOrAssign({ends[0] + below, 0});
+  EXPECT_LT(runs(map, sizeof(Plain<5>)).size(), ends.size() + 50);
+  for (U32 below = 2000; below > 0; --below) map.erase(ends[0] + below);
+  for (U32 i = 0; i < 20000; ++i) {
+    if (i % 50 != 0) map.erase(10000 * i);
+  }
+  EXPECT_EQ(map.size(), 400U);
+  EXPECT_LT(runs(map, sizeof(Plain<5>)).size(),
+            20U);  // each second leaf is at least an eighth full
+}
+
+}  // namespace
