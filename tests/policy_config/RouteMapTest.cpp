@@ -154,6 +154,7 @@ Strings linesBetween(Orb::Entity const& before, Orb::Entity const& after) {
 void addWritable(Orb::Entity const& entity, std::set<std::string>& names) {
   for (Orb::AttributeRef const a : attributesOf(entity)) {
     if (a.info().isWritable) names.insert(std::string(a.name()));
+    if (!a.ownsEntities()) continue;
     a.eachOwned([&](Orb::ValueRef, Orb::Entity const& child) { addWritable(child, names); });
   }
 }
@@ -196,9 +197,11 @@ TEST_P(EveryAttribute, ComesBackLineByLine) {
 void sendAttributes(Orb::Entity const& from, Orb::Entity& to) {
   for (Orb::MutableAttributeRef const a : attributesOf(to)) {
     Orb::AttributeRef const source = attributeOf(from, a.id());
-    source.eachOwned([&](Orb::ValueRef key, Orb::Entity const& child) {
-      sendAttributes(child, *a.makeOwned(key));
-    });
+    if (a.ownsEntities()) {
+      source.eachOwned([&](Orb::ValueRef key, Orb::Entity const& child) {
+        sendAttributes(child, *a.makeOwned(key));
+      });
+    }
     if (!a.hasMembers() && !a.info().isStoredValue) continue;
     std::string bytes;
     source.writeBinary(bytes);
