@@ -64,6 +64,7 @@ TEST(Dedup, ATableThatGoesFirstUnlinksItsHandles) {
   EXPECT_EQ(handle->refCount(), 1U);
   table = makeTable();
   EXPECT_EQ(table->dedup(handle), handle);
+  EXPECT_FALSE(handle->beingDetached());
 }
 
 TEST(Dedup, ATableMayKeepWhatNobodyHolds) {
