@@ -15,12 +15,12 @@ namespace {
 
 ORB_TRACE_FACILITY(traceCopy, "RouteMapCopy");
 
-/// Tells the readers of what belongs to a list or map that it may have been rewritten.
+/// Raises the versions of what belongs to a list or map, which may have been rewritten.
 template <class E>
 void raiseParts(E const&) {}
 void raiseParts(Map const& map) {
   for (auto const& held : map.mapEntry()) {
-    Orb::Ptr<MapEntry> const entry(held.get());  // those told may remove it
+    Orb::Ptr<MapEntry> const entry(held.get());  // an observer may remove it, or the map
     entry->asPathPrependVersionInc(1);
     entry->asPathReplaceVersionInc(1);
     entry->communityAddReplaceVersionInc(1);

@@ -57,7 +57,7 @@ class ROUTEPOLICY_EXPORT RouteMapCopyHandler : public VersionCopyHandler<RouteMa
 };
 
 /// Owns one handler of each kind, by the names under which commits look for them. Each is made by
-/// its ...Is(), which returns the one that is there, and removed by its ...Del(); both are told.
+/// its ...Is(), which returns the one that is there, and removed by its ...Del(); both notify.
 class ROUTEPOLICY_EXPORT RouteMapCopyHandlerDir : public Orb::Entity {
  public:
   ORB_ENTITY(RouteMapCopyHandlerDir, "Routing::RouteMap::RouteMapCopyHandlerDir",
@@ -66,8 +66,8 @@ class ROUTEPOLICY_EXPORT RouteMapCopyHandlerDir : public Orb::Entity {
   explicit RouteMapCopyHandlerDir(Orb::Name name) : name_(std::move(name)) {}
 
   Orb::Name const& name() const noexcept { return name_; }
-  /// Gives a directory that was restored from a backup its name back. Nobody is told; the same name
-  /// again does nothing.
+  /// Gives a directory that was restored from a backup its name back. Nobody is notified; the same
+  /// name again does nothing.
   void nameIsFromBackup(Orb::Name const& name) { name_ = name; }
 
   ORB_CHILD(communityListEntryCopyHandler, CommunityListEntryCopyHandler);

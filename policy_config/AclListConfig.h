@@ -7,7 +7,7 @@
 namespace Acl {
 
 /// The root of all list configuration. It owns its lists, which are made and removed by name:
-/// removing a name destroys the list and everything in it. The names are told on both.
+/// removing a name destroys the list and everything in it. Both notify of the name.
 class ROUTEPOLICY_EXPORT AclListConfig : public Orb::NamedEntity {
  public:
   ORB_ENTITY(AclListConfig, "Acl::AclListConfig", regexMode, pathList, prefixList, ipv6PrefixList,

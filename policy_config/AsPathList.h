@@ -5,7 +5,7 @@
 
 namespace Acl {
 
-/// One rule of an AS-path list: a regular expression over the AS path, a verdict, and the origin
+/// One entry of an AS-path list: a regular expression over the AS path, a verdict, and the origin
 /// that the route must have as well.
 class ROUTEPOLICY_EXPORT AsPathEntry : public Orb::Value<AsPathEntry> {
  public:
@@ -14,7 +14,7 @@ class ROUTEPOLICY_EXPORT AsPathEntry : public Orb::Value<AsPathEntry> {
 
   ORB_FIELD(seqno, Orb::U32);         ///< the key in the list
   ORB_FIELD(userRegex, Orb::String);  ///< the expression as given
-  /// Permits by default, unlike a rule of a prefix list, on purpose.
+  /// Permits by default, unlike an entry of a prefix list, on purpose.
   ORB_FIELD(permit, MatchPermit, permitMatch);
   ORB_FIELD(origin, BGPOrigin, notSet);  ///< bgpAny when any origin matches
   ORB_FIELD(validDfaRegex, bool);        ///< the DFA engine accepts the expression
@@ -26,18 +26,18 @@ class ROUTEPOLICY_EXPORT AsPathEntry : public Orb::Value<AsPathEntry> {
   Orb::String toStrep() const;
 };
 
-/// A named, ordered set of AS-path rules.
+/// A named, ordered set of AS-path entries.
 class ROUTEPOLICY_EXPORT AsPathList : public Orb::NamedEntity {
  public:
   ORB_ENTITY(AsPathList, "Acl::AsPathList", pathEntry, toStrep, source, sourceTimestamp,
              duplicateHandling, version);
   explicit AsPathList(Orb::Name name);
 
-  /// The rules, in ascending sequence number.
+  /// The entries, in ascending sequence number.
   ORB_COLLECTION(pathEntry, Orb::OrderedValues<AsPathEntry, &AsPathEntry::seqno>);
-  /// Removes the rule at which `place` stands, an iterator of pathEntry().
+  /// Removes the entry at which `place` stands, an iterator of pathEntry().
   void pathEntryDel(pathEntryObject::Iterator const& place) { pathEntryDel(place->seqno()); }
-  /// The list's name, then ": " and its rules' descriptions, parted by blanks.
+  /// The list's name, then ": " and its entries' descriptions, parted by blanks.
   ORB_DERIVED(toStrep, Orb::String);
   /// The URL or file that the list was imported from; empty for a list typed by hand.
   ORB_ATTRIBUTE(source, Orb::String);

@@ -18,7 +18,7 @@ class ROUTEPOLICY_EXPORT CommunityListEntry : public Orb::NumberedEntity {
   static Orb::Ptr<CommunityListEntry> blank();
 
   ORB_GETTER_ROW(seqno, key);
-  /// Permits by default, unlike a rule of a prefix list, on purpose.
+  /// Permits by default, unlike an entry of a prefix list, on purpose.
   ORB_ATTRIBUTE(permit, MatchPermit, permitMatch);
   /// The explicit communities; a set whose members each carry a flag.
   ORB_MAP(community, CommunityValue, bool);

@@ -58,7 +58,7 @@ class ROUTEPOLICY_EXPORT CommunitySet : public Orb::NamedEntity {
   explicit CommunitySet(Orb::Name name);
 
   /// The explicit communities, in ascending order. Each has a flag that is stored and compared; a
-  /// community is a member whatever its flag. The key is told.
+  /// community is a member whatever its flag. Observers are notified of the key.
   ORB_MAP(community, Acl::CommunityValue, bool);
   /// The names of community lists, in ascending order, likewise.
   ORB_MAP(communityListNameSet, Orb::String, bool);
@@ -69,9 +69,9 @@ class ROUTEPOLICY_EXPORT CommunitySet : public Orb::NamedEntity {
 };
 
 /// One entry of a route map: a verdict, at most one match rule of each kind, and the actions that
-/// change a matching route. The entry stores and tells; routing protocols apply it, and setFlags
-/// says which actions count. Every mutator tells the entry's notifiees of a real change; those of
-/// collections tell the key.
+/// change a matching route. The entry stores and notifies; routing protocols apply it, and setFlags
+/// says which actions count. Every mutator notifies of a real change; those of collections
+/// notify of the key.
 ///
 /// A MaybeU63 is below 2^63 and unset by default; numbers are 0 by default.
 class ROUTEPOLICY_EXPORT MapEntry : public Orb::NumberedEntity {
@@ -97,7 +97,7 @@ class ROUTEPOLICY_EXPORT MapEntry : public Orb::NumberedEntity {
   };
 
   ORB_GETTER_ROW(seqno, key);
-  /// Permits by default, unlike a rule of a prefix list.
+  /// Permits by default, unlike an entry of a prefix list.
   ORB_ATTRIBUTE(permit, Acl::MatchPermit, Acl::permitMatch);
   ORB_ATTRIBUTE(statementName, Orb::String);
   /// The statement name was entered on the command line.
@@ -113,7 +113,7 @@ class ROUTEPOLICY_EXPORT MapEntry : public Orb::NumberedEntity {
   /// The AS numbers to prepend to the AS path, by position.
   ORB_MAP(asPathPrepend, Orb::U32, Orb::U32);
   /// How many times to prepend the last AS: 0 to 15. More is a RangeException; it is stored all
-  /// the same and nobody is told, on purpose.
+  /// the same and nobody is notified, on purpose.
   ORB_CHECKED_ATTRIBUTE(asPathPrependLastAs, Orb::U8, &checkLastAs);
   ORB_COUNTER(asPathPrependVersion);
   /// The AS numbers that replace the AS path, by position.

@@ -7,7 +7,7 @@
 
 namespace Routing::RouteMap {
 
-/// What a rule looks at. The numbers are stored; 0 and 16 to 99 are nobody's, on purpose.
+/// What a rule looks at. The numbers are stored; 0 and 16 to 99 are unassigned, on purpose.
 ORB_ENUM(MatchOption, "Routing::RouteMap::MatchOption", matchAccessList = 1, matchPrefixList = 2,
          matchPrefixTree = 3, matchBgpNextHop = 4, matchGateway = 5, matchMcastGroupAcl = 6,
          matchMcastGroupPrefixList = 7, matchMcastGroupPrefixTree = 8, matchMcastSourceAcl = 9,

@@ -12,7 +12,8 @@ class ROUTEPOLICY_EXPORT Map : public Orb::NamedEntity {
 
   ORB_GETTER_ROW(name, key);
   /// The entries, owned and made by sequence number; in no order of theirs: readers who need the
-  /// sequence sort by seqno. Numbers are told when an entry is made or removed.
+  /// sequence sort by seqno. Notifies of the number when an
+  /// entry is made or removed.
   ORB_COLLECTION(mapEntry, Orb::HashChildren<MapEntry>);
   /// Lines of text by their number.
   ORB_MAP(description, Orb::U32, Orb::String);
@@ -38,8 +39,8 @@ class ROUTEPOLICY_EXPORT Config : public Orb::Entity {
   ORB_DERIVED(routeMapOpModeDefault, RouteMapOpModeType);
   /// Stored for the readers, which interpret it.
   ORB_ATTRIBUTE(noSetCommExplicitMembers, bool);
-  /// The maps, owned; in no order of theirs, with room for four from the first one on. Names are
-  /// told when a map is made or removed.
+  /// The maps, owned; in no order of theirs, with room for four from the first one on. Notifies of
+  /// the name when a map is made or removed.
   ORB_COLLECTION(routeMap, Orb::HashChildren<Map>);
 };
 
@@ -49,7 +50,8 @@ class ROUTEPOLICY_EXPORT PeerFilterConfig : public Orb::Entity {
   ORB_ENTITY(PeerFilterConfig, "Routing::RouteMap::PeerFilterConfig", peerFilter);
   PeerFilterConfig();
 
-  /// The filters, owned; in no order of theirs. Names are told when one is made or removed.
+  /// The filters, owned; in no order of theirs. Notifies of the name when one is made
+  /// or removed.
   ORB_COLLECTION(peerFilter, Orb::HashChildren<Map>);
 };
 

@@ -42,7 +42,7 @@ class ROUTEPOLICY_EXPORT PrefixListEntryData final : public Routing::PrefixData 
   /// alone decides, and returns the new head, null when the chain is empty. Null for a null
   /// `data`, on purpose, and the chain is as it was.
   Routing::PrefixData::Ptr removeData(Orb::Ptr<Routing::PrefixData> const& data) override;
-  /// A EntrySummary, packed.
+  /// An EntrySummary, packed.
   Orb::U64 summary() const noexcept override;
 
  protected:

@@ -11,6 +11,8 @@ void ChainIndex::make(PrefixListEntryData& head) {
   head.hasIndex_ = true;
 }
 
+/// The index lies where the last 64 bits of its head's prefix were: the old head gets them back,
+/// and the new head, which has the same prefix, leaves its own to the index.
 void ChainIndex::move(PrefixListEntryData& from, PrefixListEntryData& to) noexcept {
   ChainIndex* const index = of(from);
   if (!index) return;

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
-#include <map>
+#include <iterator>
+#include <set>
+#include <sstream>
 
 #include "platform/orb/base/Error.h"
 #include "platform/orb/model/Difference.h"
@@ -25,35 +27,6 @@ std::string whyNot(Act const& act) {
   return {};
 }
 
-/// The field at which `text` does not read as a T once `to` stands for `from` in it.
-template <class T>
-std::string badField(std::string text, std::string const& from, std::string const& to) {
-  text.replace(text.find(from), from.size(), to);
-  try {
-    T const read(text);
-  } catch (Orb::ParseException const& error) {
-    EXPECT_TRUE(error.attribute().starts_with(T::typeName)) << error.attribute();
-    return error.attribute().substr(error.attribute().rfind(':') + 1);
-  }
-  return "none";
-}
-
-/// The names of the attributes that it is told of.
-class Listener final : public Orb::Notifiee {
- public:
-  explicit Listener(Orb::Entity const& entity) { entity.notifieeIs(*this); }
-  ~Listener() { leave(); }
-  Strings told() { return std::exchange(told_, {}); }
-
- private:
-  void onAttribute(Orb::Entity const& entity, Orb::AttrId id, void const* key) override {
-    told_.emplace_back(entity.type().attributes[id].name);
-    auto const* const option = static_cast<MatchOption const*>(key);
-    if (told_.back() == "matchRule") told_.back() += ' ' + toText(*option);
-  }
-  Strings told_;
-};
-
 TEST(U32Range, HasItsEndsInOrderWhereverItComesFrom) {
   auto const text = [](Orb::U32 low, Orb::U32 high) {
     return "Value('Routing::RouteMap::U32Range', ** {'low': " + std::to_string(low) +
@@ -71,190 +44,58 @@ TEST(U32Range, HasItsEndsInOrderWhereverItComesFrom) {
   EXPECT_EQ(whyNot([&] { range.lowIs(5); }), refused);
   EXPECT_EQ(whyNot([&] { range.highIs(0); }), refused);
   EXPECT_EQ(range, U32Range(1, 4));
-  EXPECT_EQ(badField<U32Range>(text(1, 4), "'low': 1", "'low': x"), "low");
-  EXPECT_EQ(badField<U32Range>(text(1, 4), "'high'", "'height'"), "high");
 }
 
-MatchRule sampleRule() {
+TEST(MatchRuleDeathTest, IsWrittenWithoutItsNamesAndNotReadBack) {
   MatchRule rule(matchCommunity);
+  EXPECT_FALSE(!rule);
+  EXPECT_TRUE(!MatchRule(matchAccessList));
   CommListSet names;
+  EXPECT_EQ(names.stringValue(), "");
   names.commListSetIs("b", true);
   names.commListSetIs("a", false);
+  EXPECT_EQ(names.stringValue(), "a b");
   rule.commListSetIs(names);
   rule.u32RangeIs(U32Range(3, 9));
-  rule.ip6AddrValueIs(Ipa::Ip6Addr::parse("2001:db8::1"));
-  rule.exactIs(true);
-  return rule;
-}
-
-TEST(MatchRule, IsWrittenWithoutItsNames) {
-  EXPECT_EQ(toText(sampleRule()),
-            "Value('Routing::RouteMap::MatchRule', ** {'option': matchCommunity, 'strValue': '', "
-            "'intValue': 0, 'ipAddrValue': 0.0.0.0, 'ip6AddrValue': 2001:db8::1, 'int2Value': 0, "
-            "'commListSet': None, 'u32Range': Value('Routing::RouteMap::U32Range', ** {'low': 3, "
-            "'high': 9}), 'invert': False, 'exact': True})");
-  EXPECT_EQ(sampleRule().commListSet().stringValue(), "a b");
-  EXPECT_EQ(CommListSet().stringValue(), "");
-}
-
-TEST(MatchRule, DiffersInEveryField) {
-  MatchRule const none(matchAccessList);
-  EXPECT_TRUE(!none);
-  EXPECT_FALSE(!MatchRule(matchPrefixList));
-  for (auto const change :
-       {+[](MatchRule& r) { r.optionIs(matchAs); }, +[](MatchRule& r) { r.strValueIs("x"); },
-        +[](MatchRule& r) { r.intValueIs(1); },
-        +[](MatchRule& r) { r.ipAddrValueIs(Ipa::IpAddr(1)); },
-        +[](MatchRule& r) { r.ip6AddrValueIs(Ipa::Ip6Addr(0, 1)); },
-        +[](MatchRule& r) { r.int2ValueIs(1); },
-        +[](MatchRule& r) { r.commListSetIs(sampleRule().commListSet()); },
-        +[](MatchRule& r) { r.u32RangeIs(U32Range(0, 1)); },
-        +[](MatchRule& r) { r.invertIs(true); }, +[](MatchRule& r) { r.exactIs(true); }}) {
-    MatchRule changed = none;
-    change(changed);
-    EXPECT_NE(changed, none) << changed;
-    EXPECT_FALSE(!changed) << changed;
-  }
-}
-
-TEST(MatchRuleDeathTest, ReadsUpToItsNamesAlone) {
-  std::string const text = toText(sampleRule());
+  std::string const text =
+      "Value('Routing::RouteMap::MatchRule', ** {'option': matchCommunity, 'strValue': '', "
+      "'intValue': 0, 'ipAddrValue': 0.0.0.0, 'ip6AddrValue': ::, 'int2Value': 0, "
+      "'commListSet': None, 'u32Range': Value('Routing::RouteMap::U32Range', ** {'low': 3, "
+      "'high': 9}), 'invert': False, 'exact': False})";
+  EXPECT_EQ(toText(rule), text);
   std::string const fatal = "No String constructor for CommListSet - has collection";
   EXPECT_DEATH(MatchRule{text}, fatal);
   EXPECT_DEATH(CommListSet{"None"}, fatal);
-  std::size_t const names = text.find("None");
-  for (std::size_t n = 0; n < names; ++n) {
-    EXPECT_THROW(MatchRule{text.substr(0, n)}, Orb::ParseException) << n;
-  }
-  for (auto const& [from, to, attribute] : {std::tuple{"matchCommunity", "matchNothing", "option"},
-                                            {"''", "x", "strValue"},
-                                            {"'intValue': 0", "'intValue': -1", "intValue"},
-                                            {"0.0.0.0", "0.0.0", "ipAddrValue"},
-                                            {"2001:db8::1", "2001:DB8::1", "ip6AddrValue"},
-                                            {"'int2Value': 0", "'int2Value': 00", "int2Value"}}) {
-    EXPECT_EQ(badField<MatchRule>(text, from, to), attribute);
-  }
+  EXPECT_THROW(MatchRule{text.substr(0, text.find("None") - 1)}, Orb::ParseException);
 }
 
-// In the order of their bits.
-constexpr char const* kFlagNames[] = {"hasAsPathPrepend",
-                                      "hasPropagate",
-                                      "hasNextHop",
-                                      "hasIpv6NextHop",
-                                      "hasLevel",
-                                      "hasLocalPref",
-                                      "unused3",
-                                      "hasMetric",
-                                      "hasMetricType",
-                                      "unused2",
-                                      "hasOrigin",
-                                      "hasDistance",
-                                      "hasCommunityAddReplace",
-                                      "hasCommunityDelete",
-                                      "hasExtCommunity",
-                                      "hasTag",
-                                      "hasContinue",
-                                      "hasWeight",
-                                      "hasNextHopPeerAddr",
-                                      "hasIpv6NextHopPeerAddr",
-                                      "hasNextHopUnchanged",
-                                      "hasIpv6NextHopUnchanged",
-                                      "hasEvpnNextHopUnchanged",
-                                      "hasAdditiveMetric",
-                                      "hasSubtractiveMetric",
-                                      "hasAsPathPrependLastAs",
-                                      "hasAsPathReplace",
-                                      "hasSegmentIndex",
-                                      "hasIgpMetric",
-                                      "hasLargeCommunity"};
-
-TEST(SetFlags, EachHasItsBit) {
-  struct Row {
-    char const* name;
-    Orb::U32 mask;
-    bool (SetFlags::*get)() const;
-    void (SetFlags::*set)(bool);
-    bool (MapEntry::*derived)() const;
-  };
-  static constexpr Row kRows[] = {
-#define FLAG_ROW(name) \
-  {#name, SetFlags::name##Mask, &SetFlags::name, &SetFlags::name##Is, &MapEntry::name},
-      ROUTEPOLICY_SET_FLAGS(FLAG_ROW)
-#undef FLAG_ROW
-  };
-  ASSERT_EQ(std::size(kRows), std::size(kFlagNames));
-  for (std::size_t i = 0; i < std::size(kRows); ++i) {
-    Row const& row = kRows[i];
-    EXPECT_STREQ(row.name, kFlagNames[i]);
-    EXPECT_EQ(row.mask, Orb::U32{1} << i) << row.name;
-    SetFlags one;
-    (one.*row.set)(true);
-    EXPECT_EQ(one.value(), row.mask) << row.name;
-    EXPECT_EQ(SetFlags(toText(one)), one) << row.name;
-    EXPECT_NE(toText(one).find(std::string("'") + row.name + "': True"), std::string::npos);
-    SetFlags others(SetFlags::kAll);
-    (others.*row.set)(false);
-    EXPECT_EQ(others.value(), 0x3fffffffU & ~row.mask) << row.name;
-    auto const entry = Orb::make<MapEntry>(1U);
+TEST(SetFlags, EachHasItsBitAndItsAttribute) {
+  std::istringstream inOrder(R"(
+      hasAsPathPrepend hasPropagate hasNextHop hasIpv6NextHop hasLevel hasLocalPref unused3
+      hasMetric hasMetricType unused2 hasOrigin hasDistance hasCommunityAddReplace
+      hasCommunityDelete hasExtCommunity hasTag hasContinue hasWeight hasNextHopPeerAddr
+      hasIpv6NextHopPeerAddr hasNextHopUnchanged hasIpv6NextHopUnchanged hasEvpnNextHopUnchanged
+      hasAdditiveMetric hasSubtractiveMetric hasAsPathPrependLastAs hasAsPathReplace
+      hasSegmentIndex hasIgpMetric hasLargeCommunity)");
+  Strings const names(std::istream_iterator<std::string>(inOrder), {});
+  ASSERT_EQ(names.size(), 30U);
+  auto const entry = Orb::make<MapEntry>(1U);
+  for (std::size_t bit = 0; bit < names.size(); ++bit) {
+    SetFlags const one(Orb::U32{1} << bit);
+    EXPECT_EQ(SetFlags(toText(one)), one);
     entry->setFlagsIs(one);
-    for (Row const& other : kRows) {
-      EXPECT_EQ((one.*other.get)(), &other == &row) << row.name << ' ' << other.name;
-      EXPECT_EQ(((*entry).*other.derived)(), &other == &row) << row.name << ' ' << other.name;
+    for (auto const& name : names) {
+      std::string const expected = name == names[bit] ? "True" : "False";
+      EXPECT_EQ(Orb::attributeText(*entry, name), expected);
+      EXPECT_EQ(Orb::attributeText(*entry, "setFlags." + name), expected);
     }
+    Orb::attributeTextIs(*entry, "setFlags." + names[bit], "False");
+    EXPECT_EQ(entry->setFlags().value(), SetFlags::kNone);
   }
-  EXPECT_EQ(SetFlags::kNone, SetFlags().value());
   EXPECT_EQ(SetFlags(0x3fffffff).value(), SetFlags::kAll);
   for (Orb::U32 const bad : {0x40000000U, 0x80000001U, 0xffffffffU}) {
     EXPECT_EQ(whyNot([&] { SetFlags{bad}; }), "SetFlags::value > 0x3fffffff not allowed");
   }
-}
-
-TEST(RouteMap, StartsAtItsDefaultsInOrder) {
-  std::string flags;
-  std::string booleans;
-  for (auto const* name : kFlagNames) {
-    flags.append(flags.empty() ? "'" : ", '").append(name).append("': False");
-    booleans.append("\n  ").append(name).append(" = False");
-  }
-  auto const config = Orb::make<Config>();
-  EXPECT_EQ(inspect(*config),
-            "Routing::RouteMap::Config\n  routeMapOpMode = routeMapSetOpModeMerged\n"
-            "  routeMapOpModeDefault = routeMapSetOpModeMerged\n"
-            "  noSetCommExplicitMembers = False\n  routeMap = {}");
-  EXPECT_EQ(inspect(*Orb::make<PeerFilterConfig>()),
-            "Routing::RouteMap::PeerFilterConfig\n  peerFilter = {}");
-  auto const map = config->routeMapIs("M");
-  EXPECT_EQ(inspect(*map),
-            "Routing::RouteMap::Map\n  name = 'M'\n  mapEntry = {}\n  description = {}\n"
-            "  version = 0");
-  auto const entry = map->mapEntryIs(10);
-  EXPECT_EQ(inspect(*entry.get()),
-            "Routing::RouteMap::MapEntry\n  seqno = 10\n  permit = permitMatch\n"
-            "  statementName = ''\n  statementNameFromCli = False\n  matchRule = {}\n"
-            "  subRouteMap = ''\n  asPathPrepend = {}\n  asPathPrependLastAs = 0\n"
-            "  asPathPrependVersion = 0\n  asPathReplace = {}\n  asPathReplaceVersion = 0\n"
-            "  setNextHopArg = Value('Routing::RouteMap::SetNextHopArg', ** {'tag': "
-            "nextHopArgNone, 'address': 0.0.0.0})\n  nextHop = 0.0.0.0\n  ipv6NextHop = ::\n"
-            "  nextHopPeerAddr = False\n  ipv6NextHopPeerAddr = False\n"
-            "  nextHopUnchanged = False\n  ipv6NextHopUnchanged = False\n  localPref = None\n"
-            "  weight = None\n  metric = Value('Routing::RouteMap::Metric', ** {'metricValue': "
-            "0, 'medType': medNormal})\n  metricType = ospfExtMetricType1\n  level = level1\n"
-            "  origin = notSet\n  distance = 0\n  propagate = False\n  tag = None\n"
-            "  communityAddReplace = None\n  communityAddReplaceVersion = 0\n"
-            "  communityDelete = None\n  communityDeleteVersion = 0\n  extCommunity = None\n"
-            "  extCommunityVersion = 0\n  largeCommunity = None\n  largeCommunityVersion = 0\n"
-            "  lbwDisplay = ''\n  linkBandwidthRefDisplay = ''\n"
-            "  linkBandwidthRefExtComm = 0\n"
-            "  extCommLinkBandwidthSetFlag = extCommLinkBandwidthSetDefault\n"
-            "  continueSeq = 0\n  evpnNextHopUnchanged = False\n  segmentIndex = None\n"
-            "  igpMetric = None\n  setFlags = Value('Routing::RouteMap::MapEntry::SetFlags', "
-            "** {" +
-                flags + "})" + booleans + "\n  description = {}");
-  EXPECT_EQ(inspect(*entry->extCommunityIs("C")),
-            "Routing::RouteMap::CommunitySet\n  community = {}\n  communityListNameSet = {}\n"
-            "  useCommunityList = False\n  flag = commSetDefault");
-  EXPECT_EQ(map->mapEntryIs(10), entry);
-  EXPECT_TRUE(entry->extCommunity());
 }
 
 TEST(RouteMap, DerivesTheNextHopFromItsArgument) {
@@ -284,84 +125,19 @@ TEST(RouteMap, DerivesTheNextHopFromItsArgument) {
   }
 }
 
-TEST(RouteMap, TellsOfRealChangesOnly) {
-  auto const map = Orb::make<Map>("M");
-  auto const e = map->mapEntryIs(1);
-  Listener listener(*e);
-  e->matchRuleIs(sampleRule());
-  e->matchRuleIs(sampleRule());
-  EXPECT_EQ(listener.told(), Strings{"matchRule matchCommunity"});
-  MatchRule other = sampleRule();
-  other.exactIs(false);
-  e->matchRuleIs(other);
+TEST(RouteMap, KeepsOneMatchRuleOfAnOptionAndACheckedNumber) {
+  auto const e = Orb::make<Map>("M")->mapEntryIs(1);
+  MatchRule rule(matchCommunity);
+  e->matchRuleIs(rule);
+  rule.exactIs(true);
+  e->matchRuleIs(rule);
   EXPECT_EQ(e->matchRule().size(), 1U);
-  EXPECT_EQ(e->matchRule(matchCommunity), other);
-  EXPECT_EQ(listener.told(), Strings{"matchRule matchCommunity"});
+  EXPECT_EQ(e->matchRule(matchCommunity), rule);
 
-  e->asPathPrependLastAsIs(15);
-  EXPECT_EQ(listener.told(), Strings{"asPathPrependLastAs"});
+  EXPECT_NO_THROW(e->asPathPrependLastAsIs(15));
   EXPECT_EQ(whyNot([&] { e->asPathPrependLastAsIs(16); }),
             "MapEntry::asPathPrependLastAs < 0 or > 15 not allowed");
-  EXPECT_EQ(e->asPathPrependLastAs(), 16);
-  EXPECT_NO_THROW(e->asPathPrependLastAsIs(16)) << "nothing changes, so nothing is checked";
-  EXPECT_EQ(listener.told(), Strings{});
-}
-
-using Leaves = std::map<std::string, std::pair<std::string, std::string>>;
-
-using Attributes = Orb::AttributeRange<Orb::AttributeRef>;
-
-/// What `now` holds and what `blank` does, by path, down to the single fields. Written without
-/// the code that finds differences, to be compared with it.
-void leaves(Attributes const& now, Attributes const& blank, std::string const& prefix,
-            Leaves& out) {
-  for (std::size_t i = 0; i < now.size(); ++i) {
-    Orb::AttributeRef const a = now[i];
-    if (!a.info().isWritable) continue;
-    std::string const path = prefix + std::string(a.name());
-    if (a.isValue()) {
-      a.visitValue([&](Orb::ValueRef value) {
-        blank[i].visitValue([&](Orb::ValueRef none) {
-          if (!value.fields().empty()) {
-            return leaves(value.fields(), none.fields(), path + '.', out);
-          }
-          out[path] = {value.text(), none.text()};
-        });
-      });
-      continue;
-    }
-    std::size_t count = 0;
-    auto const nameOf = [&](Orb::ValueRef key) {
-      ++count;
-      return path + '[' + (key ? key.text() : "") + "].";
-    };
-    if (a.ownsEntities()) {
-      a.eachOwned([&](Orb::ValueRef key, Orb::Entity const& e) {
-        auto const none = e.type().make({});
-        leaves(attributesOf(e), attributesOf(std::as_const(*none)), nameOf(key), out);
-      });
-    } else {
-      a.eachMember([&](Orb::ValueRef key, Orb::ValueRef member) {
-        std::string const name = nameOf(key);
-        if (member.fields().empty()) return void(out[name].first = member.text());
-        a.visitNewMember(key, [&](Orb::ValueRef none) {  // the first field is the key
-          leaves({member.type().fields.subspan(1), member.get()},
-                 {none.type().fields.subspan(1), none.get()}, name, out);
-        });
-      });
-    }
-    out[path] = {std::to_string(count) + (a.ownsEntities() ? " owned" : " members"),
-                 a.ownsEntities() ? "0 owned"
-                 : count < 2      ? out[path].first
-                                  : "0 members"};
-  }
-}
-
-Leaves leavesOf(Orb::Entity const& root) {
-  Leaves out;
-  auto const blank = root.type().make({});
-  leaves(attributesOf(root), attributesOf(std::as_const(*blank)), {}, out);
-  return out;
+  EXPECT_EQ(e->asPathPrependLastAs(), 16) << "stored all the same";
 }
 
 /// The lines that make `after` of `before`.
@@ -374,32 +150,38 @@ Strings linesBetween(Orb::Entity const& before, Orb::Entity const& after) {
   return lines;
 }
 
-class EveryAttribute : public testing::TestWithParam<char const*> {
- protected:
-  Orb::Ptr<Orb::Entity> make() const { return Orb::entityType(GetParam())->make("root"); }
-};
-
-TEST_P(EveryAttribute, CanBeSetByName) {
-  auto const full = make();
-  TestSupport::fillTree(*full);
-  for (auto const& [path, texts] : leavesOf(*full)) {
-    EXPECT_NE(texts.first, texts.second) << path << " is at its default";
+/// The attributes of an entity and of all that it owns which can be written, as lines name them.
+void addWritable(Orb::Entity const& entity, std::set<std::string>& names) {
+  for (Orb::AttributeRef const a : attributesOf(entity)) {
+    if (a.info().isWritable) names.insert(std::string(a.name()));
+    if (!a.ownsEntities()) continue;
+    a.eachOwned([&](Orb::ValueRef, Orb::Entity const& child) { addWritable(child, names); });
   }
 }
 
+/// Every attribute of the types that a root owns, by the attribute tables alone.
+class EveryAttribute : public testing::TestWithParam<char const*> {
+ protected:
+  EveryAttribute() { TestSupport::fillTree(*full); }
+  Orb::Ptr<Orb::Entity> const full = Orb::entityType(GetParam())->make("root");
+  Orb::Ptr<Orb::Entity> const copy = Orb::entityType(GetParam())->make("root");
+};
+
 TEST_P(EveryAttribute, ComesBackLineByLine) {
-  auto const full = make();
-  TestSupport::fillTree(*full);
   Strings lines;
   Orb::assignments(*full, [&](std::string const& line) { lines.push_back(line); });
-  ASSERT_FALSE(lines.empty());
-
-  auto const copy = make();
+  std::set<std::string> missing;
+  addWritable(*full, missing);
+  ASSERT_FALSE(missing.empty());
   for (std::size_t i = 0; i < lines.size(); ++i) {
     // What is still to be done differs, and nothing else.
     ASSERT_EQ(linesBetween(*copy, *full),
               Strings(lines.begin() + static_cast<int>(i), lines.end()));
     Orb::Assignment const line = Orb::splitAssignment(lines[i]);
+    std::string const path = '.' + std::string(line.path) + '.';
+    std::erase_if(missing, [&](std::string const& name) {
+      return path.find('.' + name + '.') != path.npos || path.find('.' + name + '[') != path.npos;
+    });
     if (line.hasText) {
       Orb::attributeTextIs(*copy, line.path, line.text);
       EXPECT_EQ(Orb::attributeText(*copy, line.path), line.text) << line.path;
@@ -408,8 +190,7 @@ TEST_P(EveryAttribute, ComesBackLineByLine) {
     }
   }
   EXPECT_EQ(linesBetween(*copy, *full), Strings{});
-  EXPECT_EQ(linesBetween(*full, *copy), Strings{});
-  EXPECT_EQ(leavesOf(*copy), leavesOf(*full));
+  EXPECT_EQ(missing, std::set<std::string>{}) << "these had their defaults";
 }
 
 /// Sends each attribute of a tree through its binary form into another tree of the same entities.
@@ -435,21 +216,13 @@ void sendAttributes(Orb::Entity const& from, Orb::Entity& to) {
 }
 
 TEST_P(EveryAttribute, ComesBackFromItsBinaryForm) {
-  auto const full = make();
-  TestSupport::fillTree(*full);
-  auto const copy = make();
   sendAttributes(*full, *copy);
   EXPECT_EQ(linesBetween(*copy, *full), Strings{});
-  EXPECT_EQ(leavesOf(*copy), leavesOf(*full));
 }
 
 INSTANTIATE_TEST_SUITE_P(Roots, EveryAttribute,
                          testing::Values("Acl::AclListConfig", "Acl::AsPathUrlLoadReturnStatus",
                                          "Routing::RouteMap::Config",
-                                         "Routing::RouteMap::PeerFilterConfig"),
-                         [](auto const& test) {
-                           std::string const name = test.param;
-                           return name.substr(name.rfind(':') + 1);
-                         });
+                                         "Routing::RouteMap::PeerFilterConfig"));
 
 }  // namespace

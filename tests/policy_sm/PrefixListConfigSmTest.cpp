@@ -96,18 +96,12 @@ TYPED_TEST_SUITE(PrefixListSm, Families);
 TYPED_TEST(PrefixListSm, StartsOverWhatIsConfigured) {
   auto& w = this->world;
   U32 const n = this->kLength;
-  struct Case {
-    U32 ge, le, eq, compiledGe, compiledLe;
-  };
-  Case const cases[] = {{0, 0, 0, n, n},         {n + 4, 0, 0, n + 4, TypeParam::kMaxLength},
-                        {0, n + 8, 0, n, n + 8}, {n + 4, n + 8, 0, n + 4, n + 8},
-                        {0, 0, n + 2, n, n},     {n + 2, n + 2, n + 2, n + 2, n + 2}};
-  Entries expected;
-  for (Case const& c : cases) {
-    auto const seqno = static_cast<U32>(expected.size());
-    w.add("FULL", this->entry(seqno, 1, c.ge, c.le, c.eq));
-    expected.emplace(seqno, normalised(this->entry(seqno, 1, c.compiledGe, c.compiledLe, c.eq)));
-  }
+  struct {
+    U32 ge, le, eq;
+  } const bounds[] = {{0, 0, 0},         {n + 4, 0, 0}, {0, n + 8, 0},
+                      {n + 4, n + 8, 0}, {0, 0, n + 2}, {n + 2, n + 2, n + 2}};
+  U32 seqno = 0;
+  for (auto const& b : bounds) w.add("FULL", this->entry(seqno++, 1, b.ge, b.le, b.eq));
   auto const empty = w.list("EMPTY");
   w.start();
   for (auto const* name : {"EMPTY", "FULL"}) {
@@ -118,7 +112,7 @@ TYPED_TEST(PrefixListSm, StartsOverWhatIsConfigured) {
   }
   EXPECT_EQ(w.sm("EMPTY")->processClock(), 0U) << "nothing is being built";
   w.settle();
-  EXPECT_EQ(compiled(*w.symbol("FULL")->status()), expected);
+  expectInLine(w);
   EXPECT_EQ(w.version("FULL"), 1U);
   EXPECT_EQ(w.version("EMPTY"), 0U);
   empty->versionInc(1);
@@ -134,6 +128,7 @@ TYPED_TEST(PrefixListSm, BuildsInSlicesAndSwapsOnce) {
   w.start();
   auto const sm = w.sm("L");
   Observer follower(*w.symbol("L")->symbolNotifier());
+  follower.then = [&] { EXPECT_FALSE(sm->isBuilding()) << "closed before it is announced"; };
   auto const old = w.symbol("L")->status();
   sm->clockQuantumIs(0);  // one entry in each slice
   for (U32 i = 1; i <= 3; ++i) {
@@ -378,6 +373,28 @@ TYPED_TEST(PrefixListSm, GoesOnWhateverChangesMeanwhile) {
   }
 }
 
+// Observers of the collection delete and bring back lists while the machine is constructed.
+TYPED_TEST(PrefixListSm, StartsWhileListsComeAndGo) {
+  for (bool const comesBack : {false, true}) {
+    typename TestFixture::World w;
+    for (auto const* name : {"A", "B", "C"}) w.add(name, this->entry(1, 1));
+    Observer collection(*w.all);
+    collection.then = [&] {
+      collection.then = [] {};
+      for (auto const* name : {"A", "C"}) {
+        w.listDel(name);
+        if (comesBack) w.add(name, this->entry(2, 2));
+      }
+    };
+    w.start();
+    collection.then = [] {};
+    w.settle();
+    for (auto const& list : TypeParam::lists(*w.config)) list->versionInc(1);
+    w.settle();
+    expectInLine(w);
+  }
+}
+
 TYPED_TEST(PrefixListSm, ReactorsAreKeptByNameAndObject) {
   auto& w = this->world;
   w.list("L");
@@ -428,7 +445,7 @@ TYPED_TEST(PrefixListSm, TracesItsHandlers) {
                        n + " prefix-list: L\n");
 }
 
-// A commit to a large list while another thread matches against what it holds.
+// A large list is built anew while another thread matches against what it holds.
 TEST(ThreadsPrefixListSm, MatchesGoOnWhileTheListIsBuiltAnew) {
   TestSupport::ListWorld<Acl::Ipv4Family> w;
   w.manager.clock()->timeSourceIs(nullptr);

@@ -2,6 +2,7 @@
 
 #include "config_copy/RouteMapCopy.h"
 #include "tests/support/ListWorld.h"
+#include "tests/support/ScarceMemory.h"
 
 namespace {
 
@@ -10,12 +11,12 @@ using Routing::RouteMap::PolicySymbolNotifier;
 
 /// A routing protocol that follows a list.
 struct Consumer final : PolicySymbolNotifier::Notifiee {
-  int told = 0;
-  void onVersion() override { ++told; }
+  int notified = 0;
+  void onVersion() override { ++notified; }
 };
 
 /// The whole road of one change: a session's commit, the list's version, the slices of the build,
-/// the swap, the symbol's version, and a consumer who is told once.
+/// the swap, the symbol's version, and a consumer who is notified once.
 TEST(CommitRoadTest, FromACommitToTheConsumer) {
   TestSupport::ListWorld<Acl::Ipv4Family> world;
   world.start();
@@ -47,30 +48,89 @@ TEST(CommitRoadTest, FromACommitToTheConsumer) {
   ASSERT_TRUE(session->commit().isComplete());
   EXPECT_EQ(world.config->prefixList("CUSTOMER")->version(), 2U);
   EXPECT_EQ(symbol->status(), before) << "the old form serves while the new one is built";
-  EXPECT_EQ(consumer.told, 0);
+  EXPECT_EQ(consumer.notified, 0);
   EXPECT_GT(world.settle(), 1) << "built in slices";
 
-  EXPECT_EQ(consumer.told, 1);
+  EXPECT_EQ(consumer.notified, 1);
   EXPECT_EQ(world.version("CUSTOMER"), symbolVersion + 1);
   auto const route = Ipa::Prefix(Ipa::IpAddr(4000U << 12), 24U);
   EXPECT_EQ(matchPrefixList(symbol->status(), route).seqno, 4000U);
   EXPECT_EQ(matchPrefixList(before, route).outcome,
             Routing::PolicyEval::PrefixListMatch::Outcome::noMatch);
 
-  // A commit that changes nothing is no change to anybody.
+  // A commit that changes nothing raises no version.
   auto const idle = sessions->open("third");
   idle->edit<Acl::PrefixList>("prefixList['CUSTOMER']");
   ASSERT_TRUE(idle->commit().isComplete());
   world.settle();
-  EXPECT_EQ(consumer.told, 1);
+  EXPECT_EQ(consumer.notified, 1);
 
   // And one that deletes the list leaves a symbol without a status.
   auto const last = sessions->open("fourth");
   EXPECT_TRUE(last->attributeDel("prefixList['CUSTOMER']"));
   ASSERT_TRUE(last->commit().isComplete());
   world.settle();
-  EXPECT_EQ(consumer.told, 2);
+  EXPECT_EQ(consumer.notified, 2);
   EXPECT_FALSE(symbol->status());
+}
+
+/// Whatever allocation of a commit fails, the one that is repeated brings the configuration, its
+/// compiled form and the report together.
+template <class Family>
+void commitWithScarceMemory(std::string const& lists) {
+  bool isDone = false;
+  for (long granted = 0; !isDone; ++granted) {
+    TestSupport::ListWorld<Family> world;
+    auto const prefix = [](Orb::U32 i) {
+      return Family::kFamily == Ipa::ipv4 ? "10." + std::to_string(i) + ".0.0/16"
+                                          : "2001:db8:" + std::to_string(i) + "::/48";
+    };
+    for (auto const* name : {"CHANGED", "DELETED"}) world.add(name, world.entry(1, prefix(1)));
+    world.start();
+    world.settle();
+    auto const sessions = Orb::make<Cli::Session::Manager>(
+        std::vector<Orb::Ptr<Orb::Entity>>{world.config},
+        Orb::make<Routing::RouteMap::RouteMapCopyHandlerDir>("handlers"));
+    auto const session = sessions->open("session");
+    for (std::string const name : {"CHANGED", "NEW"}) {
+      auto const list = session->edit<typename Family::List>(lists + "['" + name + "']");
+      for (Orb::U32 i = 2; i < 6; ++i) Family::entryIs(*list, world.entry(i * 10, prefix(i)));
+    }
+    session->attributeDel(lists + "['DELETED']");
+    auto const old = world.symbol("CHANGED")->status();
+    try {
+      TestSupport::ScarceMemory const scarce(granted);
+      isDone = session->commit().isComplete();
+    } catch (std::bad_alloc const&) {
+    }
+    if (!isDone) {
+      world.settle();
+      if (world.version("CHANGED") == 1) {
+        EXPECT_EQ(world.symbol("CHANGED")->status(), old);
+      }
+      ASSERT_TRUE(session->commit().isComplete()) << granted;
+    }
+    world.settle();
+    EXPECT_EQ(world.all->symbol().size(), 2U) << granted;
+    EXPECT_FALSE(world.symbol("DELETED") || world.sm("DELETED")) << granted;
+    for (auto const& list : Family::lists(*world.config)) {
+      auto const symbol = world.symbol(list->name());
+      ASSERT_TRUE(symbol && symbol->status() && world.sm(list->name())) << granted;
+      for (auto const& entry : Family::entries(*list)) {
+        auto const match = matchPrefixList(symbol->status(), Ipa::IpGenPrefix(entry.prefix()));
+        EXPECT_EQ(match.seqno, entry.seqno()) << granted;
+      }
+      EXPECT_EQ(symbol->status()->trie()->size(), Family::entries(*list).size()) << granted;
+      EXPECT_GE(list->version(), 1U) << granted;
+    }
+    EXPECT_EQ(Family::entries(*world.list("CHANGED")).size(), 5U) << granted;
+    EXPECT_EQ(Family::entries(*world.list("NEW")).size(), 4U) << granted;
+  }
+}
+
+TEST(CommitRoadTest, ARepeatedCommitCompilesWhatItSaysWhenMemoryRanOut) {
+  commitWithScarceMemory<Acl::Ipv4Family>("prefixList");
+  commitWithScarceMemory<Acl::Ipv6Family>("ipv6PrefixList");
 }
 
 }  // namespace
