@@ -29,10 +29,10 @@ class NamesOfSingles {
       auto const& first =
           first_.try_emplace(std::string(place), Named{single.name, line}).first->second;
       if (first.name == single.name) continue;
-      throw Orb::RangeException(
-          Orb::messageText(path) + ": there is only one " +
-          std::string(place.substr(place.rfind('.') + 1)) + ", and line " +
-          std::to_string(first.line) + " has " + Orb::messageText(first.name) + " for it");
+      throw Orb::RangeException(Orb::messageText(path) + ": there is only one " +
+                                std::string(place.substr(place.rfind('.') + 1)) + ", and line " +
+                                std::to_string(first.line) + " has " +
+                                Orb::messageText(first.name) + " for it");
     }
   }
 

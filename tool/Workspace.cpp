@@ -96,7 +96,8 @@ std::optional<ConfigTree> readConfig(Options const& options, Console& console) {
 
 bool hasEdits(std::optional<PendingEdits> const& edits) {
   bool hasAny = false;
-  if (edits) ConfigText::eachLine(edits->text(), [&](std::size_t, std::string_view) { hasAny = true; });
+  if (edits)
+    ConfigText::eachLine(edits->text(), [&](std::size_t, std::string_view) { hasAny = true; });
   return hasAny;
 }
 

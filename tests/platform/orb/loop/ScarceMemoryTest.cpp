@@ -51,7 +51,8 @@ TEST(ScarceMemory, LosesNeitherRequestsNorGarbage) {
   };
   EXPECT_EQ(post('p') + post('q'), 2);
   EXPECT_EQ(withEverMoreMemory([&] { a.timeMinIs(Clock::kNextTurn); }, [] {}), 0);
-  Logger const others[] = {{manager.clock(), log, '1'}, {manager.clock(), log, '2'},
+  Logger const others[] = {{manager.clock(), log, '1'},
+                           {manager.clock(), log, '2'},
                            {manager.clock(), log, '3'}};  // the room that was made with a is used
   EXPECT_EQ(withEverMoreMemory([&] { b.clockIs(manager.clock()); },
                                [&] { EXPECT_EQ(b.clock(), other.clock()); }),
