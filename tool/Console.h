@@ -12,7 +12,7 @@
 
 namespace Tool {
 
-/// What the process tells its caller; the worst that happened counts.
+/// The exit status of the process; the worst that happened counts.
 enum class Status {
   fine = 0,
   findings = 1,  ///< a list has an error or is empty, or a prefix is none
