@@ -188,27 +188,21 @@ constexpr char kComplete[] =
 TEST_F(Tool, ManualHelpAndCompletionNameTheSame) {
   std::string const options =
       "--candidate --config --help --ipv6 --json --on-duplicate --version -6 -V -h\n";
-  std::string const help =
-      "for c in '' check show match compile get set unset diff commit abort; do t $c --help; done "
-      "| ";
-  Step const steps[] = {
-      // Options are words that begin with hyphens; a manual writes a hyphen as "\-".
-      {help + "options", 0, options},
-      {"options <docs/route-policy.1", 0, options},
-      {"for c in '' check 'match x' get unset commit; do w $c -; done | options", 0, options},
-      {help + "grep -c '^Examples*:'", 0, "11\n"},
-      {help + "grep -E '.{101}'", 1, ""},
-      // The manual has the exit statuses as sentences, with a capital letter.
-      {"t --help >$T/help; for words in ' list has an error or is empty, a prefix is not one, a "
-       "configuration or an edit of it is refused, or a commit failed' 'rong usage, a file that "
-       "cannot be read or written, output that cannot be written, or not enough memory'; do\n"
-       "  for f in $T/help docs/route-policy.1; do tr -s ' \\n' ' ' <$f | grep -cF \"$words\"; "
-       "done\n"
-       "done | uniq -c | xargs",
-       0, "4 1\n"}};
-  run(steps,
-      kComplete + std::string("options() { tr -d '\\\\' | grep -oE '[-[:alnum:]]+' | grep -E "
-                              "'^-.*[^-]' | LC_ALL=C sort -u | xargs; }\n"));
+  // Options are words that begin with hyphens; a manual writes a hyphen as "\-". It has the exit
+  // statuses as sentences, with a capital letter.
+  table("help | options => " + options + "options <docs/route-policy.1 => " + options +
+            "for c in '' check 'match x' get unset commit; do w $c -; done | options => " +
+            options + R"(help | grep -c '^Examples*:' => 11
+help | grep -E '.{101}' => [1]
+status 'list has an error or is empty, a prefix is not one, a configuration or an edit of it is refused, or a commit failed' => 1 1
+status 'rong usage, a file that cannot be read or written, output that cannot be written, or not enough memory' => 1 1
+)",
+        kComplete + std::string(R"(
+options() { tr -d '\\' | grep -oE '[-[:alnum:]]+' | grep -E '^-.*[^-]' | LC_ALL=C sort -u; }
+status() { for f in <(t --help) docs/route-policy.1; do tr -s ' \n' ' ' <$f | grep -cF "$1"; done; }
+help() {
+  for c in '' check show match compile get set unset diff commit abort; do t $c --help; done
+})"));
 }
 
 TEST_F(Tool, CompletesWordsInBash) {
