@@ -29,6 +29,7 @@ c diff => + routeMap['M'] + routeMap['M'].mapEntry[10] ~ routeMap['M'].mapEntry[
 c get --candidate $M.version; c abort; ls $T => 0 2 edits dropped
 printf useDeprecatedCmd=True >$T/c.edits; c set $R; cat $T/c.edits => useDeprecatedCmd=True regexMode=regexModePosix
 printf '# later' >$T/c.edits; c commit; ls $T; c abort; ls $T => nothing is pending c.edits nothing is pending
+printf '# only' >$T/c; c set $R; c commit; cat $T/c => regexMode: changed # only regexMode=regexModePosix
 )");
 }
 
@@ -122,12 +123,10 @@ c abort --json => {"dropped":0}
 }
 
 TEST_F(ConfigTool, LosesNoEditWhenManyWorkAtOnce) {
-  Step const steps[] = {
-      {"for i in {1..12}; do c set \"routeMap['M$i']\" & ((i % 4)) || c commit >/dev/null & done\n"
-       "wait; c commit >/dev/null; diff <(c show | sort -V) <(printf 'routeMap M%d\\n' {1..12}); "
-       "ls $T",
-       0, "c\n"}};
-  run(steps);
+  table(
+      R"(for i in {1..12}; do c set "routeMap['M$i']" & ((i % 4)) || c commit & done >$T/.said; wait =>
+c commit >$T/.said; diff <(c show | sort -V) <(printf 'routeMap M%d\n' {1..12}); ls $T => c
+)");
 }
 
 }  // namespace

@@ -88,24 +88,19 @@ TEST_F(Tool, ShowsNoControlCharacters) {
 }
 
 TEST_F(Tool, AnswersBeforeItWaitsForMore) {
-  Step const steps[] = {
-      {"coproc $TOOL match samples/bogons-ipv4.txt\n"
-       "for p in 10.0.0.0/8 8.8.8.0/25; do\n"
-       "  echo $p >&${COPROC[1]}; read -r line <&${COPROC[0]}; echo \"$line\"\n"
-       "done",
-       0, "10.0.0.0/8\tdeny\tseq 20 deny 10.0.0.0/8 le 32\n8.8.8.0/25\tno match\n"}};
-  run(steps);
+  table(R"(coproc $TOOL match samples/bogons-ipv4.txt; for p in 10.0.0.0/8 8.8.8.0/25; do
+    echo $p >&${COPROC[1]}; read -r line <&${COPROC[0]}; echo "${line//$'\t'/,}"; done =>
+    10.0.0.0/8,deny,seq 20 deny 10.0.0.0/8 le 32 8.8.8.0/25,no match
+)");
 }
 
 // Numbers in even steps, with holes, and as far apart as they can be.
 TEST_F(Tool, ShowsTheEntryThatDecides) {
-  Step const steps[] = {
-      {"for i in {0..2999}; do\n"
-       "  echo seq $((i < 1000 ? 5 * i : i < 2000 ? 7 * i * i : 4294964295 + i)) permit "
-       "$((i / 256)).$((i % 256)).0.0/16\n"
-       "done >$T/list; cut -d' ' -f4 $T/list | t match $T/list | cut -f3 | diff $T/list -",
-       0, ""}};
-  run(steps);
+  table(
+      R"(for i in {0..2999}; do echo seq $((i < 1000 ? 5 * i : i < 2000 ? 7 * i * i : 4294964295 + i))
+    permit $((i / 256)).$((i % 256)).0.0/16; done >$T/list =>
+cut -d' ' -f4 $T/list | t match $T/list | cut -f3 | diff $T/list - && wc -l <$T/list => 3000
+)");
 }
 
 TEST_F(Tool, AnswersInJson) {
@@ -152,19 +147,14 @@ yes 10.0.0.1 2>&- | t match $B | head -1 | cut -f2; (exit ${PIPESTATUS[1]}) => d
 
 // Each entry is explained, and what is shown of a list can be imported again.
 TEST_F(Tool, SamplesSayWhatTheirReadmeSays) {
-  Step const steps[] = {
-      {"for f in samples/*.txt; do\n"
-       "  o=$([[ $f != *ipv6* ]] || echo -6); t check $o $f | wc -l\n"
-       "  grep -qF ${f##*/} samples/README.md || echo $f\n"
-       "  while read -r seq number entry; do set -- $entry\n"
-       "    grep -qF -e \"| $number | $2 |\" -e \"| $number | $entry |\" samples/README.md || echo "
-       "$entry\n"
-       "  done <$f\n"
-       "  t show $o $f | tail -n +2 >$T/again; t show $o $T/again | tail -n +2 | diff - $T/again\n"
-       "done",
-       0, "1\n1\n1\n1\n"},
-      {"scripts/demo.sh $TOOL >/dev/null", 0, ""}};
-  run(steps);
+  table(R"(for f in samples/*.txt; do o=$([[ $f != *ipv6* ]] || echo -6); t check $o $f | wc -l;
+    grep -qF ${f##*/} samples/README.md || echo $f;
+    while read -r seq number entry; do set -- $entry;
+    grep -qF -e "| $number | $2 |" -e "| $number | $entry |" samples/README.md || echo $entry;
+    done <$f; t show $o $f | tail -n +2 >$T/again; t show $o $T/again | tail -n +2 | diff - $T/again;
+    done => 1 1 1 1
+scripts/demo.sh $TOOL >/dev/null =>
+)");
 }
 
 TEST_F(Tool, SamplesKeepBogonsOut) {
