@@ -22,8 +22,8 @@ namespace {
 
 using Orb::U32;
 
-/// As large as a prefix rule.
-struct Rule {
+/// As large as an entry of a prefix list.
+struct Entry {
   U32 key;
   U32 rest[6];
 };
@@ -42,11 +42,11 @@ struct NameOf {
   Orb::Name const& operator()(Orb::Ptr<Child> const& child) const { return child->name; }
 };
 
-using Ordered = Orb::OrderedMap<Rule, Orb::PairKey>;
-using Hashed = Orb::HashMap<Rule, Orb::PairKey, Spread>;
-using Tree = std::map<U32, Rule>;
-using Nodes = std::unordered_map<U32, Rule>;
-using Floor = std::vector<Rule>;
+using Ordered = Orb::OrderedMap<Entry, Orb::PairKey>;
+using Hashed = Orb::HashMap<Entry, Orb::PairKey, Spread>;
+using Tree = std::map<U32, Entry>;
+using Nodes = std::unordered_map<U32, Entry>;
+using Floor = std::vector<Entry>;
 
 std::vector<U32> keys(std::size_t count, bool shuffled) {
   std::vector<U32> made(count);
@@ -57,30 +57,30 @@ std::vector<U32> keys(std::size_t count, bool shuffled) {
 
 template <class Map>
 void put(Map& map, U32 key) {
-  if constexpr (requires { map.insertOrAssign(Rule{key, {}}); }) {
-    map.insertOrAssign(Rule{key, {}});
+  if constexpr (requires { map.insertOrAssign(Entry{key, {}}); }) {
+    map.insertOrAssign(Entry{key, {}});
   } else {
-    map.insert_or_assign(key, Rule{key, {}});
+    map.insert_or_assign(key, Entry{key, {}});
   }
 }
-void put(Floor& map, U32 key) { map.push_back(Rule{key, {}}); }
+void put(Floor& map, U32 key) { map.push_back(Entry{key, {}}); }
 
 template <class Map>
-Rule const* get(Map const& map, U32 key) {
+Entry const* get(Map const& map, U32 key) {
   if constexpr (requires { map.find(key)->second; }) {
     return &map.find(key)->second;
   } else {
     return map.find(key);
   }
 }
-Rule const* get(Floor const& map, U32 key) {
+Entry const* get(Floor const& map, U32 key) {
   return &*std::lower_bound(map.begin(), map.end(), key,
-                            [](Rule const& rule, U32 k) { return rule.key < k; });
+                            [](Entry const& entry, U32 k) { return entry.key < k; });
 }
 
-U32 keyIn(Rule const& rule) { return rule.key; }
+U32 keyIn(Entry const& entry) { return entry.key; }
 template <class K>
-U32 keyIn(std::pair<K const, Rule> const& item) {
+U32 keyIn(std::pair<K const, Entry> const& item) {
   return item.second.key;
 }
 

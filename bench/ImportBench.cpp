@@ -14,7 +14,7 @@
 #include "list_import/PrefixSource.h"
 
 // What an import costs for each line of the source file: reading lines alone, with parsing and
-// staging, and all told with the entries added to a list. And what it costs to show a list, for
+// staging, and in all, with the entries added to a list. And what it costs to show a list, for
 // each entry. The lines are those of the Internet's table in random order, each third with an "le";
 // numbered automatically, or by themselves in random order.
 

@@ -27,24 +27,24 @@ namespace {
 using namespace Routing::RouteMap;
 using Shapes::Prefixes;
 
-/// The rules of a list, in the order of their sequence numbers.
-using Rules = std::vector<GenPrefixEntry>;
+/// The entries of a list, in the order of their sequence numbers.
+using Entries = std::vector<GenPrefixEntry>;
 
-Rules numbered(Prefixes const& prefixes, Orb::U32 longer) {
-  Rules rules;
+Entries numbered(Prefixes const& prefixes, Orb::U32 longer) {
+  Entries entries;
   for (auto const& p : prefixes) {
     Orb::U32 const le = longer ? std::min(p.length() + longer, p.maxLength()) : 0;
-    auto const seqno = static_cast<Orb::U32>(rules.size()) * 10;
-    rules.push_back(GenPrefixEntry::of(seqno, p, Acl::permitMatch, 0U, le, 0U));
+    auto const seqno = static_cast<Orb::U32>(entries.size()) * 10;
+    entries.push_back(GenPrefixEntry::of(seqno, p, Acl::permitMatch, 0U, le, 0U));
   }
-  return rules;
+  return entries;
 }
 
 /// A tenth denies, a fifth are prefixes that cover others, half have bounds; the sequence numbers
 /// say nothing about the prefixes.
-Rules mixed(Prefixes const& prefixes) {
+Entries mixed(Prefixes const& prefixes) {
   Shapes::Random random(9);
-  Rules rules;
+  Entries entries;
   for (auto const& drawn : prefixes) {
     Orb::U32 const cut = 1 + static_cast<Orb::U32>(random() % 6);
     auto const p = random() % 5 || drawn.length() < 8 + cut
@@ -58,29 +58,29 @@ Rules mixed(Prefixes const& prefixes) {
       Orb::U32 const from = std::max(ge, p.length());
       le = from + static_cast<Orb::U32>(random() % (p.maxLength() - from + 1));
     }
-    auto const seqno = static_cast<Orb::U32>(rules.size()) * 10;
+    auto const seqno = static_cast<Orb::U32>(entries.size()) * 10;
     auto const permit = random() % 10 ? Acl::permitMatch : Acl::denyMatch;
-    rules.push_back(GenPrefixEntry::of(seqno, p, permit, ge, le, 0U));
+    entries.push_back(GenPrefixEntry::of(seqno, p, permit, ge, le, 0U));
   }
-  return rules;
+  return entries;
 }
 
-/// All rules have one prefix; each has bounds of its own, and the last alone permits everything.
-Rules onePrefix(std::size_t count) {
-  Rules rules;
+/// All entries have one prefix; each has bounds of its own, and the last alone permits everything.
+Entries onePrefix(std::size_t count) {
+  Entries entries;
   auto const p = Shapes::ip4(0x0a000000, 8);
   for (Orb::U32 i = 0; i < count; ++i) {
     Orb::U32 const ge = 9 + i % 12;
     Orb::U32 const le = i + 1 == count ? 32 : ge + i % 5;
-    rules.push_back(GenPrefixEntry::of(i * 10, p, Acl::permitMatch, ge, le, 0U));
+    entries.push_back(GenPrefixEntry::of(i * 10, p, Acl::permitMatch, ge, le, 0U));
   }
-  return rules;
+  return entries;
 }
 
 struct Shape {
   std::string name;
   Ipa::AddressFamily family;
-  std::function<Rules()> rules;
+  std::function<Entries()> entries;
   std::function<Prefixes()> others;  // to draw misses from
 };
 
@@ -126,14 +126,14 @@ class Turns {
 class World {
  public:
   explicit World(Shape const& shape)
-      : rules_(shape.rules()), isIpv4_(shape.family == Ipa::ipv4), scope_(manager_) {
+      : entries_(shape.entries()), isIpv4_(shape.family == Ipa::ipv4), scope_(manager_) {
     if (isIpv4_) {
       ipv4_ = prefixListConfigSmFactory(config_, all_, prefixListSymbolDedupTableFactory());
     } else {
       ipv6_ = ipv6PrefixListConfigSmFactory(config_, all_, prefixListSymbolDedupTableFactory());
     }
     std::size_t const before = heapBytes();
-    for (auto const& r : rules_) {
+    for (auto const& r : entries_) {
       if (isIpv4_) {
         config_->prefixListIs("L")->prefixEntryIs(Acl::PrefixEntry::of(
             r.seqno(), Ipa::Prefix(r.prefix()), r.permit(), r.ge(), r.le(), r.eq()));
@@ -148,7 +148,7 @@ class World {
     compiledBytes_ = heapBytes() - before2;
 
     Prefixes prefixes;
-    for (auto const& r : rules_) prefixes.push_back(r.prefix());
+    for (auto const& r : entries_) prefixes.push_back(r.prefix());
     probes_ = Shapes::probes(prefixes, shape.others(), std::size_t{1} << 18);
     if (isIpv4_) {
       floor4_ = std::make_unique<Shapes::Floor<Shapes::Key4>>(prefixes);
@@ -185,7 +185,7 @@ class World {
   }
 
   Orb::Ptr<PrefixListStatus const> status() const { return all_->symbol("L")->status(); }
-  std::size_t size() const { return rules_.size(); }
+  std::size_t size() const { return entries_.size(); }
   Prefixes const& probes() const { return probes_; }
 
   void count(benchmark::State& state) const {
@@ -202,7 +202,7 @@ class World {
   }
 
  private:
-  Rules rules_;
+  Entries entries_;
   bool const isIpv4_;
   Orb::ActivityManager manager_;
   Orb::ActivityManager::Scope scope_;
@@ -343,8 +343,8 @@ void floorDependent(benchmark::State& state, Shape const& shape) {
 std::vector<Shape> shapes() {
   std::vector<Shape> all;
   auto const add = [&](std::string name, Ipa::AddressFamily family, std::size_t count, auto draw,
-                       auto rules) {
-    all.push_back({std::move(name), family, [=] { return rules(draw(count, 1)); },
+                       auto entries) {
+    all.push_back({std::move(name), family, [=] { return entries(draw(count, 1)); },
                    [=] { return draw(count, 3); }});
   };
   auto const exact = [](Prefixes const& p) { return numbered(p, 0); };
@@ -367,8 +367,8 @@ std::vector<Shape> shapes() {
   add("distributed-ipv6/100k", Ipa::ipv6, 100000, v6, exact);
   add("mixed-ipv6/100k", Ipa::ipv6, 100000, v6, mixed);
   // Misses for these come from the whole address space.
-  auto const special = [&](std::string name, Ipa::AddressFamily family, auto rules) {
-    all.push_back({std::move(name), family, rules, [family] {
+  auto const special = [&](std::string name, Ipa::AddressFamily family, auto entries) {
+    all.push_back({std::move(name), family, entries, [family] {
                      return family == Ipa::ipv4 ? Shapes::distributedIp4(10000, 3)
                                                 : Shapes::distributedIp6(10000, 3);
                    }});

@@ -362,12 +362,12 @@ class DistanceReactor final : public Orb::Reactor<DistanceReactor, MapEntry> {
 
  public:
   explicit DistanceReactor(Ptr<MapEntry const> entry) : Reactor(std::move(entry)) {}
-  Orb::U64 told() const { return told_; }
+  Orb::U64 notified() const { return notified_; }
 
  private:
-  void handleDistance() { ++told_; }
+  void handleDistance() { ++notified_; }
 
-  Orb::U64 told_ = 0;
+  Orb::U64 notified_ = 0;
 };
 
 /// The arguments: how many reactors, and whether reference counts are atomic.
@@ -383,20 +383,20 @@ void notify(benchmark::State& state) {
   }
   Orb::threadSafePtrIs(true);
   for (auto const& reactor : reactors) {
-    if (reactor->told() != n) state.SkipWithError("a reactor was not told");
+    if (reactor->notified() != n) state.SkipWithError("a reactor was not notified");
   }
 }
 
 struct Listener {
   virtual ~Listener() = default;
   virtual void onChange() = 0;
-  Orb::U64 told = 0;
+  Orb::U64 notified = 0;
 };
 struct CountingUp final : Listener {
-  void onChange() final { ++told; }
+  void onChange() final { ++notified; }
 };
 struct CountingDown final : Listener {
-  void onChange() final { --told; }
+  void onChange() final { --notified; }
 };
 
 void virtualCall(benchmark::State& state) {
@@ -407,7 +407,7 @@ void virtualCall(benchmark::State& state) {
     benchmark::DoNotOptimize(listener);
     listener->onChange();
   }
-  benchmark::DoNotOptimize(listener->told);
+  benchmark::DoNotOptimize(listener->notified);
 }
 
 // By name. The floor is handed the name and reads no path.

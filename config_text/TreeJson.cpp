@@ -52,8 +52,13 @@ void writePlain(std::string& out, ValueRef value) {
   writeJsonString(out, plainText(value));
 }
 
-/// The number of bytes of the UTF-8 sequence (RFC 3629) at the front, or 0 when there is none.
-std::size_t sequenceLength(std::string_view text) {
+/// What is at the front of a text that is not empty: a UTF-8 sequence (RFC 3629), or bytes that
+/// are none, as many as could begin one, so that a sequence cut short is replaced once.
+struct Sequence {
+  std::size_t length;
+  bool isCharacter;
+};
+Sequence sequenceAt(std::string_view text) {
   auto const byte = [&](std::size_t i) { return static_cast<Orb::U8>(text[i]); };
   Orb::U8 const lead = byte(0);
   std::size_t const length = lead < 0x80   ? 1
@@ -62,16 +67,16 @@ std::size_t sequenceLength(std::string_view text) {
                              : lead < 0xf0 ? 3
                              : lead < 0xf5 ? 4
                                            : 0;
-  if (length == 0 || text.size() < length) return 0;
+  if (length == 0) return {1, false};
+  // The second byte excludes overlong forms, halves of surrogate pairs, and all beyond U+10FFFF.
+  Orb::U8 least = lead == 0xe0 ? 0xa0 : lead == 0xf0 ? 0x90 : 0x80;
+  Orb::U8 most = lead == 0xed ? 0x9f : lead == 0xf4 ? 0x8f : 0xbf;
   for (std::size_t i = 1; i < length; ++i) {
-    if ((byte(i) & 0xc0) != 0x80) return 0;
+    if (i == text.size() || byte(i) < least || byte(i) > most) return {i, false};
+    least = 0x80;
+    most = 0xbf;
   }
-  // Longer forms than need be, the halves of surrogate pairs, and what is beyond U+10FFFF.
-  if (lead == 0xe0 && byte(1) < 0xa0) return 0;
-  if (lead == 0xed && byte(1) > 0x9f) return 0;
-  if (lead == 0xf0 && byte(1) < 0x90) return 0;
-  if (lead == 0xf4 && byte(1) > 0x8f) return 0;
-  return length;
+  return {length, true};
 }
 
 /// The character of a sequence.
@@ -119,9 +124,9 @@ void writeJsonString(std::string& out, std::string_view text) {
   constexpr Orb::U32 kReplacement = 0xfffd;
   out += '"';
   while (!text.empty()) {
-    std::size_t const length = sequenceLength(text);
-    writeCharacter(out, length == 0 ? kReplacement : codePoint(text.substr(0, length)));
-    text.remove_prefix(length == 0 ? 1 : length);
+    Sequence const next = sequenceAt(text);
+    writeCharacter(out, next.isCharacter ? codePoint(text.substr(0, next.length)) : kReplacement);
+    text.remove_prefix(next.length);
   }
   out += '"';
 }

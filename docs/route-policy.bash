@@ -8,7 +8,7 @@ _route_policy() {
   COMPREPLY=()
 
   # "--on-duplicate=WHAT" comes as three words: bash parts them at the "=". So does an edit, which is
-  # nobody's to complete.
+  # not ours to complete.
   if [[ $cur == '=' ]]; then
     prev=${COMP_WORDS[COMP_CWORD - 1]} cur=''
   elif [[ $prev == '=' ]]; then

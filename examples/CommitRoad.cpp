@@ -1,5 +1,5 @@
 // The road of one change: a session edits a prefix list and commits, the event loop compiles the
-// list, and whoever follows its symbol is told once.
+// list, and the followers of its symbol are notified once.
 #include <cstdio>
 
 #include "config_copy/RouteMapCopy.h"
@@ -14,8 +14,8 @@ namespace {
 
 /// A routing protocol that uses a list.
 struct Follower final : PolicySymbolNotifier::Notifiee {
-  int told = 0;
-  void onVersion() override { ++told; }
+  int notified = 0;
+  void onVersion() override { ++notified; }
 };
 
 }  // namespace
@@ -44,7 +44,7 @@ int main() {
 
   auto const status = symbols->symbol("CUSTOMER")->status();  // may go to any thread
   auto const match = matchPrefixList(status, Ipa::Prefix::parse("192.0.2.0/24"));
-  std::printf("version %u, told %d, %s\n", config->prefixList("CUSTOMER")->version(), follower.told,
-              match.isPermit ? "permit" : "no match");
-  return match.isPermit && follower.told == 1 ? 0 : 1;
+  std::printf("version %u, notified %d, %s\n", config->prefixList("CUSTOMER")->version(),
+              follower.notified, match.isPermit ? "permit" : "no match");
+  return match.isPermit && follower.notified == 1 ? 0 : 1;
 }

@@ -36,8 +36,9 @@ fuzz: *
 tests: *
 '
 
-mapfile -t files < <(find platform policy_* list_import config_copy config_text tool examples bench fuzz tests \
-  -type f \( -name '*.h' -o -name '*.cpp' \) 2>/dev/null | LC_ALL=C sort)
+mapfile -t tops < <(sed -n 's/[/:].*//p' <<<"$layers" | LC_ALL=C sort -u)
+mapfile -t files < <(find "${tops[@]}" -type f \( -name '*.h' -o -name '*.cpp' \) 2>/dev/null |
+  LC_ALL=C sort)
 ((${#files[@]})) || { echo "no source files here" >&2; exit 1; }
 
 status=0

@@ -18,7 +18,7 @@ run() {
   "$tool" "$@"
 }
 
-heading "Are the lists in order?"
+heading "Is anything wrong with the lists?"
 run check bogons-ipv4.txt customer-ipv4.txt
 run check --ipv6 bogons-ipv6.txt customer-ipv6.txt
 

@@ -27,7 +27,7 @@ struct Cost {
   double bytesPerEntry() const noexcept { return perEntry(static_cast<double>(bytes)); }
 };
 
-/// Bytes handed out by the allocator; 0 where it does not tell.
+/// Bytes handed out by the allocator; 0 where it does not say.
 std::size_t heapInUse() {
 #if defined(__GLIBC__) && __GLIBC_PREREQ(2, 33)
   struct mallinfo2 const heap = ::mallinfo2();
@@ -37,7 +37,7 @@ std::size_t heapInUse() {
 #endif
 }
 
-/// What the compiled list holds where the allocator does not tell what it took.
+/// The size of the compiled list where the allocator does not say what it handed out.
 std::size_t bytesHeld(Routing::RouteMap::PrefixListStatus const& status, std::size_t entries) {
   return status.trie()->memory() + entries * sizeof(Routing::RouteMap::PrefixListEntryData);
 }

@@ -24,7 +24,7 @@ class ConfigFile {
   std::string path_;
 };
 
-/// What tells one text of a configuration from all others: its size and a hash, or "none" for a
+/// What differs between any two texts of a configuration: size and hash, or "none" for a
 /// file that does not exist.
 std::string fingerprintOf(std::optional<std::string_view> text);
 

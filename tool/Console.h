@@ -12,7 +12,7 @@
 
 namespace Tool {
 
-/// What the process tells its caller; the worst that happened counts.
+/// The exit status of the process; the worst that happened counts.
 enum class Status {
   fine = 0,
   findings = 1,  ///< a list has an error or is empty, or a prefix is none
@@ -49,9 +49,9 @@ class OutputLost : public std::runtime_error {
 };
 
 /// Where a command writes: answers to standard output, which is buffered and checked, messages to
-/// standard error. flush() and lineDone() throw OutputLost. Keeps the exit status. Messages show
-/// control characters escaped, and so do answers on a terminal: what is in a file must not steer
-/// it.
+/// standard error. flush() and lineDone() throw OutputLost. Keeps the exit status. Control
+/// characters are escaped in messages, and in answers on a terminal: what is in a file must not
+/// steer it.
 class Console : public ConfigText::Sink {
  public:
   explicit Console(int out = STDOUT_FILENO, int err = STDERR_FILENO)

@@ -39,11 +39,11 @@ Exit status:
   2  wrong usage, a file that cannot be read or written, output that cannot be written, or not
      enough memory
 
-"route-policy COMMAND --help" tells more of a command; so does the manual, route-policy(1).)";
+"route-policy COMMAND --help" says more of a command; so does the manual, route-policy(1).)";
 
 inline constexpr char kCheck[] = "import files and report what is refused";
 inline constexpr char kCheckEnd[] =
-    R"(Imports each file and tells what it holds. An error reads "FILE:LINE: what is wrong" and ends the
+    R"(Imports each file and prints what it holds. An error reads "FILE:LINE: what is wrong" and ends the
 import of that file; the other files are still checked. An empty list is an error.
 
 Example:
@@ -61,7 +61,7 @@ Examples:
   route-policy show --on-duplicate override customer-ipv4.txt
   route-policy --config border.conf show CUSTOMER-IN)";
 
-inline constexpr char kMatch[] = "tell which entry decides about prefixes";
+inline constexpr char kMatch[] = "show which entry decides about prefixes";
 inline constexpr char kMatchEnd[] =
     R"(Prefixes are arguments or, when there are none, lines of standard input. Each answer is a line of
 fields parted by tabs: the prefix, the verdict ("permit", "deny" or "no match"), and the entry that
@@ -75,7 +75,7 @@ Examples:
   route-policy match bogons-ipv4.txt 10.1.0.0/16
   route-policy match bogons-ipv4.txt < table.txt | grep permit)";
 
-inline constexpr char kCompile[] = "compile a list and tell what that costs";
+inline constexpr char kCompile[] = "compile a list and print what that costs";
 inline constexpr char kCompileEnd[] =
     R"(Compiles the list as the routing process does, in time slices of its event loop. Prints the number
 of entries and of slices, the longest slice, and the time and memory that the compiled form takes
@@ -118,7 +118,7 @@ taken.
 Example:
   route-policy --config border.conf unset "routeMap['CUSTOMER-IN'].mapEntry[20].localPref")";
 
-inline constexpr char kDiff[] = "tell what a commit would change";
+inline constexpr char kDiff[] = "print what a commit would change";
 inline constexpr char kDiffEnd[] =
     R"(Prints a line for each difference, in the order of keys:
   + routeMap['CUSTOMER-IN'].mapEntry[30]                            it would be added

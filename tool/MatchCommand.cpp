@@ -30,7 +30,7 @@ class Matcher {
   Matcher(ListFile<Family> const& file, bool isJson, Console& console)
       : entries_(*file.list), status_(compiled(file)), isJson_(isJson), console_(console) {}
 
-  /// `place` and `number` tell where the prefix stands, should it be none.
+  /// `place` and `number` say where the text stands, for the message when it is not a prefix.
   void answer(std::string_view text, char const* place, std::size_t number) {
     try {
       Prefix const prefix = read(text);
@@ -96,7 +96,7 @@ template <class Family>
 void answerInput(Matcher<Family>& matcher, Console& console) {
   LineReader input(STDIN_FILENO);
   std::string_view line;
-  // Whoever waits for an answer before asking on gets it: nothing is held back while we wait.
+  // The other side may wait for an answer before it asks on: nothing is held back while we wait.
   while (input.isReady() || (console.flush(), true)) {
     if (!input.next(line)) break;
     std::string_view const text = trimmed(line);

@@ -18,22 +18,20 @@ namespace Tool {
 ///  2. The file is replaced as a whole, so that the edits of one command are in it together or not
 ///     at all, whenever the process or the machine stops. A last line without a newline is an edit
 ///     like any other: a person wrote it.
-///  3. A commit changes two files. Before it puts the new configuration in its place, it adds a
-///  mark
-///     to the edits: a comment with the fingerprints of the configuration before and after. Should
-///     it stop there, the next reader sees which of the two the configuration is: the edits above
-///     the mark are still pending, or they are in force.
-///  4. Only the holder of the lock makes new files, so what a new holder finds of them was left by
-///  a
-///     process that was stopped. That they are not locked is asked all the same: a person may have
-///     removed the edits, and with them the lock, under a process that goes on.
+///  3. A commit changes two files. Before it puts the new configuration in its place, it adds to
+///     the edits a mark: a comment with the fingerprints of the configuration before and after.
+///     Should it stop there, the next reader sees which of the two the configuration is: the edits
+///     above the mark are still pending, or they are in force.
+///  4. Only the holder of the lock makes new files, so those that a new holder finds were left by
+///     a stopped process. Whether they are locked is checked all the same: a person may have
+///     removed the edits, and with them the lock, while a process is still at work.
 class PendingEdits {
  public:
   enum class Access {
-    read,    ///< beside others who read
-    change,  ///< alone
-    create,  ///< alone, and the file is made when it is not there
-    drop     ///< alone, and whether the edits are in force does not matter
+    read,    ///< a shared lock
+    change,  ///< an exclusive lock, like the rest
+    create,  ///< the file is made when it is not there
+    drop     ///< whether the edits are in force does not matter
   };
 
   /// Waits for the lock. Nothing when the file does not exist. FileError, except to drop them, when

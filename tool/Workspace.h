@@ -29,7 +29,7 @@ struct Workspace {
 std::optional<Workspace> openWorkspace(ConfigFile file, std::optional<PendingEdits> edits,
                                        bool mayBeMissing, Console& console);
 
-/// A session of whoever runs the tool, with the pending edits applied; null when one of them was
+/// A session in the name of the user, with the pending edits applied; null when one of them was
 /// refused, which is reported. `handlers` are those of its commit: see Manager.
 Orb::Ptr<Cli::Session::Session> openSession(Workspace const& workspace,
                                             Orb::Ptr<Orb::Entity> const& handlers,

@@ -50,99 +50,75 @@ KILL_AT 137 pending: 2 version: 0 1 c
 }
 
 TEST_F(ConfigFiles, SettleWhatAStoppedCommitLeft) {
-  std::string const stopped =
-      "echo regexMode=regexModePosix >$T/c.edits; rm -f $T/c; faulty KILL_AT=11 c commit 2>&-; ";
   std::string const unknown =
       "T/c.edits: a commit was stopped, and the configuration has been changed since: whether "
       "these edits are in force is not known; drop them with abort, or keep them and remove the "
-      "line \"# route-policy commit: ...\"\n";
-  Step const steps[] = {
-      {stopped + "c diff; c abort", 0, "nothing is pending\n"},
-      {stopped + "c set regexMode=x; c diff; ls $T", 0, "c\n",
-       "edit 1: regexMode: Acl::RegexMode name 'x' not allowed\n"},
-      {stopped + "c set useDeprecatedCmd=True; c diff; cat $T/c.edits", 0,
-       "~ useDeprecatedCmd: False -> True\nuseDeprecatedCmd=True\n"},
-      {stopped + "echo useDeprecatedCmd=True >>$T/c.edits; c diff", 0,
-       "~ useDeprecatedCmd: False -> True\n"},
-      {stopped + "printf 'regexMode=regexModePosix ' >$T/c; c diff", 2, "", unknown},
-      {"c commit", 2, "", unknown},
-      {"c abort; c diff; c set useDeprecatedCmd=True; faulty KILL_AT=9 c commit 2>&-\n"
-       "c set noSetCommExplicitMembers=True; cat $T/c $T/c.edits",
-       0,
-       "1 edit dropped\nregexMode=regexModePosix useDeprecatedCmd=True\n"
-       "noSetCommExplicitMembers=True\n"},
-      // What it removes is what a Replacement leaves, beside this file, and not at work.
-      {"cd $T; n=route-policy-new\n"
-       "touch c.backup c.$n {c,c.edits,d}.ABCDEF.$n c-ABCDEF.$n c.ABCDEF{G.$n,.route-policy-old} "
-       "c.LOCKED.$n\n"
-       "mkfifo c.FIFOFO.$n; ln -s c c.LINKED.$n\n"
-       "export -f t; flock c.LOCKED.$n bash -c 't --config $T/c commit'; LC_ALL=C ls | xargs",
-       0,
-       "useDeprecatedCmd: changed\nnoSetCommExplicitMembers: changed\n"
-       "c c-ABCDEF.route-policy-new c.ABCDEF.route-policy-old c.ABCDEFG.route-policy-new "
-       "c.FIFOFO.route-policy-new c.LINKED.route-policy-new c.LOCKED.route-policy-new c.backup "
-       "c.route-policy-new d.ABCDEF.route-policy-new\n"}};
-  run(steps);
+      "line \"# route-policy commit: ...\"";
+  table(R"(stopped; c diff; c abort => nothing is pending
+stopped; c set nope 2>&-; c diff; ls $T => c
+stopped; c set useDeprecatedCmd=True; c diff; cat $T/c.edits => ~ useDeprecatedCmd: False -> True useDeprecatedCmd=True
+stopped; echo useDeprecatedCmd=True >>$T/c.edits; c diff => ~ useDeprecatedCmd: False -> True
+stopped; echo "$R " >$T/c; c diff => )" +
+            unknown + " [2]\nc commit => " + unknown + R"( [2]
+c abort; c diff; c set useDeprecatedCmd=True => 1 edit dropped
+faulty KILL_AT=9 c commit 2>&-; c set noSetCommExplicitMembers=True; cat $T/c $T/c.edits =>
+    regexMode=regexModePosix  useDeprecatedCmd=True noSetCommExplicitMembers=True
+)",
+        "stopped() { echo $R >$T/c.edits; rm -f $T/c; faulty KILL_AT=11 c commit 2>&-; }");
+  // What is removed is what a Replacement leaves, beside this file, and not at work.
+  table(R"(cd $T; n=route-policy-new; mkfifo c.FIFOFO.$n; ln -s c c.LINKED.$n =>
+touch c.backup c.$n {c,c.edits,d}.ABCDEF.$n c-ABCDEF.$n c.ABCDEF{G.$n,.route-policy-old} c.LOCKED.$n =>
+export -f t; flock c.LOCKED.$n bash -c 't --config $T/c commit' => useDeprecatedCmd: changed noSetCommExplicitMembers: changed
+LC_ALL=C ls => c c-ABCDEF.route-policy-new c.ABCDEF.route-policy-old c.ABCDEFG.route-policy-new
+    c.FIFOFO.route-policy-new c.LINKED.route-policy-new c.LOCKED.route-policy-new c.backup
+    c.route-policy-new d.ABCDEF.route-policy-new
+)",
+        "cd $T; n=route-policy-new");
 }
 
 TEST_F(ConfigFiles, AreRegularOnes) {
-  std::string const irregular = ": cannot be read: not a regular file 2\n";
-  Step const steps[] = {
-      {"cd $T; mkdir d; mkfifo fifo e.edits; ln -s fifo link; ln -s /dev/zero z.edits; touch e z\n"
-       "truncate -s 1T big; echo x >big.edits\n"
-       "for f in d fifo link /dev/zero big e z; do for command in diff commit; do\n"
-       "  echo $(faulty MOST=100000 t --config $f $command 2>&1; echo $?)\n"
-       "done; done | uniq",
-       0,
-       "d: cannot be read: Is a directory 2\nfifo" + irregular + "link" + irregular + "/dev/zero" +
-           irregular + "big: cannot be read: it is larger than 1 GiB 2\ne.edits" + irregular +
-           "e.edits: cannot be written: not a regular file 2\nz.edits" + irregular +
-           "z.edits: cannot be written: not a regular file 2\n"},
-      // Links are followed, wherever they lead.
-      {"ln -s l1 $T/c; ln -s d/../d/real $T/l1; c set regexMode=regexModePosix; ls $T/d; c commit; "
-       "cat $T/d/real; ls $T/d; readlink $T/c",
-       0, "real.edits\nregexMode: changed\nregexMode=regexModePosix\nreal\nl1\n"},
-      {"rm $T/d/*; ln -sf c $T/l1; c commit", 2, "",
-       "T/c: cannot be read: Too many levels of symbolic links\n"},
-      {"ln -sf no/real $T/l1; c set regexMode=regexModePosix", 2, "",
-       "T/no/real.edits: cannot be written: No such file or directory\n"}};
-  run(steps);
+  table(
+      R"(mkdir d; mkfifo fifo e.edits; ln -s fifo link; ln -s /dev/zero z.edits; touch e z; truncate -s 1T big; echo x >big.edits =>
+both d => 2 d: cannot be read: Is a directory 2
+both fifo => 2 fifo: cannot be read: not a regular file 2
+both link => 2 link: cannot be read: not a regular file 2
+both /dev/zero => 2 /dev/zero: cannot be read: not a regular file 2
+both big => 2 big: cannot be read: it is larger than 1 GiB 2
+both e => 1 e.edits: cannot be read: not a regular file 2 1 e.edits: cannot be written: not a regular file 2
+both z => 1 z.edits: cannot be read: not a regular file 2 1 z.edits: cannot be written: not a regular file 2
+ln -s l1 c; ln -s d/../d/real l1; c set $R; ls d; c commit; cat d/real; ls d; readlink c =>
+    real.edits regexMode: changed regexMode=regexModePosix real l1
+ln -sf c l1; c commit => T/c: cannot be read: Too many levels of symbolic links [2]
+ln -sf no/real l1; c set $R => T/no/real.edits: cannot be written: No such file or directory [2]
+)",
+      "cd $T; both() { for command in diff commit; do\n"
+      "echo $(faulty MOST=100000 t --config $1 $command 2>&1; echo $?); done | count; }");
 }
 
 // Of the edits and, behind a commit, of the configuration.
 TEST_F(ConfigFiles, HaveTheModeOfTheConfiguration) {
-  Step const steps[] = {{"m 600 000", 0, "600 600\n"},
-                        {"m 640 000", 0, "640 640\n"},
-                        {"m 664 077", 0, "664 664\n"},
-                        {"m 755 077", 0, "644 755\n"},
-                        {"m 4711 022", 0, "600 4711\n"},
-                        {"m '' 027", 0, "640 640\n"},
-                        {"rm $T/c; c set regexMode=regexModePosix; chmod 600 $T/c.edits; c set "
-                         "useDeprecatedCmd=True; stat -c %a $T/c.edits",
-                         0, "600\n"}};
-  run(steps,
-      "m() { umask $2; rm -f $T/c; [[ ! $1 ]] || { touch $T/c; chmod $1 $T/c; }\n"
-      "c set regexMode=regexModePosix; e=$(stat -c %a $T/c.edits); c commit >$T/.said\n"
-      "echo $e $(stat -c %a $T/c); }\n");
+  table(R"(mode 600 000; mode 640 000; mode 664 077; mode 755 077 => 600 600 640 640 664 664 644 755
+mode 4711 022; mode '' 027 => 600 4711 640 640
+rm $T/c; c set $R; chmod 600 $T/c.edits; c set $R; stat -c %a $T/c.edits => 600
+)",
+        "mode() { umask $2; rm -f $T/c; [[ ! $1 ]] || { touch $T/c; chmod $1 $T/c; }; c set $R\n"
+        "stat -c %a $T/c.edits; c commit >$T/.said; stat -c %a $T/c; }");
 }
 
 TEST_F(ConfigFiles, AreNotTakenForClosedStreams) {
   write("list", "permit 10.0.0.0/8\n");
-  Step const steps[] = {
-      {"c set regexMode=regexModePosix; c set nope 2>&-; c set nope <&- >&- 2>&-; cat $T/c.edits",
-       0, "regexMode=regexModePosix\n"},
-      {"c diff >&-", 2, "", "standard output: cannot write: Bad file descriptor\n"},
-      {"t check - <&-", 2, "", "<stdin>: cannot be read: Bad file descriptor\n"},
-      {"t match $T/list <&-", 2, "", "<stdin>: cannot be read: Bad file descriptor\n"},
-      // A limit of files that may not be exceeded; the pipe has none.
-      {"(ulimit -f 0; c set useDeprecatedCmd=True) 2>&1 | cat; exit ${PIPESTATUS[0]}", 2,
-       "T/c.edits: cannot be written: File too large\n"},
-      {"cat $T/c.edits", 0, "regexMode=regexModePosix\n"},
-      {"printf '%0300000d' 1 >$T/c; faulty MOST=100000 c get", 2, "", "T/c: not enough memory\n"},
-      {"for i in {1..4000}; do echo permit 10.$((i / 256)).$((i % 256)).0/24; done >$T/list; "
-       "faulty MOST=100000 t check $T/list",
-       2, "", "T/list: not enough memory\n"}};
-  run(steps);
+  table(
+      R"(c set $R; c set nope 2>&-; c set nope <&- >&- 2>&-; cat $T/c.edits => regexMode=regexModePosix
+c diff >&- => standard output: cannot write: Bad file descriptor [2]
+t check - <&- => <stdin>: cannot be read: Bad file descriptor [2]
+t match $T/list <&- => <stdin>: cannot be read: Bad file descriptor [2]
+(ulimit -f 0; c set nope=True; c set $R) 2>&1 | cat => edit 1: nope: no root has an attribute 'nope'
+    T/c.edits: cannot be written: File too large
+cat $T/c.edits => regexMode=regexModePosix
+printf '%0300000d' 1 >$T/c; faulty MOST=100000 c get => T/c: not enough memory [2]
+printf 'permit 10.%s.0/24\n' {0..15}.{0..255} >$T/list; faulty MOST=100000 t check $T/list =>
+    T/list: not enough memory [2]
+)");
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <regex>
 #include <sstream>
 #include <string>
 
@@ -53,13 +54,16 @@ class RunsTool : public testing::Test {
   ///  $T      the folder of write(), which is "T" in what is said
   ///  t       the tool, of which nobody waits for more than a minute
   ///  c       the tool on the configuration $T/c, in which $M is the path of a route map
+  ///          and $R an edit
   ///  faulty  V=N c ...: the same with a fault, see support/preload
+  ///  count   uniq -c without its blanks
   Result bash(std::string const& lines) {
     write(".line",
-          "M=\"routeMap['M']\"; t() { timeout 60 \"$TOOL\" \"$@\"; }; c() { t --config $T/c "
+          "M=\"routeMap['M']\"; R=regexMode=regexModePosix; t() { timeout 60 \"$TOOL\" \"$@\"; }; "
+          "c() { t --config $T/c "
           "\"$@\"; }\n"
           "faulty() { (export $1 LD_PRELOAD=$FAULTS ASAN_OPTIONS=verify_asan_link_order=0\n"
-          "shift; \"$@\"); }\n" +
+          "shift; \"$@\"); }; count() { uniq -c | sed 's/^ *//'; }\n" +
               lines + "\n");
     int const status =
         std::system("bash $T/.line >$T/.out 2>$T/.err </dev/null");  // NOLINT(cert-env33-c)
@@ -82,6 +86,20 @@ class RunsTool : public testing::Test {
       EXPECT_EQ(result.out, step.out) << step.line;
       EXPECT_EQ(result.err, step.err) << step.line;
     }
+  }
+
+  /// Runs each line "COMMAND => ANSWER", behind `before`. The answer is all that it says, in one
+  /// line, and its status in brackets unless that is 0. Indented lines go on with the line above.
+  void table(std::string const& text, std::string const& before = {}) {
+    std::string const lines = std::regex_replace(text, std::regex("\n +"), " ");
+    EXPECT_EQ(bash(before + R"(
+while IFS= read -r line; do
+  c=${line%% =>*}; o=$({ eval "$c" </dev/null 2>&1; s=$?; ((s)) && echo "[$s]"; } | paste -sd' ')
+  echo "$c =>${o:+ $o}"
+done <<'END'
+)" + lines + "END")
+                  .out,
+              lines);
   }
 
   std::filesystem::path folder_;

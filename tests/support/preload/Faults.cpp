@@ -68,8 +68,5 @@ OFFERED int rename(char const* from, char const* to) noexcept {
 }  // extern "C"
 
 OFFERED void* operator new(std::size_t size) { return allocate(size); }
-OFFERED void* operator new[](std::size_t size) { return allocate(size); }
 OFFERED void operator delete(void* memory) noexcept { std::free(memory); }
-OFFERED void operator delete[](void* memory) noexcept { std::free(memory); }
 OFFERED void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
-OFFERED void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
