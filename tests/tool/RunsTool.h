@@ -7,7 +7,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <regex>
 #include <sstream>
 #include <string>
 
@@ -90,11 +89,13 @@ class RunsTool : public testing::Test {
 
   /// Runs each line "COMMAND => ANSWER", behind `before`. The answer is all that it says, in one
   /// line, and its status in brackets unless that is 0. Indented lines go on with the line above.
-  void table(std::string const& text, std::string const& before = {}) {
-    std::string const lines = std::regex_replace(text, std::regex("\n +"), " ");
+  void table(std::string lines, std::string const& before = {}) {
+    for (std::size_t at; (at = lines.find("\n ")) != lines.npos;) {
+      lines.replace(at, lines.find_first_not_of(' ', at + 1) - at, " ");
+    }
     EXPECT_EQ(bash(before + R"(
-while IFS= read -r line; do
-  c=${line%% =>*}; o=$({ eval "$c" </dev/null 2>&1; s=$?; ((s)) && echo "[$s]"; } | paste -sd' ')
+while IFS= read -r line; do c=${line%% =>*}
+  o=$({ eval "$c" </dev/null 2>&1; s=$?; ((s)) && echo "[$s]"; } | paste -sd' ')
   echo "$c =>${o:+ $o}"
 done <<'END'
 )" + lines + "END")
