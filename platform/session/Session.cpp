@@ -54,22 +54,28 @@ bool Session::isWholeChildren(UnitName const& name) const {
 
 // Following
 
+/// Observers may commit another session, and so leave something to follow again.
 void Session::follow(Unit& unit) const {
-  if (!unit.followed) return;
-  detail::Merge merge(unit, running(unit.name));
-  merge.apply();
-  unit.followed = nullptr;
-  merge.notify();
+  while (unit.followed) {
+    detail::Merge merge(unit, running(unit.name));
+    merge.apply();
+    unit.followed = nullptr;
+    merge.notify();
+  }
 }
 
-/// Lets all units follow, or those that are members of one attribute.
+/// Lets all units follow, or those that are members of one attribute, until none is behind: also
+/// not one whose turn came before. What is thrown ends that.
 void Session::followAll(UnitName const* under) {
-  Orb::FirstError error;
-  for (std::shared_ptr<Unit> const& held : *units_) {
-    std::shared_ptr<Unit> const unit = held;
-    if (!under || unit->name.isMemberOf(*under)) error.guard([&] { follow(*unit); });
+  for (bool isBehind = true; isBehind;) {
+    isBehind = false;
+    for (std::shared_ptr<Unit> const& held : *units_) {
+      std::shared_ptr<Unit> const unit = held;
+      if (!unit->followed || (under && !unit->name.isMemberOf(*under))) continue;
+      isBehind = true;
+      follow(*unit);
+    }
   }
-  error.rethrow();
 }
 
 // Edits
@@ -101,7 +107,13 @@ void Session::attributeTextIs(std::string_view path, std::string_view text) {
     std::optional<Edits::Trial> claim;
     if (!name.isMember()) claim.emplace(edits, name.path, Claim::kept);
     Ptr<Entity> owner;
-    Orb::attributeTextIs(root, path, text, Orb::CounterAccess::refuse, &owner);
+    root.isModifiedIs(false);
+    try {
+      Orb::attributeTextIs(root, path, text, Orb::CounterAccess::refuse, &owner);
+    } catch (...) {
+      if (claim && root.isModified()) claim->stays();  // an observer threw
+      throw;
+    }
     if (owner) owner->isModifiedIs(true);  // also when it was equal: it is what the session wants
     if (claim) claim->stays();
     return true;
@@ -148,14 +160,23 @@ bool Session::attributeDel(std::string_view path) {
   return editing(name, [&](Entity& root, Edits& edits) {
     Orb::PathType const type = Orb::pathType(root.type(), path);
     std::optional<Edits::Trial> claim;
-    if (!type.ownedType.empty()) {
+    bool const isOwned = !type.ownedType.empty();
+    if (isOwned) {
       claim.emplace(edits, type.place, Claim::masked);
     } else if (!name.isMember()) {
       claim.emplace(edits, name.path, Claim::kept);
     }
-    bool const removed = Orb::attributeDel(root, path);
-    if (removed && claim) claim->stays();
-    return removed;
+    bool const wasThere = isOwned && Orb::ownedAt(root, type.place);
+    root.isModifiedIs(false);
+    try {
+      bool const removed = Orb::attributeDel(root, path);
+      if (removed && claim) claim->stays();
+      return removed;
+    } catch (...) {  // an observer, perhaps, when it was removed
+      bool const isGone = isOwned ? wasThere && !Orb::ownedAt(root, type.place) : root.isModified();
+      if (isGone && claim) claim->stays();
+      throw;
+    }
   });
 }
 

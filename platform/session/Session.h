@@ -38,12 +38,13 @@
 ///     over: not when that has been changed by others since, nor when both wanted the same.
 ///  3. An edit, a read, a merge or a commit that fails, also for want of memory, leaves the session
 ///     as it was before the call, or the report says what has been applied. (An edit that is made
-///     and of which an observer complains stands.)
+///     and of which an observer throws stands.)
 ///  4. What a commit changed is announced by a version: when it failed before it could raise one,
 ///     the next copy into the same entity counts as a change.
 ///  5. Observers may do anything at any time: of the candidate they are notified when the edit is
 ///     made, or when the whole unit has followed; they may edit, read, commit, abort or drop the
-///     session. Of the running tree and of the session's state they are notified while a session
+///     session. (A session is used when no unit is behind: observers that commit others for ever
+///     keep it from that.) Of the running tree and of the session's state they are notified while a session
 ///     commits, and may do anything but use a session.
 ///
 /// What others than sessions change in the running tree is taken over where a candidate follows; in

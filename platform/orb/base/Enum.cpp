@@ -3,6 +3,7 @@
 #include <ostream>
 
 #include "platform/orb/base/Registry.h"
+#include "platform/orb/base/Text.h"
 
 namespace Orb {
 
@@ -34,7 +35,7 @@ U32 enumeratorOf(EnumType const& type, std::string_view name) {
   for (Enumerator const& e : type.enumerators) {
     if (e.name == name) return e.value;
   }
-  throw RangeException(std::string(type.name) + " name " + toText(String(name)) + " not allowed");
+  throw RangeException(std::string(type.name) + " name " + quotedForMessage(name) + " not allowed");
 }
 
 U32 readEnumerator(TextReader& in, EnumType const& type) {

@@ -194,9 +194,15 @@ class HashMap {
   /// map is empty.
   void adopt(HashMap& other) noexcept {
     body_ = std::move(other.body_);
-    if (body_) body_->offset += clock_;
-    clock_ += other.clock_ + 1;
     ++other.clock_;
+    ++clock_;
+    if (!body_) return;
+    // The first item gets the next id. The clock goes on from the last, not from the other's: maps
+    // that exchange their contents for ever would double their clocks each time.
+    U64 const first = run(0)->slots()->id;
+    U64 const last = run(runCount() - 1)->end()[-1].id;
+    body_->offset = clock_ - first;
+    clock_ += last - first + 1;
   }
 
   BodyOwner body_;
@@ -265,8 +271,9 @@ class HashMap<Item, KeyOf, Hash>::Iterator {
   /// At the first item from that id on.
   Iterator(HashMap const& map, U64 id) {
     if (!map.body_) return;
-    U64 const offset = map.body_->offset;
-    U64 const own = id > offset ? id - offset : 0;
+    U64 const offset = map.body_->offset;  // modulo 2^64, as ids that came from elsewhere may go down
+    U64 const first = map.run(0)->slots()->id;
+    U64 const own = id > first + offset ? id - offset : first;
     std::size_t const run = map.body_->isMany() ? map.many().runOf(own) : 0;
     Run& slots = *map.run(run);
     *this = Iterator(map, run, slots.before(own));

@@ -229,7 +229,11 @@ void MutableAttributeRef::clear() const {
 
 Ptr<Entity> MutableAttributeRef::makeOwned(ValueRef key) const {
   AttributeClass const& a = classOf(*info_);
-  return a.owned->make(placeOf(object_, owner_, id_), addressOf(a, key));
+  Ptr<Entity> entity = owned(key);
+  if (entity || (a.key && !key)) return entity;
+  entity = createOwned(key);
+  insertOwned(*entity);
+  return entity;
 }
 
 Ptr<Entity> MutableAttributeRef::owned(ValueRef key) const {
@@ -312,7 +316,11 @@ Ptr<Entity> MutableAttributeRef::createOwned(ValueRef key) const {
 }
 
 void MutableAttributeRef::insertOwned(Entity& entity) const {
-  classOf(*info_).owned->insert(mutableObject(object_), entity);
+  classOf(*info_).owned->insert(placeOf(object_, owner_, id_), entity);
+}
+
+void MutableAttributeRef::adoptOwned(Entity& entity) const {
+  classOf(*info_).owned->adopt(mutableObject(object_), entity);
 }
 
 void MutableAttributeRef::swap(MutableAttributeRef other) const noexcept {

@@ -135,8 +135,13 @@ class ROUTEPOLICY_EXPORT MutableAttributeRef : public AttributeRef {
   bool eraseMember(ValueRef key) const;
   /// Removes all members, or all owned entities.
   void clear() const;
-  /// The entity under `key`, made when it is not there.
+  /// The entity under `key`, made when it is not there; without a key, the single one if it is
+  /// there or has no name.
   Ptr<Entity> makeOwned(ValueRef key = {}) const;
+  /// A new entity for that key, which the attribute does not hold yet.
+  Ptr<Entity> createOwned(ValueRef key = {}) const;
+  /// Takes in what was created for it, and a single one in place of the one that is there.
+  void insertOwned(Entity& entity) const;
   Ptr<Entity> owned(ValueRef key = {}) const;
   void eachOwned(FunctionRef<void(ValueRef key, Entity& entity)> visit) const;
   /// Visits what this and `from`, the same attribute of another entity, own: null where a side has
@@ -151,16 +156,15 @@ class ROUTEPOLICY_EXPORT MutableAttributeRef : public AttributeRef {
   /// by key; whether anything changed. Owned entities and shared objects stay as they are.
   bool copy(AttributeRef from) const;
 
-  /// Reads what writeBinary() wrote, and makes it the content by the mutators.
+  /// Reads what writeBinary() wrote, members in whatever order, and makes it the content by the
+  /// mutators. What is no such form is a ParseException, and changes nothing.
   void readBinary(BinaryReader& in) const;
 
   // Without checks and notifications: for copies that nobody watches, and for who notifies later.
   /// Makes values and members those of `from`; strong exception guarantee.
   void assign(AttributeRef from) const;
-  /// A new entity for that key, which the attribute does not hold yet.
-  Ptr<Entity> createOwned(ValueRef key = {}) const;
   /// Takes in an entity that was created for this attribute of this or another owner.
-  void insertOwned(Entity& entity) const;
+  void adoptOwned(Entity& entity) const;
   /// Exchanges what two objects of the same attribute hold.
   void swap(MutableAttributeRef other) const noexcept;
 

@@ -123,14 +123,30 @@ class Child {
   Ptr<E> const& get() const { return child_; }
   Ptr<E> make(Entity const& owner, AttrId id, Name const& name) requires kIsNamed {
     if (child_ && child_->name() == name) return child_;
-    return replace(owner, id, Orb::make<E>(name));
+    Ptr<E> const child = Orb::make<E>(name);
+    add(owner, id, child);
+    return child;
   }
   Ptr<E> make(Entity const& owner, AttrId id) requires(!kIsNamed) {
-    return child_ ? child_ : replace(owner, id, Orb::make<E>());
+    if (child_) return child_;
+    Ptr<E> const child = Orb::make<E>();
+    add(owner, id, child);
+    return child;
+  }
+  /// Takes in a child in place of the one that is there, if any, and notifies.
+  void add(Entity const& owner, AttrId id, Ptr<E> child) {
+    Ptr<Entity const> const alive(&owner);
+    Ptr<E> const old = std::exchange(child_, std::move(child));
+    FirstError error;
+    error.guard([&] {
+      if (old) old->deleted();
+    });
+    error.guard([&] { owner.notifyObservers(id); });
+    error.rethrow();
   }
   bool erase(Entity const& owner, AttrId id) {
     if (!child_) return false;
-    replace(owner, id, nullptr);
+    add(owner, id, nullptr);
     return true;
   }
 
@@ -139,18 +155,6 @@ class Child {
   friend void swap(Child& a, Child& b) noexcept { std::swap(a.child_, b.child_); }
 
  private:
-  Ptr<E> replace(Entity const& owner, AttrId id, Ptr<E> child) {
-    Ptr<Entity const> const alive(&owner);
-    Ptr<E> const old = std::exchange(child_, child);
-    FirstError error;
-    error.guard([&] {
-      if (old) old->deleted();
-    });
-    error.guard([&] { owner.notifyObservers(id); });
-    error.rethrow();
-    return child;
-  }
-
   Ptr<E> child_;
 };
 

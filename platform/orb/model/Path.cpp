@@ -196,16 +196,9 @@ void changeIn(Entity& entity, TextReader& in, Change const& change) {
   changeAttribute(type.name, {entity, id}, &entity, in, change);
 }
 
-/// A single child is about to take the place of another. What would fail must not cost the one
-/// that is there, so the change is tried on an entity of its own first.
-void tryInPlaceOf(MutableAttributeRef a, TextReader ahead, Change const& change) {
-  Entity const* const other = std::as_const(a).AttributeRef::owned();
-  Ptr<Entity> const trial = other ? other->type().make({}) : nullptr;
-  if (trial) changeIn(*trial, ahead, change);
-}
-
-/// Goes on into an owned entity, which is made when something is set in it. When that fails, what
-/// was made is removed again.
+/// Goes on into an owned entity, which is made when something is set in it. It comes into its place
+/// with all that is set in it: what fails before changes nothing, and costs no other entity that is
+/// there.
 void changeOwned(std::string_view typeName, MutableAttributeRef a, TextReader& in,
                  Change const& change, ValueRef key) {
   bool const isEnd = key ? closesAtEnd(in) : atEnd(in);
@@ -217,19 +210,13 @@ void changeOwned(std::string_view typeName, MutableAttributeRef a, TextReader& i
   Ptr<Entity> child = a.owned(key);
   if (!child && change.isRemoval()) return change.found(false);
   bool const isNew = !child;
-  if (isNew && !isEnd && a.kind() == AttributeKind::child) tryInPlaceOf(a, in, change);
-  bool const canBeMade = key || !a.info().keyType();
-  if (isNew && !canBeMade) {
+  if (isNew && !key && a.info().keyType()) {
     refuse(typeName, a.info(), "needs a key in brackets for what is not there yet");
   }
-  try {
-    if (isNew) child = a.makeOwned(key);
-    if (!isEnd) return changeIn(*child, in, change);
-    if (change.made) *change.made = child;
-  } catch (...) {
-    if (isNew) a.eraseOwned(key);
-    throw;
-  }
+  if (isNew) child = a.createOwned(key);
+  if (!isEnd) changeIn(*child, in, change);
+  if (isEnd && change.made) *change.made = child;
+  if (isNew) a.insertOwned(*child);
 }
 
 void changeMember(MutableAttributeRef a, TextReader& in, Change const& change, ValueRef key) {

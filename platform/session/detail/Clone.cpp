@@ -11,7 +11,7 @@ using Orb::ValueRef;
 void cloneAttribute(MutableAttributeRef to, AttributeRef from) {
   if (to.ownsEntities()) {
     from.eachOwned(
-        [&](ValueRef key, Entity const& child) { to.insertOwned(*cloneFor(to, key, child)); });
+        [&](ValueRef key, Entity const& child) { to.adoptOwned(*cloneFor(to, key, child)); });
   } else {
     to.assign(from);
   }

@@ -176,13 +176,17 @@ CommitReport Commit::run() {
 }
 
 void Commit::followAll() {
-  for (std::shared_ptr<Unit> const& held : *session_.units_) {
-    std::shared_ptr<Unit> const unit = held;
-    if (!unit->followed) continue;
-    Merge merge(*unit, running(unit->name));
-    merge.apply();
-    unit->followed = nullptr;
-    noting(report_, unit->name.path, [&] { merge.notify(); });
+  for (bool isBehind = true; isBehind;) {
+    isBehind = false;
+    for (std::shared_ptr<Unit> const& held : *session_.units_) {
+      std::shared_ptr<Unit> const unit = held;
+      if (!unit->followed) continue;
+      isBehind = true;  // an observer may commit what another unit is to follow then
+      Merge merge(*unit, running(unit->name));
+      merge.apply();
+      unit->followed = nullptr;
+      noting(report_, unit->name.path, [&] { merge.notify(); });
+    }
   }
 }
 

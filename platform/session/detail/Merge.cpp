@@ -50,7 +50,7 @@ Merge::Merge(Unit& unit, Entity const& running) : unit_(unit) {
       });
       if (has == had) return;
       MutableAttributeRef const after = addStep(root, name.attribute);
-      if (has) after.insertOwned(*has);
+      if (has) after.adoptOwned(*has);
     });
   } else if (mine.ownsEntities()) {
     atPlace(mine, {}, [&] { settlePlace(name.in(*unit.followed).owned(), mine.owned().get()); });
@@ -197,7 +197,7 @@ void Merge::mergeOwned(Entity const* base, AttributeRef running, Entity& owner,
   }
   if (!changed) return;
   MutableAttributeRef const after = addStep(owner, mine.id());
-  for (Ptr<Entity> const& entity : all) after.insertOwned(*entity);
+  for (Ptr<Entity> const& entity : all) after.adoptOwned(*entity);
 }
 
 // Making it so

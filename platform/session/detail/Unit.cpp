@@ -77,7 +77,7 @@ Ptr<Entity> copyOfUnit(UnitName const& name, Entity const& running) {
   if (name.isMember()) {
     if (auto const from = name.entityIn(running)) {
       name.in(*root).withKey(name.key, [&](Orb::ValueRef key) {
-        name.in(*root).insertOwned(*cloneFor(name.in(*root), key, *from));
+        name.in(*root).adoptOwned(*cloneFor(name.in(*root), key, *from));
       });
     }
   } else {

@@ -274,6 +274,59 @@ TEST_F(SessionTest, ObserversOfACandidateMayTouchMoreWhileItFollows) {
   EXPECT_TRUE(roots.lists->prefixListHas("D"));
 }
 
+TEST_F(SessionTest, ACandidateFollowsWhatAnObserverCommitsMeanwhile) {
+  using Act = std::function<std::string(Session&)>;
+  for (Act const& act : std::vector<Act>{
+           [](auto& s) { return SessionTest::differenceOf(s); },
+           [](auto& s) { return s.attributeText("routeMap"); },
+           [](auto& s) { return SessionTest::textOf(s.commit()); }}) {
+    roots = PolicyRoots();
+    manager = roots.manager();
+    SetUp();
+    auto const session = manager->open("s");
+    session->attributeTextIs("routeMap['M'].mapEntry[20].weight", "1");
+    session->attributeIs("routeMap['N']");
+    auto const commit = [&](char const* path) {
+      auto const other = manager->open("o");
+      other->attributeTextIs(path, "7");
+      EXPECT_TRUE(other->commit().isComplete());
+    };
+    auto const late = session->edit<Routing::RouteMap::Map>("routeMap['N']");
+    bool once = true;
+    Observer const doer(*late, [&](Orb::AttrId, void const*) {
+      if (std::exchange(once, false)) commit("routeMap['M'].mapEntry[10].weight");
+    });
+    commit("routeMap['N'].mapEntry[10].weight");
+    std::string const seen = act(*session);
+    EXPECT_EQ(seen.find("over"), seen.npos);
+    EXPECT_EQ(seen.find("7"), seen.npos) << "no difference in what the session has not edited";
+    if (session->isOpen()) {
+      EXPECT_TRUE(session->commit().isComplete());
+    }
+    EXPECT_EQ(roots.maps->routeMap("M")->mapEntry(10)->weight(), Keel::MaybeU63(7));
+  }
+}
+
+TEST_F(SessionTest, AnEditStandsWhateverObserversThrow) {
+  auto const session = manager->open("s");
+  auto const other = manager->open("o");
+  auto const map = session->edit<Routing::RouteMap::Map>("routeMap['M']");
+  map->mapEntryIs(20);
+  session->attributeTextIs("regexMode", "regexModePosix");
+  {
+    Observer const thrower(*map, kThrow);
+    EXPECT_THROW(session->attributeDel("routeMap['M'].mapEntry[20]"), std::runtime_error);
+    EXPECT_THROW(session->attributeDel("routeMap['M'].mapEntry[10]"), std::runtime_error);
+  }
+  for (auto const* const path : {"routeMap['M'].mapEntry[10].weight",
+                                 "routeMap['M'].mapEntry[20].weight"}) {
+    other->attributeTextIs(path, "7");
+  }
+  EXPECT_TRUE(other->commit().isComplete());
+  EXPECT_TRUE(session->commit().isComplete());
+  EXPECT_TRUE(roots.maps->routeMap("M")->mapEntry().empty());
+}
+
 TEST_F(SessionTest, ObserversOfACandidateMayCloseTheSessionInTheMiddleOfAnything) {
   using Act = std::function<void(Session&)>;
   std::string const path = "prefixList['P'].source";

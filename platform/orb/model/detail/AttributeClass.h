@@ -56,15 +56,15 @@ struct OwnedOps {
   void (*each)(void const* attribute, VisitOwned visit);
   /// The entity under `key`, or null. A null key stands for the single one.
   Entity* (*find)(void const* attribute, void const* key);
-  // By the mutators; a null key stands for all, or for the single one.
-  /// The entity, made when it is not there.
-  Ptr<Entity> (*make)(Place const& place, void const* key);
-  /// Whether there was one.
-  bool (*erase)(Place const& place, void const* key);
   /// A new entity for that place, which does not hold it yet.
   Ptr<Entity> (*create)(Place const& place, void const* key);
-  /// Puts such an entity into an attribute object; nobody is notified.
-  void (*insert)(void* attribute, Entity& entity);
+  // By the mutators; a null key stands for all, or for the single one.
+  /// Puts such an entity into its place.
+  void (*insert)(Place const& place, Entity& entity);
+  /// Whether there was one.
+  bool (*erase)(Place const& place, void const* key);
+  /// Puts an entity into an attribute object; nobody is notified.
+  void (*adopt)(void* attribute, Entity& entity);
   /// Visits whatever either side owns; `before` may be null for one that owns nothing.
   void (*differ)(void const* before, void const* after, VisitOwnedDifference visit);
 };

@@ -105,7 +105,11 @@ struct ErasedChildren {
     attribute.clear(*place.owner, place.id);
     return had;
   }
-  static void insert(void* attribute, Entity& entity) {
+  static void insert(Place const& place, Entity& entity) {
+    attributeAt<Erased>(place).add(*place.owner, place.id,
+                                   Ptr<Base>(&static_cast<Base&>(entity)));
+  }
+  static void adopt(void* attribute, Entity& entity) {
     static_cast<Erased*>(attribute)->adopt(Ptr<Base>(&static_cast<Base&>(entity)));
   }
   static void differ(void const* before, void const* after, VisitOwnedDifference visit) {
@@ -127,16 +131,12 @@ struct ChildrenClass {
   using E = typename A::Target;
   using Erased = ErasedChildren<typename A::Erased>;
 
-  static Ptr<Entity> make(Place const& place, void const* key) {
-    auto& attribute = static_cast<A&>(attributeAt<typename A::Erased>(place));
-    return attribute.insert(static_cast<Owner&>(*place.owner), place.id, as<Key>(key));
-  }
   static Ptr<Entity> create(Place const& place, void const* key) {
     return A::create(static_cast<Owner&>(*place.owner), as<Key>(key));
   }
 
-  static constexpr OwnedOps kOps{Erased::each, Erased::find,   make,          Erased::erase,
-                                 create,       Erased::insert, Erased::differ};
+  static constexpr OwnedOps kOps{Erased::each,  Erased::find,  create,        Erased::insert,
+                                 Erased::erase, Erased::adopt, Erased::differ};
   static constexpr AttributeClass makeClass() {
     AttributeClass made{};
     made.kind = A::kKind;
@@ -171,13 +171,8 @@ struct ChildClass {
     Ptr<E> const& child = as<A>(attribute).get();
     return child && isMeant(*child, key) ? child.get() : nullptr;
   }
-  static Ptr<Entity> make(Place const& place, [[maybe_unused]] void const* key) {
-    A& attribute = attributeAt<A>(place);
-    if constexpr (A::kIsNamed) {
-      return key ? attribute.make(*place.owner, place.id, as<Name>(key)) : attribute.get();
-    } else {
-      return attribute.make(*place.owner, place.id);
-    }
+  static void insert(Place const& place, Entity& entity) {
+    attributeAt<A>(place).add(*place.owner, place.id, Ptr<E>(&static_cast<E&>(entity)));
   }
   static bool erase(Place const& place, void const* key) {
     return find(place.attribute, key) && attributeAt<A>(place).erase(*place.owner, place.id);
@@ -189,7 +184,7 @@ struct ChildClass {
       return Orb::make<E>();
     }
   }
-  static void insert(void* attribute, Entity& entity) {
+  static void adopt(void* attribute, Entity& entity) {
     static_cast<A*>(attribute)->adopt(Ptr<E>(&static_cast<E&>(entity)));
   }
   static void differ(void const* before, void const* after, VisitOwnedDifference visit) {
@@ -202,7 +197,7 @@ struct ChildClass {
     if (theirs) visit(keyOf(*theirs), nullptr, theirs.get());
   }
 
-  static constexpr OwnedOps kOps{each, find, make, erase, create, insert, differ};
+  static constexpr OwnedOps kOps{each, find, create, insert, erase, adopt, differ};
   static constexpr AttributeClass makeClass() {
     AttributeClass made{};
     made.kind = A::kKind;

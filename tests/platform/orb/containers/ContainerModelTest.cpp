@@ -404,6 +404,28 @@ TEST(HashMap, closesUpWhenMostIsErased) {
   }
 }
 
+TEST(HashMap, mayExchangeContentsForEver) {
+  Hashed<Plain<5>> now;
+  Hashed<Plain<5>> next;
+  for (U32 round = 0; round < 200; ++round) {
+    next.clear();
+    for (U32 i = 0; i < 10; ++i) next.insertOrAssign({i, round});
+    auto kept = next.begin();
+    swap(now, next);
+    int visited = 0;
+    for (auto const& item : now) {
+      EXPECT_EQ(item.value, round);
+      U32 const key = item.key;
+      now.erase(key);
+      now.insertOrAssign({100 + key, round});
+      if (++visited == 10) break;
+    }
+    EXPECT_EQ(visited, 10);
+    ++kept;  // of the other map: what is there now came anew
+    EXPECT_EQ(kept == std::default_sentinel, next.empty()) << round;
+  }
+}
+
 TEST(OrderedMap, fillsItsLeaves) {
   Ordered<Plain<5>> map;
   for (U32 i = 0; i < 20000; ++i) map.insertOrAssign({10000 * i, i});

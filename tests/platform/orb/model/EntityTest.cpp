@@ -8,6 +8,7 @@
 #include "platform/orb/model/Path.h"
 #include "platform/orb/model/Reactor.h"
 #include "tests/support/Observer.h"
+#include "tests/support/ScarceMemory.h"
 
 namespace Sample {
 
@@ -421,6 +422,22 @@ TEST(Entity, IsChangedByName) {
   }
   EXPECT_TRUE(p->other());
   EXPECT_EQ(Orb::attributeText(*p, "shared"), "{ 'c' }");
+}
+
+TEST(Entity, KeepsTheChildThatIsThereWhenAnEditByNameFails) {
+  auto const p = Orb::make<Parent>("p");
+  p->chosenIs("old");
+  auto const replace = [&] { Orb::attributeTextIs(*p, "chosen['new'].weight", "3"); };
+  EXPECT_GT(TestSupport::withEverMoreMemory(
+                replace, [&] { EXPECT_TRUE(p->chosen() && p->chosen()->name() == "old"); }),
+            0);
+  p->chosenIs("old");
+  Observer const thrower(*p, [](Orb::AttrId, void const*) { throw std::runtime_error("no"); });
+  EXPECT_THROW(replace(), std::runtime_error);
+  EXPECT_EQ(p->chosen()->name(), "new") << "a change that was made stands";
+  EXPECT_EQ(p->chosen()->weight(), 3U);
+  EXPECT_THROW(Orb::attributeIs(*p, "child['c']"), std::runtime_error);
+  EXPECT_TRUE(p->childHas("c"));
 }
 
 TEST(Entity, ReadsTheBinaryFormOfACollectionWholeOrNotAtAll) {
