@@ -349,6 +349,9 @@ TYPED_TEST(PrefixListSm, GoesOnWhateverChangesMeanwhile) {
     Orb::traceSinkIs([&](std::string_view, int, std::string_view line) {
       constexpr std::string_view kTaken = "PL: L seqno: ";
       inSink = true;
+      // A list that was deleted and came back has a reactor of its own, which builds at once when
+      // there are entries by then.
+      if (line.ends_with("PrefixEntry")) startAnew();
       if (line.starts_with(kTaken)) {
         auto const seqno = static_cast<U32>(std::stoul(std::string(line.substr(kTaken.size()))));
         EXPECT_GT(seqno, last) << "ascending, and once";
