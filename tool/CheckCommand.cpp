@@ -75,7 +75,7 @@ void checkFile(std::string const& file, Options const& options, Console& console
   }
   Counts const counts = countsOf<Family>(*read.list);
   if (options.json) return console.jsonLine(jsonOf(file, counts));
-  console.text().append(Place(file).text()).append(": ").append(textOf(counts)).append("\n");
+  console.text().append(Subject(file).text()).append(": ").append(textOf(counts)).append("\n");
 }
 
 }  // namespace

@@ -28,7 +28,7 @@ constexpr std::size_t kMostOfName = 300;
 
 }  // namespace
 
-std::string Place::text() const {
+std::string Subject::text() const {
   std::string text = !isNamed_       ? "route-policy"
                      : name_.empty() ? "''"
                                      : Orb::messageText(name_, kMostOfName);
@@ -55,24 +55,24 @@ void Console::write(std::string_view text) {
   if (int const error = writeAll(out_, text)) throw OutputLost(error);
 }
 
-void Console::finding(Place const& place, std::string_view message) {
-  this->message(Status::findings, place, "", message);
+void Console::finding(Subject const& subject, std::string_view message) {
+  this->message(Status::findings, subject, "", message);
 }
 
-void Console::failure(Place const& place, std::string_view message) {
-  this->message(Status::failed, place, "", message);
+void Console::failure(Subject const& subject, std::string_view message) {
+  this->message(Status::failed, subject, "", message);
 }
 
-void Console::warning(Place const& place, std::string_view message) {
-  this->message(Status::fine, place, "warning: ", message);
+void Console::warning(Subject const& subject, std::string_view message) {
+  this->message(Status::fine, subject, "warning: ", message);
 }
 
 void Console::paint(std::string_view text) const { writeAll(err_, text); }
 
-void Console::message(Status status, Place const& place, std::string_view kind,
+void Console::message(Status status, Subject const& subject, std::string_view kind,
                       std::string_view message) {
   status_ = std::max(status_, status);
-  std::string line = place.text();
+  std::string line = subject.text();
   line.append(": ").append(kind).append(Orb::messageText(message, kMostOfMessage)).append("\n");
   try {
     flush();

@@ -21,12 +21,12 @@ enum class Status {
 
 /// What a message is about: the program, or a file (or an argument), and a line of it unless that
 /// is 0.
-class Place {
+class Subject {
  public:
-  Place() = default;
-  Place(std::string_view name, std::size_t line = 0) : name_(name), line_(line), isNamed_(true) {}
-  Place(std::string const& name, std::size_t line = 0) : Place(std::string_view(name), line) {}
-  Place(char const* name) : Place(std::string_view(name)) {}
+  Subject() = default;
+  Subject(std::string_view name, std::size_t line = 0) : name_(name), line_(line), isNamed_(true) {}
+  Subject(std::string const& name, std::size_t line = 0) : Subject(std::string_view(name), line) {}
+  Subject(char const* name) : Subject(std::string_view(name)) {}
 
   /// "NAME:LINE", as people can read it whatever the name is.
   std::string text() const;
@@ -59,14 +59,14 @@ class Console : public ConfigText::Sink {
   /// One line of JSON, all of it ASCII. Bytes that are not UTF-8 are replaced.
   void jsonLine(nlohmann::ordered_json const& value);
 
-  /// "PLACE: MESSAGE", behind what was answered before.
-  void finding(Place const& place, std::string_view message);
-  void failure(Place const& place, std::string_view message);
-  void warning(Place const& place, std::string_view message);
+  /// "SUBJECT: MESSAGE", behind what was answered before.
+  void finding(Subject const& subject, std::string_view message);
+  void failure(Subject const& subject, std::string_view message);
+  void warning(Subject const& subject, std::string_view message);
 
   /// Notes the file that is worked on, for a failure that knows of none.
   void workOn(std::string_view file) { workedOn_ = file; }
-  Place workedOn() const { return workedOn_.empty() ? Place() : Place(workedOn_); }
+  Subject workedOn() const { return workedOn_.empty() ? Subject() : Subject(workedOn_); }
 
   /// Whether a person reads the messages as they come.
   bool isErrorTerminal() const noexcept { return isatty(err_) == 1; }
@@ -79,7 +79,8 @@ class Console : public ConfigText::Sink {
   void write(std::string_view text) override;
 
  private:
-  void message(Status status, Place const& place, std::string_view kind, std::string_view message);
+  void message(Status status, Subject const& subject, std::string_view kind,
+               std::string_view message);
 
   int const out_;
   int const err_;

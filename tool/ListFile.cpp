@@ -15,9 +15,9 @@ namespace {
 
 constexpr char kStandardInputPlace[] = "<stdin>";
 
-Place placeOf(std::string const& file, std::size_t line = 0) {
-  return file == kStandardInput ? Place(std::string_view(kStandardInputPlace), line)
-                                : Place(file, line);
+Subject placeOf(std::string const& file, std::size_t line = 0) {
+  return file == kStandardInput ? Subject(std::string_view(kStandardInputPlace), line)
+                                : Subject(file, line);
 }
 
 /// The file's name without its folder and ending, as one word.

@@ -78,12 +78,6 @@ TextFault readAs(std::string_view text, Generic& v) noexcept {
   return fault;
 }
 
-std::string quoted(std::string_view text) {
-  constexpr std::size_t kShown = 60;
-  std::string const shown = Orb::toText(Orb::String(text.substr(0, kShown)));
-  return text.size() > kShown ? shown + "..." : shown;
-}
-
 char const* reasonOf(TextFault fault) {
   switch (fault) {
     case TextFault::address:
@@ -106,12 +100,13 @@ char const* reasonOf(TextFault fault) {
 namespace detail {
 
 void badText(std::string_view form, std::string_view text, TextFault fault) {
-  throw Orb::ParseException({}, quoted(text) + " is not an " + std::string(form) + reasonOf(fault));
+  throw Orb::ParseException(
+      {}, Orb::quotedForMessage(text) + " is not an " + std::string(form) + reasonOf(fault));
 }
 
 void notCanonical(std::string_view text, std::string_view canonical) {
-  throw Orb::ParseException({},
-                            quoted(text) + " is not how " + std::string(canonical) + " is written");
+  throw Orb::ParseException(
+      {}, Orb::quotedForMessage(text) + " is not how " + std::string(canonical) + " is written");
 }
 
 std::ostream& put(std::ostream& out, std::string_view text) { return out << text; }

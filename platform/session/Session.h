@@ -44,8 +44,8 @@
 ///  5. Observers may do anything at any time: of the candidate they are notified when the edit is
 ///     made, or when the whole unit has followed; they may edit, read, commit, abort or drop the
 ///     session. (A session is used when no unit is behind: observers that commit others for ever
-///     keep it from that.) Of the running tree and of the session's state they are notified while a session
-///     commits, and may do anything but use a session.
+///     keep it from that.) Of the running tree and of the session's state they are notified while a
+///     session commits, and may do anything but use a session.
 ///
 /// What others than sessions change in the running tree is taken over where a candidate follows; in
 /// a touched unit that nobody else commits it is not seen, and written over.

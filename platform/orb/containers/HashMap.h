@@ -271,7 +271,8 @@ class HashMap<Item, KeyOf, Hash>::Iterator {
   /// At the first item from that id on.
   Iterator(HashMap const& map, U64 id) {
     if (!map.body_) return;
-    U64 const offset = map.body_->offset;  // modulo 2^64, as ids that came from elsewhere may go down
+    U64 const offset =
+        map.body_->offset;  // modulo 2^64, as ids that came from elsewhere may go down
     U64 const first = map.run(0)->slots()->id;
     U64 const own = id > first + offset ? id - offset : first;
     std::size_t const run = map.body_->isMany() ? map.many().runOf(own) : 0;

@@ -249,12 +249,12 @@ class FamilyCore final : public TrieCore {
   }
 
   /// Copies the words of every prefix, and the references to their heads with them.
-  template <class From, class Place>
-  static void moveAll(From const& from, Place const& place) {
+  template <class From, class PlaceOf>
+  static void moveAll(From const& from, PlaceOf const& placeOf) {
     Key key{0};
     unsigned length = 0;
     for (auto* words = from.first(key, length); words; words = from.next(key, length)) {
-      Result::set(place(key, length), Result::summary(words), Result::head(words));
+      Result::set(placeOf(key, length), Result::summary(words), Result::head(words));
     }
   }
 

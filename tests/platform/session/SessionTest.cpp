@@ -276,10 +276,9 @@ TEST_F(SessionTest, ObserversOfACandidateMayTouchMoreWhileItFollows) {
 
 TEST_F(SessionTest, ACandidateFollowsWhatAnObserverCommitsMeanwhile) {
   using Act = std::function<std::string(Session&)>;
-  for (Act const& act : std::vector<Act>{
-           [](auto& s) { return SessionTest::differenceOf(s); },
-           [](auto& s) { return s.attributeText("routeMap"); },
-           [](auto& s) { return SessionTest::textOf(s.commit()); }}) {
+  for (Act const& act : std::vector<Act>{[](auto& s) { return SessionTest::differenceOf(s); },
+                                         [](auto& s) { return s.attributeText("routeMap"); },
+                                         [](auto& s) { return SessionTest::textOf(s.commit()); }}) {
     roots = PolicyRoots();
     manager = roots.manager();
     SetUp();
@@ -318,8 +317,8 @@ TEST_F(SessionTest, AnEditStandsWhateverObserversThrow) {
     EXPECT_THROW(session->attributeDel("routeMap['M'].mapEntry[20]"), std::runtime_error);
     EXPECT_THROW(session->attributeDel("routeMap['M'].mapEntry[10]"), std::runtime_error);
   }
-  for (auto const* const path : {"routeMap['M'].mapEntry[10].weight",
-                                 "routeMap['M'].mapEntry[20].weight"}) {
+  for (auto const* const path :
+       {"routeMap['M'].mapEntry[10].weight", "routeMap['M'].mapEntry[20].weight"}) {
     other->attributeTextIs(path, "7");
   }
   EXPECT_TRUE(other->commit().isComplete());

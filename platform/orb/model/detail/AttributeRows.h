@@ -106,8 +106,7 @@ struct ErasedChildren {
     return had;
   }
   static void insert(Place const& place, Entity& entity) {
-    attributeAt<Erased>(place).add(*place.owner, place.id,
-                                   Ptr<Base>(&static_cast<Base&>(entity)));
+    attributeAt<Erased>(place).add(*place.owner, place.id, Ptr<Base>(&static_cast<Base&>(entity)));
   }
   static void adopt(void* attribute, Entity& entity) {
     static_cast<Erased*>(attribute)->adopt(Ptr<Base>(&static_cast<Base&>(entity)));
