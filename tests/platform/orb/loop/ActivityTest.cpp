@@ -80,7 +80,7 @@ class Caller : public Clock::Notifiee {
 };
 
 /// Notifiees and posted work that, when they are called, ask for more, let time pass, and move and
-/// destroy each other and themselves; and beside them a plain list of the requests, which says at
+/// destroy each other and themselves; and beside them a sorted set of the requests, which says at
 /// each call what has to be called.
 class Requests : public testing::Test {
  protected:
