@@ -3,12 +3,15 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
+#include <atomic>
 #include <chrono>
 #include <cmath>
-#include <future>
+#include <compare>
+#include <functional>
+#include <map>
 #include <memory>
 #include <random>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -17,9 +20,48 @@
 
 #include "platform/orb/base/Error.h"
 #include "platform/orb/loop/ActivityLock.h"
+#include "platform/orb/loop/Reaper.h"
 
 namespace Orb {
 namespace {
+
+TEST(ActivityLock, AThreadWithoutItHasNothingToLetGoOf) {
+  ActivityLock lock;
+  { ActivityUnlockAnchor const nothing(lock); }
+  EXPECT_FALSE(lock.held());
+  EXPECT_DEATH(lock.unlock(), "assertion failed: held");
+}
+
+TEST(ThreadsActivityLock, OneThreadAtATimeHoldsItInTheOrderInWhichTheyAsked) {
+  ActivityLock lock;
+  std::string order;  // guarded by the lock, like the count
+  int count = 0;
+  std::vector<std::thread> threads;
+  lock.lock();
+  for (int i = 0; i < 8; ++i) {
+    threads.emplace_back([&, i] {
+      ActivityLockAnchor const anchor(lock);
+      order += std::to_string(i);
+      for (int n = 0; n < 300; ++n) {
+        ActivityLockAnchor const twice(lock);
+        {
+          ActivityUnlockAnchor const unlocked(lock);
+          EXPECT_FALSE(lock.held());
+          ActivityUnlockAnchor const nothing(lock);
+          ActivityLockAnchor const again(lock);
+        }
+        ++count;
+      }
+    });
+    while (lock.waiting() != static_cast<std::size_t>(i + 1)) std::this_thread::yield();
+  }
+  lock.unlock();
+  lock.lock();  // behind those that wait
+  EXPECT_EQ(order, "01234567");
+  lock.unlock();
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(count, 8 * 300);
+}
 
 /// Runs a function when its time comes.
 class Caller : public Clock::Notifiee {
@@ -38,7 +80,7 @@ class Caller : public Clock::Notifiee {
 };
 
 /// Notifiees and posted work that, when they are called, ask for more, let time pass, and move and
-/// destroy each other and themselves; and beside them a plain list of the requests, which says at
+/// destroy each other and themselves; and beside them a sorted set of the requests, which says at
 /// each call what has to be called.
 class Requests : public testing::Test {
  protected:
@@ -47,30 +89,27 @@ class Requests : public testing::Test {
     double due;
     int order;
     int number;
+    auto operator<=>(Request const&) const = default;
   };
 
-  std::unique_ptr<Caller>& caller(int number) {
-    return callers_.at(static_cast<std::size_t>(number));
-  }
   int below(int n) { return static_cast<int>(random_() % static_cast<unsigned>(n)); }
 
   /// What is to be called next in the turn, or -1.
   int next() const {
-    Request const* best[2] = {};  // notifiee and work
+    Request const none{0, end_, -1};
+    Request const* first[] = {&none, &none};  // notifiee and work
     for (Request const& r : requests_) {
-      if (r.order >= end_ || r.due > start_) continue;
-      Request const*& b = best[r.number >= kCallers];
-      if (!b || std::pair(r.due, r.order) < std::pair(b->due, b->order)) b = &r;
+      Request const*& best = first[r.number >= kCallers];
+      if (best == &none && r.order < end_ && r.due <= start_) best = &r;
     }
-    if (!best[0] || !best[1]) return best[0] ? best[0]->number : best[1] ? best[1]->number : -1;
-    return best[best[1]->order < best[0]->order]->number;
+    return first[first[1]->order < first[0]->order]->number;
   }
   void called(int number) {
     ASSERT_EQ(number, next());
-    ASSERT_TRUE(isFirst_ || now_ < limit_);
-    isFirst_ = false;
+    ASSERT_LT(now_, limit_);
+    limit_ = start_ + std::min(manager_.startLimit(), manager_.quantum());
     forget(number);
-    ASSERT_TRUE(number >= kCallers || caller(number)->timeMin() == Clock::kNever);
+    ASSERT_TRUE(number >= kCallers || callers_[number]->timeMin() == Clock::kNever);
     for (int n = below(3); n > 0; --n) change();
     if (below(9) == 0) checkDue();
     now_ += below(2);
@@ -79,11 +118,10 @@ class Requests : public testing::Test {
     if (below(9) == 0) throw std::runtime_error("goes to the caller, and loses nothing");
   }
   void turn() {
-    takePosted();
+    checkDue();
     start_ = now_;
     end_ = orders_;
-    limit_ = start_ + std::min(manager_.startLimit(), manager_.quantum());
-    isFirst_ = true;
+    limit_ = Clock::kNever;  // at least one callback is made
     try {
       manager_.turn();
       ASSERT_TRUE(now_ >= limit_ || next() == -1);
@@ -94,41 +132,32 @@ class Requests : public testing::Test {
     checkDue();
   }
   void checkDue() {
-    takePosted();
-    double due = Clock::kNever;
-    for (Request const& r : requests_) due = std::min(due, r.due);
-    ASSERT_EQ(manager_.nextDue(), due);
+    for (; taken_ < works_; ++taken_) requests_.insert({0, orders_++, taken_});
+    ASSERT_EQ(manager_.nextDue(), requests_.empty() ? Clock::kNever : requests_.begin()->due);
   }
 
   void forget(int number) {
     std::erase_if(requests_, [&](Request const& r) { return r.number == number; });
   }
-  void takePosted() {
-    for (int const work : std::exchange(posted_, {})) requests_.push_back({0, orders_++, work});
-  }
   /// A caller has made a request, in place of an older one, or taken it back.
   void asked(int number) {
     forget(number);
-    Caller const* const one = caller(number).get();
+    Caller const* const one = callers_[number].get();
     if (!one || !one->clock() || one->timeMin() == Clock::kNever) return;
-    requests_.push_back({std::max(one->timeMin(), now_), orders_++, number});
+    requests_.insert({std::max(one->timeMin(), now_), orders_++, number});
   }
   void change() {
     int const number = below(kCallers);
-    auto& one = caller(number);
+    auto& one = callers_[number];
     int const what = below(40);
     if (what == 0) {  // another time, which may be in the past
       now_ -= below(9);
       manager_.clock()->timeSourceIs([this] { return now_; });
-      std::sort(requests_.begin(), requests_.end(), [](Request const& a, Request const& b) {
-        return std::pair(a.due, a.order) < std::pair(b.due, b.order);
-      });
-      for (Request const& r : std::exchange(requests_, {})) {
-        r.number < kCallers ? asked(r.number) : requests_.push_back(r);
+      for (Request const& r : std::set(requests_)) {
+        if (r.number < kCallers) asked(r.number);
       }
     } else if (what < 8) {
-      posted_.push_back(kCallers + works_);
-      manager_.post([this, work = kCallers + works_++] { called(work); });
+      manager_.post([this, work = works_++] { called(work); });
     } else if (what < 12) {
       one.reset();
       asked(number);
@@ -150,16 +179,15 @@ class Requests : public testing::Test {
   double now_ = 1000;
   ActivityManager manager_;
   std::mt19937 random_{7};
-  std::array<std::unique_ptr<Caller>, kCallers> callers_;
-  std::vector<Request> requests_;
-  std::vector<int> posted_;  // not taken over yet
+  std::map<int, std::unique_ptr<Caller>> callers_;
+  std::set<Request> requests_;
   int orders_ = 0;
-  int works_ = 0;
+  int works_ = kCallers;
+  int taken_ = kCallers;  // of the works; the rest has no place among the requests yet
   int thrown_ = 0;
   double start_ = 0;  // of the turn
   double limit_ = 0;
   int end_ = 0;
-  bool isFirst_ = true;
 };
 
 TEST_F(Requests, AreServedAsTheListOfThemSays) {
@@ -184,28 +212,39 @@ TEST(Activity, TimesThatAreNoTimesAreRefused) {
   }
 }
 
-TEST(Activity, ANotifieeMayOutliveTheManagerOfItsClock) {
-  ActivityManager manager;
-  auto other = std::make_unique<ActivityManager>();
-  Caller a(*other, Clock::kNever, [] {});
-  other.reset();
-  a.timeMinIs(Clock::kNextTurn);
-  a.clockIs(manager.clock());
-  EXPECT_EQ(manager.turn(), 1U);
-}
+struct Piece : Garbage {
+  bool freeSome(std::size_t) override { return false; }
+};
 
-TEST(ThreadsActivity, ARunSleepsUntilANotifieeIsDueAndReturnsAtAStopHoweverEarly) {
+TEST(ThreadsActivity, ARunSleepsUntilThereIsWorkOfItsOwnOrOfOtherThreads) {
   ActivityManager manager;
+  ActivityManager::Scope const scope(manager);
   manager.stop();
-  manager.run();
+  manager.run();  // returns at a stop, however early
   double const due = manager.clock()->now() + 0.005;
   Caller const stopper(manager, due, [&] { manager.stop(); });
   manager.run();
   EXPECT_GE(manager.clock()->now(), due);
 
+  int works = 0;  // guarded by the lock
+  auto const handWork = [&] {
+    for (int n = 0; n < 200; ++n) {
+      manager.post([&] { ++works; });
+      reap(std::make_unique<Piece>());
+      ActivityLockAnchor const lock;
+      bool isCalled = false;
+      Caller const caller(manager, Clock::kNextTurn, [&] { isCalled = true; });
+      while (n % 50 == 0 && !isCalled) ActivityUnlockAnchor const unlocked;
+    }
+  };
   ActivityLockAnchor const lock;  // which a run lets go of
+  std::thread one(handWork);
   std::thread other([&] {
-    ActivityLockAnchor const others;
+    handWork();
+    one.join();
+    for (ActivityLockAnchor const others; works != 400 || pendingGarbage() != 0;) {
+      ActivityUnlockAnchor const unlocked;
+    }
     manager.stop();
   });
   manager.run();
@@ -215,40 +254,34 @@ TEST(ThreadsActivity, ARunSleepsUntilANotifieeIsDueAndReturnsAtAStopHoweverEarly
 
 TEST(ThreadsActivity, TheWakeHandlerIsCalledForWorkOfOtherThreadsWhileItIsSet) {
   ActivityManager manager;
-  std::string wakes;
+  std::atomic<int> wakes{0};
   auto const wakesOf = [&](auto const& work) {
-    wakes.clear();
+    wakes = 0;
     std::thread(work).join();
-    return wakes;
+    return wakes.load();
   };
-  auto const wake = [&] { manager.wake(); };
-  manager.wakeHandlerIs([&] { wakes += 'a'; });
+  manager.wakeHandlerIs([&] {
+    ++wakes;
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    ++wakes;
+  });
   EXPECT_EQ(manager.nextDue(), Clock::kNever);  // this thread is the loop's from here on
   double const hour = manager.clock()->now() + 3600;
   Caller const later(manager, hour, [] {});
   Caller sooner(manager, Clock::kNever, [] {});
   manager.post([] {});
-  EXPECT_EQ(wakes, "");
+  EXPECT_EQ(wakes, 0);
   manager.turn();
-  EXPECT_EQ(wakesOf([&] { manager.post([] {}); }), "a");
-  EXPECT_EQ(wakesOf([&] { sooner.timeMinIs(hour + 1); }), "") << "not the first due";
-  EXPECT_EQ(wakesOf([&] { sooner.timeMinIs(hour - 1); }), "a");
-  manager.wakeHandlerIs([&] { wakes += 'b'; });
-  EXPECT_EQ(wakesOf(wake), "b");
+  EXPECT_EQ(wakesOf([&] { manager.post([] {}); }), 2);
+  EXPECT_EQ(wakesOf([&] { sooner.timeMinIs(hour + 1); }), 0) << "not the first due";
+  EXPECT_EQ(wakesOf([&] { sooner.timeMinIs(hour - 1); }), 2);
+  wakes = 0;
+  std::thread other([&] { manager.wake(); });
+  while (wakes == 0) std::this_thread::yield();
   manager.wakeHandlerIs(nullptr);
-  EXPECT_EQ(wakesOf(wake), "");
-
-  std::promise<void> begun;
-  bool returned = false;
-  manager.wakeHandlerIs([&] {
-    begun.set_value();
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    returned = true;
-  });
-  std::thread other(wake);
-  begun.get_future().wait();
-  manager.wakeHandlerIs(nullptr);
-  EXPECT_TRUE(returned) << "before it is replaced";
+  EXPECT_EQ(wakes, 2) << "it returns before it is replaced";
+  manager.wake();
+  EXPECT_EQ(wakes, 2);
   other.join();
 }
 

@@ -3,40 +3,33 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
-#include <future>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 
 #include "platform/orb/loop/Activity.h"
-#include "platform/orb/loop/ActivityLock.h"
+#include "tests/support/ScarceMemory.h"
 
 namespace Orb {
 namespace {
 
-/// A number of objects; calls `freed` with how many of them went, and `last` at the end.
+/// A number of objects. Calls `freed` with how many of them went, and with 0 at the end.
 struct Heap : Garbage {
-  using Freed = std::function<void(std::size_t)>;
-  Heap(std::size_t size, Freed f, std::function<void()> l)
-      : left(size), freed(std::move(f)), last(std::move(l)) {}
-  ~Heap() override { last(); }
+  Heap(std::size_t size, std::function<void(std::size_t)> f) : left(size), freed(std::move(f)) {}
+  ~Heap() override { freed(0); }
   bool freeSome(std::size_t count) override {
     std::size_t const now = std::min(count, left);
     freed(now);
     return (left -= now) != 0;
   }
   std::size_t left;
-  Freed const freed;
-  std::function<void()> const last;
+  std::function<void(std::size_t)> const freed;
 };
-
-void leave(std::size_t size, Heap::Freed freed, std::function<void()> last) {
-  reap(std::make_unique<Heap>(size, std::move(freed), std::move(last)));
-}
 
 /// A current manager whose time passes by freeing, a microsecond for each object, and by work.
 class ReaperTest : public testing::Test {
@@ -48,13 +41,15 @@ class ReaperTest : public testing::Test {
   }
   ~ReaperTest() override { reapAll(); }
 
-  void leave(
-      std::size_t size, std::function<void()> last = [] {}) {
-    auto const freed = [this](std::size_t count) {
+  std::unique_ptr<Garbage> heap(std::size_t size, std::function<void()> last = nullptr) {
+    return std::make_unique<Heap>(size, [this, last](std::size_t count) {
       freed_ += count;
       now_ += 1e-6 * static_cast<double>(count);
-    };
-    Orb::leave(size, freed, std::move(last));
+      if (count == 0 && last) last();
+    });
+  }
+  void leave(std::size_t size, std::function<void()> last = nullptr) {
+    reap(heap(size, std::move(last)));
   }
   double turnTime() {
     double const start = now_;
@@ -69,7 +64,6 @@ class ReaperTest : public testing::Test {
 };
 
 TEST_F(ReaperTest, GarbageHasWhatIsLeftOfTheCurrentManagersQuantum) {
-  EXPECT_EQ(manager_.nextDue(), Clock::kNever);
   reap(nullptr);
   leave(25000);
   leave(10);
@@ -136,11 +130,7 @@ TEST_F(ReaperTest, GarbageMayLeadToMoreAndTheOldestGoesFirst) {
   leave(20000, [&] { gone += 'A'; });
   while (pendingGarbage() != 0) manager_.turn();
   EXPECT_EQ(gone, "abAc");
-  leave(300, nested);
-  reapAll();
-  EXPECT_EQ(gone, "abAcbc");
-  Orb::leave(
-      300, [this](std::size_t) { leave(1), reapAll(), now_ += 1; }, [] {});
+  reap(std::make_unique<Heap>(300, [this](std::size_t) { leave(1), reapAll(), now_ += 1; }));
   manager_.turn();  // what it was freeing is put back to an empty queue
   leave(1);
   while (pendingGarbage() != 0) manager_.turn();
@@ -175,77 +165,69 @@ TEST_F(ReaperTest, GarbageIsBoundedWithoutTurnsAndLeftAloneWithThem) {
   }
 }
 
-void leaveTalking(char const* name) {
-  leave(
-      1, [](std::size_t) {}, [name] { std::fprintf(stderr, "%s freed;", name); });
-}
-
-TEST(ReaperDeathTest, TheEndOfTheProcessFreesWhatWaitsAndThenAtOnce) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");  // a new process: nothing was reaped in it
-  EXPECT_EXIT(
-      {
-        std::atexit([] {
-          leaveTalking("late");
-          std::fprintf(stderr, "%zu left", pendingGarbage());
-        });
-        leaveTalking("early");
-        std::exit(0);
-      },
-      testing::ExitedWithCode(0), "early freed;late freed;0 left");
-}
-
-TEST(ThreadsReaper, WhatAnotherThreadIsFreeingIsNoWorkForTheLoop) {
-  ActivityManager manager;
-  ActivityManager::Scope const scope(manager);
-  std::atomic<int> wakes{0};
-  manager.wakeHandlerIs([&wakes] { ++wakes; });
-  std::promise<void> begun;
-  std::promise<void> checked;
-  leave(
-      1, [&](std::size_t) { begun.set_value(), checked.get_future().wait(); }, [] {});
-  std::thread other(reapAll);
-  begun.get_future().wait();
-  EXPECT_EQ(pendingGarbage(), 1U);
-  EXPECT_EQ(manager.nextDue(), Clock::kNever) << "it would spin";
-  wakes = 0;
-  std::thread([] { leaveTalking(""); }).join();
-  EXPECT_EQ(wakes, 1) << "what comes meanwhile is";
-  EXPECT_EQ(manager.nextDue(), Clock::kNextTurn);
-  checked.set_value();
-  other.join();
+TEST_F(ReaperTest, WhatIsBeingFreedIsNoWorkForTheLoop) {
+  int wakes = 0;
+  manager_.wakeHandlerIs([&wakes] { ++wakes; });
+  EXPECT_EQ(manager_.nextDue(), Clock::kNever);  // this thread is the loop's from here on
+  leave(1, [&] {
+    EXPECT_EQ(pendingGarbage(), 1U);
+    EXPECT_EQ(manager_.nextDue(), Clock::kNever) << "it would spin";
+    std::thread([this] { leave(1); }).join();
+    EXPECT_EQ(wakes, 1) << "what comes meanwhile is";
+    EXPECT_EQ(manager_.nextDue(), Clock::kNextTurn);
+  });
   reapAll();
+  EXPECT_EQ(pendingGarbage(), 0U);
 }
 
-TEST(ThreadsLoop, WorkRequestsAndGarbageOfOtherThreadsReachASleepingLoop) {
+TEST_F(ReaperTest, ScarceMemoryLosesNeitherRequestsNorGarbage) {
+  using TestSupport::withEverMoreMemory;
   struct Counter : Clock::Notifiee {
-    using Notifiee::Notifiee;
     void onTime() override { ++calls; }
     int calls = 0;
+  } counters[5];
+  int works = 0;
+  EXPECT_EQ(withEverMoreMemory([&] { manager_.post([&works] { ++works; }); },
+                               [&] { EXPECT_EQ(manager_.nextDue(), Clock::kNever); }),
+            1);
+  // From a clock whose manager is gone: the heap makes room for four, and then for the fifth.
+  auto const clock = std::make_unique<ActivityManager>()->clock();
+  long failures = 0;
+  for (Counter& c : counters) {
+    c.clockIs(clock);
+    if (&c != counters) c.timeMinIs(Clock::kNextTurn);
+    failures += withEverMoreMemory([&] { c.clockIs(manager_.clock()); },
+                                   [&] { EXPECT_EQ(clock->armedCount(), &c != counters); });
+  }
+  EXPECT_EQ(failures, 2);
+  auto large = heap(25000);
+  {
+    TestSupport::ScarceMemory const none(0);
+    counters[0].timeMinIs(Clock::kNextTurn);
+    manager_.clock()->timeSourceIs([this] { return now_; });
+    reap(std::move(large));
+    while (manager_.nextDue() <= now_) manager_.turn();
+  }
+  EXPECT_EQ(works, 1);
+  for (Counter const& c : counters) EXPECT_EQ(c.calls, 1);
+  EXPECT_EQ(freed_, 25000U);
+}
+
+using ReaperDeathTest = ReaperTest;
+
+TEST_F(ReaperDeathTest, TheEndOfTheProcessFreesWhatWaitsAndThenAtOnce) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");  // a new process: nothing was reaped in it
+  static auto const late = [this] {
+    std::fputs("end;", stderr);
+    leave(1, [] { std::fputs("late;", stderr); });
+    std::fprintf(stderr, "%zu left", pendingGarbage());
   };
-  ActivityManager manager;
-  ActivityManager::Scope const scope(manager);
-  int works = 0;  // the loop's
-  std::atomic<int> freed{0};
-  std::thread loop([&] { manager.run(); });
-  auto const handWork = [&] {
-    for (int n = 0; n < 200; ++n) {
-      manager.post([&works] { ++works; });
-      leave(
-          1000, [](std::size_t) {}, [&freed] { ++freed; });
-      ActivityLockAnchor const lock;
-      Counter counter(manager.clock());
-      counter.timeMinIs(Clock::kNextTurn);
-      while (n % 50 == 0 && counter.calls == 0) ActivityUnlockAnchor const unlocked;
-    }
+  auto const run = [this] {
+    std::atexit([] { late(); });
+    leave(1, [] { std::fputs("early;", stderr); });
+    std::exit(0);
   };
-  std::thread other(handWork);
-  handWork();
-  other.join();
-  while (pendingGarbage() != 0) std::this_thread::yield();
-  EXPECT_EQ(freed, 400);
-  manager.post([&manager] { manager.stop(); });
-  loop.join();
-  EXPECT_EQ(works, 400);
+  EXPECT_EXIT(run(), testing::ExitedWithCode(0), "early;end;late;0 left");
 }
 
 }  // namespace
