@@ -105,8 +105,8 @@ TEST(CliHelper, LoadsAndCopiesEntriesOnly) {
   CliHelper::copyPrefixListEntries(copy, copy);
   EXPECT_EQ(prefixListText(copy), "ip prefix-list Q\n    seq 0 permit 10.0.0.0/8 le 24\n");
 
-  TempFile const file6("permit 2001:db8::/32\n");
   Ipv6PrefixList list6("P");
+  TempFile const file6("permit 2001:db8::/32\n");
   EXPECT_EQ(CliHelper::loadIpv6PrefixListEntries(list6, file6.path(), duplicateError), "");
   Ipv6PrefixList copy6("Q");
   CliHelper::copyIpv6PrefixListEntries(list6, copy6);

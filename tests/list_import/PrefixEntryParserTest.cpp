@@ -93,7 +93,7 @@ TEST(PrefixEntryParser, TakesOrRefusesIpv4Lines) {
 
 TEST(PrefixEntryParser, TakesOrRefusesIpv6Lines) {
   for (Case const& c : {
-           Case{"permit 2001:DB8::/\t+32x ge 128", "0 permit 2001:db8::/32 128 0 0\n"},
+           Case{"permit 2001:DB8::/\t+032x ge 128", "0 permit 2001:db8::/32 128 0 0\n"},
            Case{"permit 2001:db8::", "Invalid prefix 2001:db8::"},
            Case{"permit 2001:db8:::/32", "Invalid prefix 2001:db8:::"},
            Case{"permit 2001:db8::/129", "Invalid prefix 2001:db8::"},
