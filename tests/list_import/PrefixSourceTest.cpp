@@ -196,14 +196,19 @@ TEST(ThreadsPrefixSource, ReadsWithoutTheLockAndAddsWithIt) {
   struct LockWatcher final : Orb::Notifiee {
     void onAttribute(Orb::Entity const&, Orb::AttrId, void const*) override {
       EXPECT_TRUE(Orb::activityLock().held());
+      ++notices;
     }
+    int notices = 0;
   } watcher;
+  auto list = Orb::make<PrefixList>("P");
+  list->notifieeIs(watcher);
   std::string const path = TempFile("").path();  // the name alone
   ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
   Orb::activityLock().lock();
   std::promise<void> gotLock;
   std::thread other([&] {
     Orb::ActivityLockAnchor const anchor;
+    list = nullptr;  // the import alone holds it now
     gotLock.set_value();
   });
   std::thread writer([&, got = gotLock.get_future()] {
@@ -212,14 +217,11 @@ TEST(ThreadsPrefixSource, ReadsWithoutTheLockAndAddsWithIt) {
     std::fputs("permit 10.0.0.0/8\npermit 11.0.0.0/8\n", pipe);
     std::fclose(pipe);
   });
-  PrefixList list("P");
-  list.notifieeIs(watcher);
-  EXPECT_EQ(importPrefixList<Ipv4Family>(list, path, duplicateError).error, "");
-  EXPECT_EQ(list.prefixEntry().size(), 2U);
+  EXPECT_EQ(importPrefixList<Ipv4Family>(*list, path, duplicateError).error, "");
+  EXPECT_EQ(watcher.notices, 2);
   Orb::activityLock().unlock();
   writer.join();
   other.join();
-  watcher.leave();
   unlink(path.c_str());
 }
 
