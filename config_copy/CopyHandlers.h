@@ -7,7 +7,7 @@
 #include "policy_config/RouteMapConfig.h"
 
 /// What a commit does beyond copying: the readers of lists and maps take a raised version for a
-/// list or map that was rewritten. What the copy throws goes on, and nothing is raised then.
+/// list or map that was rewritten. What the copy throws is rethrown, and nothing is raised then.
 /// Traced by the facility RouteMapCopy, level 8.
 namespace Routing::RouteMap {
 
@@ -66,8 +66,8 @@ class ROUTEPOLICY_EXPORT RouteMapCopyHandlerDir : public Orb::Entity {
   explicit RouteMapCopyHandlerDir(Orb::Name name) : name_(std::move(name)) {}
 
   Orb::Name const& name() const noexcept { return name_; }
-  /// Gives a directory that was restored from a backup its name back. Nobody is notified; the same
-  /// name again does nothing.
+  /// Gives a directory that was restored from a backup its name back. No observer is notified; the
+  /// same name again does nothing.
   void nameIsFromBackup(Orb::Name const& name) { name_ = name; }
 
   ORB_CHILD(communityListEntryCopyHandler, CommunityListEntryCopyHandler);

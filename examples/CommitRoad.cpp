@@ -1,4 +1,4 @@
-// The road of one change: a session edits a prefix list and commits, the event loop compiles the
+// The path of one change: a session edits a prefix list and commits, the event loop compiles the
 // list, and the followers of its symbol are notified once.
 #include <cstdio>
 

@@ -16,7 +16,7 @@ namespace {
 
 bool writeAndClose(std::FILE* file, std::string const& text) {
   bool const isWritten = std::fwrite(text.data(), 1, text.size(), file) == text.size();
-  return std::fclose(file) == 0 && isWritten;  // a full disk may show itself only here
+  return std::fclose(file) == 0 && isWritten;  // a full disk may be reported only here
 }
 
 template <class List>

@@ -7,8 +7,8 @@
 
 namespace Acl {
 
-/// What the command line asks of prefix lists. Has no attributes: the functions are static, and an
-/// object is a handle for who knows it by its type's name.
+/// The prefix-list functions of the command line. They are static, and the type has no attributes:
+/// an instance serves callers that look the type up by its name.
 class ROUTEPOLICY_EXPORT CliHelper : public Orb::Entity {
  public:
   ORB_ENTITY(CliHelper, "Acl::CliHelper");
@@ -18,7 +18,7 @@ class ROUTEPOLICY_EXPORT CliHelper : public Orb::Entity {
 
   /// Imports the file at `path` into the list; see importPrefixList() in PrefixSource.h. Returns
   /// the empty text, or why the file was refused; the list is as it was then. The activity lock is
-  /// let go of while the file is read. Throws an Orb::RangeException, with the list as it was, for
+  /// released while the file is read. Throws an Orb::RangeException, with the list as it was, for
   /// an IPv4 address with bits beyond its length.
   static Orb::String loadPrefixListEntries(PrefixList& list, Orb::String const& path,
                                            UrlImportDuplicateOperation onDuplicate);
@@ -42,7 +42,7 @@ class ROUTEPOLICY_EXPORT CliHelper : public Orb::Entity {
   static Orb::String debugParsePrefixListEntry(Orb::String const& line);
 };
 
-/// What the command line asks of AS-path lists.
+/// The AS-path-list functions of the command line.
 class ROUTEPOLICY_EXPORT AsPathCliHelper : public Orb::Entity {
  public:
   ORB_ENTITY(AsPathCliHelper, "Acl::AsPathCliHelper");

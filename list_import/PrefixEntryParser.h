@@ -10,7 +10,7 @@
 /// a file that could not be completed prevents that it is taken for a whole one.
 namespace Acl {
 
-/// Why a source file, or a line of one, was refused: for callers that word it themselves.
+/// Why a source file, or a line of one, was refused: for callers with messages of their own.
 enum class PrefixSourceFault : Orb::U8 {
   none,         ///< it was not
   unreadable,   ///< the file could not be opened or read
@@ -31,7 +31,7 @@ ROUTEPOLICY_EXPORT bool isEmptyLine(char const* line);
 template <class Family>
 class PrefixEntryParser {
  public:
-  /// `entries` must outlive the parser. `onDuplicate` says what becomes of a line that repeats the
+  /// `entries` must outlive the parser. `onDuplicate` is what to do with a line that repeats the
   /// prefix and lengths of an earlier one.
   PrefixEntryParser(PfxEntries<Family>& entries, UrlImportDuplicateOperation onDuplicate)
       : entries_(entries), onDuplicate_(onDuplicate) {}
@@ -48,7 +48,7 @@ class PrefixEntryParser {
   using Prefix = typename Family::Prefix;
   using Words = std::vector<char*>::const_iterator;
 
-  /// What a line says; lengths that are not given are 0.
+  /// The fields of a line; lengths that are not given are 0.
   struct Line {
     Orb::U32 seqno = 0;
     MatchPermit permit = denyMatch;
@@ -68,7 +68,7 @@ class PrefixEntryParser {
   PfxEntries<Family>& entries_;
   UrlImportDuplicateOperation const onDuplicate_;
   PrefixSourceFault fault_ = PrefixSourceFault::none;
-  std::vector<char*> words_;  // of the line at hand, kept for its memory
+  std::vector<char*> words_;  // of the current line; a member so that its memory is reused
 };
 
 /// Parses one line by itself, as an entry of an empty set: "Entry: ..." with what would be stored,

@@ -32,7 +32,7 @@ PrefixSourceResult fileError(int error) {
 }
 
 /// Reads as fgets() does, and returns how much: a line may hold NULs. 0 at the end of the file and
-/// on an error. Nobody else reads from `source`.
+/// on an error. No other thread may read from `source` meanwhile.
 std::size_t readLine(std::FILE& source, char (&line)[kLineBuffer]) {
   std::size_t length = 0;
   while (length < kLineBuffer - 1) {

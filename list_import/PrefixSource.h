@@ -10,8 +10,8 @@ namespace Acl {
 
 /// How the reading of a source file ended.
 struct PrefixSourceResult {
-  /// What the command line says: "COUNT: MESSAGE" with the number of lines accepted before, or why
-  /// the file could not be read. Empty when the whole file was accepted.
+  /// What the command line prints: "COUNT: MESSAGE" with the number of lines accepted before, or
+  /// why the file could not be read. Empty when the whole file was accepted.
   Orb::String error;
   /// The message alone.
   Orb::String message;
@@ -29,7 +29,7 @@ struct PrefixSourceResult {
 };
 
 /// A value on a line of a source file that its type does not allow: an IPv4 address with bits
-/// beyond its length. Says what the type says, and knows the line, counted from 1.
+/// beyond its length. Has the type's text, and the line, counted from 1.
 class ROUTEPOLICY_EXPORT PrefixSourceException : public Orb::RangeException {
  public:
   PrefixSourceException(Orb::RangeException const& cause, Orb::U64 line)
@@ -56,8 +56,8 @@ PrefixSourceResult readPrefixSource(std::FILE& source, PrefixEntryParser<Family>
 template <class Family>
 PrefixSourceResult readPrefixSource(Orb::String const& path, PrefixEntryParser<Family>& parser);
 
-/// Imports the file at `path` into `list`: reads it with the activity lock let go of, if the
-/// calling thread holds it, takes the lock back, and adds the entries in the order of the file.
+/// Imports the file at `path` into `list`: reads it with the activity lock released, if the
+/// calling thread holds it, takes the lock again, and adds the entries in the order of the file.
 /// The list keeps what it had, replaces what has the same number, and is as before when the file
 /// is refused, reading it throws, or there is no memory for all entries; nothing of it but the
 /// entries changes. The list stays alive meanwhile, should another thread remove it.

@@ -11,7 +11,7 @@ namespace Acl {
 /// array that the caller keeps. Eight bytes a slot, no allocation for each member.
 ///
 ///  1. Slots are a power of two, at most half of them taken; a search starts at the slot of the
-///     hash's low bits and goes on, around the end, until it finds a free one.
+///     hash's low bits and continues, around the end, until it finds a free one.
 ///  2. No free slot lies between a member's first slot and its own: an erasure closes the gap.
 ///  3. A slot keeps its member's hash, so that growing and searching touch few records.
 class RecordIndex {

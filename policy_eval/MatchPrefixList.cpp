@@ -13,7 +13,7 @@ PrefixListMatch matchPrefixList(PrefixListStatus const* status,
   Orb::U64 bestSeqno = Orb::U64{1} << 32;  // beyond every sequence number
   Orb::U32 const length = route.length();
 
-  // The heads are judged by what stands beside their nodes; a chain is followed only where its
+  // Heads are matched by what is kept beside their nodes; a chain is followed only where its
   // head comes before the best so far, but does not match itself.
   Cover covers[kMaxCovers];
   std::size_t const count = trie->covering(route, covers);

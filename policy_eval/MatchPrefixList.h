@@ -9,7 +9,7 @@ namespace Routing::PolicyEval {
 using RouteMap::PrefixListEntryData;
 using RouteMap::PrefixListStatus;
 
-/// What a prefix list says of a route.
+/// The result of matching a route against a prefix list.
 struct PrefixListMatch {
   enum class Outcome : Orb::U8 {
     noSuchList,  ///< no status, or one without a trie: the list is not configured

@@ -8,7 +8,7 @@ namespace Routing::RouteMap {
 
 /// Turns the IPv4 prefix lists of the configuration into compiled symbols and keeps them so, on
 /// the event-loop thread. It is the only writer of the collection that it is given. The base class
-/// says what its operations do.
+/// describes its operations.
 class ROUTEPOLICY_EXPORT PrefixListConfigSm final : public PrefixListMachine<Acl::Ipv4Family> {
  public:
   /// Gives every configured list a symbol with an empty trie, and starts to compile those that

@@ -93,7 +93,7 @@ void PrefixListMachine<Family>::dropSymbol(Orb::Name const& name) {
   symbol->statusIs(nullptr);
   Orb::FirstError error;
   error.guard([&] { symbol->versionInc(1); });
-  // An observer may have brought the list back, and its symbol stays then.
+  // An observer may have added the list again, and its symbol stays then.
   if (!Family::list(*config(), name)) error.guard([&] { allSymbol_->symbolDel(name); });
   error.rethrow();
 }
@@ -109,8 +109,8 @@ void PrefixListMachine<Family>::addList(Orb::Name const& name,
   symbol->statusIs(nullptr);  // it may be one that is there already, or that others hold
   Orb::FirstError error;
   error.guard([&] { allSymbol_->symbolIs(symbol); });
-  // An observer of the collection may have deleted the list: what it holds says so, and goes on to
-  // do so. It may also have brought it back since: the symbol has its status then.
+  // An observer of the collection may have deleted the list: a symbol that it holds has no status
+  // then, and keeps none. It may also have added the list again: the symbol has its status then.
   if (allSymbol_->symbol(name) == symbol && !symbol->status()) symbol->statusIs(status);
   error.rethrow();
 }

@@ -4,17 +4,17 @@
 
 namespace Routing::RouteMap {
 
-/// What the prefix-list state machines of both families are: the only writer of a symbol
-/// collection, which it keeps in step with the configured lists of the family. The faces
+/// The base class of the prefix-list state machines of both families: the only writer of a symbol
+/// collection, which it keeps in step with the configured lists of the family. The derived
 /// PrefixListConfigSm and Ipv6PrefixListConfigSm give it the names of the family; code that is
 /// written for both families uses the names below.
 ///
 /// A list is in line when it has a symbol with a status, and a reactor.
-///  1. A change of the configuration is answered in full, whatever observers throw: what was
+///  1. A change of the configuration is handled in full, whatever observers throw: what was
 ///     thrown first goes to the caller who made the change.
 ///  2. A list that is not in line after that, since a step found no memory, is brought in line at
-///     the next turn of the event loop. To ask for the turn needs no memory, and it is asked for
-///     again until every list is in line. The steps of a deletion need no memory.
+///     the next turn of the event loop. Arming the timer for it needs no memory, and is repeated
+///     until every list is in line. The steps of a deletion need no memory.
 ///  3. A reactor is made after its symbol, so that no build ends without one.
 template <class Family>
 class ROUTEPOLICY_EXPORT PrefixListMachine

@@ -193,7 +193,7 @@ void PrefixListReactor<Family>::detach() noexcept {
 
 template <class Family>
 void PrefixListReactor<Family>::Timer::onTime() {
-  // The time source, which is asked when the timer is armed, may have ended the build meanwhile.
+  // The time source, which is called when the timer is armed, may have ended the build meanwhile.
   if (reactor_.isBuilding()) reactor_.processClock();
 }
 

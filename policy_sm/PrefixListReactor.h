@@ -16,7 +16,7 @@ class PrefixListMachine;
 /// A changed list is compiled in time slices into a fresh trie, which is swapped in when it is
 /// complete; until then the symbol serves the old one. The states:
 ///   idle      newTrie null, timeMin never, bookmark 0
-///   building  newTrie set, timeMin next turn, bookmark the sequence number to go on with
+///   building  newTrie set, timeMin next turn, bookmark the sequence number to continue with
 /// A change of the version starts from the beginning in either state. When there is no memory for
 /// the trie, the next slice makes it: the state is building, with newTrie null until then.
 ///
@@ -25,7 +25,7 @@ class PrefixListMachine;
 ///     one that was taken is seen, by the slice that runs too; the rest is not.
 ///  2. A slice ends when its trie is not newTrie any more: the build was started anew, or the
 ///     machine let the reactor go. So a trie that is published holds all entries.
-///  3. Whatever a slice throws, the build goes on at the bookmark in the next turn: all entries
+///  3. Whatever a slice throws, the build continues at the bookmark in the next turn: all entries
 ///     below the bookmark are in newTrie, and no other one is.
 ///
 /// Family is Acl::Ipv4Family or Acl::Ipv6Family; the handlers bear the family's name.
@@ -52,7 +52,7 @@ class ROUTEPOLICY_EXPORT PrefixListReactor final
   void clockIs(Orb::Ptr<Orb::Clock> clock) { timer_.clockIs(std::move(clock)); }
   double timeMin() const noexcept { return timer_.timeMin(); }
 
-  /// The sequence number at which the next slice goes on; 0 for the first entry.
+  /// The sequence number at which the next slice continues; 0 for the first entry.
   Orb::U32 bookmark() const noexcept { return bookmark_; }
   /// Seconds of work for each slice; a slice adds at least one entry, however short it is.
   double clockQuantum() const noexcept { return clockQuantum_; }

@@ -45,7 +45,7 @@ bool leaveToReaper(Orb::Ptr<PrefixListEntryData>& rest) noexcept {
   return !rest;
 }
 
-/// Gives a chain its index; one that goes without for want of memory is slower.
+/// Gives a chain its index; without one, when there is no memory, it is slower.
 void tryToIndex(PrefixListEntryData& head) noexcept {
   try {
     detail::ChainIndex::make(head);

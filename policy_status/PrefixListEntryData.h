@@ -12,8 +12,8 @@ class ChainIndex;
 /// One compiled entry in the trie, and the link to the next entry of the same prefix. All entries
 /// of a chain have one prefix, and their sequence numbers do not fall along it.
 ///
-/// A million of these are what a large list weighs: the entry is kept packed, so that an object
-/// takes 56 bytes and fits the allocator's 64. The head of a long chain keeps an index of it in
+/// A large list holds a million of these: the entry is kept packed, so that an object takes
+/// 56 bytes and fits the allocator's 64. The head of a long chain keeps an index of it in
 /// the place of the prefix's last 64 bits, which the index holds then.
 class ROUTEPOLICY_EXPORT PrefixListEntryData final : public Routing::PrefixData {
  public:

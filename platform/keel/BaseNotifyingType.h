@@ -4,8 +4,8 @@
 
 namespace Keel {
 
-/// Base of the status objects that notify of their changes: an entity that is owned by no key, and
-/// that can take over what another of its type holds.
+/// Base of the status objects that notify of their changes: an entity that has no key, and that can
+/// copy the content of another of its type.
 class ROUTEPOLICY_EXPORT BaseNotifyingType : public Orb::Entity {
  public:
   ~BaseNotifyingType() override;

@@ -82,7 +82,7 @@ class ROUTEPOLICY_EXPORT DedupHashTable : public Orb::RefCounted {
   explicit DedupHashTable(bool releaseUnheld) : releaseUnheld_(releaseUnheld) {}
   ~DedupHashTable() override;
 
-  /// To be called by the destructor of each flavour, while its storage still stands.
+  /// To be called by the destructor of each flavour, while its storage still exists.
   void detachAll() noexcept;
 
   virtual DedupHandle* find(DedupHandle const& key) const = 0;

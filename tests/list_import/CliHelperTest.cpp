@@ -14,15 +14,11 @@
 
 namespace {
 
-using Acl::AsPathCliHelper;
-using Acl::CliHelper;
-using Acl::Ipv6PrefixEntry;
-using Acl::Ipv6PrefixList;
-using Acl::PrefixEntry;
-using Acl::PrefixList;
+using namespace Acl;
 
-PrefixEntry entry(Orb::U32 seqno, char const* prefix, Orb::U32 ge, Orb::U32 le, Orb::U32 eq) {
-  return PrefixEntry::of(seqno, Ipa::Prefix::parse(prefix), Acl::permitMatch, ge, le, eq);
+PrefixEntry entry(Orb::U32 seqno, char const* prefix, Orb::U32 ge = 0, Orb::U32 le = 0,
+                  Orb::U32 eq = 0) {
+  return PrefixEntry::of(seqno, Ipa::Prefix::parse(prefix), permitMatch, ge, le, eq);
 }
 
 /// What the file holds, which goes then; "none" for no file.
@@ -34,50 +30,32 @@ std::string taken(Orb::String const& path) {
   return text.str();
 }
 
-std::size_t filesOf(std::string const& pattern) {
-  glob_t found{};
-  glob(pattern.c_str(), 0, nullptr, &found);
-  std::size_t const count = found.gl_pathc;
-  globfree(&found);
-  return count;
-}
-
 TEST(CliHelper, ShowsLists) {
   setenv("TZ", "XYZ-05:30", 1);
   tzset();
   PrefixList list("cust in");
   list.prefixEntryIs(entry(20, "10.0.0.0/8", 24, 24, 24));
-  list.prefixEntryIs(entry(4294967295, "12.0.0.0/8", 0, 4294967295, 0));
-  list.prefixEntryIs(entry(10, "11.0.0.0/8", 9, 0, 0));
-  list.prefixEntryIs(PrefixEntry::of(5U, Ipa::Prefix(), Acl::denyMatch, 1U, 32U, 0U));
+  list.prefixEntryIs(entry(4294967295, "12.0.0.0/8", 0, 4294967295));
+  list.prefixEntryIs(entry(10, "11.0.0.0/8", 9));
+  list.prefixEntryIs(PrefixEntry::of(5U, Ipa::Prefix(), denyMatch, 1U, 32U, 0U));
   std::string const entries =
       "    seq 5 deny 0.0.0.0/0 ge 1 le 32\n"
       "    seq 10 permit 11.0.0.0/8 ge 9\n"
       "    seq 20 permit 10.0.0.0/8 eq 24\n"
       "    seq 4294967295 permit 12.0.0.0/8 le -1\n";
   std::string const header = "ip prefix-list cust in source ftp://host/%s\n! ";
-  struct Case {
-    char const* source;
-    Orb::U32 timestamp;
-    std::string shown;
-  };
-  for (Case const& c :
-       {Case{"", 7, "ip prefix-list cust in\n" + entries},
-        Case{"ftp://host/%s", 0, header + "Failed to import from URL\n"},
-        Case{"ftp://host/%s", 951782400,  // 2000-02-29 00:00:00 UTC
-             header + "Num entries: 4. Update time: 2000-02-29 05:30:00\n" + entries},
-        Case{"ftp://host/%s", 4294967295,
-             header + "Num entries: 4. Update time: 2106-02-07 11:58:15\n" + entries}}) {
-    list.sourceIs(c.source);
-    list.sourceTimestampIs(c.timestamp);
-    EXPECT_EQ(taken(CliHelper::showPrefixList(list)), c.shown);
-  }
+  EXPECT_EQ(taken(CliHelper::showPrefixList(list)), "ip prefix-list cust in\n" + entries);
+  list.sourceIs("ftp://host/%s");
+  EXPECT_EQ(taken(CliHelper::showPrefixList(list)), header + "Failed to import from URL\n");
+  list.sourceTimestampIs(4294967295);
+  EXPECT_EQ(taken(CliHelper::showPrefixList(list)),
+            header + "Num entries: 4. Update time: 2106-02-07 11:58:15\n" + entries);
   unsetenv("TZ");
   tzset();
 
   Ipv6PrefixList list6("V6");
   auto const prefix = Ipa::Ip6Prefix::parse("2001:db8::/32");
-  list6.ipv6PrefixEntryIs(Ipv6PrefixEntry::of(7U, prefix, Acl::permitMatch, 48U, 64U, 0U));
+  list6.ipv6PrefixEntryIs(Ipv6PrefixEntry::of(7U, prefix, permitMatch, 48U, 64U, 0U));
   Orb::String const path = CliHelper::showIpv6PrefixList(list6);
   EXPECT_EQ(path.view().substr(0, 7), "/tmp/V6");
   EXPECT_EQ(path.size(), 13U);
@@ -96,8 +74,7 @@ TEST(CliHelper, LeavesNoFileThatItCannotShow) {
        {longest + 'n', std::string(directory + 5) + "/x", own + std::string(1, '\0')}) {
     EXPECT_EQ(CliHelper::showPrefixList(PrefixList(name)), "");
   }
-  EXPECT_EQ(filesOf(std::string(directory) + "/*"), 0U);
-  rmdir(directory);
+  EXPECT_EQ(rmdir(directory), 0) << "it is not empty";
 
   // A file that may not grow beyond some size is as good as a full disk.
   std::signal(SIGXFSZ, SIG_IGN);
@@ -107,32 +84,33 @@ TEST(CliHelper, LeavesNoFileThatItCannotShow) {
   setrlimit(RLIMIT_FSIZE, &small);
   PrefixList full(own);
   EXPECT_EQ(CliHelper::showPrefixList(full), "") << "the buffer is written when it is closed";
-  for (Orb::U32 i = 1; i < 500; ++i) full.prefixEntryIs(entry(i, "10.0.0.0/8", 0, 0, 0));
+  for (Orb::U32 i = 1; i < 500; ++i) full.prefixEntryIs(entry(i, "10.0.0.0/8"));
   EXPECT_EQ(CliHelper::showPrefixList(full), "") << "it is written before";
   setrlimit(RLIMIT_FSIZE, &old);
   std::signal(SIGXFSZ, SIG_DFL);
-  EXPECT_EQ(filesOf("/tmp/" + own + "*"), 0U);
+  glob_t found{};
+  EXPECT_EQ(glob(("/tmp/" + own + "*").c_str(), 0, nullptr, &found), GLOB_NOMATCH);
 }
 
 TEST(CliHelper, LoadsAndCopiesEntriesOnly) {
   TempFile const file("permit 10.0.0.0/8 le 24\ndeny 10.0.0.0/8 le 24\n");
   PrefixList list("P");
-  EXPECT_EQ(CliHelper::loadPrefixListEntries(list, file.path(), Acl::duplicateError),
+  EXPECT_EQ(CliHelper::loadPrefixListEntries(list, file.path(), duplicateError),
             "1: Duplicate prefix entry found: 10.0.0.0/8/8, ge 0, le 24, eq 0");
-  EXPECT_EQ(CliHelper::loadPrefixListEntries(list, file.path(), Acl::duplicateIgnore), "");
+  EXPECT_EQ(CliHelper::loadPrefixListEntries(list, file.path(), duplicateIgnore), "");
   list.sourceIs("url");
   PrefixList copy("Q");
-  copy.prefixEntryIs(entry(3, "3.0.0.0/8", 0, 0, 0));
+  copy.prefixEntryIs(entry(3, "3.0.0.0/8"));
   CliHelper::copyPrefixListEntries(list, copy);
   CliHelper::copyPrefixListEntries(copy, copy);
-  EXPECT_EQ(Acl::prefixListText(copy), "ip prefix-list Q\n    seq 0 permit 10.0.0.0/8 le 24\n");
+  EXPECT_EQ(prefixListText(copy), "ip prefix-list Q\n    seq 0 permit 10.0.0.0/8 le 24\n");
 
-  TempFile const file6("permit 2001:db8::/32\n");
   Ipv6PrefixList list6("P");
-  EXPECT_EQ(CliHelper::loadIpv6PrefixListEntries(list6, file6.path(), Acl::duplicateError), "");
+  TempFile const file6("permit 2001:db8::/32\n");
+  EXPECT_EQ(CliHelper::loadIpv6PrefixListEntries(list6, file6.path(), duplicateError), "");
   Ipv6PrefixList copy6("Q");
   CliHelper::copyIpv6PrefixListEntries(list6, copy6);
-  EXPECT_EQ(Acl::prefixListText(copy6), "ipv6 prefix-list Q\n    seq 0 permit 2001:db8::/32\n");
+  EXPECT_EQ(prefixListText(copy6), "ipv6 prefix-list Q\n    seq 0 permit 2001:db8::/32\n");
 }
 
 TEST(CliHelper, AnswersTheCommandLine) {
@@ -142,20 +120,17 @@ TEST(CliHelper, AnswersTheCommandLine) {
        {std::pair{"deny 2001:db8::1/32 ge 48", "Entry: 0, 2001:db8::/32, eq 0, ge 48, le 0"},
         {"seq 7 permit 10.0.0.0/8 eq 24", "Entry: 7, 10.0.0.0/8, eq 24, ge 24, le 24"},
         {"permit 10.0.0.0/8:", "Error: Invalid prefix 10.0.0.0"},
-        {"permit 10.0.0.0/8 le", "Error: Invalid mask len type le"},
         {" ", "Error: "}}) {
     EXPECT_EQ(CliHelper::debugParsePrefixListEntry(line), answer);
   }
   EXPECT_THROW(CliHelper::debugParsePrefixListEntry("permit 10.0.0.1/8"), Orb::RangeException);
-  for (auto const& [origin, word] : {std::pair{Acl::bgpIGP, "igp"},
-                                     {Acl::bgpEGP, "egp"},
-                                     {Acl::bgpIncomplete, "incomplete"},
-                                     {Acl::bgpAny, "any"},
-                                     {Acl::notSet, "notSet"}}) {
-    EXPECT_EQ(AsPathCliHelper::getBgpOriginCliStr(origin), word);
+  std::string words;
+  for (auto origin : {bgpIGP, bgpEGP, bgpIncomplete, bgpAny, notSet}) {
+    words += AsPathCliHelper::getBgpOriginCliStr(origin).str() + ' ';
   }
-  Acl::AsPathList paths("A");
-  paths.pathEntryIs(Acl::AsPathEntry());
+  EXPECT_EQ(words, "igp egp incomplete any notSet ");
+  AsPathList paths("A");
+  paths.pathEntryIs(AsPathEntry());
   AsPathCliHelper::delAsPathListEntries(paths);
   EXPECT_TRUE(paths.pathEntry().empty());
   EXPECT_EQ(Orb::entityType("Acl::CliHelper"), &Orb::make<CliHelper>()->type());

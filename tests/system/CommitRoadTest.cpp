@@ -15,7 +15,7 @@ struct Consumer final : PolicySymbolNotifier::Notifiee {
   void onVersion() override { ++notified; }
 };
 
-/// The whole road of one change: a session's commit, the list's version, the slices of the build,
+/// The whole path of one change: a session's commit, the list's version, the slices of the build,
 /// the swap, the symbol's version, and a consumer who is notified once.
 TEST(CommitRoadTest, FromACommitToTheConsumer) {
   TestSupport::ListWorld<Acl::Ipv4Family> world;
