@@ -120,7 +120,7 @@ class ROUTEPOLICY_EXPORT MapEntry : public Orb::NumberedEntity {
   ORB_MAP(asPathReplace, Orb::U32, Orb::U32);
   ORB_COUNTER(asPathReplaceVersion);
 
-  /// The next hop to set, of which the six attributes behind it tell.
+  /// The next hop to set, which the six attributes behind it show.
   ORB_ATTRIBUTE(setNextHopArg, SetNextHopArg);
   /// The address of setNextHopArg where its tag and the address's family say so, else 0.0.0.0.
   ORB_DERIVED(nextHop, Ipa::IpAddr);
