@@ -163,9 +163,9 @@ Replacement::Replacement(std::string path, std::string_view text, Permissions co
   bool const isWritten = ::flock(fd_.get(), LOCK_EX | LOCK_NB) == 0 && writeAll(fd_, text) &&
                          permissions.giveTo(fd_) && ::fsync(fd_.get()) == 0;
   if (isWritten) return;
-  FileError const error(path_, kWritten, errno);
+  int const error = errno;
   ::unlink(fresh_.c_str());
-  throw error;
+  throw FileError(path_, kWritten, error);
 }
 
 Replacement::~Replacement() {

@@ -11,7 +11,7 @@ ORB_ENTITY_TYPE(EntityCopyGlobalSessionHandler);
 
 namespace {
 
-bool holdsHandler(Orb::AttributeRef a) {
+bool holdsHandler(Orb::AttributeRef const& a) {
   return a.kind() == Orb::AttributeKind::child && a.name().ends_with("CopyHandler");
 }
 

@@ -70,6 +70,7 @@ void Session::followAll(UnitName const* under) {
   for (bool isBehind = true; isBehind;) {
     isBehind = false;
     for (std::shared_ptr<Unit> const& held : *units_) {
+      // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): it may leave its session
       std::shared_ptr<Unit> const unit = held;
       if (!unit->followed || (under && !unit->name.isMemberOf(*under))) continue;
       isBehind = true;
@@ -263,6 +264,7 @@ void Session::difference(Orb::FunctionRef<void(Orb::Difference const&)> visit) {
   followAll();
   requireOpen();
   for (std::shared_ptr<Unit> const& held : *units_) {
+    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): it may leave its session
     std::shared_ptr<Unit> const unit = held;
     detail::unitDifferences(unit->name, running(unit->name), *unit->candidate, visit);
   }

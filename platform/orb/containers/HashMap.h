@@ -246,7 +246,7 @@ class HashMap<Item, KeyOf, Hash>::Iterator {
     return *this;
   }
   Iterator operator++(int) {
-    Iterator const before = *this;
+    Iterator before = *this;
     ++*this;
     return before;
   }

@@ -330,7 +330,7 @@ class OrderedMap<Item, KeyOf>::Iterator {
     return *this;
   }
   Iterator operator++(int) {
-    Iterator const before = *this;
+    Iterator before = *this;
     ++*this;
     return before;
   }

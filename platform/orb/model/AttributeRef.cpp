@@ -303,7 +303,7 @@ void MutableAttributeRef::readBinary(BinaryReader& in) const {
       });
     });
   }
-  copy(read);
+  copy(attributeOf(std::as_const(*scratch), id_));
 }
 
 void MutableAttributeRef::assign(AttributeRef from) const {

@@ -95,7 +95,7 @@ class Children
   template <class Owner>
   Ptr<E> insert(Owner const& owner, AttrId id, Param<Key> key) {
     if (auto* const found = this->find(key)) return Ptr<E>(static_cast<E*>(found));
-    Ptr<E> const child = create(owner, key);
+    Ptr<E> child = create(owner, key);
     this->add(owner, id, child);
     return child;
   }
@@ -123,13 +123,13 @@ class Child {
   Ptr<E> const& get() const { return child_; }
   Ptr<E> make(Entity const& owner, AttrId id, Name const& name) requires kIsNamed {
     if (child_ && child_->name() == name) return child_;
-    Ptr<E> const child = Orb::make<E>(name);
+    Ptr<E> child = Orb::make<E>(name);
     add(owner, id, child);
     return child;
   }
   Ptr<E> make(Entity const& owner, AttrId id) requires(!kIsNamed) {
     if (child_) return child_;
-    Ptr<E> const child = Orb::make<E>();
+    Ptr<E> child = Orb::make<E>();
     add(owner, id, child);
     return child;
   }

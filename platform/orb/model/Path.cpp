@@ -68,7 +68,7 @@ bool closesAtEnd(TextReader& in) {
 
 /// Visits the key in brackets at the front, which is taken off with the opening bracket.
 template <class Do>
-void takeKey(std::string_view typeName, AttributeRef a, TextReader& in, Do const& act) {
+void takeKey(std::string_view typeName, AttributeRef const& a, TextReader& in, Do const& act) {
   if (!a.info().keyType()) refuse(typeName, a.info(), "has no key");
   in.literal("[");
   a.withKey(in, act);

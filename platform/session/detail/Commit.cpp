@@ -179,6 +179,7 @@ void Commit::followAll() {
   for (bool isBehind = true; isBehind;) {
     isBehind = false;
     for (std::shared_ptr<Unit> const& held : *session_.units_) {
+      // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): it may leave its session
       std::shared_ptr<Unit> const unit = held;
       if (!unit->followed) continue;
       isBehind = true;  // an observer may commit what another unit is to follow then
@@ -270,8 +271,8 @@ Commit::Places Commit::changesOf(UnitName const& name, Entity const& before, Ent
 std::string Commit::authorsOf(Places const& mine, Unit const& unit) {
   std::vector<std::string> authors;
   Places later;
-  for (auto at = unit.foreign.rbegin(); at != unit.foreign.rend(); ++at) {
-    ForeignCommit const& commit = **at;
+  for (std::size_t i = unit.foreign.size(); i-- > 0;) {
+    ForeignCommit const& commit = *unit.foreign[i];
     bool const isHit =
         std::any_of(commit.changes.begin(), commit.changes.end(), [&](std::string const& path) {
           return anyWritesOver(mine, path) && !anyWritesOver(later, path);
@@ -281,10 +282,9 @@ std::string Commit::authorsOf(Places const& mine, Unit const& unit) {
     }
     later.insert(commit.changes.begin(), commit.changes.end());
   }
+  std::reverse(authors.begin(), authors.end());
   std::string text;
-  for (auto at = authors.rbegin(); at != authors.rend(); ++at) {
-    text.append(text.empty() ? "" : ", ").append(*at);
-  }
+  for (std::string const& author : authors) text.append(text.empty() ? "" : ", ").append(author);
   return text;
 }
 

@@ -63,11 +63,12 @@ Merge::Merge(Unit& unit, Entity const& running) : unit_(unit) {
 
 /// Does something with the place of an entity: a single one has no key in it.
 template <class Do>
-void Merge::atPlace(AttributeRef attribute, ValueRef key, Do const& act) {
+void Merge::atPlace(AttributeRef const& attribute, ValueRef key, Do const& act) {
   std::size_t const here = place_.size();
   if (here > 0) place_ += '.';
   place_ += attribute.name();
   if (attribute.kind() == AttributeKind::children) {
+    ORB_ASSERT(key && "children have keys");
     place_ += '[';
     key.writeText(place_);
     place_ += ']';

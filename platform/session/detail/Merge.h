@@ -58,7 +58,7 @@ class Merge {
                   Orb::MutableAttributeRef mine);
 
   template <class Do>
-  void atPlace(Orb::AttributeRef attribute, Orb::ValueRef key, Do const& act);
+  void atPlace(Orb::AttributeRef const& attribute, Orb::ValueRef key, Do const& act);
   Orb::MutableAttributeRef addStep(Orb::Entity& target, Orb::AttrId attribute);
 
   Unit& unit_;

@@ -13,7 +13,7 @@ UnitName UnitName::ofPath(Roots const& roots, std::string_view path) {
   Orb::TypeInfo const& type = roots[root]->type();
   Orb::FirstStep const step = Orb::firstStep(type, path);
   Orb::AttributeInfo const& attribute = type.attributes[step.attribute];
-  UnitName const whole{root, step.attribute, {}, std::string(attribute.name)};
+  UnitName whole{root, step.attribute, {}, std::string(attribute.name)};
   if (attribute.kind != Orb::AttributeKind::children || step.key.empty()) return whole;
   Orb::pathType(type, path);  // throws what is wrong with the rest
   return whole.withKey(std::string(step.key));
@@ -73,7 +73,7 @@ Edits::Trial::~Trial() {
 
 Ptr<Entity> copyOfUnit(UnitName const& name, Entity const& running) {
   auto const* const named = dynamic_cast<Orb::NamedEntity const*>(&running);
-  Ptr<Entity> const root = running.type().make(named ? named->name() : Orb::Name());
+  Ptr<Entity> root = running.type().make(named ? named->name() : Orb::Name());
   if (name.isMember()) {
     if (auto const from = name.entityIn(running)) {
       name.in(*root).withKey(name.key, [&](Orb::ValueRef key) {
