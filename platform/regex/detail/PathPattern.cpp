@@ -160,7 +160,8 @@ class PathPattern::Reader {
         if (tree_.numbers(node).empty()) refuse(node.place, "a class without AS numbers");
         return addNumber(tree_.numbers(node), false, node.place);
       case NodeKind::any: {
-        NodeId const id = addNumber(NumberSet({{0, kMaxNumber}}, tree_.memory()), false, node.place);
+        NodeId const id =
+            addNumber(NumberSet({{0, kMaxNumber}}, tree_.memory()), false, node.place);
         out_.items_[id].isAny = true;
         return id;
       }
@@ -200,8 +201,7 @@ class PathPattern::Reader {
   PatternTree const& tree_;
 };
 
-PathPattern::PathPattern(PatternTree const& tree)
-    : items_(tree.memory()), sets_(tree.memory()) {
+PathPattern::PathPattern(PatternTree const& tree) : items_(tree.memory()), sets_(tree.memory()) {
   items_.reserve(16);
   root_ = Reader(*this, tree).choice(tree.root());
 }
