@@ -118,7 +118,7 @@ class PathPattern::Reader {
 
   /// The number that the first items spell, with the digits behind a dot.
   NodeId number(std::span<NodeId const> items, std::size_t& digits) {
-    std::size_t const place = tree_[items.front()].place;
+    std::size_t const place = tree_.placeOf(items.front());
     bool isPlain = true;
     for (NodeId const item : items.first(digits)) isPlain = isPlain && !hasNegation(item);
     std::size_t behind = 0;

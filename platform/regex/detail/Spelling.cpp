@@ -215,7 +215,7 @@ class DigitAutomaton {
 }  // namespace
 
 NumberSet numbersSpelled(PatternTree const& tree, std::span<NodeId const> items, U32 most) {
-  std::size_t const place = tree[items.front()].place;
+  std::size_t const place = tree.placeOf(items.front());
   Numbers out(most, place, tree.memory());
   std::array<DigitMask, kMostDigits> masks{};
   bool isPlain = items.size() <= masks.size();
