@@ -163,7 +163,7 @@ TEST(Types, AreAsOthersStoreThem) {
     EXPECT_EQ(text, expected);
     ++types;
   }
-  EXPECT_EQ(types, 27);
+  EXPECT_EQ(types, 29);
 }
 
 TEST(Types, ValuesNameTheirFields) {
@@ -215,6 +215,13 @@ TEST(Lists, AsPathEntriesDescribeThemselves) {
             "validPosixRegex=yes; validDfaRegex=no >");
   list->pathEntryDel(list->pathEntry().begin());
   EXPECT_TRUE(list->pathEntry().empty());
+}
+
+TEST(AsnConfig, SaysWhetherTheNotationHasDots) {
+  auto const config = Orb::make<Routing::AsnConfig>();
+  Orb::attributeTextIs(*config, "asnNotation", "asnNotationAsdot");
+  EXPECT_TRUE(config->isAsdotConfigured());
+  EXPECT_EQ(config->asnNotationDefault(), Routing::asnNotationAsplain);
 }
 
 TEST(ListsDeathTest, CommunitiesOfOneKindAreNotReadAsAnother) {
