@@ -16,14 +16,16 @@ using Keys = std::vector<Orb::U32>;
 struct FreeTranslation {
   void operator()(char* translated) const noexcept { asmatch_free_regex(translated); }
 };
-using Translation = std::unique_ptr<char, FreeTranslation>;
+using AsPathTranslation = std::unique_ptr<char, FreeTranslation>;
 
 /// Compiles an expression for one entry. Null when it is refused, which is traced: `function` is
 /// what the trace says of the caller.
 template <class Engine>
-Orb::Ptr<Engine> compiled(Orb::U32 seqno, Orb::String const& regexStr,
-                          char* (*translate)(char const*), char const* function) {
-  Translation const translated(translate(regexStr.c_str()));
+Orb::Ptr<Engine> compiledEngine(Orb::U32 seqno, Orb::String const& regexStr,
+                                char* (*translate)(char const*), char const* function) {
+  // A translator would stop at a NUL, and what stands in front of it may match more.
+  bool const hasNul = regexStr.view().find('\0') != std::string_view::npos;
+  AsPathTranslation const translated(hasNul ? nullptr : translate(regexStr.c_str()));
   if (!translated) {
     ORB_TRACE(traceStatusType(), 6, function << "Invalid regex '" << regexStr << "'");
     return nullptr;
@@ -61,16 +63,16 @@ Orb::U32 AsPathListStatus::dfaRegexMapSize() const noexcept {
 }
 
 void AsPathListStatus::posixRegexAdd(Orb::U32 seqno, Orb::String regexStr) {
-  Orb::Ptr<PosixRegex const> const engine = compiled<PosixRegex>(
+  Orb::Ptr<PosixRegex const> const engine = compiledEngine<PosixRegex>(
       seqno, regexStr, asmatch_posix_regex_cli_to_gated,
       "void Routing::RouteMap::AsPathListStatus::posixRegexAdd(U32, Orb::String)");
   if (engine) posixRegexMapIs(engine);
 }
 
 void AsPathListStatus::dfaRegexAdd(Orb::U32 seqno, Orb::String regexStr) {
-  Orb::Ptr<DfaRegex const> const engine =
-      compiled<DfaRegex>(seqno, regexStr, asmatch_dfa_regex_cli_to_gated,
-                         "void Routing::RouteMap::AsPathListStatus::dfaRegexAdd(U32, Orb::String)");
+  Orb::Ptr<DfaRegex const> const engine = compiledEngine<DfaRegex>(
+      seqno, regexStr, asmatch_dfa_regex_cli_to_gated,
+      "void Routing::RouteMap::AsPathListStatus::dfaRegexAdd(U32, Orb::String)");
   if (engine) dfaRegexMapIs(engine);
 }
 
@@ -135,29 +137,33 @@ void AsPathListStatus::notifyAll(Attr attribute, Keys const& keys) const {
   error.rethrow();
 }
 
-void AsPathListStatus::prepare() {
-  std::vector<AsPathMatchEntry> entries;
-  bool const isDfa = regexMode() == Acl::regexModeDfa;
-  entries.reserve(isDfa ? dfaRegexMap().size() : posixRegexMap().size());
-  for (Acl::AsPathEntry const& entry : asPathEntry()) {
-    AsPathMatchEntry made{{nullptr},
-                          &entry,
-                          entry.seqno(),
-                          originsOf(entry.origin()),
-                          entry.permit() == Acl::permitMatch};
-    if (isDfa) {
-      auto const* const engine = dfaRegexMap().find(entry.seqno());
-      if (!engine || !(*engine)->compiledRegex()) continue;
-      made.dfa = (*engine)->compiledRegex();
-    } else {
-      auto const* const engine = posixRegexMap().find(entry.seqno());
-      if (!engine || !(*engine)->compiled()) continue;
-      made.posix = engine->get();
-    }
-    entries.push_back(made);
+std::optional<AsPathMatchEntry> AsPathListStatus::matchEntryOf(
+    Acl::AsPathEntry const& entry) const {
+  AsPathMatchEntry made{{nullptr},
+                        &entry,
+                        entry.seqno(),
+                        originsOf(entry.origin()),
+                        entry.permit() == Acl::permitMatch};
+  if (regexMode() == Acl::regexModeDfa) {
+    auto const* const engine = dfaRegexMap().find(entry.seqno());
+    if (!engine || !(*engine)->compiled()) return std::nullopt;
+    made.dfa = (*engine)->compiledRegex();
+    if (!made.dfa) return std::nullopt;
+  } else {
+    auto const* const engine = posixRegexMap().find(entry.seqno());
+    if (!engine || !(*engine)->compiled()) return std::nullopt;
+    made.posix = engine->get();
   }
-  detail::dropMatchEntries(*this);
-  matchEntries_ = std::move(entries);
+  return made;
+}
+
+void AsPathListStatus::prepare() {
+  if (isPrepared_) return;
+  matchEntries_.reserve(regexMode() == Acl::regexModeDfa ? dfaRegexMap().size()
+                                                         : posixRegexMap().size());
+  for (Acl::AsPathEntry const& entry : asPathEntry()) {
+    if (auto const made = matchEntryOf(entry)) matchEntries_.push_back(*made);
+  }
   isPrepared_ = true;
 }
 

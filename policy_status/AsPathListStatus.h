@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -79,7 +80,9 @@ class ROUTEPOLICY_EXPORT AsPathListStatus final : public Keel::BaseNotifyingType
   ORB_ATTRIBUTE(asnNotation, Routing::AsnNotation, asnNotationAsplain);
   /// The engine that matches use.
   using regexModeObject = detail::MatchedAttribute<Orb::Scalar<Acl::RegexMode>>;
-  ORB_SCALAR_(regexMode, Acl::RegexMode, Acl::regexModeDfa)
+  ORB_OBJECT(regexMode, Acl::regexModeDfa)
+  Acl::RegexMode regexMode() const noexcept { return regexMode_.get(); }
+  void regexModeIs(Acl::RegexMode mode) { regexMode_.set(*this, regexModeId_, mode); }
   /// The engines by the sequence number of their entry; a null one is a RangeException.
   ORB_COLLECTION(posixRegexMap,
                  detail::MatchedAttribute<Orb::HashShared<PosixRegex const, &PosixRegex::seqno>>);
@@ -106,13 +109,17 @@ class ROUTEPOLICY_EXPORT AsPathListStatus final : public Keel::BaseNotifyingType
   /// "name=... configVersion=... regexMode=... " and the entries, parted by blanks.
   Orb::String toStrep() const;
 
-  /// Derives from the attributes what matches read, which are much slower without it. A change of
-  /// entries, engines or mode drops it, and the path set. Nothing changes when there is no memory.
+  /// Derives from the attributes what matches read, which are slower without it; does nothing when
+  /// that is there. A change of entries, engines or mode drops it, and the path set. Nothing
+  /// changes when there is no memory.
   void prepare();
   bool isPrepared() const noexcept { return isPrepared_; }
   /// The entries that have a compiled engine of the list's mode, in ascending sequence number;
   /// empty unless prepared. Good until a change.
   std::span<AsPathMatchEntry const> matchEntries() const noexcept { return matchEntries_; }
+  /// The same of one of asPathEntry(), prepared or not; none without a compiled engine of the
+  /// list's mode.
+  std::optional<AsPathMatchEntry> matchEntryOf(Acl::AsPathEntry const& entry) const;
 
   /// The expressions of all matchEntries(), added in their order with their origins, as one
   /// automaton: for lists in DFA mode. One thread attaches it, once, while others match: they see
