@@ -15,7 +15,8 @@ namespace Routing::RouteMap {
 ///  2. A list that is not in line after that, since a step found no memory, is brought in line at
 ///     the next turn of the event loop. Arming the timer for it needs no memory, and is repeated
 ///     until every list is in line. The steps of a deletion need no memory.
-///  3. A reactor is made after its symbol, so that no build ends without one.
+///  3. A reactor is made after its symbol, so that no build ends without one, and compiles nothing
+///     before the machine has it.
 ///
 /// Kind says what is the kind's own:
 ///   List                     the configured list

@@ -39,8 +39,9 @@ class ROUTEPOLICY_EXPORT ListReactor : public Orb::Reactor<ListReactor<Kind>, ty
   /// Whether the initial handler has run; slices do nothing before.
   bool initialized() const noexcept { return initialized_; }
 
-  /// The initial handler, run by the constructor of the derived class; and the handler of the
-  /// list's version, which starts to compile the list anew, also when it throws.
+  /// The initial handler, run by the machine once it has the reactor; and the handler of the list's
+  /// version. Both start to compile the list anew, the first if it has entries, also when they
+  /// throw.
   void handleInitial();
   void handleVersion();
 
@@ -48,6 +49,7 @@ class ROUTEPOLICY_EXPORT ListReactor : public Orb::Reactor<ListReactor<Kind>, ty
   void detach() noexcept;
 
  protected:
+  /// Attached to the list, and to the clock of the event loop.
   ListReactor(Orb::Ptr<List const> list, Machine& machine);
   ~ListReactor() override;
 

@@ -70,9 +70,7 @@ GenPrefixEntry compiled(typename Family::Entry const& entry) {
 
 template <class Family>
 PrefixListReactor<Family>::PrefixListReactor(Orb::Ptr<List const> list, Machine& machine)
-    : ListReactor<PrefixLists<Family>>(std::move(list), machine) {
-  this->handleInitial();
-}
+    : ListReactor<PrefixLists<Family>>(std::move(list), machine) {}
 
 template <class Family>
 void PrefixListReactor<Family>::prepare() {

@@ -23,7 +23,6 @@ Orb::U64 SlicedBuild::processClock() {
 void SlicedBuild::begin() {
   ++number_;
   isBuilding_ = true;
-  drop();
   timer_.timeMinIs(Orb::Clock::kNextTurn);
 }
 

@@ -9,7 +9,7 @@ namespace Routing::RouteMap {
 /// done and where to go on with it. The states:
 ///   idle      timeMin never, nothing under construction
 ///   building  timeMin next turn
-/// begin() starts from the beginning in either state.
+/// begin() starts a build in either state.
 ///
 /// Observers, the clock's time source and trace sinks may do what they like while a slice runs:
 ///  1. A slice ends when its build is over: begun anew, or stopped. It looks whether it is after
@@ -46,8 +46,15 @@ class ROUTEPOLICY_EXPORT SlicedBuild {
   explicit SlicedBuild(Orb::RefCounted& owner) noexcept : owner_(owner) {}
   virtual ~SlicedBuild();
 
+  /// Starts a build; the derived class has dropped the last one, and set its place, before.
   void begin();
+  /// Ends the build, and drops it.
   void stop() noexcept;
+  /// Of the build; another one after every begin() and stop().
+  Orb::U64 number() const noexcept { return number_; }
+
+  /// Drops what is under construction, and forgets the place.
+  virtual void drop() noexcept = 0;
 
  private:
   class Timer final : public Orb::Clock::Notifiee {
@@ -61,13 +68,11 @@ class ROUTEPOLICY_EXPORT SlicedBuild {
 
   /// Does the work of one slice, and counts its steps. Calls stop() when nothing is left to do.
   virtual void runSlice(Orb::U64& count) = 0;
-  /// Drops what is under construction, and forgets the place.
-  virtual void drop() noexcept = 0;
 
   Orb::RefCounted& owner_;
   Timer timer_{*this};
   double clockQuantum_ = kClockQuantum;
-  Orb::U64 number_ = 0;  // of the build; another one with every begin() and stop()
+  Orb::U64 number_ = 0;
   bool isBuilding_ = false;
   bool inSlice_ = false;
 };

@@ -132,13 +132,13 @@ void ListMachine<Kind>::listSmIs(Orb::Ptr<List const> const& list) {
   if (!list) throw Orb::RangeException(Orb::nullParameterMessage(names.machine, names.listSm));
   Orb::Name const& name = list->name();
   if (auto const sm = listSm(name); sm && sm->list() == list) return;
-  auto const configured = Kind::list(*config(), name);
   auto const made = Orb::make<ListSm>(list, *this);
-  // A trace sink or the time source may have changed the configuration: onList() has seen to it.
-  if (Kind::list(*config(), name) != configured) return made->detach();
   auto const replaced = listSm(name);
   listSms_.insertOrAssign(Orb::Ptr<ListSm>(made));
   if (replaced) replaced->detach();
+  // Only now, when the reactor is where changes of the configuration find it: trace sinks, the time
+  // source and observers may make such changes.
+  made->handleInitial();
 }
 
 template <class Kind>

@@ -8,23 +8,31 @@ namespace Routing::RouteMap {
 
 template <class Kind>
 ListReactor<Kind>::ListReactor(Orb::Ptr<List const> list, Machine& machine)
-    : Base(std::move(list)), SlicedBuild(*static_cast<Base*>(this)), machine_(&machine) {}
+    : Base(std::move(list)), SlicedBuild(*static_cast<Base*>(this)), machine_(&machine) {
+  clockIs(Orb::ActivityManager::current().clock());
+}
 
 template <class Kind>
 ListReactor<Kind>::~ListReactor() = default;
 
 template <class Kind>
 void ListReactor<Kind>::handleInitial() {
-  ORB_TRACE(traceSm(), 8, Kind::names().handleInitial);
-  clockIs(Orb::ActivityManager::current().clock());
-  if (!Kind::entries(*list()).empty()) handleVersion();
+  Orb::FirstError error;
+  error.guard([] { ORB_TRACE(traceSm(), 8, Kind::names().handleInitial); });
+  error.guard([&] {
+    if (!Kind::entries(*list()).empty()) handleVersion();
+  });
   initialized_ = true;
+  error.rethrow();
 }
 
 template <class Kind>
 void ListReactor<Kind>::handleVersion() {
   Orb::Ptr<ListReactor> const alive(this);
-  if (machine_) begin();  // before anything that may throw: no change of the version is lost
+  if (machine_) {  // before anything that may throw: no change of the version is lost
+    drop();
+    begin();
+  }
   ORB_TRACE(traceSm(), 8, Kind::names().handleVersion << " version: " << list()->version());
   if (isBuilding()) prepare();
 }
