@@ -3,6 +3,7 @@
 #include <optional>
 
 #include "platform/regex/detail/Determiniser.h"
+#include "platform/regex/detail/Scratch.h"
 
 namespace Routing::AsPath {
 
@@ -49,7 +50,7 @@ std::size_t PathSet::bytes() const noexcept {
 /// The steps of a build: patterns are added, the alphabet is cut, the table is filled row by row,
 /// and packed.
 struct PathSetBuilder::Steps {
-  detail::PathGraph graph{kLimits};
+  detail::PathGraph graph{kLimits, std::pmr::new_delete_resource()};
   detail::Budget budget{kSteps};
   std::optional<detail::Alphabet> alphabet;
   std::optional<detail::Determiniser> automaton;
@@ -61,7 +62,8 @@ PathSetBuilder::~PathSetBuilder() = default;
 bool PathSetBuilder::add(std::string_view pattern, Origins origins) {
   if (!steps_) return false;
   try {
-    detail::PatternTree const tree(pattern);
+    detail::Scratch scratch;
+    detail::PatternTree const tree(pattern, scratch.memory());
     steps_->graph.add(detail::PathPattern(tree), origins);
     return true;
   } catch (detail::Refused const&) {

@@ -63,7 +63,7 @@ class PatternTree {
   static constexpr Orb::U32 kMaxCount = 255;
 
   /// Throws Refused for what is a pattern of neither language. The pattern must outlive the tree.
-  explicit PatternTree(std::string_view pattern);
+  PatternTree(std::string_view pattern, Memory memory);
 
   Node const& operator[](NodeId id) const noexcept { return nodes_[id]; }
   /// A choice.
@@ -73,6 +73,7 @@ class PatternTree {
     return pattern_.substr(node.place, node.length);
   }
   std::string_view pattern() const noexcept { return pattern_; }
+  Memory memory() const { return nodes_.get_allocator().resource(); }
 
   /// Calls visit(id) for each child.
   template <class Visit>
@@ -90,8 +91,8 @@ class PatternTree {
   class Reader;
 
   std::string_view pattern_;
-  std::vector<Node> nodes_;
-  std::vector<NumberSet> sets_;
+  std::pmr::vector<Node> nodes_;
+  std::pmr::vector<NumberSet> sets_;
   NodeId root_ = kNoNode;
 };
 
