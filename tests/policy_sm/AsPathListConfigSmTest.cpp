@@ -10,6 +10,7 @@
 #include "policy_eval/MatchAsPathList.h"
 #include "tests/support/AsPathWorld.h"
 #include "tests/support/Observer.h"
+#include "tests/support/ScarceMemory.h"
 
 namespace {
 
@@ -62,12 +63,13 @@ Status modelOf(AsPathWorld& w, Acl::AsPathList const& list) {
   return status;
 }
 
-void expectInLine(AsPathWorld& w) {
+void expectInLine(AsPathWorld& w, bool hasPathSets = true) {
   for (auto const& list : w.config->pathList()) {
     auto const symbol = w.symbol(list->name());
     ASSERT_TRUE(symbol && w.sm(list->name())) << list->name();
     auto const model = modelOf(w, *list);
     EXPECT_EQ(contentOf(symbol->status()), contentOf(model));
+    if (!hasPathSets) continue;
     EXPECT_EQ(symbol->status()->pathSet() != nullptr, model->dfaRegexMapSize() > 1);
   }
   EXPECT_EQ(w.all->symbol().size(), w.config->pathList().size());
@@ -261,6 +263,148 @@ TEST(AsPathListSm, IsInLineWhateverChangesMeanwhile) {
     }
     expectInLine(w);
     if (HasFailure()) FAIL() << "round " << round;
+  }
+}
+
+TEST(AsPathListSm, CompilesAPathSetBehindTheStatus) {
+  AsPathWorld w;
+  w.start();
+  auto const list = w.list("L");
+  for (U32 i = 0; i < 4; ++i) list->pathEntryIs(entry(i, i));
+  list->versionInc(1);
+  auto const sm = w.sm("L");
+  sm->clockQuantumIs(0);  // one expression in each slice
+  auto const first = w.symbol("L")->status();
+  std::string const content = contentOf(first);
+  w.manager.turn();
+  w.asn->asnNotationIs(Routing::asnNotationAsdot);
+  auto const second = w.symbol("L")->status();
+  EXPECT_EQ(sm->indexed(), second) << "it goes on for the new status";
+  sm->clockQuantumIs(1);
+  EXPECT_EQ(sm->processClock(), 2U) << "and does not begin anew";
+  EXPECT_TRUE(second->pathSet() && !first->pathSet());
+  EXPECT_EQ(contentOf(first), content);
+  EXPECT_EQ(w.version("L"), 2U) << "a path set is no change";
+  w.asn->asnNotationIs(Routing::asnNotationAsplain);
+  EXPECT_EQ(w.symbol("L")->status()->pathSet(), second->pathSet());
+  EXPECT_EQ(contentOf(w.symbol("L")->status()), content);
+
+  sm->clockQuantumIs(0);
+  list->versionInc(1);
+  w.manager.turn();
+  list->versionInc(1);
+  EXPECT_EQ(sm->indexed(), w.symbol("L")->status()) << "begun anew";
+  w.config->regexModeIs(Acl::regexModePosix);
+  EXPECT_FALSE(sm->isBuilding());
+  w.config->regexModeIs(Acl::regexModeDfa);
+  w.settle();
+  expectInLine(w);
+  // Each has 4,096 states, both together 3^12.
+  list->pathEntryDelAll();
+  for (auto const* text : {"1 .{11}$", "2 .{11}$"}) {
+    change(w, "L",
+           Acl::AsPathEntry::of(U32(list->pathEntry().size()), Orb::String(text), Acl::permitMatch,
+                                Acl::bgpAny, true, false));
+    w.settle();
+    EXPECT_FALSE(sm->isBuilding() || w.symbol("L")->status()->pathSet()) << text;
+  }
+  EXPECT_EQ(w.symbol("L")->status()->dfaRegexMapSize(), 2U);
+}
+
+// Whatever allocation fails, alone or with all behind it: all lists follow once there is memory,
+// in one step.
+TEST(AsPathListSm, CatchesUpWhenThereIsMemoryAgain) {
+  Orb::traceSinkIs([](auto...) {});
+  for (int variant = 0; variant < 4 * 6; ++variant) {
+    Orb::traceLevelIs("RouteMapSm", variant & 1 ? 8 : Orb::TraceFacility::kOff);
+    bool hasFailed = true;
+    for (long granted = 0; hasFailed; ++granted) {
+      AsPathWorld w;
+      for (U32 i = 0; i < 4; ++i) w.list("A")->pathEntryIs(entry(i, i));
+      w.list("B")->pathEntryIs(entry(1, 1));
+      w.start();
+      w.settle();
+      int const what = variant / 4;
+      auto const a = w.list("A");
+      Orb::Name const c("C");
+      if (what == 0) w.machine = nullptr;
+      if (what == 1) a->pathEntryIs(entry(2, 0));
+      try {
+        TestSupport::ScarceMemory const scarce(granted, variant & 2 ? 1 : TestSupport::kPlenty);
+        if (what == 0) w.start();
+        if (what == 1) a->versionInc(1);
+        if (what == 2) w.config->regexModeIs(Acl::regexModePosix);
+        if (what == 3) w.asn->asnNotationIs(Routing::asnNotationAsdot);
+        if (what == 4) w.list(c);
+        if (what == 5) w.config->pathListDel(a->name());
+        w.settle();
+        hasFailed = TestSupport::grantedAllocations == 0;
+      } catch (std::bad_alloc const&) {
+      }
+      if (!w.machine) w.start();
+      w.settle();
+      expectInLine(w, false);
+      if (what > 0 && what < 4) {
+        EXPECT_EQ(w.version("A"), 2U);
+        EXPECT_EQ(w.version("B"), what == 1 ? 1U : 2U);
+      }
+      if (HasFailure()) FAIL() << granted << " allocations granted, variant " << variant;
+    }
+  }
+  Orb::traceReset();
+}
+
+TEST(AsPathListSm, HasItsNamesAndTraces) {
+  AsPathWorld w;
+  std::string lines;
+  auto const traced = [&](auto const& act) {
+    lines.clear();
+    act();
+    return lines;
+  };
+  Orb::traceSinkIs([&](auto, int level, auto line) {
+    if (level == 8) (lines += line) += '\n';
+  });
+  Orb::traceLevelIs("RouteMapSm", 8);
+  w.list("L")->pathEntryIs(entry(1, 1));
+  EXPECT_EQ(traced([&] { w.start(); }),
+            "handleRegexMode regexMode: regexModeDfa\nNo change in regexMode\n"
+            "handleAsnNotation asnNotation: asnNotationAsplain\nNo change in asnNotation\n"
+            "handleAsPathList\naddAsPathList as-path-list: L\nhandleAsPathEntry\n"
+            "handleAsPathListVersion version: 0\n");
+  w.machine->regexModeIs(Acl::regexModePosix);  // applied by nobody
+  w.machine->asnNotationIs(Routing::asnNotationAsdot);
+  EXPECT_EQ(traced([&] { w.machine->handleRegexMode(); }),
+            "handleRegexMode regexMode: regexModeDfa\nNo change in regexMode for L\n");
+  EXPECT_EQ(traced([&] { w.machine->handleAsnNotation(); }),
+            "handleAsnNotation asnNotation: asnNotationAsplain\nNo change in asnNotation for L\n");
+  EXPECT_EQ(traced([&] { w.config->pathListDel("L"); }), "handleAsPathList as-path-list: L\n");
+  Orb::traceReset();
+
+  change(w, "L", entry(1, 1));
+  w.machine->asPathListDelAll();
+  w.config->regexModeIs(Acl::regexModePosix);
+  EXPECT_EQ(w.symbol("L")->status()->posixRegexMapSize(), 1U) << "without a reactor";
+  w.machine->handleAsPathList("L");
+  EXPECT_TRUE(w.symbol("L")->status()->asPathEntry().empty()) << "anew, as it was asked for";
+  w.symbol("L")->statusIs(nullptr);
+  U32 const version = w.version("L");
+  w.config->regexModeIs(Acl::regexModeDfa);
+  w.asn->asnNotationIs(Routing::asnNotationAsdot);
+  EXPECT_TRUE(!w.symbol("L")->status() && w.version("L") == version) << "left as it is";
+  w.machine->asPathListIs(w.list("L"));
+  w.all->symbolDel("L");
+  w.list("L")->versionInc(1);
+  EXPECT_FALSE(w.symbol("L") || w.sm("L")->isBuilding());
+
+  EXPECT_DEATH(w.machine->addAsPathList("L", nullptr), "assertion failed: pathList");
+  try {
+    w.machine->asPathListIs(nullptr);
+    ADD_FAILURE();
+  } catch (Orb::RangeException const& error) {
+    EXPECT_STREQ(error.what(),
+                 "null _asPathList parameter to mutator for "
+                 "Routing::RouteMap::AsPathListConfigSm::asPathList not allowed\"");
   }
 }
 

@@ -5,7 +5,6 @@
 #include <new>
 
 // Replaces the operators new and delete of the program, so that a test can have memory run out.
-// To be included by one file of a program.
 
 namespace TestSupport {
 
@@ -56,20 +55,26 @@ inline void* allocateOrThrow(std::size_t size) {
 
 }  // namespace TestSupport
 
-// Not inline: the compiler would see new meet free.
-[[gnu::noinline]] void* operator new(std::size_t size) {
+// Not inline: the compiler would see new meet free. Weak, so that several files of a program may
+// include this.
+[[gnu::weak, gnu::noinline]] void* operator new(std::size_t size) {
   return TestSupport::allocateOrThrow(size);
 }
-[[gnu::noinline]] void* operator new[](std::size_t size) {
+[[gnu::weak, gnu::noinline]] void* operator new[](std::size_t size) {
   return TestSupport::allocateOrThrow(size);
 }
-[[gnu::noinline]] void* operator new(std::size_t size, std::nothrow_t const&) noexcept {
+[[gnu::weak, gnu::noinline]] void* operator new(std::size_t size, std::nothrow_t const&) noexcept {
   return TestSupport::allocate(size);
 }
-[[gnu::noinline]] void* operator new[](std::size_t size, std::nothrow_t const&) noexcept {
+[[gnu::weak, gnu::noinline]] void* operator new[](std::size_t size,
+                                                  std::nothrow_t const&) noexcept {
   return TestSupport::allocate(size);
 }
-[[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
-[[gnu::noinline]] void operator delete[](void* memory) noexcept { std::free(memory); }
-[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
-[[gnu::noinline]] void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
+[[gnu::weak, gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
+[[gnu::weak, gnu::noinline]] void operator delete[](void* memory) noexcept { std::free(memory); }
+[[gnu::weak, gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept {
+  std::free(memory);
+}
+[[gnu::weak, gnu::noinline]] void operator delete[](void* memory, std::size_t) noexcept {
+  std::free(memory);
+}
