@@ -14,6 +14,15 @@ AsPathListMatch found(AsPathMatchEntry const& entry) noexcept {
   return {AsPathListMatch::Outcome::match, entry.isPermit, entry.seqno, entry.entry};
 }
 
+/// Expressions that read the path's numbers.
+struct NumberMatcher {
+  std::span<Orb::U32 const> path;
+
+  bool operator()(AsPathMatchEntry const& entry) const noexcept {
+    return rd_match(entry.dfa, path.data(), path.size()) != 0;
+  }
+};
+
 /// Expressions that read the path's text, which is made for the first of them.
 class TextMatcher {
  public:
@@ -37,23 +46,40 @@ class TextMatcher {
   bool isMade_ = false;
 };
 
-/// Asks the entries one by one. Those that are for other origins are passed over.
+/// Whether an entry is for routes of that origin, and its expression matches.
+template <class Matches>
+bool isMatch(AsPathMatchEntry const& entry, AsPath::Origins origin, Matches& matches) {
+  return (entry.origins & origin) != 0 && matches(entry);
+}
+
 template <class Matches>
 AsPathListMatch firstOf(AsPathListStatus const& status, AsPath::Origins origin, Matches matches) {
-  auto const isMatch = [&](AsPathMatchEntry const& entry) {
-    return (entry.origins & origin) != 0 && matches(entry);
-  };
-  if (status.isPrepared()) [[likely]] {
-    for (AsPathMatchEntry const& entry : status.matchEntries()) {
-      if (isMatch(entry)) return found(entry);
-    }
-  } else {
-    for (Acl::AsPathEntry const& entry : status.asPathEntry()) {
-      auto const made = status.matchEntryOf(entry);
-      if (made && isMatch(*made)) return found(*made);
-    }
+  for (AsPathMatchEntry const& entry : status.matchEntries()) {
+    if (isMatch(entry, origin, matches)) return found(entry);
   }
   return kNoAsPathMatch;
+}
+
+template <class Matches>
+AsPathListMatch firstOfUnprepared(AsPathListStatus const& status, AsPath::Origins origin,
+                                  Matches matches) {
+  for (Acl::AsPathEntry const& entry : status.asPathEntry()) {
+    auto const made = status.matchEntryOf(entry);
+    if (made && isMatch(*made, origin, matches)) return found(*made);
+  }
+  return kNoAsPathMatch;
+}
+
+/// What is not a prepared list in DFA mode. Apart from that, which it would make slower.
+[[gnu::noinline]] AsPathListMatch matchOther(AsPathListStatus const& status,
+                                             std::span<Orb::U32 const> path, AsPath::Origins origin,
+                                             std::string& text) {
+  if (status.regexMode() == Acl::regexModeDfa) {
+    return firstOfUnprepared(status, origin, NumberMatcher{path});
+  }
+  TextMatcher const matcher(status, path, text);
+  return status.isPrepared() ? firstOf(status, origin, matcher)
+                             : firstOfUnprepared(status, origin, matcher);
 }
 
 }  // namespace
@@ -62,19 +88,14 @@ AsPathListMatch matchAsPathList(AsPathListStatus const* status, std::span<Orb::U
                                 Acl::BGPOrigin origin, std::string& text) {
   if (!status) return {};
   AsPath::OriginClass const kind = RouteMap::originClassOf(origin);
-  AsPath::Origins const bit = RouteMap::originBit(kind);
-  if (status->regexMode() != Acl::regexModeDfa) {
-    return firstOf(*status, bit, TextMatcher(*status, path, text));
+  if (status->regexMode() != Acl::regexModeDfa || !status->isPrepared()) {
+    return matchOther(*status, path, RouteMap::originBit(kind), text);
   }
-  AsPath::PathSet const* const set = status->isPrepared() ? status->pathSet() : nullptr;
-  if (!set) {
-    return firstOf(*status, bit, [path](AsPathMatchEntry const& entry) {
-      return rd_match(entry.dfa, path.data(), path.size()) != 0;
-    });
-  }
+  AsPath::PathSet const* const set = status->pathSet();
+  if (!set) return firstOf(*status, RouteMap::originBit(kind), NumberMatcher{path});
   Orb::U32 const first = set->firstMatch(path, kind);
-  if (first < status->matchEntries().size()) return found(status->matchEntries()[first]);
-  return kNoAsPathMatch;
+  auto const entries = status->matchEntries();
+  return first < entries.size() ? found(entries[first]) : kNoAsPathMatch;
 }
 
 }  // namespace Routing::PolicyEval

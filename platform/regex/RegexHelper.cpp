@@ -44,8 +44,10 @@ std::optional<PatternFault> dfaFault(std::string_view pattern) {
 }
 
 std::optional<PatternFault> posixFault(std::string_view pattern) {
-  return faultOf([&] { detail::Scratch scratch;
-    detail::posixExpression(PatternTree(pattern, scratch.memory())); });
+  return faultOf([&] {
+    detail::Scratch scratch;
+    detail::posixExpression(PatternTree(pattern, scratch.memory()));
+  });
 }
 
 bool isCommonPattern(std::string_view pattern) {

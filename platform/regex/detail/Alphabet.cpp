@@ -36,7 +36,8 @@ Alphabet::Alphabet(std::pmr::vector<NumberSet> const& sets, Budget& budget)
   }
   std::sort(changes.begin(), changes.end(), [](auto& a, auto& b) { return a.at < b.at; });
 
-  std::pmr::vector<U32> now(sets.get_allocator());  // the sets that hold the current interval, ascending
+  std::pmr::vector<U32> now(
+      sets.get_allocator());  // the sets that hold the current interval, ascending
   for (std::size_t i = 0; i < changes.size() || classOf_.empty();) {
     // A set that ends where another of its intervals begins is in the changes twice: in normal form
     // there is none.

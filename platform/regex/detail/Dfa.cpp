@@ -16,7 +16,7 @@ using Orb::U64;
 namespace {
 
 constexpr U64 kSteps = 2'000'000;
-constexpr PathGraph::Limits kLimits{1024, 100'000};
+constexpr PathGraph::Limits kLimits{1024, 100'000, 32'768};
 constexpr std::size_t kSmallTable = 1024;  // cells; a table of that size has no classes
 
 StateTable tableOf(PathGraph const& graph, Alphabet const& alphabet, Budget& budget) {
@@ -145,7 +145,7 @@ U32 Dfa::walkMany(unsigned char const* numbers, std::size_t count) const noexcep
     std::size_t size = lasts_.size();
     while (size > 1) {
       std::size_t const half = size / 2;
-      base += base[half - 1] < number ? half : 0;
+      base += (base[half - 1] < number ? 1 : 0) * half;
       size -= half;
     }
     auto interval = static_cast<std::size_t>(base - lasts_.data()) + (*base < number ? 1 : 0);

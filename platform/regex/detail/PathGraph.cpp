@@ -43,10 +43,7 @@ class PathGraph::Builder {
   /// A set of the pattern becomes one of the graph when a position takes it: what no position takes
   /// must not cut the alphabet.
   U32 graphSet(U32 set) {
-    if (setOf_[set] == kUnused) {
-      setOf_[set] = static_cast<U32>(graph_.sets_.size());
-      graph_.sets_.push_back(pattern_.sets()[set]);
-    }
+    if (setOf_[set] == kUnused) setOf_[set] = graph_.addSet(pattern_.sets()[set]);
     return setOf_[set];
   }
 
@@ -117,8 +114,7 @@ class PathGraph::Builder {
         united.insert(united.end(), numbers.begin(), numbers.end());
       }
       normalise(united);
-      set = static_cast<U32>(graph_.sets_.size());
-      graph_.sets_.push_back(std::move(united));
+      set = graph_.addSet(std::move(united));
     }
     Part const numbers = position(Kind::number, set);
     append(all.first, numbers.first);
@@ -167,6 +163,13 @@ class PathGraph::Builder {
   Memory const memory_;
   std::pmr::vector<U32> setOf_;  // the graph's set, by the pattern's
 };
+
+U32 PathGraph::addSet(NumberSet set) {
+  intervals_ += set.size();
+  if (intervals_ > limits_.intervals) refuse(0, "too many ranges of AS numbers");
+  sets_.push_back(std::move(set));
+  return static_cast<U32>(sets_.size() - 1);
+}
 
 void PathGraph::add(PathPattern const& pattern, Origins origins) {
   Part const whole = Builder(*this, pattern).part(pattern.root());

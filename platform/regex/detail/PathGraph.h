@@ -15,16 +15,17 @@ class PathGraph {
   enum class Kind : Orb::U8 { number, begin, end };
   struct Position {
     Kind kind = Kind::number;
-    bool isLast = false;       ///< the pattern matches when it is reached
-    bool isFirst = false;      ///< the pattern can begin with it, anywhere in the path
-    Orb::U32 set = 0;          ///< of a number
+    bool isLast = false;   ///< the pattern matches when it is reached
+    bool isFirst = false;  ///< the pattern can begin with it, anywhere in the path
+    Orb::U32 set = 0;      ///< of a number
     Orb::U32 pattern = 0;
   };
 
-  /// A graph has at most so many positions and edges.
+  /// A graph has at most so many of these; intervals are those of the sets of its positions.
   struct Limits {
     std::size_t positions;
     std::size_t edges;
+    std::size_t intervals;
   };
   PathGraph(Limits limits, Memory memory)
       : limits_(limits),
@@ -73,7 +74,10 @@ class PathGraph {
     Orb::U32 to;
   };
 
+  Orb::U32 addSet(NumberSet set);
+
   Limits const limits_;
+  std::size_t intervals_ = 0;
   std::pmr::vector<Position> positions_;
   std::pmr::vector<NumberSet> sets_;
   std::pmr::vector<Orb::U32> first_;
