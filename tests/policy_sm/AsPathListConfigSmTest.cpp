@@ -10,7 +10,7 @@
 #include "policy_eval/MatchAsPathList.h"
 #include "tests/support/AsPathWorld.h"
 #include "tests/support/Observer.h"
-#include "tests/support/ScarceMemory.h"
+#include "tests/support/RationedMemory.h"
 
 namespace {
 
