@@ -43,7 +43,7 @@ struct Columns {
 };
 
 Columns columnsOf(StateTable const& table, Alphabet const& alphabet) {
-  Memory const memory = table.to.get_allocator().resource();
+  auto* const memory = table.to.get_allocator().resource();
   SequenceTable columns(memory);
   std::pmr::vector<U32> merged(table.classes, memory);
   std::pmr::vector<U32> column(table.states(), memory);

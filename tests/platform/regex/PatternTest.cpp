@@ -230,6 +230,7 @@ TEST(Patterns, TheDfaEngineAgreesWithTryingEverything) {
     auto const set = builder.take();
     ASSERT_TRUE(set);
     std::vector<Dfa> dfas;
+    dfas.reserve(models.size());
     for (auto const& model : models) dfas.push_back(compiled(model.text()));
     for (Path const& path : paths) {
       std::array<Orb::U32, kOriginClasses> first;
@@ -261,7 +262,7 @@ TEST(Patterns, BothEnginesReadTheCommonPartAlike) {
   int common = 0;
   for (int round = 0; round < 20'000; ++round) {
     std::string pattern;
-    for (auto words_left = 1 + random() % 7; words_left > 0; --words_left) {
+    for (auto wordsLeft = 1 + random() % 7; wordsLeft > 0; --wordsLeft) {
       pattern += words[random() % std::size(words)];
     }
     Posix const posix(pattern);
