@@ -66,6 +66,7 @@ TEST(Engines, CompileAndExecute) {
     EXPECT_EQ(regex.execute(text), matches ? 0 : REG_NOMATCH);
   }
   EXPECT_EQ(other->compile(nullptr), REG_BADPAT);
+  EXPECT_EQ(other->execute("b"), REG_NOMATCH);
   EXPECT_EQ(posix->execute("b"), 0) << "what one lets go of, the other one has";
   EXPECT_EQ(regex.compile("a|b", 0), 0);
   EXPECT_EQ(regex.execute("b"), REG_NOMATCH) << "basic syntax";
@@ -128,6 +129,18 @@ TEST(AsPathListStatus, KeepsWhatIsCompiledWhenAnExpressionIsRefused) {
   status->posixRegexDel(10);
   EXPECT_EQ(status->posixRegexMapSize(), 1U);
   EXPECT_EQ(status->dfaRegexMapSize(), 2U);
+
+  // Engines that are not compiled, whatever their flag says.
+  auto const flagged = dfaRegexFactory(20);
+  flagged->compiledIs(true);
+  status->dfaRegexMapIs(flagged);
+  status->posixRegexMapIs(posixRegexFactory(10));
+  for (auto const& [mode, left] : {std::pair{Acl::regexModeDfa, 10U}, {Acl::regexModePosix, 20U}}) {
+    status->regexModeIs(mode);
+    status->prepare();
+    ASSERT_EQ(status->matchEntries().size(), 1U);
+    EXPECT_EQ(status->matchEntries()[0].seqno, left);
+  }
 }
 
 TEST(AsPathListStatus, RefusesNulls) {
@@ -178,18 +191,25 @@ TEST(AsPathListStatus, NotifiesOfRealChangesAndOfAClone) {
   EXPECT_EQ(std::exchange(listener.heard, ""), "entry 5\nnotation\nmode\nposix 10\ndfa 10\n");
 
   auto const from = twoEntries();
+  bool isNested = false;
   std::string keys;
   TestSupport::Observer const observer(*status, [&](Orb::AttrId, Key key) {
     if (key) keys += std::to_string(*static_cast<Orb::U32 const*>(key)) + ' ';
-    if (key) status->asPathEntryDel(20);  // in the midst of it
+    if (!key || std::exchange(isNested, true)) return;
+    status->asPathEntryDel(20);
+    status->clone(*from);
   });
   status->clone(*from);
-  EXPECT_EQ(listener.heard, "entries\nentry 20\nversion\nnotation\nmode\nposixes\ndfas\n");
-  EXPECT_EQ(keys, "5 20 10 20 10 20 10 20 ");
+  EXPECT_EQ(listener.heard, "entries\nentry 20\nentries\nversion\nnotation\nmode\nposixes\ndfas\n");
+  EXPECT_EQ(keys, "5 20 20 10 20 10 20 10 20 ");
   EXPECT_EQ(status->posixRegex(20), from->posixRegex(20));
-  EXPECT_EQ(status->toStrep(), "name=M configVersion=3 regexMode=regexModeDfa " +
-                                   entry(10, "^65001_").toStrep().str());
+  EXPECT_EQ(status->asnNotation(), Routing::asnNotationAsplain);
+  status->asPathEntryDel(20);
   EXPECT_EQ(from->asPathEntry().size(), 2U) << "either changes without the other";
+  std::string const head = "name=M configVersion=3 regexMode=regexModeDfa ";
+  EXPECT_EQ(status->toStrep(), head + entry(10, "^65001_").toStrep().str());
+  status->asPathEntryDel(10);
+  EXPECT_EQ(status->toStrep(), head);
 }
 
 TEST(AsPathListStatus, ChangesDropWhatIsDerivedFromWhatTheyChange) {
@@ -206,6 +226,7 @@ TEST(AsPathListStatus, ChangesDropWhatIsDerivedFromWhatTheyChange) {
         {"notation", false, [](auto& s) { s.asnNotationIs(Routing::asnNotationAsdot); }}}) {
     SCOPED_TRACE(name);
     auto const status = twoEntries();
+    status->prepare();
     status->prepare();
     auto const set = TestSupport::pathSetOf(*status);
     status->pathSetIs(set);
