@@ -8,14 +8,15 @@
 
 namespace TestSupport {
 
-/// The three roots of policy configuration, and what commits to them.
+/// The roots of policy configuration, and what commits to them.
 struct PolicyRoots {
   Orb::Ptr<Acl::AclListConfig> lists = Orb::make<Acl::AclListConfig>("lists");
   Orb::Ptr<Routing::RouteMap::Config> maps = Orb::make<Routing::RouteMap::Config>();
   Orb::Ptr<Routing::RouteMap::PeerFilterConfig> filters =
       Orb::make<Routing::RouteMap::PeerFilterConfig>();
+  Orb::Ptr<Routing::AsnConfig> asn = Orb::make<Routing::AsnConfig>();
 
-  std::vector<Orb::Ptr<Orb::Entity>> all() const { return {lists, maps, filters}; }
+  std::vector<Orb::Ptr<Orb::Entity>> all() const { return {lists, maps, filters, asn}; }
 
   Orb::Ptr<Cli::Session::Manager> manager() const {
     return Orb::make<Cli::Session::Manager>(
