@@ -253,6 +253,24 @@ TEST(AsPathListSm, IsInLineWhateverChangesMeanwhile) {
   }
 }
 
+// A setting changes while a list is compiled, by the trace sink that is shown a broken expression.
+TEST(AsPathListSm, PublishesNothingInStaleSettings) {
+  for (bool const isMode : {true, false}) {
+    AsPathWorld w;
+    w.list("L")->pathEntryIs(entry(1, 5));
+    w.start();
+    Orb::traceSinkIs([&](auto...) {
+      isMode ? w.config->regexModeIs(Acl::regexModeDfa)
+             : w.asn->asnNotationIs(Routing::asnNotationAsdot);
+    });
+    Orb::traceLevelIs("RouteMapStatusType", 6);
+    isMode ? w.config->regexModeIs(Acl::regexModePosix) : void(w.list("L")->versionInc(1));
+    Orb::traceReset();
+    expectInLine(w);
+    EXPECT_EQ(w.version("L"), isMode ? 1U : 3U);  // back where it was, or both changes
+  }
+}
+
 TEST(AsPathListSm, CompilesAPathSetBehindTheStatus) {
   AsPathWorld w;
   w.start();
