@@ -57,8 +57,8 @@ AsPathListConfigSm* AsPathListReactor::asPathListConfigSm() const noexcept {
 }
 
 /// Each round compiles what is configured now. It is stale when a build was begun or stopped
-/// meanwhile (the version changed, or the machine let the reactor go), when another status has been
-/// published, or when the machine's settings are others; the next round sees what is left to do.
+/// meanwhile (the version changed, the list was published, or the machine let the reactor go), or
+/// when the machine's settings are others; the next round sees what is left to do.
 void AsPathListReactor::bringUpToDate() {
   Orb::Ptr<AsPathListReactor> const alive(this);
   while (Orb::Ptr<AsPathListConfigSm> const machine = asPathListConfigSm()) {
@@ -68,8 +68,7 @@ void AsPathListReactor::bringUpToDate() {
     if (!wantsStatus() && (!old || old->regexMode() == machine->regexMode())) return;
     Orb::U64 const begun = number();
     auto const status = compiledAsPathList(*list(), *machine, old.get());
-    if (number() != begun || symbol->status() != old ||
-        status->regexMode() != machine->regexMode() ||
+    if (number() != begun || status->regexMode() != machine->regexMode() ||
         status->asnNotation() != machine->asnNotation()) {
       continue;
     }
