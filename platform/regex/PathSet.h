@@ -1,8 +1,10 @@
 #pragma once
 
+#include <array>
 #include <memory>
 #include <span>
 #include <string_view>
+#include <vector>
 
 #include "platform/orb/base/FunctionRef.h"
 #include "platform/orb/base/Ptr.h"
@@ -28,6 +30,19 @@ class ROUTEPOLICY_EXPORT PathSet final : public Orb::RefCounted {
   Orb::U32 firstMatch(std::span<Orb::U32 const> path, OriginClass origin) const noexcept;
   /// What it takes, in bytes.
   std::size_t bytes() const noexcept;
+
+ private:
+  friend class PathSetBuilder;
+  using Answer = std::array<Orb::U32, kOriginClasses>;
+
+  std::size_t classAt(Orb::U32 number) const noexcept;
+
+  std::vector<Orb::U32> lasts_;    // the last number of each interval but the last
+  std::vector<Orb::U16> classOf_;  // by interval
+  std::size_t classes_ = 0;
+  std::vector<Orb::U16> cells_;    // by row and class: the next state
+  std::vector<Orb::U32> rowOf_;    // by state: where its row starts in the cells
+  std::vector<Answer> answers_;    // by state
 };
 
 /// Compiles a set of patterns, a slice at a time.
@@ -38,14 +53,21 @@ class ROUTEPOLICY_EXPORT PathSetBuilder {
   PathSetBuilder& operator=(PathSetBuilder const&) = delete;
   ~PathSetBuilder();
 
-  /// Adds a pattern behind the others; false, with nothing added, when the DFA engine refuses it.
+  /// Adds a pattern behind the others. False when it is none of the DFA engine's, or beyond the
+  /// bounds together with the others: there will be no set then.
   bool add(std::string_view pattern, Origins origins);
-  /// Works until it is done or `isSpent` says stop, which is asked every few microseconds. True
-  /// when done. Nothing is added after the first call. After an exception (no memory) the builder
-  /// is of no more use.
+  /// Works until it is done or `isSpent` says stop; at least one step, of which none takes more than
+  /// 5 ms or so. True when done. Nothing is added after the first call. After an exception (no
+  /// memory) the builder is of no more use.
   bool work(Orb::FunctionRef<bool()> isSpent);
-  /// The set, once; null when it would pass the bounds of size: 10,000 states or 1 MB.
+  /// The set, once, when work() is done; null when it would pass the bounds of an automaton: 10,000
+  /// states or 1 MB.
   Orb::Ptr<PathSet const> take();
+
+ private:
+  struct Steps;
+  std::unique_ptr<Steps> steps_;  // null when there will be no set
+  Orb::Ptr<PathSet> set_;
 };
 
 }  // namespace Routing::AsPath

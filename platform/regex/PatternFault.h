@@ -23,4 +23,8 @@ struct PatternFault {
 ROUTEPOLICY_EXPORT std::optional<PatternFault> dfaFault(std::string_view pattern);
 ROUTEPOLICY_EXPORT std::optional<PatternFault> posixFault(std::string_view pattern);
 
+/// Whether the pattern is in the part that both engines share: they accept it, and say the same of
+/// every path in asplain notation. False for some patterns of which that holds as well.
+ROUTEPOLICY_EXPORT bool isCommonPattern(std::string_view pattern);
+
 }  // namespace Routing::AsPath

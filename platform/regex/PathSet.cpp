@@ -1,0 +1,115 @@
+#include "platform/regex/PathSet.h"
+
+#include <optional>
+
+#include "platform/regex/detail/Determiniser.h"
+
+namespace Routing::AsPath {
+
+using Orb::U16;
+using Orb::U32;
+using Orb::U64;
+
+namespace {
+
+constexpr U64 kSteps = 50'000'000;
+constexpr detail::PathGraph::Limits kLimits{20'000, 200'000};
+
+/// The interval of a number: how many limits are less.
+std::size_t intervalOf(std::vector<U32> const& lasts, U32 number) noexcept {
+  U32 const* base = lasts.data();
+  std::size_t size = lasts.size();
+  if (size == 0) return 0;
+  while (size > 1) {
+    std::size_t const half = size / 2;
+    base += base[half - 1] < number ? half : 0;
+    size -= half;
+  }
+  return static_cast<std::size_t>(base - lasts.data()) + (*base < number ? 1 : 0);
+}
+
+}  // namespace
+
+std::size_t PathSet::classAt(U32 number) const noexcept {
+  return classOf_[intervalOf(lasts_, number)];
+}
+
+U32 PathSet::firstMatch(std::span<U32 const> path, OriginClass origin) const noexcept {
+  U32 state = 0;
+  for (U32 const number : path) state = cells_[rowOf_[state] + classAt(number)];
+  return answers_[state][static_cast<std::size_t>(origin)];
+}
+
+std::size_t PathSet::bytes() const noexcept {
+  return sizeof *this + lasts_.size() * sizeof(U32) + classOf_.size() * sizeof(U16) +
+         cells_.size() * sizeof(U16) + rowOf_.size() * sizeof(U32) +
+         answers_.size() * sizeof(Answer);
+}
+
+/// The steps of a build: patterns are added, the alphabet is cut, the table is filled row by row,
+/// and packed.
+struct PathSetBuilder::Steps {
+  detail::PathGraph graph{kLimits};
+  detail::Budget budget{kSteps};
+  std::optional<detail::Alphabet> alphabet;
+  std::optional<detail::Determiniser> automaton;
+};
+
+PathSetBuilder::PathSetBuilder() : steps_(std::make_unique<Steps>()) {}
+PathSetBuilder::~PathSetBuilder() = default;
+
+bool PathSetBuilder::add(std::string_view pattern, Origins origins) {
+  if (!steps_) return false;
+  try {
+    detail::PatternTree const tree(pattern);
+    steps_->graph.add(detail::PathPattern(tree), origins);
+    return true;
+  } catch (detail::Refused const&) {
+    steps_.reset();
+    return false;
+  }
+}
+
+bool PathSetBuilder::work(Orb::FunctionRef<bool()> isSpent) {
+  if (!steps_ || set_) return true;
+  Steps& steps = *steps_;
+  try {
+    if (!steps.automaton) {
+      steps.graph.finish();
+      steps.alphabet.emplace(steps.graph.sets(), steps.budget);
+      steps.automaton.emplace(steps.graph, *steps.alphabet, sizeof(U16), steps.budget);
+      if (isSpent()) return false;
+    }
+    while (!steps.automaton->isDone()) {
+      steps.automaton->step();
+      if (isSpent()) return false;
+    }
+  } catch (detail::Refused const&) {
+    steps_.reset();
+    return true;
+  }
+  auto const& automaton = *steps.automaton;
+  auto const set = Orb::make<PathSet>();
+  for (U32 const start : steps.alphabet->starts()) set->lasts_.push_back(start - 1);
+  auto const& classOf = steps.alphabet->classOf();
+  set->classOf_.assign(classOf.begin(), classOf.end());
+  std::size_t const classes = steps.alphabet->classes();
+  set->classes_ = classes;
+  for (std::size_t row = 0; row < automaton.rows(); ++row) {
+    auto const cells = automaton.row(row);
+    set->cells_.insert(set->cells_.end(), cells.begin(), cells.end());
+  }
+  for (auto const& state : automaton.states()) {
+    set->rowOf_.push_back(static_cast<U32>(state.row * classes));
+    set->answers_.push_back(state.answer);
+  }
+  set_ = set;
+  return true;
+}
+
+Orb::Ptr<PathSet const> PathSetBuilder::take() {
+  steps_.reset();
+  return std::exchange(set_, nullptr);
+}
+
+}  // namespace Routing::AsPath

@@ -1,0 +1,189 @@
+#include "platform/regex/detail/Determiniser.h"
+
+#include <algorithm>
+
+namespace Routing::AsPath::detail {
+
+using Orb::U32;
+
+namespace {
+
+constexpr U32 kNone = PathSet::kNone;
+using Kind = PathGraph::Kind;
+
+void sortUnique(std::vector<U32>& values) {
+  std::sort(values.begin(), values.end());
+  values.erase(std::unique(values.begin(), values.end()), values.end());
+}
+
+}  // namespace
+
+Determiniser::Determiniser(PathGraph const& graph, Alphabet const& alphabet, std::size_t cellSize,
+                           Budget& budget)
+    : graph_(graph),
+      alphabet_(alphabet),
+      classes_(alphabet.classes()),
+      maxRows_(kMaxBytes / (cellSize * classes_)),
+      budget_(budget),
+      reachedBy_(classes_) {
+  endOfFirst_.fill(kNone);
+  for (U32 const position : graph.first()) {
+    auto const& at = graph.positions()[position];
+    if (at.kind == Kind::number) firstNumbers_.push_back(position);
+    if (at.kind == Kind::end && endsAt(position, false)) reach(endOfFirst_, at.pattern);
+  }
+  std::sort(firstNumbers_.begin(), firstNumbers_.end());
+  addStart();
+}
+
+/// The patterns from this one on cannot be the first to match any more.
+U32 Determiniser::limitOf(Answer const& best) const {
+  return *std::max_element(best.begin(), best.end());
+}
+
+void Determiniser::reach(Answer& best, U32 pattern) const {
+  Origins const origins = graph_.patterns()[pattern].origins;
+  for (std::size_t i = 0; i < best.size(); ++i) {
+    if ((origins >> i & 1U) != 0) best[i] = std::min(best[i], pattern);
+  }
+}
+
+/// Whether an anchor that holds here leads to a match through anchors alone: those of the end, and
+/// of the path's beginning as well when the path is empty.
+bool Determiniser::endsAt(U32 position, bool alsoBegins) const {
+  std::vector<U32> open{position};
+  std::vector<U32> seen{position};
+  while (!open.empty()) {
+    U32 const at = open.back();
+    open.pop_back();
+    if (graph_.positions()[at].isLast) return true;
+    for (U32 const next : graph_.follow(at)) {
+      Kind const kind = graph_.positions()[next].kind;
+      if (kind != Kind::end && !(alsoBegins && kind == Kind::begin)) continue;
+      if (std::find(seen.begin(), seen.end(), next) != seen.end()) continue;
+      seen.push_back(next);
+      open.push_back(next);
+    }
+  }
+  return false;
+}
+
+/// Adds a position that may come next, unless every state has it or it is of no interest.
+void Determiniser::take(Positions& next, U32 position, U32 limit) const {
+  auto const& at = graph_.positions()[position];
+  if (at.pattern >= limit || at.kind == Kind::begin) return;
+  if (at.isFirst && at.kind == Kind::number) return;
+  next.push_back(position);
+}
+
+/// The state before the first number: anchors of the beginning hold here, and nowhere else.
+void Determiniser::addStart() {
+  Answer best;
+  best.fill(kNone);
+  for (U32 pattern = 0; pattern < graph_.patterns().size(); ++pattern) {
+    if (graph_.patterns()[pattern].isNullable) reach(best, pattern);
+  }
+  Answer empty = best;  // of the path without numbers
+  Positions open;
+  for (U32 const position : graph_.first()) {
+    auto const& at = graph_.positions()[position];
+    if (at.kind == Kind::begin) open.push_back(position);
+    if (at.kind != Kind::number && endsAt(position, true)) reach(empty, at.pattern);
+  }
+  Positions reached = open;
+  Positions behind;
+  while (!open.empty()) {
+    U32 const at = open.back();
+    open.pop_back();
+    if (graph_.positions()[at].isLast) reach(best, graph_.positions()[at].pattern);
+    for (U32 const next : graph_.follow(at)) {
+      if (graph_.positions()[next].kind != Kind::begin) {
+        behind.push_back(next);
+      } else if (std::find(reached.begin(), reached.end(), next) == reached.end()) {
+        reached.push_back(next);
+        open.push_back(next);
+      }
+    }
+  }
+  Positions next;
+  for (U32 const position : behind) take(next, position, limitOf(best));
+  for (std::size_t i = 0; i < best.size(); ++i) empty[i] = std::min(empty[i], best[i]);
+  addState(best, next, empty);
+}
+
+U32 Determiniser::stateOf(Answer const& best, std::span<U32 const> reached) {
+  key_.assign(best.begin(), best.end());
+  key_.insert(key_.end(), reached.begin(), reached.end());
+  budget_.spend(key_.size());
+  auto const [id, isNew] = reachedKeys_.add(key_);
+  if (!isNew) return reachedState_[id];
+
+  Answer now = best;
+  for (U32 const position : reached) {
+    if (graph_.positions()[position].isLast) reach(now, graph_.positions()[position].pattern);
+  }
+  U32 const limit = limitOf(now);
+  Positions next;
+  for (U32 const position : reached) {
+    budget_.spend(graph_.follow(position).size());
+    for (U32 const behind : graph_.follow(position)) take(next, behind, limit);
+  }
+  U32 const state = addState(now, next, now);
+  reachedState_.push_back(state);
+  return state;
+}
+
+/// `answer`: what matches if the path ends here, apart from the anchors of the end.
+U32 Determiniser::addState(Answer const& best, Positions& next, Answer answer) {
+  sortUnique(next);
+  for (std::size_t i = 0; i < answer.size(); ++i) answer[i] = std::min(answer[i], endOfFirst_[i]);
+  std::erase_if(next, [&](U32 position) {
+    auto const& at = graph_.positions()[position];
+    if (at.kind != Kind::end) return false;
+    if (endsAt(position, false)) reach(answer, at.pattern);
+    return true;
+  });
+  key_.assign(best.begin(), best.end());
+  key_.insert(key_.end(), next.begin(), next.end());
+  budget_.spend(key_.size());
+  U32 const row = rowKeys_.add(key_).id;
+  if (rowKeys_.size() > maxRows_) refuse(0, "the pattern needs more than 1 MB");
+  key_.assign(1, row);
+  key_.insert(key_.end(), answer.begin(), answer.end());
+  auto const [state, isNew] = stateKeys_.add(key_);
+  if (isNew) states_.push_back({row, answer});
+  if (states_.size() > kMaxStates) refuse(0, "the pattern needs more than 10,000 states");
+  return state;
+}
+
+void Determiniser::step() {
+  Answer best;
+  auto const key = rowKeys_[static_cast<U32>(filled_)];
+  std::copy_n(key.begin(), best.size(), best.begin());
+  U32 const limit = limitOf(best);
+  for (Positions& reached : reachedBy_) reached.clear();
+  auto const advance = [&](U32 position) {
+    auto const classes = alphabet_.classesOf(graph_.positions()[position].set);
+    budget_.spend(classes.size() + 1);
+    for (U32 const one : classes) reachedBy_[one].push_back(position);
+  };
+  // Ascending in each class, so that equal sets are equal lists.
+  auto first = firstNumbers_.begin();
+  auto const end = std::find_if(first, firstNumbers_.end(), [&](U32 position) {
+    return graph_.positions()[position].pattern >= limit;
+  });
+  for (U32 const position : key.subspan(best.size())) {
+    for (; first != end && *first < position; ++first) advance(*first);
+    advance(position);
+  }
+  for (; first != end; ++first) advance(*first);
+
+  table_.resize((filled_ + 1) * classes_);
+  for (std::size_t one = 0; one < classes_; ++one) {
+    U32 const state = stateOf(best, reachedBy_[one]);
+    table_[filled_ * classes_ + one] = state;
+  }
+  ++filled_;
+}
+
+}  // namespace Routing::AsPath::detail

@@ -1,0 +1,191 @@
+#include "platform/regex/detail/Dfa.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+
+#include "platform/regex/detail/Determiniser.h"
+#include "platform/regex/detail/Minimiser.h"
+
+namespace Routing::AsPath::detail {
+
+using Orb::U32;
+using Orb::U64;
+
+namespace {
+
+constexpr U64 kSteps = 2'000'000;
+constexpr PathGraph::Limits kLimits{1024, 100'000};
+constexpr std::size_t kSmallTable = 1024;  // cells; a table of that size has no classes
+
+StateTable tableOf(PathGraph const& graph, Alphabet const& alphabet, Budget& budget) {
+  Determiniser subsets(graph, alphabet, sizeof(U32), budget);
+  while (!subsets.isDone()) subsets.step();
+  StateTable table;
+  table.classes = alphabet.classes();
+  for (Determiniser::State const& state : subsets.states()) {
+    auto const row = subsets.row(state.row);
+    table.to.insert(table.to.end(), row.begin(), row.end());
+    table.accepts.push_back(state.answer[0] == 0);
+  }
+  return minimised(table);
+}
+
+/// Intervals side by side that lead to the same states are one: `columnOf` gives the class by
+/// interval, and the column of the table by class.
+struct Columns {
+  std::vector<U32> lasts;
+  std::vector<U32> classOf;      // by interval
+  std::vector<U32> classInTable; // by class: one of the alphabet's
+};
+
+Columns columnsOf(StateTable const& table, Alphabet const& alphabet) {
+  SequenceTable columns;
+  std::vector<U32> merged(table.classes);
+  std::vector<U32> column(table.states());
+  Columns result;
+  for (std::size_t one = 0; one < table.classes; ++one) {
+    for (std::size_t state = 0; state < table.states(); ++state) {
+      column[state] = table.to[state * table.classes + one];
+    }
+    auto const [id, isNew] = columns.add(column);
+    merged[one] = id;
+    if (isNew) result.classInTable.push_back(static_cast<U32>(one));
+  }
+  for (std::size_t i = 0; i < alphabet.classOf().size(); ++i) {
+    U32 const one = merged[alphabet.classOf()[i]];
+    if (!result.classOf.empty() && result.classOf.back() == one) continue;
+    if (i > 0) result.lasts.push_back(alphabet.starts()[i - 1] - 1);
+    result.classOf.push_back(one);
+  }
+  return result;
+}
+
+U32 numberAt(unsigned char const* numbers, std::size_t i) noexcept {
+  U32 number = 0;
+  std::memcpy(&number, numbers + i * sizeof number, sizeof number);
+  return number;
+}
+
+}  // namespace
+
+Dfa Dfa::compiled(std::string_view pattern) {
+  PatternTree const tree(pattern);
+  PathGraph graph(kLimits);
+  graph.add(PathPattern(tree), kAnyOrigin);
+  graph.finish();
+  Budget budget(kSteps);
+  Alphabet const alphabet(graph.sets(), budget);
+  StateTable const table = tableOf(graph, alphabet, budget);
+  Columns const columns = columnsOf(table, alphabet);
+
+  Dfa dfa;
+  dfa.lasts_ = columns.lasts;
+  bool const isSmall = (columns.classOf.size() + 1) * table.states() <= kSmallTable;
+  if (!isSmall) dfa.classOf_ = columns.classOf;
+  dfa.columns_ = isSmall ? columns.classOf.size() : columns.classInTable.size();
+  dfa.stride_ = dfa.columns_ + 1;
+
+  // States that are left come first.
+  std::vector<U32> order;
+  std::vector<U32> finals;
+  for (U32 state = 0; state < table.states(); ++state) {
+    auto const begin = table.to.begin() + static_cast<std::ptrdiff_t>(state * table.classes);
+    auto const end = begin + static_cast<std::ptrdiff_t>(table.classes);
+    bool const isLeft = std::any_of(begin, end, [&](U32 to) { return to != state; });
+    (isLeft ? order : finals).push_back(state);
+  }
+  dfa.final_ = static_cast<U32>(order.size() * dfa.stride_);
+  order.insert(order.end(), finals.begin(), finals.end());
+  std::vector<U32> place(order.size());
+  for (U32 i = 0; i < order.size(); ++i) place[order[i]] = static_cast<U32>(i * dfa.stride_);
+  dfa.cells_.reserve(order.size() * dfa.stride_);
+  for (U32 const state : order) {
+    for (std::size_t column = 0; column < dfa.columns_; ++column) {
+      U32 const one = columns.classInTable[isSmall ? columns.classOf[column] : column];
+      dfa.cells_.push_back(place[table.to[state * table.classes + one]]);
+    }
+    dfa.cells_.push_back(table.accepts[state] ? 1 : 0);
+  }
+  if (dfa.bytes() > kMaxBytes) refuse(0, "the pattern needs more than 1 MB");
+  return dfa;
+}
+
+std::size_t Dfa::bytes() const noexcept {
+  return (lasts_.size() + classOf_.size() + cells_.size()) * sizeof(U32);
+}
+
+/// Each number is compared with every limit: no branch depends on it.
+template <std::size_t limits>
+U32 Dfa::walkFew(unsigned char const* numbers, std::size_t count) const noexcept {
+  std::array<U32, limits> lasts{};
+  std::copy_n(lasts_.begin(), limits, lasts.begin());
+  U32 const* const cells = cells_.data();
+  U32 at = 0;
+  for (std::size_t i = 0; i < count && at < final_; ++i) {
+    U32 const number = numberAt(numbers, i);
+    U32 interval = 0;
+    for (U32 const last : lasts) interval += number > last ? 1 : 0;
+    at = cells[at + interval];
+  }
+  return at;
+}
+
+U32 Dfa::walkMany(unsigned char const* numbers, std::size_t count) const noexcept {
+  U32 at = 0;
+  for (std::size_t i = 0; i < count && at < final_; ++i) {
+    U32 const number = numberAt(numbers, i);
+    // The first limit that is not less, without a branch on what is compared.
+    U32 const* base = lasts_.data();
+    std::size_t size = lasts_.size();
+    while (size > 1) {
+      std::size_t const half = size / 2;
+      base += base[half - 1] < number ? half : 0;
+      size -= half;
+    }
+    auto interval = static_cast<std::size_t>(base - lasts_.data()) + (*base < number ? 1 : 0);
+    at = cells_[at + (classOf_.empty() ? interval : classOf_[interval])];
+  }
+  return at;
+}
+
+bool Dfa::matches(void const* numbers, std::size_t count) const noexcept {
+  auto const* const bytes = static_cast<unsigned char const*>(numbers);
+  U32 at = 0;
+  if (!classOf_.empty() || lasts_.size() > kFew) {
+    at = walkMany(bytes, count);
+  } else {
+    switch (lasts_.size()) {
+      case 0:
+        at = walkFew<0>(bytes, count);
+        break;
+      case 1:
+        at = walkFew<1>(bytes, count);
+        break;
+      case 2:
+        at = walkFew<2>(bytes, count);
+        break;
+      case 3:
+        at = walkFew<3>(bytes, count);
+        break;
+      case 4:
+        at = walkFew<4>(bytes, count);
+        break;
+      case 5:
+        at = walkFew<5>(bytes, count);
+        break;
+      case 6:
+        at = walkFew<6>(bytes, count);
+        break;
+      case 7:
+        at = walkFew<7>(bytes, count);
+        break;
+      default:
+        at = walkFew<kFew>(bytes, count);
+        break;
+    }
+  }
+  return cells_[at + stride_ - 1] != 0;
+}
+
+}  // namespace Routing::AsPath::detail

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+#include <vector>
+
+#include "platform/orb/base/Types.h"
+
+namespace Routing::AsPath::detail {
+
+/// A compiled pattern over AS numbers: the minimal automaton of its language.
+///
+/// The table has a row for each state and a column for each interval of AS numbers, or each class of
+/// intervals when there are many; a cell holds the place in the table at which the next state's row
+/// starts. The last column of a row says whether the path may end in that state. States that are
+/// never left come last, so that one comparison ends a walk early.
+class Dfa {
+ public:
+  /// Throws PatternFault's carrier, Refused, for a pattern that is invalid or too large.
+  static Dfa compiled(std::string_view pattern);
+
+  /// `numbers`: `count` of them, 32 bits each in host order, aligned or not.
+  bool matches(void const* numbers, std::size_t count) const noexcept;
+
+  std::size_t states() const noexcept { return cells_.size() / stride_; }
+  std::size_t intervals() const noexcept { return columns_; }
+  std::size_t bytes() const noexcept;
+
+ private:
+  static constexpr std::size_t kFew = 8;  // so many limits are compared with each number
+
+  Dfa() = default;
+  template <std::size_t limits>
+  Orb::U32 walkFew(unsigned char const* numbers, std::size_t count) const noexcept;
+  Orb::U32 walkMany(unsigned char const* numbers, std::size_t count) const noexcept;
+
+  std::vector<Orb::U32> lasts_;    // the last number of each interval but the last
+  std::vector<Orb::U32> classOf_;  // by interval; empty when each is a column
+  std::vector<Orb::U32> cells_;
+  std::size_t stride_ = 1;
+  std::size_t columns_ = 0;
+  Orb::U32 final_ = 0;  // the first place of a row that is never left
+};
+
+}  // namespace Routing::AsPath::detail

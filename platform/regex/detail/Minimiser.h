@@ -1,0 +1,23 @@
+#pragma once
+
+#include <span>
+#include <vector>
+
+#include "platform/orb/base/Types.h"
+
+namespace Routing::AsPath::detail {
+
+/// An automaton's table, whole: state by state, the state that each class leads to.
+struct StateTable {
+  std::size_t classes = 0;
+  std::vector<Orb::U32> to;
+  std::vector<bool> accepts;
+
+  std::size_t states() const noexcept { return accepts.size(); }
+};
+
+/// The smallest automaton of the same language; state 0 stays state 0. All states are reachable
+/// from that. Hopcroft's algorithm: O(n log n) for n cells.
+StateTable minimised(StateTable const& table);
+
+}  // namespace Routing::AsPath::detail

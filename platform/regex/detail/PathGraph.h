@@ -1,0 +1,75 @@
+#pragma once
+
+#include <span>
+
+#include "platform/regex/PathSet.h"
+#include "platform/regex/detail/Budget.h"
+#include "platform/regex/detail/PathPattern.h"
+
+/// Patterns as a graph of positions (Glushkov's construction): each place of a pattern that takes a
+/// number, or asks for an end of the path, is a position; edges lead to what may come next.
+namespace Routing::AsPath::detail {
+
+class PathGraph {
+ public:
+  enum class Kind : Orb::U8 { number, begin, end };
+  struct Position {
+    Kind kind = Kind::number;
+    bool isLast = false;       ///< the pattern matches when it is reached
+    bool isFirst = false;      ///< the pattern can begin with it, anywhere in the path
+    Orb::U32 set = 0;          ///< of a number
+    Orb::U32 pattern = 0;
+  };
+
+  /// A graph has at most so many positions and edges.
+  struct Limits {
+    std::size_t positions;
+    std::size_t edges;
+  };
+  explicit PathGraph(Limits limits) : limits_(limits) {}
+
+  /// Adds a pattern behind the others. Throws Refused beyond the limits; the graph is of no more
+  /// use then.
+  void add(PathPattern const& pattern, Origins origins);
+  /// To be called once, behind the last pattern.
+  void finish();
+
+  std::vector<Position> const& positions() const noexcept { return positions_; }
+  std::vector<NumberSet> const& sets() const noexcept { return sets_; }
+  /// The positions that a pattern can begin with.
+  std::vector<Orb::U32> const& first() const noexcept { return first_; }
+  /// What may come behind a position, ascending.
+  std::span<Orb::U32 const> follow(Orb::U32 position) const {
+    return std::span(edges_).subspan(ends_[position], ends_[position + 1] - ends_[position]);
+  }
+  struct Pattern {
+    Origins origins = kAnyOrigin;
+    bool isNullable = false;  ///< it matches every path
+  };
+  std::vector<Pattern> const& patterns() const noexcept { return patterns_; }
+
+ private:
+  /// The positions that a part of a pattern can begin and end with.
+  struct Part {
+    std::vector<Orb::U32> first{};
+    std::vector<Orb::U32> last{};
+    bool isNullable = false;
+  };
+  class Builder;
+
+  struct Edge {
+    Orb::U32 from;
+    Orb::U32 to;
+  };
+
+  Limits const limits_;
+  std::vector<Position> positions_;
+  std::vector<NumberSet> sets_;
+  std::vector<Orb::U32> first_;
+  std::vector<Pattern> patterns_;
+  std::vector<Edge> unsorted_;
+  std::vector<Orb::U32> edges_;
+  std::vector<std::size_t> ends_;  // where the edges of each position begin
+};
+
+}  // namespace Routing::AsPath::detail

@@ -1,0 +1,208 @@
+#include "platform/regex/detail/PathPattern.h"
+
+#include "platform/regex/detail/Spelling.h"
+
+namespace Routing::AsPath::detail {
+
+using Orb::U32;
+using Orb::U64;
+
+namespace {
+
+/// All spellings of a pattern together have at most so many intervals.
+constexpr std::size_t kMaxIntervalsInAll = 32768;
+
+/// HIGH.LOW for each high half and each low one.
+NumberSet dotted(NumberSet const& highs, NumberSet const& lows, std::size_t place) {
+  constexpr Interval kAll{0, 0xffff};
+  NumberSet set;
+  for (Interval const& high : highs) {
+    if (lows.size() == 1 && lows.front() == kAll) {
+      appendInterval(set, {high.low << 16, high.high << 16 | 0xffff});
+      continue;
+    }
+    for (U64 half = high.low; half <= high.high; ++half) {
+      U32 const base = static_cast<U32>(half) << 16;
+      for (Interval const& low : lows) appendInterval(set, {base | low.low, base | low.high});
+      if (set.size() > kMaxIntervals) refuse(place, "it spells too many ranges of AS numbers");
+    }
+  }
+  return set;
+}
+
+}  // namespace
+
+class PathPattern::Reader {
+ public:
+  Reader(PathPattern& out, PatternTree const& tree) : out_(out), tree_(tree) {}
+
+  NodeId choice(NodeId from) {
+    NodeId const id = add(Kind::choice);
+    Children children(out_, id);
+    tree_.forChildren(from, [&](NodeId branch) { children.add(sequence(branch)); });
+    return id;
+  }
+
+ private:
+  /// Appends children to an item.
+  class Children {
+   public:
+    Children(PathPattern& out, NodeId parent) : out_(out), parent_(parent) {}
+    void add(NodeId child) {
+      (last_ == kNoNode ? out_.items_[parent_].firstChild : out_.items_[last_].nextSibling) = child;
+      last_ = child;
+    }
+
+   private:
+    PathPattern& out_;
+    NodeId const parent_;
+    NodeId last_ = kNoNode;
+  };
+
+  NodeId add(Kind kind) {
+    out_.items_.push_back({.kind = kind});
+    return static_cast<NodeId>(out_.items_.size() - 1);
+  }
+
+  NodeId addNumber(NumberSet set, bool isPlain, std::size_t place) {
+    out_.intervals_ += set.size();
+    if (out_.intervals_ > kMaxIntervalsInAll) refuse(place, "too many ranges of AS numbers");
+    NodeId const id = add(Kind::number);
+    out_.items_[id].isPlain = isPlain;
+    out_.items_[id].set = static_cast<U32>(out_.sets_.size());
+    out_.sets_.push_back(std::move(set));
+    return id;
+  }
+
+  bool isDigits(NodeId id) const { return tree_.isDigits(id); }
+  /// A digit, repeated or not, but no group.
+  bool isDigit(NodeId id) const {
+    Node const& node = tree_[id];
+    return node.kind == NodeKind::digit ||
+           (node.kind == NodeKind::repeat && isDigit(node.firstChild));
+  }
+  bool isDot(NodeId id) const {
+    return tree_[id].kind == NodeKind::any || tree_[id].kind == NodeKind::escapedDot;
+  }
+  bool isGroup(NodeId id) const {
+    Node const& node = tree_[id];
+    return node.isGroup || (node.kind == NodeKind::repeat && isGroup(node.firstChild));
+  }
+
+  NodeId sequence(NodeId from) {
+    std::vector<NodeId> items;
+    tree_.forChildren(from, [&](NodeId child) { items.push_back(child); });
+    NodeId const id = add(Kind::sequence);
+    Children children(out_, id);
+    std::span<NodeId const> rest(items);
+    while (!rest.empty()) {
+      std::size_t const digits = digitsAtFront(rest);
+      bool const isOneGroup = digits == 1 && isGroup(rest.front());
+      if (digits == 0 || isOneGroup) {
+        children.add(item(rest.front()));
+        rest = rest.subspan(1);
+        continue;
+      }
+      std::size_t taken = digits;
+      children.add(number(rest, taken));
+      rest = rest.subspan(taken);
+    }
+    return id;
+  }
+
+  std::size_t digitsAtFront(std::span<NodeId const> items) const {
+    std::size_t count = 0;
+    while (count < items.size() && isDigits(items[count])) ++count;
+    return count;
+  }
+
+  /// The number that the first items spell, with the digits behind a dot.
+  NodeId number(std::span<NodeId const> items, std::size_t& digits) {
+    std::size_t const place = tree_[items.front()].place;
+    bool isPlain = true;
+    for (NodeId const item : items.first(digits)) isPlain = isPlain && !hasNegation(item);
+    std::size_t behind = 0;
+    if (digits + 1 < items.size() && isDot(items[digits]) && isDigit(items[digits - 1]) &&
+        isDigit(items[digits + 1])) {
+      behind = digitsAtFront(items.subspan(digits + 1));
+    }
+    checkLast(items[digits - 1]);
+    if (behind == 0) {
+      return addNumber(numbersSpelled(tree_, items.first(digits), kMaxNumber), isPlain, place);
+    }
+    checkLast(items[digits + behind]);
+    NumberSet const highs = numbersSpelled(tree_, items.first(digits), 0xffff);
+    NumberSet const lows = numbersSpelled(tree_, items.subspan(digits + 1, behind), 0xffff);
+    digits += 1 + behind;
+    return addNumber(dotted(highs, lows, place), false, place);
+  }
+
+  bool hasNegation(NodeId id) const {
+    if (tree_[id].isNegated) return true;
+    bool any = false;
+    tree_.forChildren(id, [&](NodeId child) { any = any || hasNegation(child); });
+    return any;
+  }
+
+  /// "65001+" could repeat the number, as in a pattern over numbers, or its last digit, as in the
+  /// path's text.
+  void checkLast(NodeId id) const {
+    Node const& node = tree_[id];
+    if (node.kind == NodeKind::repeat && tree_[node.firstChild].isLiteral) {
+      refuse(node.place, "say what is repeated: the number, as in (65001)+, or the digit, [1]+");
+    }
+  }
+
+  NodeId item(NodeId from) {
+    Node const& node = tree_[from];
+    switch (node.kind) {
+      case NodeKind::numberClass:
+        if (tree_.numbers(node).empty()) refuse(node.place, "a class without AS numbers");
+        return addNumber(tree_.numbers(node), false, node.place);
+      case NodeKind::any: {
+        NodeId const id = addNumber({{0, kMaxNumber}}, false, node.place);
+        out_.items_[id].isAny = true;
+        return id;
+      }
+      case NodeKind::separator:
+        return add(Kind::separator);
+      case NodeKind::blank:
+        return add(Kind::blank);
+      case NodeKind::begin:
+        return add(Kind::begin);
+      case NodeKind::end:
+        return add(Kind::end);
+      case NodeKind::choice:
+        return choice(from);
+      case NodeKind::repeat:
+        return repeated(node);
+      case NodeKind::escapedDot:
+        refuse(node.place, "the dot of an AS number stands between digits");
+      default:
+        refuse(node.place, "not a part of an AS number");
+    }
+  }
+
+  NodeId repeated(Node const& node) {
+    NodeKind const kind = tree_[node.firstChild].kind;
+    if (kind == NodeKind::separator || kind == NodeKind::blank) {
+      refuse(node.place, "a separator is not repeated");
+    }
+    NodeId const child = item(node.firstChild);
+    NodeId const id = add(Kind::repeat);
+    out_.items_[id].min = node.min;
+    out_.items_[id].max = node.max;
+    out_.items_[id].firstChild = child;
+    return id;
+  }
+
+  PathPattern& out_;
+  PatternTree const& tree_;
+};
+
+PathPattern::PathPattern(PatternTree const& tree) {
+  items_.reserve(16);
+  root_ = Reader(*this, tree).choice(tree.root());
+}
+
+}  // namespace Routing::AsPath::detail
