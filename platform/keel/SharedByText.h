@@ -37,8 +37,8 @@ class MadeOfText {
 template <class Made>
 class SharedByText {
  public:
-  /// The object of the text, for the caller to drop(): the one that is there, or what make() returns
-  /// as a std::unique_ptr<Made>. Null when that is null.
+  /// The object of the text, for the caller to drop(): the one that is there, or what make()
+  /// returns as a std::unique_ptr<Made>. Null when that is null.
   template <class Make>
   Made const* hold(std::string_view text, Make const& make) {
     if (Made const* const found = holdExisting(text)) return found;

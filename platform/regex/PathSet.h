@@ -40,9 +40,9 @@ class ROUTEPOLICY_EXPORT PathSet final : public Orb::RefCounted {
   std::vector<Orb::U32> lasts_;    // the last number of each interval but the last
   std::vector<Orb::U16> classOf_;  // by interval
   std::size_t classes_ = 0;
-  std::vector<Orb::U16> cells_;    // by row and class: the next state
-  std::vector<Orb::U32> rowOf_;    // by state: where its row starts in the cells
-  std::vector<Answer> answers_;    // by state
+  std::vector<Orb::U16> cells_;  // by row and class: the next state
+  std::vector<Orb::U32> rowOf_;  // by state: where its row starts in the cells
+  std::vector<Answer> answers_;  // by state
 };
 
 /// Compiles a set of patterns, a slice at a time.
@@ -56,8 +56,8 @@ class ROUTEPOLICY_EXPORT PathSetBuilder {
   /// Adds a pattern behind the others. False when it is none of the DFA engine's, or beyond the
   /// bounds together with the others: there will be no set then.
   bool add(std::string_view pattern, Origins origins);
-  /// Works until it is done or `isSpent` says stop; at least one step, of which none takes more than
-  /// 5 ms or so. True when done. Nothing is added after the first call. After an exception (no
+  /// Works until it is done or `isSpent` says stop; at least one step, of which none takes more
+  /// than 5 ms or so. True when done. Nothing is added after the first call. After an exception (no
   /// memory) the builder is of no more use.
   bool work(Orb::FunctionRef<bool()> isSpent);
   /// The set, once, when work() is done; null when it would pass the bounds of an automaton: 10,000

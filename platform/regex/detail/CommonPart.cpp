@@ -24,14 +24,14 @@ using Tokens = unsigned;
 /// What may stand behind each token; a number never stands beside a number, since the text would
 /// take them for one, and a separator never beside a separator, since it would need two there.
 constexpr std::array<Tokens, 8> kBehind{
-    separator | blank | end,              // number
-    number | end | trailingAny,           // separator
-    number,                               // blank
+    separator | blank | end,                // number
+    number | end | trailingAny,             // separator
+    number,                                 // blank
     number | separator | end | leadingAny,  // begin
-    0,                                    // end
-    separator | end,                      // leadingAny
-    end,                                  // trailingAny
-    0,                                    // other
+    0,                                      // end
+    separator | end,                        // leadingAny
+    end,                                    // trailingAny
+    0,                                      // other
 };
 constexpr Tokens kAtStart = separator | begin | end | leadingAny;
 constexpr Tokens kAtEnd = separator | begin | end | leadingAny | trailingAny;
@@ -42,7 +42,8 @@ class Check {
 
   bool isParted() {
     bool all = true;
-    pattern_.forChildren(pattern_.root(), [&](NodeId branch) { all = all && isWholeParted(branch); });
+    pattern_.forChildren(pattern_.root(),
+                         [&](NodeId branch) { all = all && isWholeParted(branch); });
     return all;
   }
 

@@ -8,7 +8,8 @@
 /// From a graph of positions to an automaton: the subset construction, over many patterns at once.
 ///
 /// A state stands for what the numbers read so far mean for the rest of the path:
-///   1. `best`: for each class of origins, the first pattern that matches already, whatever follows.
+///   1. `best`: for each class of origins, the first pattern that matches already, whatever
+///   follows.
 ///      Patterns behind the best of all classes are of no interest any more.
 ///   2. The positions that may come next, apart from those that any pattern can begin with: these
 ///      may come next everywhere, since a pattern matches anywhere in the path.
@@ -60,16 +61,16 @@ class Determiniser {
   std::size_t const maxRows_;
   Budget& budget_;
   Positions firstNumbers_;
-  Answer endOfFirst_;  // what matches at the end of any path by patterns that begin there
-  SequenceTable reachedKeys_;          // best, and the positions of the last number
+  Answer endOfFirst_;          // what matches at the end of any path by patterns that begin there
+  SequenceTable reachedKeys_;  // best, and the positions of the last number
   std::vector<Orb::U32> reachedState_;
-  SequenceTable rowKeys_;              // best, and the positions that may come next
-  SequenceTable stateKeys_;            // row and answer
+  SequenceTable rowKeys_;    // best, and the positions that may come next
+  SequenceTable stateKeys_;  // row and answer
   std::vector<State> states_;
   std::vector<Orb::U32> table_;
   std::size_t filled_ = 0;
-  std::vector<Positions> reachedBy_;   // scratch of step(): by class
-  Positions key_;                      // scratch
+  std::vector<Positions> reachedBy_;  // scratch of step(): by class
+  Positions key_;                     // scratch
 };
 
 }  // namespace Routing::AsPath::detail

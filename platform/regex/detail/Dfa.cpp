@@ -35,8 +35,8 @@ StateTable tableOf(PathGraph const& graph, Alphabet const& alphabet, Budget& bud
 /// interval, and the column of the table by class.
 struct Columns {
   std::vector<U32> lasts;
-  std::vector<U32> classOf;      // by interval
-  std::vector<U32> classInTable; // by class: one of the alphabet's
+  std::vector<U32> classOf;       // by interval
+  std::vector<U32> classInTable;  // by class: one of the alphabet's
 };
 
 Columns columnsOf(StateTable const& table, Alphabet const& alphabet) {

@@ -10,10 +10,10 @@ namespace Routing::AsPath::detail {
 
 /// A compiled pattern over AS numbers: the minimal automaton of its language.
 ///
-/// The table has a row for each state and a column for each interval of AS numbers, or each class of
-/// intervals when there are many; a cell holds the place in the table at which the next state's row
-/// starts. The last column of a row says whether the path may end in that state. States that are
-/// never left come last, so that one comparison ends a walk early.
+/// The table has a row for each state and a column for each interval of AS numbers, or each class
+/// of intervals when there are many; a cell holds the place in the table at which the next state's
+/// row starts. The last column of a row says whether the path may end in that state. States that
+/// are never left come last, so that one comparison ends a walk early.
 class Dfa {
  public:
   /// Throws PatternFault's carrier, Refused, for a pattern that is invalid or too large.

@@ -15,9 +15,9 @@ class PathGraph {
   enum class Kind : Orb::U8 { number, begin, end };
   struct Position {
     Kind kind = Kind::number;
-    bool isLast = false;       ///< the pattern matches when it is reached
-    bool isFirst = false;      ///< the pattern can begin with it, anywhere in the path
-    Orb::U32 set = 0;          ///< of a number
+    bool isLast = false;   ///< the pattern matches when it is reached
+    bool isFirst = false;  ///< the pattern can begin with it, anywhere in the path
+    Orb::U32 set = 0;      ///< of a number
     Orb::U32 pattern = 0;
   };
 

@@ -24,10 +24,10 @@ class PathPattern {
   };
   struct Item {
     Kind kind = Kind::sequence;
-    bool isAny = false;     ///< a number: any
-    bool isPlain = false;   ///< a number that is spelled in decimal, without a negated class
-    Orb::U32 set = 0;       ///< of a number: index into sets()
-    Orb::U32 min = 0;       ///< of a repetition
+    bool isAny = false;    ///< a number: any
+    bool isPlain = false;  ///< a number that is spelled in decimal, without a negated class
+    Orb::U32 set = 0;      ///< of a number: index into sets()
+    Orb::U32 min = 0;      ///< of a repetition
     Orb::U32 max = 0;
     NodeId firstChild = kNoNode;
     NodeId nextSibling = kNoNode;

@@ -255,8 +255,8 @@ class PatternTree::Reader {
         }
       }
       char const c = pattern_[at_];
-      bool const isRange = c == '-' && last >= 0 && at_ + 1 < pattern_.size() &&
-                           pattern_[at_ + 1] != ']';
+      bool const isRange =
+          c == '-' && last >= 0 && at_ + 1 < pattern_.size() && pattern_[at_ + 1] != ']';
       if (isRange) {
         if (pattern_[at_ + 1] == '[' || pattern_[at_ + 1] < last) {
           refuse(at_ - 1, "the range is upside down");
@@ -274,8 +274,9 @@ class PatternTree::Reader {
 
   void namedClass() {
     std::size_t const end = pattern_.find(":]", at_ + 2);
-    std::string_view const known = " alnum alpha blank cntrl digit graph lower print punct space "
-                                   "upper xdigit ";
+    std::string_view const known =
+        " alnum alpha blank cntrl digit graph lower print punct space "
+        "upper xdigit ";
     if (end != std::string_view::npos) {
       std::string name(1, ' ');
       name.append(pattern_.substr(at_ + 2, end - at_ - 2)).append(1, ' ');
@@ -311,7 +312,8 @@ class PatternTree::Reader {
       return item;
     }
     NodeKind const kind = node(item).kind;
-    if (kind == NodeKind::begin || kind == NodeKind::end) refuse(place, "an anchor is not repeated");
+    if (kind == NodeKind::begin || kind == NodeKind::end)
+      refuse(place, "an anchor is not repeated");
     if (isAt('*') || isAt('+') || isAt('?') || isAt('{')) refuse(at_, "repeated twice");
     NodeId const id = add(NodeKind::repeat, place);
     node(id).firstChild = item;
@@ -336,8 +338,7 @@ class PatternTree::Reader {
   bool isDigitItem(NodeId id) {
     Node const& item = node(id);
     if (item.kind == NodeKind::repeat) return isDigitItem(item.firstChild);
-    return item.kind == NodeKind::digit ||
-           (item.kind == NodeKind::numberClass && item.digits != 0);
+    return item.kind == NodeKind::digit || (item.kind == NodeKind::numberClass && item.digits != 0);
   }
 
   /// A class such as [13] is of AS numbers when it stands alone, and of digits beside a digit.
@@ -345,14 +346,14 @@ class PatternTree::Reader {
     bool isBehindDigit = false;
     for (NodeId item = node(sequence).firstChild; item != kNoNode;) {
       NodeId const next = node(item).nextSibling;
-      NodeId const inner =
-          node(item).kind == NodeKind::repeat ? node(item).firstChild : item;
+      NodeId const inner = node(item).kind == NodeKind::repeat ? node(item).firstChild : item;
       bool const isDigitHere = isDigitItem(item) || node(inner).kind == NodeKind::numberClass;
       if (node(inner).kind == NodeKind::numberClass) {
         bool const isGlued = isBehindDigit || (next != kNoNode && isDigitItem(next));
         if (isGlued) {
           if (node(inner).digits == 0) {
-            refuse(node(inner).place, "a class of AS numbers needs a _ between it and other digits");
+            refuse(node(inner).place,
+                   "a class of AS numbers needs a _ between it and other digits");
           }
           node(inner).kind = NodeKind::digit;
         } else {
@@ -366,8 +367,7 @@ class PatternTree::Reader {
 
   void readNumbers(NodeId id) {
     std::size_t const begin = node(id).place + (node(id).isNegated ? 2U : 1U);
-    NumberSet set =
-        NumberItems(pattern_, begin, node(id).place + node(id).length - 1U).read();
+    NumberSet set = NumberItems(pattern_, begin, node(id).place + node(id).length - 1U).read();
     node(id).numbers = static_cast<U32>(tree_.sets_.size());
     tree_.sets_.push_back(node(id).isNegated ? complementOf(set) : std::move(set));
   }

@@ -41,13 +41,13 @@ inline constexpr Orb::U32 kUnbounded = ~Orb::U32{0};
 
 struct Node {
   NodeKind kind = NodeKind::sequence;
-  bool isLiteral = false;       ///< a digit that is written as such, not a class
-  bool isNegated = false;       ///< a class of digits with "^"
-  bool isGroup = false;         ///< a choice in parentheses
+  bool isLiteral = false;  ///< a digit that is written as such, not a class
+  bool isNegated = false;  ///< a class of digits with "^"
+  bool isGroup = false;    ///< a choice in parentheses
   DigitMask digits = 0;
-  Orb::U32 place = 0;           ///< of its first character
-  Orb::U32 length = 0;          ///< how many characters it is, of a `character`
-  Orb::U32 numbers = 0;         ///< index of the set, of a class of numbers
+  Orb::U32 place = 0;    ///< of its first character
+  Orb::U32 length = 0;   ///< how many characters it is, of a `character`
+  Orb::U32 numbers = 0;  ///< index of the set, of a class of numbers
   Orb::U32 min = 0;
   Orb::U32 max = 0;
   NodeId firstChild = kNoNode;

@@ -17,7 +17,7 @@ constexpr std::size_t kMaxText = std::size_t{1} << 16;
 /// again where a repeated part may take nothing.
 struct Cost {
   U64 nodes = 0;
-  U64 first = 0;   // nodes that the part can begin with
+  U64 first = 0;  // nodes that the part can begin with
   U64 last = 0;
   U64 edges = 0;
   U64 branches = 0;  // pairs of alternatives

@@ -51,8 +51,7 @@ class SequenceTable {
 
   bool isEqual(Orb::U32 id, std::span<Orb::U32 const> sequence) const {
     auto const mine = (*this)[id];
-    return mine.size() == sequence.size() &&
-           std::equal(mine.begin(), mine.end(), sequence.begin());
+    return mine.size() == sequence.size() && std::equal(mine.begin(), mine.end(), sequence.begin());
   }
 
   Orb::U32 insert(std::span<Orb::U32 const> sequence, Orb::U64 hash) {

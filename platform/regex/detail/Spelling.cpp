@@ -5,11 +5,11 @@
 
 /// From a regular expression over digits to a set of numbers.
 ///
-/// The expression becomes an automaton over digits, of at most 64 positions and so many sets of them
-/// as occur. For each of its states and each number of digits that are left, the number of texts
-/// that it accepts is counted. Numbers are then gone through in ascending order, the leading digit
-/// first: where all texts are accepted that may follow, they are one interval; where none is, there
-/// is nothing to look for. So the work is proportional to the number of intervals.
+/// The expression becomes an automaton over digits, of at most 64 positions and so many sets of
+/// them as occur. For each of its states and each number of digits that are left, the number of
+/// texts that it accepts is counted. Numbers are then gone through in ascending order, the leading
+/// digit first: where all texts are accepted that may follow, they are one interval; where none is,
+/// there is nothing to look for. So the work is proportional to the number of intervals.
 namespace Routing::AsPath::detail {
 
 using Orb::U32;
