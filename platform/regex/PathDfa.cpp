@@ -35,4 +35,6 @@ int rd_match(rd_dfa const* dfa, void const* as_numbers, std::size_t count) noexc
   return dfa->dfa.matches(as_numbers, count) ? 1 : 0;
 }
 
+rd_dfa_size rd_size(rd_dfa const* dfa) noexcept { return {dfa->dfa.states(), dfa->dfa.bytes()}; }
+
 void rd_free_dfa(rd_dfa const* dfa) noexcept { compiledPatterns().drop(dfa); }

@@ -19,5 +19,12 @@ ROUTEPOLICY_EXPORT rd_dfa const* rd_parse_dfa(char const* pattern);
 ROUTEPOLICY_EXPORT int rd_match(rd_dfa const* dfa, void const* as_numbers,
                                 std::size_t count) noexcept;
 
+/// What a compiled pattern takes.
+struct rd_dfa_size {
+  std::size_t states;  ///< of the minimal automaton
+  std::size_t bytes;
+};
+ROUTEPOLICY_EXPORT rd_dfa_size rd_size(rd_dfa const* dfa) noexcept;
+
 /// Takes a null too.
 ROUTEPOLICY_EXPORT void rd_free_dfa(rd_dfa const* dfa) noexcept;

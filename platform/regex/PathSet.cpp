@@ -3,6 +3,7 @@
 #include <optional>
 
 #include "platform/regex/detail/Determiniser.h"
+#include "platform/regex/detail/Scratch.h"
 
 namespace Routing::AsPath {
 
@@ -13,7 +14,7 @@ using Orb::U64;
 namespace {
 
 constexpr U64 kSteps = 50'000'000;
-constexpr detail::PathGraph::Limits kLimits{20'000, 200'000};
+constexpr detail::PathGraph::Limits kLimits{20'000, 200'000, 20'000};
 
 /// The interval of a number: how many limits are less.
 std::size_t intervalOf(std::vector<U32> const& lasts, U32 number) noexcept {
@@ -22,7 +23,7 @@ std::size_t intervalOf(std::vector<U32> const& lasts, U32 number) noexcept {
   if (size == 0) return 0;
   while (size > 1) {
     std::size_t const half = size / 2;
-    base += base[half - 1] < number ? half : 0;
+    base += (base[half - 1] < number ? 1 : 0) * half;  // a product: compilers make a branch of ?:
     size -= half;
   }
   return static_cast<std::size_t>(base - lasts.data()) + (*base < number ? 1 : 0);
@@ -30,13 +31,19 @@ std::size_t intervalOf(std::vector<U32> const& lasts, U32 number) noexcept {
 
 }  // namespace
 
-std::size_t PathSet::classAt(U32 number) const noexcept {
-  return classOf_[intervalOf(lasts_, number)];
-}
+U16 PathSet::classAt(U32 number) const noexcept { return classOf_[intervalOf(lasts_, number)]; }
 
 U32 PathSet::firstMatch(std::span<U32 const> path, OriginClass origin) const noexcept {
+  // The classes of numbers do not depend on one another: they are found some numbers ahead of the
+  // states, which do.
   U32 state = 0;
-  for (U32 const number : path) state = cells_[rowOf_[state] + classAt(number)];
+  std::array<U16, 16> classes;
+  while (!path.empty()) {
+    std::size_t const count = std::min(path.size(), classes.size());
+    for (std::size_t i = 0; i < count; ++i) classes[i] = classAt(path[i]);
+    for (std::size_t i = 0; i < count; ++i) state = cells_[rowOf_[state] + classes[i]];
+    path = path.subspan(count);
+  }
   return answers_[state][static_cast<std::size_t>(origin)];
 }
 
@@ -49,7 +56,7 @@ std::size_t PathSet::bytes() const noexcept {
 /// The steps of a build: patterns are added, the alphabet is cut, the table is filled row by row,
 /// and packed.
 struct PathSetBuilder::Steps {
-  detail::PathGraph graph{kLimits};
+  detail::PathGraph graph{kLimits, std::pmr::new_delete_resource()};
   detail::Budget budget{kSteps};
   std::optional<detail::Alphabet> alphabet;
   std::optional<detail::Determiniser> automaton;
@@ -61,7 +68,8 @@ PathSetBuilder::~PathSetBuilder() = default;
 bool PathSetBuilder::add(std::string_view pattern, Origins origins) {
   if (!steps_) return false;
   try {
-    detail::PatternTree const tree(pattern);
+    detail::Scratch scratch;
+    detail::PatternTree const tree(pattern, scratch.memory());
     steps_->graph.add(detail::PathPattern(tree), origins);
     return true;
   } catch (detail::Refused const&) {

@@ -35,7 +35,7 @@ class ROUTEPOLICY_EXPORT PathSet final : public Orb::RefCounted {
   friend class PathSetBuilder;
   using Answer = std::array<Orb::U32, kOriginClasses>;
 
-  std::size_t classAt(Orb::U32 number) const noexcept;
+  Orb::U16 classAt(Orb::U32 number) const noexcept;
 
   std::vector<Orb::U32> lasts_;    // the last number of each interval but the last
   std::vector<Orb::U16> classOf_;  // by interval

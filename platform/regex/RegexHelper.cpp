@@ -8,6 +8,7 @@
 #include "platform/regex/detail/CommonPart.h"
 #include "platform/regex/detail/Dfa.h"
 #include "platform/regex/detail/PosixPattern.h"
+#include "platform/regex/detail/Scratch.h"
 
 namespace Routing::AsPath {
 
@@ -43,12 +44,16 @@ std::optional<PatternFault> dfaFault(std::string_view pattern) {
 }
 
 std::optional<PatternFault> posixFault(std::string_view pattern) {
-  return faultOf([&] { detail::posixExpression(PatternTree(pattern)); });
+  return faultOf([&] {
+    detail::Scratch scratch;
+    detail::posixExpression(PatternTree(pattern, scratch.memory()));
+  });
 }
 
 bool isCommonPattern(std::string_view pattern) {
   try {
-    PatternTree const tree(pattern);
+    detail::Scratch scratch;
+    PatternTree const tree(pattern, scratch.memory());
     PathPattern const path(tree);
     if (detail::posixExpression(tree).hasLoopedAnchor || !detail::isParted(path)) return false;
     detail::Dfa::compiled(pattern);
@@ -77,7 +82,8 @@ Orb::Ptr<Helper> helperFactory() { return Orb::make<Helper>(); }
 char* asmatch_posix_regex_cli_to_gated(char const* pattern) {
   using namespace Routing::AsPath;
   try {
-    return copied(detail::posixExpression(PatternTree(pattern)).text);
+    detail::Scratch scratch;
+    return copied(detail::posixExpression(PatternTree(pattern, scratch.memory())).text);
   } catch (Refused const&) {
     return nullptr;
   }
@@ -86,7 +92,8 @@ char* asmatch_posix_regex_cli_to_gated(char const* pattern) {
 char* asmatch_dfa_regex_cli_to_gated(char const* pattern) {
   using namespace Routing::AsPath;
   try {
-    PatternTree const tree(pattern);
+    detail::Scratch scratch;
+    PatternTree const tree(pattern, scratch.memory());
     PathPattern const valid(tree);
     return copied(pattern);
   } catch (Refused const&) {

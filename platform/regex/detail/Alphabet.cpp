@@ -17,8 +17,13 @@ struct Change {
 
 }  // namespace
 
-Alphabet::Alphabet(std::vector<NumberSet> const& sets, Budget& budget) {
-  std::vector<Change> changes;
+Alphabet::Alphabet(std::pmr::vector<NumberSet> const& sets, Budget& budget)
+    : starts_(sets.get_allocator()),
+      classOf_(sets.get_allocator()),
+      members_(sets.get_allocator().resource()),
+      setClasses_(sets.get_allocator()),
+      setEnds_(sets.get_allocator()) {
+  std::pmr::vector<Change> changes(sets.get_allocator());
   std::size_t count = 0;
   for (NumberSet const& set : sets) count += 2 * set.size();
   budget.spend(4 * count);
@@ -31,7 +36,8 @@ Alphabet::Alphabet(std::vector<NumberSet> const& sets, Budget& budget) {
   }
   std::sort(changes.begin(), changes.end(), [](auto& a, auto& b) { return a.at < b.at; });
 
-  std::vector<U32> now;  // the sets that hold the current interval, ascending
+  std::pmr::vector<U32> now(
+      sets.get_allocator());  // the sets that hold the current interval, ascending
   for (std::size_t i = 0; i < changes.size() || classOf_.empty();) {
     // A set that ends where another of its intervals begins is in the changes twice: in normal form
     // there is none.
@@ -58,7 +64,7 @@ void Alphabet::gatherClasses(std::size_t sets) {
   }
   for (std::size_t i = 1; i < setEnds_.size(); ++i) setEnds_[i] += setEnds_[i - 1];
   setClasses_.resize(members_.values());
-  std::vector<std::size_t> at(setEnds_.begin(), setEnds_.end() - 1);
+  std::pmr::vector<std::size_t> at(setEnds_.begin(), setEnds_.end() - 1, setEnds_.get_allocator());
   for (U32 one = 0; one < classes(); ++one) {
     for (U32 const set : members_[one]) setClasses_[at[set]++] = one;
   }

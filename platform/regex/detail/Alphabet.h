@@ -9,12 +9,12 @@ namespace Routing::AsPath::detail {
 /// name. Numbers that lie in the same sets are of one class. Nothing is enumerated.
 class Alphabet {
  public:
-  Alphabet(std::vector<NumberSet> const& sets, Budget& budget);
+  Alphabet(std::pmr::vector<NumberSet> const& sets, Budget& budget);
 
   /// Where each interval but the first starts, ascending; the first starts at 0.
-  std::vector<Orb::U32> const& starts() const noexcept { return starts_; }
+  std::pmr::vector<Orb::U32> const& starts() const noexcept { return starts_; }
   /// The class of each interval.
-  std::vector<Orb::U32> const& classOf() const noexcept { return classOf_; }
+  std::pmr::vector<Orb::U32> const& classOf() const noexcept { return classOf_; }
   std::size_t classes() const noexcept { return members_.size(); }
   /// The classes that a set is made of.
   std::span<Orb::U32 const> classesOf(Orb::U32 set) const {
@@ -24,11 +24,11 @@ class Alphabet {
  private:
   void gatherClasses(std::size_t sets);
 
-  std::vector<Orb::U32> starts_;
-  std::vector<Orb::U32> classOf_;
+  std::pmr::vector<Orb::U32> starts_;
+  std::pmr::vector<Orb::U32> classOf_;
   SequenceTable members_;  // the sets that each class lies in
-  std::vector<Orb::U32> setClasses_;
-  std::vector<std::size_t> setEnds_;
+  std::pmr::vector<Orb::U32> setClasses_;
+  std::pmr::vector<std::size_t> setEnds_;
 };
 
 }  // namespace Routing::AsPath::detail

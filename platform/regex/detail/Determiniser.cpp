@@ -11,7 +11,7 @@ namespace {
 constexpr U32 kNone = PathSet::kNone;
 using Kind = PathGraph::Kind;
 
-void sortUnique(std::vector<U32>& values) {
+void sortUnique(std::pmr::vector<U32>& values) {
   std::sort(values.begin(), values.end());
   values.erase(std::unique(values.begin(), values.end()), values.end());
 }
@@ -25,7 +25,16 @@ Determiniser::Determiniser(PathGraph const& graph, Alphabet const& alphabet, std
       classes_(alphabet.classes()),
       maxRows_(kMaxBytes / (cellSize * classes_)),
       budget_(budget),
-      reachedBy_(classes_) {
+      memory_(graph.first().get_allocator().resource()),
+      firstNumbers_(memory_),
+      reachedKeys_(memory_),
+      reachedState_(memory_),
+      rowKeys_(memory_),
+      stateKeys_(memory_),
+      states_(memory_),
+      table_(memory_),
+      reachedBy_(classes_, memory_),
+      key_(memory_) {
   endOfFirst_.fill(kNone);
   for (U32 const position : graph.first()) {
     auto const& at = graph.positions()[position];
@@ -51,8 +60,8 @@ void Determiniser::reach(Answer& best, U32 pattern) const {
 /// Whether an anchor that holds here leads to a match through anchors alone: those of the end, and
 /// of the path's beginning as well when the path is empty.
 bool Determiniser::endsAt(U32 position, bool alsoBegins) const {
-  std::vector<U32> open{position};
-  std::vector<U32> seen{position};
+  Positions open({position}, memory_);
+  Positions seen({position}, memory_);
   while (!open.empty()) {
     U32 const at = open.back();
     open.pop_back();
@@ -84,14 +93,14 @@ void Determiniser::addStart() {
     if (graph_.patterns()[pattern].isNullable) reach(best, pattern);
   }
   Answer empty = best;  // of the path without numbers
-  Positions open;
+  Positions open(memory_);
   for (U32 const position : graph_.first()) {
     auto const& at = graph_.positions()[position];
     if (at.kind == Kind::begin) open.push_back(position);
     if (at.kind != Kind::number && endsAt(position, true)) reach(empty, at.pattern);
   }
-  Positions reached = open;
-  Positions behind;
+  Positions reached(open, memory_);
+  Positions behind(memory_);
   while (!open.empty()) {
     U32 const at = open.back();
     open.pop_back();
@@ -105,7 +114,7 @@ void Determiniser::addStart() {
       }
     }
   }
-  Positions next;
+  Positions next(memory_);
   for (U32 const position : behind) take(next, position, limitOf(best));
   for (std::size_t i = 0; i < best.size(); ++i) empty[i] = std::min(empty[i], best[i]);
   addState(best, next, empty);
@@ -123,7 +132,7 @@ U32 Determiniser::stateOf(Answer const& best, std::span<U32 const> reached) {
     if (graph_.positions()[position].isLast) reach(now, graph_.positions()[position].pattern);
   }
   U32 const limit = limitOf(now);
-  Positions next;
+  Positions next(memory_);
   for (U32 const position : reached) {
     budget_.spend(graph_.follow(position).size());
     for (U32 const behind : graph_.follow(position)) take(next, behind, limit);

@@ -37,7 +37,7 @@ class Determiniser {
   void step();
 
   /// State 0 is the one before the first number.
-  std::vector<State> const& states() const noexcept { return states_; }
+  std::pmr::vector<State> const& states() const noexcept { return states_; }
   std::size_t rows() const noexcept { return rowKeys_.size(); }
   /// The states that a row leads to, by class.
   std::span<Orb::U32 const> row(std::size_t row) const {
@@ -45,7 +45,7 @@ class Determiniser {
   }
 
  private:
-  using Positions = std::vector<Orb::U32>;
+  using Positions = std::pmr::vector<Orb::U32>;
 
   Orb::U32 limitOf(Answer const& best) const;
   void reach(Answer& best, Orb::U32 pattern) const;
@@ -60,17 +60,18 @@ class Determiniser {
   std::size_t const classes_;
   std::size_t const maxRows_;
   Budget& budget_;
+  Memory const memory_;
   Positions firstNumbers_;
   Answer endOfFirst_;          // what matches at the end of any path by patterns that begin there
   SequenceTable reachedKeys_;  // best, and the positions of the last number
-  std::vector<Orb::U32> reachedState_;
+  std::pmr::vector<Orb::U32> reachedState_;
   SequenceTable rowKeys_;    // best, and the positions that may come next
   SequenceTable stateKeys_;  // row and answer
-  std::vector<State> states_;
-  std::vector<Orb::U32> table_;
+  std::pmr::vector<State> states_;
+  std::pmr::vector<Orb::U32> table_;
   std::size_t filled_ = 0;
-  std::vector<Positions> reachedBy_;  // scratch of step(): by class
-  Positions key_;                     // scratch
+  std::pmr::vector<Positions> reachedBy_;  // scratch of step(): by class
+  Positions key_;                          // scratch
 };
 
 }  // namespace Routing::AsPath::detail

@@ -6,6 +6,7 @@
 
 #include "platform/regex/detail/Determiniser.h"
 #include "platform/regex/detail/Minimiser.h"
+#include "platform/regex/detail/Scratch.h"
 
 namespace Routing::AsPath::detail {
 
@@ -15,13 +16,13 @@ using Orb::U64;
 namespace {
 
 constexpr U64 kSteps = 2'000'000;
-constexpr PathGraph::Limits kLimits{1024, 100'000};
+constexpr PathGraph::Limits kLimits{1024, 100'000, 32'768};
 constexpr std::size_t kSmallTable = 1024;  // cells; a table of that size has no classes
 
 StateTable tableOf(PathGraph const& graph, Alphabet const& alphabet, Budget& budget) {
   Determiniser subsets(graph, alphabet, sizeof(U32), budget);
   while (!subsets.isDone()) subsets.step();
-  StateTable table;
+  StateTable table(graph.first().get_allocator().resource());
   table.classes = alphabet.classes();
   for (Determiniser::State const& state : subsets.states()) {
     auto const row = subsets.row(state.row);
@@ -34,16 +35,19 @@ StateTable tableOf(PathGraph const& graph, Alphabet const& alphabet, Budget& bud
 /// Intervals side by side that lead to the same states are one: `columnOf` gives the class by
 /// interval, and the column of the table by class.
 struct Columns {
-  std::vector<U32> lasts;
-  std::vector<U32> classOf;       // by interval
-  std::vector<U32> classInTable;  // by class: one of the alphabet's
+  explicit Columns(Memory memory) : lasts(memory), classOf(memory), classInTable(memory) {}
+
+  std::pmr::vector<U32> lasts;
+  std::pmr::vector<U32> classOf;       // by interval
+  std::pmr::vector<U32> classInTable;  // by class: one of the alphabet's
 };
 
 Columns columnsOf(StateTable const& table, Alphabet const& alphabet) {
-  SequenceTable columns;
-  std::vector<U32> merged(table.classes);
-  std::vector<U32> column(table.states());
-  Columns result;
+  Memory const memory = table.to.get_allocator().resource();
+  SequenceTable columns(memory);
+  std::pmr::vector<U32> merged(table.classes, memory);
+  std::pmr::vector<U32> column(table.states(), memory);
+  Columns result(memory);
   for (std::size_t one = 0; one < table.classes; ++one) {
     for (std::size_t state = 0; state < table.states(); ++state) {
       column[state] = table.to[state * table.classes + one];
@@ -70,8 +74,9 @@ U32 numberAt(unsigned char const* numbers, std::size_t i) noexcept {
 }  // namespace
 
 Dfa Dfa::compiled(std::string_view pattern) {
-  PatternTree const tree(pattern);
-  PathGraph graph(kLimits);
+  Scratch scratch;
+  PatternTree const tree(pattern, scratch.memory());
+  PathGraph graph(kLimits, scratch.memory());
   graph.add(PathPattern(tree), kAnyOrigin);
   graph.finish();
   Budget budget(kSteps);
@@ -80,15 +85,15 @@ Dfa Dfa::compiled(std::string_view pattern) {
   Columns const columns = columnsOf(table, alphabet);
 
   Dfa dfa;
-  dfa.lasts_ = columns.lasts;
+  dfa.lasts_.assign(columns.lasts.begin(), columns.lasts.end());
   bool const isSmall = (columns.classOf.size() + 1) * table.states() <= kSmallTable;
-  if (!isSmall) dfa.classOf_ = columns.classOf;
+  if (!isSmall) dfa.classOf_.assign(columns.classOf.begin(), columns.classOf.end());
   dfa.columns_ = isSmall ? columns.classOf.size() : columns.classInTable.size();
   dfa.stride_ = dfa.columns_ + 1;
 
   // States that are left come first.
-  std::vector<U32> order;
-  std::vector<U32> finals;
+  std::pmr::vector<U32> order(scratch.memory());
+  std::pmr::vector<U32> finals(scratch.memory());
   for (U32 state = 0; state < table.states(); ++state) {
     auto const begin = table.to.begin() + static_cast<std::ptrdiff_t>(state * table.classes);
     auto const end = begin + static_cast<std::ptrdiff_t>(table.classes);
@@ -97,7 +102,7 @@ Dfa Dfa::compiled(std::string_view pattern) {
   }
   dfa.final_ = static_cast<U32>(order.size() * dfa.stride_);
   order.insert(order.end(), finals.begin(), finals.end());
-  std::vector<U32> place(order.size());
+  std::pmr::vector<U32> place(order.size(), scratch.memory());
   for (U32 i = 0; i < order.size(); ++i) place[order[i]] = static_cast<U32>(i * dfa.stride_);
   dfa.cells_.reserve(order.size() * dfa.stride_);
   for (U32 const state : order) {
@@ -140,7 +145,7 @@ U32 Dfa::walkMany(unsigned char const* numbers, std::size_t count) const noexcep
     std::size_t size = lasts_.size();
     while (size > 1) {
       std::size_t const half = size / 2;
-      base += base[half - 1] < number ? half : 0;
+      base += (base[half - 1] < number ? 1 : 0) * half;
       size -= half;
     }
     auto interval = static_cast<std::size_t>(base - lasts_.data()) + (*base < number ? 1 : 0);

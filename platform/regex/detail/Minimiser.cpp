@@ -12,8 +12,11 @@ namespace {
 /// of a block lie side by side; those that are marked come first.
 class Partition {
  public:
-  explicit Partition(std::vector<bool> const& accepts)
-      : members_(accepts.size()), place_(accepts.size()), blockOf_(accepts.size()) {
+  explicit Partition(std::pmr::vector<bool> const& accepts)
+      : members_(accepts.size(), accepts.get_allocator().resource()),
+        place_(accepts.size(), members_.get_allocator()),
+        blockOf_(accepts.size(), members_.get_allocator()),
+        blocks_(members_.get_allocator().resource()) {
     for (U32 state = 0; state < accepts.size(); ++state) members_[state] = place_[state] = state;
     blocks_.push_back({0, static_cast<U32>(accepts.size()), 0});
     for (U32 state = 0; state < accepts.size(); ++state) {
@@ -67,17 +70,19 @@ class Partition {
     U32 marked;
   };
 
-  std::vector<U32> members_;
-  std::vector<U32> place_;
-  std::vector<U32> blockOf_;
-  std::vector<Block> blocks_;
+  std::pmr::vector<U32> members_;
+  std::pmr::vector<U32> place_;
+  std::pmr::vector<U32> blockOf_;
+  std::pmr::vector<Block> blocks_;
 };
 
 /// The transitions backwards: for each class and state, where it is reached from.
 class Origin {
  public:
   explicit Origin(StateTable const& table)
-      : states_(table.states()), ends_(table.to.size() + 1), from_(table.to.size()) {
+      : states_(table.states()),
+        ends_(table.to.size() + 1, table.to.get_allocator()),
+        from_(table.to.size(), table.to.get_allocator()) {
     auto const cell = [&](std::size_t state, std::size_t one) {
       return one * states_ + table.to[state * table.classes + one];
     };
@@ -85,7 +90,7 @@ class Origin {
       for (std::size_t one = 0; one < table.classes; ++one) ++ends_[cell(state, one) + 1];
     }
     for (std::size_t i = 1; i < ends_.size(); ++i) ends_[i] += ends_[i - 1];
-    std::vector<U32> at(ends_.begin(), ends_.end() - 1);
+    std::pmr::vector<U32> at(ends_.begin(), ends_.end() - 1, ends_.get_allocator());
     for (std::size_t state = 0; state < states_; ++state) {
       for (std::size_t one = 0; one < table.classes; ++one) {
         from_[at[cell(state, one)]++] = static_cast<U32>(state);
@@ -99,20 +104,22 @@ class Origin {
 
  private:
   std::size_t const states_;
-  std::vector<U32> ends_;
-  std::vector<U32> from_;
+  std::pmr::vector<U32> ends_;
+  std::pmr::vector<U32> from_;
 };
 
 void refine(Partition& partition, StateTable const& table) {
   Origin const origin(table);
-  std::vector<U32> open;
+  auto const memory = table.to.get_allocator();
+  std::pmr::vector<U32> open(memory);
   for (U32 block = 0; block < partition.size(); ++block) open.push_back(block);
-  std::vector<U32> touched;
+  std::pmr::vector<U32> touched(memory);
+  std::pmr::vector<U32> into(memory);  // a copy: the splitter may be split itself
   while (!open.empty()) {
     U32 const splitter = open.back();
     open.pop_back();
     auto const members = partition.membersOf(splitter);
-    std::vector<U32> const into(members.begin(), members.end());  // it may be split itself
+    into.assign(members.begin(), members.end());
     for (std::size_t one = 0; one < table.classes; ++one) {
       touched.clear();
       for (U32 const state : into) {
@@ -136,10 +143,12 @@ StateTable minimised(StateTable const& table) {
   if (table.states() > 1) refine(partition, table);
   // Blocks are numbered as they are reached.
   constexpr U32 kNew = ~U32{0};
-  std::vector<U32> number(partition.size(), kNew);
-  std::vector<U32> states{0};
+  auto const memory = table.to.get_allocator();
+  std::pmr::vector<U32> number(partition.size(), kNew, memory);
+  std::pmr::vector<U32> states({0}, memory);
   number[partition.blockOf(0)] = 0;
-  StateTable small{table.classes, {}, {}};
+  StateTable small(memory.resource());
+  small.classes = table.classes;
   for (std::size_t i = 0; i < states.size(); ++i) {
     U32 const state = states[i];
     small.accepts.push_back(table.accepts[state]);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory_resource>
 #include <span>
 #include <vector>
 
@@ -9,9 +10,11 @@ namespace Routing::AsPath::detail {
 
 /// An automaton's table, whole: state by state, the state that each class leads to.
 struct StateTable {
+  explicit StateTable(std::pmr::memory_resource* memory) : to(memory), accepts(memory) {}
+
   std::size_t classes = 0;
-  std::vector<Orb::U32> to;
-  std::vector<bool> accepts;
+  std::pmr::vector<Orb::U32> to;
+  std::pmr::vector<bool> accepts;
 
   std::size_t states() const noexcept { return accepts.size(); }
 };

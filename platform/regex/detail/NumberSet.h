@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <memory_resource>
 #include <vector>
 
 #include "platform/orb/base/Types.h"
@@ -18,9 +19,12 @@ struct Interval {
 
 inline constexpr Orb::U32 kMaxNumber = ~Orb::U32{0};
 
+/// The memory of everything that lives only while a pattern is compiled.
+using Memory = std::pmr::memory_resource*;
+
 /// A set of AS numbers. Normal form: intervals ascend, and at least one number lies between two of
 /// them, so that equal sets are equal lists.
-using NumberSet = std::vector<Interval>;
+using NumberSet = std::pmr::vector<Interval>;
 
 /// Appends an interval that starts behind all others, in normal form.
 inline void appendInterval(NumberSet& set, Interval interval) {
@@ -34,7 +38,7 @@ inline void appendInterval(NumberSet& set, Interval interval) {
 /// Brings intervals in any order into normal form.
 inline void normalise(NumberSet& set) {
   std::sort(set.begin(), set.end(), [](auto const& a, auto const& b) { return a.low < b.low; });
-  NumberSet merged;
+  NumberSet merged(set.get_allocator());
   merged.reserve(set.size());
   for (Interval const& interval : set) appendInterval(merged, interval);
   set = std::move(merged);
@@ -42,7 +46,7 @@ inline void normalise(NumberSet& set) {
 
 /// All numbers that are not in the set, which is in normal form.
 inline NumberSet complementOf(NumberSet const& set) {
-  NumberSet rest;
+  NumberSet rest(set.get_allocator());
   Orb::U64 next = 0;
   for (Interval const& interval : set) {
     if (interval.low > next) rest.push_back({static_cast<Orb::U32>(next), interval.low - 1});

@@ -9,7 +9,10 @@ using Orb::U32;
 class PathGraph::Builder {
  public:
   Builder(PathGraph& graph, PathPattern const& pattern)
-      : graph_(graph), pattern_(pattern), setOf_(pattern.sets().size(), kUnused) {}
+      : graph_(graph),
+        pattern_(pattern),
+        memory_(graph.positions_.get_allocator().resource()),
+        setOf_(pattern.sets().size(), kUnused, memory_) {}
 
   Part part(NodeId id) {
     using Item = PathPattern::Kind;
@@ -23,7 +26,7 @@ class PathGraph::Builder {
         return position(Kind::end, 0);
       case Item::separator:
       case Item::blank:
-        return {.isNullable = true};
+        return Part(memory_, true);
       case Item::sequence:
         return sequence(id);
       case Item::choice:
@@ -40,10 +43,7 @@ class PathGraph::Builder {
   /// A set of the pattern becomes one of the graph when a position takes it: what no position takes
   /// must not cut the alphabet.
   U32 graphSet(U32 set) {
-    if (setOf_[set] == kUnused) {
-      setOf_[set] = static_cast<U32>(graph_.sets_.size());
-      graph_.sets_.push_back(pattern_.sets()[set]);
-    }
+    if (setOf_[set] == kUnused) setOf_[set] = graph_.addSet(pattern_.sets()[set]);
     return setOf_[set];
   }
 
@@ -54,7 +54,10 @@ class PathGraph::Builder {
     auto const id = static_cast<U32>(graph_.positions_.size());
     auto const pattern = static_cast<U32>(graph_.patterns_.size());
     graph_.positions_.push_back({.kind = kind, .set = set, .pattern = pattern});
-    return {.first = {id}, .last = {id}, .isNullable = false};
+    Part part(memory_);
+    part.first.push_back(id);
+    part.last.push_back(id);
+    return part;
   }
 
   void connect(Part const& a, Part const& b) {
@@ -67,7 +70,7 @@ class PathGraph::Builder {
     }
   }
 
-  static void append(std::vector<U32>& to, std::vector<U32> const& from) {
+  static void append(std::pmr::vector<U32>& to, std::pmr::vector<U32> const& from) {
     to.insert(to.end(), from.begin(), from.end());
   }
 
@@ -84,15 +87,15 @@ class PathGraph::Builder {
   }
 
   Part sequence(NodeId id) {
-    Part all{.isNullable = true};
+    Part all(memory_, true);
     pattern_.forChildren(id, [&](NodeId child) { chain(all, part(child)); });
     return all;
   }
 
   /// Numbers to choose from are one position.
   Part choice(NodeId id) {
-    Part all;
-    std::vector<U32> sets;
+    Part all(memory_);
+    std::pmr::vector<U32> sets(memory_);
     pattern_.forChildren(id, [&](NodeId child) {
       if (collectNumbers(child, sets)) return;
       Part const branch = part(child);
@@ -105,14 +108,13 @@ class PathGraph::Builder {
     if (sets.size() == 1) {
       set = graphSet(sets.front());
     } else {
-      NumberSet united;
+      NumberSet united(memory_);
       for (U32 const one : sets) {
         NumberSet const& numbers = pattern_.sets()[one];
         united.insert(united.end(), numbers.begin(), numbers.end());
       }
       normalise(united);
-      set = static_cast<U32>(graph_.sets_.size());
-      graph_.sets_.push_back(std::move(united));
+      set = graph_.addSet(std::move(united));
     }
     Part const numbers = position(Kind::number, set);
     append(all.first, numbers.first);
@@ -121,7 +123,7 @@ class PathGraph::Builder {
   }
 
   /// Whether an item is one number, whichever; appends the sets that it is chosen from.
-  bool collectNumbers(NodeId id, std::vector<U32>& sets) {
+  bool collectNumbers(NodeId id, std::pmr::vector<U32>& sets) {
     auto const& item = pattern_[id];
     using Item = PathPattern::Kind;
     if (item.kind == Item::number) {
@@ -146,7 +148,7 @@ class PathGraph::Builder {
   Part repeated(PathPattern::Item const& item) {
     bool const isUnbounded = item.max == kUnbounded;
     U32 const most = isUnbounded ? std::max(item.min, U32{1}) : item.max;
-    Part all{.isNullable = true};
+    Part all(memory_, true);
     for (U32 i = 1; i <= most; ++i) {
       Part one = part(item.firstChild);
       if (isUnbounded && i == most) connect(one, one);
@@ -158,8 +160,16 @@ class PathGraph::Builder {
 
   PathGraph& graph_;
   PathPattern const& pattern_;
-  std::vector<U32> setOf_;  // the graph's set, by the pattern's
+  Memory const memory_;
+  std::pmr::vector<U32> setOf_;  // the graph's set, by the pattern's
 };
+
+U32 PathGraph::addSet(NumberSet set) {
+  intervals_ += set.size();
+  if (intervals_ > limits_.intervals) refuse(0, "too many ranges of AS numbers");
+  sets_.push_back(std::move(set));
+  return static_cast<U32>(sets_.size() - 1);
+}
 
 void PathGraph::add(PathPattern const& pattern, Origins origins) {
   Part const whole = Builder(*this, pattern).part(pattern.root());
@@ -176,7 +186,7 @@ void PathGraph::finish() {
   for (Edge const& edge : unsorted_) ++ends_[edge.from + 1];
   for (std::size_t i = 1; i < ends_.size(); ++i) ends_[i] += ends_[i - 1];
   edges_.resize(unsorted_.size());
-  std::vector<std::size_t> at(ends_.begin(), ends_.end() - 1);
+  std::pmr::vector<std::size_t> at(ends_.begin(), ends_.end() - 1, ends_.get_allocator());
   for (Edge const& edge : unsorted_) edges_[at[edge.from]++] = edge.to;
   // Each position's edges, ascending and without doubles.
   std::size_t kept = 0;
@@ -190,7 +200,8 @@ void PathGraph::finish() {
   }
   ends_.back() = kept;
   edges_.resize(kept);
-  unsorted_ = {};
+  unsorted_.clear();
+  unsorted_.shrink_to_fit();
 }
 
 }  // namespace Routing::AsPath::detail

@@ -21,12 +21,21 @@ class PathGraph {
     Orb::U32 pattern = 0;
   };
 
-  /// A graph has at most so many positions and edges.
+  /// A graph has at most so many of these; intervals are those of the sets of its positions.
   struct Limits {
     std::size_t positions;
     std::size_t edges;
+    std::size_t intervals;
   };
-  explicit PathGraph(Limits limits) : limits_(limits) {}
+  PathGraph(Limits limits, Memory memory)
+      : limits_(limits),
+        positions_(memory),
+        sets_(memory),
+        first_(memory),
+        patterns_(memory),
+        unsorted_(memory),
+        edges_(memory),
+        ends_(memory) {}
 
   /// Adds a pattern behind the others. Throws Refused beyond the limits; the graph is of no more
   /// use then.
@@ -34,10 +43,10 @@ class PathGraph {
   /// To be called once, behind the last pattern.
   void finish();
 
-  std::vector<Position> const& positions() const noexcept { return positions_; }
-  std::vector<NumberSet> const& sets() const noexcept { return sets_; }
+  std::pmr::vector<Position> const& positions() const noexcept { return positions_; }
+  std::pmr::vector<NumberSet> const& sets() const noexcept { return sets_; }
   /// The positions that a pattern can begin with.
-  std::vector<Orb::U32> const& first() const noexcept { return first_; }
+  std::pmr::vector<Orb::U32> const& first() const noexcept { return first_; }
   /// What may come behind a position, ascending.
   std::span<Orb::U32 const> follow(Orb::U32 position) const {
     return std::span(edges_).subspan(ends_[position], ends_[position + 1] - ends_[position]);
@@ -46,14 +55,17 @@ class PathGraph {
     Origins origins = kAnyOrigin;
     bool isNullable = false;  ///< it matches every path
   };
-  std::vector<Pattern> const& patterns() const noexcept { return patterns_; }
+  std::pmr::vector<Pattern> const& patterns() const noexcept { return patterns_; }
 
  private:
   /// The positions that a part of a pattern can begin and end with.
   struct Part {
-    std::vector<Orb::U32> first{};
-    std::vector<Orb::U32> last{};
-    bool isNullable = false;
+    explicit Part(Memory memory, bool mayBeEmpty = false)
+        : first(memory), last(memory), isNullable(mayBeEmpty) {}
+
+    std::pmr::vector<Orb::U32> first;
+    std::pmr::vector<Orb::U32> last;
+    bool isNullable;
   };
   class Builder;
 
@@ -62,14 +74,17 @@ class PathGraph {
     Orb::U32 to;
   };
 
+  Orb::U32 addSet(NumberSet set);
+
   Limits const limits_;
-  std::vector<Position> positions_;
-  std::vector<NumberSet> sets_;
-  std::vector<Orb::U32> first_;
-  std::vector<Pattern> patterns_;
-  std::vector<Edge> unsorted_;
-  std::vector<Orb::U32> edges_;
-  std::vector<std::size_t> ends_;  // where the edges of each position begin
+  std::size_t intervals_ = 0;
+  std::pmr::vector<Position> positions_;
+  std::pmr::vector<NumberSet> sets_;
+  std::pmr::vector<Orb::U32> first_;
+  std::pmr::vector<Pattern> patterns_;
+  std::pmr::vector<Edge> unsorted_;
+  std::pmr::vector<Orb::U32> edges_;
+  std::pmr::vector<std::size_t> ends_;  // where the edges of each position begin
 };
 
 }  // namespace Routing::AsPath::detail

@@ -15,7 +15,7 @@ constexpr std::size_t kMaxIntervalsInAll = 32768;
 /// HIGH.LOW for each high half and each low one.
 NumberSet dotted(NumberSet const& highs, NumberSet const& lows, std::size_t place) {
   constexpr Interval kAll{0, 0xffff};
-  NumberSet set;
+  NumberSet set(highs.get_allocator());
   for (Interval const& high : highs) {
     if (lows.size() == 1 && lows.front() == kAll) {
       appendInterval(set, {high.low << 16, high.high << 16 | 0xffff});
@@ -90,7 +90,7 @@ class PathPattern::Reader {
   }
 
   NodeId sequence(NodeId from) {
-    std::vector<NodeId> items;
+    std::pmr::vector<NodeId> items(tree_.memory());
     tree_.forChildren(from, [&](NodeId child) { items.push_back(child); });
     NodeId const id = add(Kind::sequence);
     Children children(out_, id);
@@ -118,7 +118,7 @@ class PathPattern::Reader {
 
   /// The number that the first items spell, with the digits behind a dot.
   NodeId number(std::span<NodeId const> items, std::size_t& digits) {
-    std::size_t const place = tree_[items.front()].place;
+    std::size_t const place = tree_.placeOf(items.front());
     bool isPlain = true;
     for (NodeId const item : items.first(digits)) isPlain = isPlain && !hasNegation(item);
     std::size_t behind = 0;
@@ -160,7 +160,8 @@ class PathPattern::Reader {
         if (tree_.numbers(node).empty()) refuse(node.place, "a class without AS numbers");
         return addNumber(tree_.numbers(node), false, node.place);
       case NodeKind::any: {
-        NodeId const id = addNumber({{0, kMaxNumber}}, false, node.place);
+        NodeId const id =
+            addNumber(NumberSet({{0, kMaxNumber}}, tree_.memory()), false, node.place);
         out_.items_[id].isAny = true;
         return id;
       }
@@ -200,7 +201,7 @@ class PathPattern::Reader {
   PatternTree const& tree_;
 };
 
-PathPattern::PathPattern(PatternTree const& tree) {
+PathPattern::PathPattern(PatternTree const& tree) : items_(tree.memory()), sets_(tree.memory()) {
   items_.reserve(16);
   root_ = Reader(*this, tree).choice(tree.root());
 }

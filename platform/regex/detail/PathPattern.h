@@ -38,7 +38,7 @@ class PathPattern {
 
   Item const& operator[](NodeId id) const noexcept { return items_[id]; }
   NodeId root() const noexcept { return root_; }  ///< a choice
-  std::vector<NumberSet> const& sets() const noexcept { return sets_; }
+  std::pmr::vector<NumberSet> const& sets() const noexcept { return sets_; }
 
   template <class Visit>
   void forChildren(NodeId id, Visit const& visit) const {
@@ -51,8 +51,8 @@ class PathPattern {
  private:
   class Reader;
 
-  std::vector<Item> items_;
-  std::vector<NumberSet> sets_;
+  std::pmr::vector<Item> items_;
+  std::pmr::vector<NumberSet> sets_;
   std::size_t intervals_ = 0;
   NodeId root_ = kNoNode;
 };

@@ -41,8 +41,8 @@ class NumberItems {
   NumberItems(std::string_view pattern, std::size_t begin, std::size_t end)
       : pattern_(pattern), at_(begin), end_(end) {}
 
-  NumberSet read() {
-    NumberSet set;
+  NumberSet read(Memory memory) {
+    NumberSet set(memory);
     while (at_ < end_) {
       if (isSeparator()) {
         ++at_;
@@ -367,7 +367,8 @@ class PatternTree::Reader {
 
   void readNumbers(NodeId id) {
     std::size_t const begin = node(id).place + (node(id).isNegated ? 2U : 1U);
-    NumberSet set = NumberItems(pattern_, begin, node(id).place + node(id).length - 1U).read();
+    NumberSet set =
+        NumberItems(pattern_, begin, node(id).place + node(id).length - 1U).read(tree_.memory());
     node(id).numbers = static_cast<U32>(tree_.sets_.size());
     tree_.sets_.push_back(node(id).isNegated ? complementOf(set) : std::move(set));
   }
@@ -377,7 +378,8 @@ class PatternTree::Reader {
   std::size_t at_ = 0;
 };
 
-PatternTree::PatternTree(std::string_view pattern) : pattern_(pattern) {
+PatternTree::PatternTree(std::string_view pattern, Memory memory)
+    : pattern_(pattern), nodes_(memory), sets_(memory) {
   nodes_.reserve(std::min<std::size_t>(2 * pattern.size() + 4, 64));
   root_ = Reader(*this).whole();
 }

@@ -45,7 +45,7 @@ struct Node {
   bool isNegated = false;  ///< a class of digits with "^"
   bool isGroup = false;    ///< a choice in parentheses
   DigitMask digits = 0;
-  Orb::U32 place = 0;    ///< of its first character
+  Orb::U32 place = 0;    ///< of its first character; of a repetition, the quantifier's
   Orb::U32 length = 0;   ///< how many characters it is, of a `character`
   Orb::U32 numbers = 0;  ///< index of the set, of a class of numbers
   Orb::U32 min = 0;
@@ -63,7 +63,7 @@ class PatternTree {
   static constexpr Orb::U32 kMaxCount = 255;
 
   /// Throws Refused for what is a pattern of neither language. The pattern must outlive the tree.
-  explicit PatternTree(std::string_view pattern);
+  PatternTree(std::string_view pattern, Memory memory);
 
   Node const& operator[](NodeId id) const noexcept { return nodes_[id]; }
   /// A choice.
@@ -73,6 +73,7 @@ class PatternTree {
     return pattern_.substr(node.place, node.length);
   }
   std::string_view pattern() const noexcept { return pattern_; }
+  Memory memory() const { return nodes_.get_allocator().resource(); }
 
   /// Calls visit(id) for each child.
   template <class Visit>
@@ -83,6 +84,10 @@ class PatternTree {
       child = next;
     }
   }
+  /// Where it starts.
+  std::size_t placeOf(NodeId id) const {
+    return nodes_[id].kind == NodeKind::repeat ? placeOf(nodes_[id].firstChild) : nodes_[id].place;
+  }
   /// Whether there is nothing but digits in it.
   bool isDigits(NodeId id) const;
 
@@ -90,8 +95,8 @@ class PatternTree {
   class Reader;
 
   std::string_view pattern_;
-  std::vector<Node> nodes_;
-  std::vector<NumberSet> sets_;
+  std::pmr::vector<Node> nodes_;
+  std::pmr::vector<NumberSet> sets_;
   NodeId root_ = kNoNode;
 };
 

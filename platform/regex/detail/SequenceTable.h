@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <memory_resource>
 #include <span>
 #include <vector>
 
@@ -11,6 +12,9 @@ namespace Routing::AsPath::detail {
 /// Numbers sequences of 32-bit values, equal ones alike: 0, 1, 2 and so on as they come.
 class SequenceTable {
  public:
+  explicit SequenceTable(std::pmr::memory_resource* memory)
+      : values_(memory), ends_(memory), hashes_(memory), slots_(memory) {}
+
   struct Result {
     Orb::U32 id;
     bool isNew;
@@ -73,10 +77,10 @@ class SequenceTable {
     slots_[slot] = id;
   }
 
-  std::vector<Orb::U32> values_;
-  std::vector<std::size_t> ends_;
-  std::vector<Orb::U64> hashes_;
-  std::vector<Orb::U32> slots_;
+  std::pmr::vector<Orb::U32> values_;
+  std::pmr::vector<std::size_t> ends_;
+  std::pmr::vector<Orb::U64> hashes_;
+  std::pmr::vector<Orb::U32> slots_;
 };
 
 }  // namespace Routing::AsPath::detail

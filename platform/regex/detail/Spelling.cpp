@@ -31,7 +31,7 @@ constexpr auto kPowers = [] {
 /// Takes numbers in ascending order.
 class Numbers {
  public:
-  Numbers(U32 most, std::size_t place) : most_(most), place_(place) {}
+  Numbers(U32 most, std::size_t place, Memory memory) : most_(most), place_(place), set_(memory) {}
 
   void add(U64 low, U64 high) {
     if (low > most_) return;
@@ -78,7 +78,7 @@ class PlainSpelling {
 class DigitAutomaton {
  public:
   DigitAutomaton(PatternTree const& tree, std::span<NodeId const> items, std::size_t place)
-      : tree_(tree), place_(place) {
+      : tree_(tree), place_(place), states_(tree.memory()) {
     Part whole{.isNullable = true};
     for (NodeId const item : items) whole = chained(whole, part(item));
     if (whole.isNullable) refuse(place, "it may spell nothing at all");
@@ -209,14 +209,14 @@ class DigitAutomaton {
   unsigned size_ = 0;
   U64 first_ = 0;
   U64 last_ = 0;
-  std::vector<State> states_;
+  std::pmr::vector<State> states_;
 };
 
 }  // namespace
 
 NumberSet numbersSpelled(PatternTree const& tree, std::span<NodeId const> items, U32 most) {
-  std::size_t const place = tree[items.front()].place;
-  Numbers out(most, place);
+  std::size_t const place = tree.placeOf(items.front());
+  Numbers out(most, place, tree.memory());
   std::array<DigitMask, kMostDigits> masks{};
   bool isPlain = items.size() <= masks.size();
   for (std::size_t i = 0; isPlain && i < items.size(); ++i) {

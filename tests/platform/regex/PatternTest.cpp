@@ -1,0 +1,366 @@
+#include <gtest/gtest.h>
+#include <regex.h>
+
+#include <array>
+#include <ctime>
+#include <memory>
+#include <random>
+
+#include "platform/orb/base/Error.h"
+#include "platform/regex/PathDfa.h"
+#include "platform/regex/PathSet.h"
+#include "platform/regex/PathText.h"
+#include "platform/regex/PatternFault.h"
+#include "platform/regex/RegexHelper.h"
+#include "tests/support/PathModel.h"
+
+namespace {
+
+using namespace Routing::AsPath;
+using Path = std::vector<Orb::U32>;
+
+struct FreeDfa {
+  void operator()(rd_dfa const* dfa) const noexcept { rd_free_dfa(dfa); }
+};
+using Dfa = std::unique_ptr<rd_dfa const, FreeDfa>;
+
+Dfa compiled(std::string const& pattern) { return Dfa(rd_parse_dfa(pattern.c_str())); }
+
+bool matches(Dfa const& dfa, Path const& path) {
+  return rd_match(dfa.get(), path.data(), path.size()) != 0;
+}
+
+/// The system's engine, with a pattern that is translated for it.
+class Posix {
+ public:
+  explicit Posix(std::string const& pattern) {
+    char* const translated = asmatch_posix_regex_cli_to_gated(pattern.c_str());
+    isCompiled_ = translated && regcomp(&compiled_, translated, REG_EXTENDED | REG_NOSUB) == 0;
+    asmatch_free_regex(translated);
+  }
+  Posix(Posix const&) = delete;
+  Posix& operator=(Posix const&) = delete;
+  ~Posix() {
+    if (isCompiled_) regfree(&compiled_);
+  }
+  bool isCompiled() const { return isCompiled_; }
+  bool matches(Path const& path) const {
+    std::string text;
+    pathText(text, path, Notation::asplain);
+    return regexec(&compiled_, text.c_str(), 0, nullptr, 0) == 0;
+  }
+
+ private:
+  regex_t compiled_{};
+  bool isCompiled_ = false;
+};
+
+/// All paths of up to `length` of the numbers.
+std::vector<Path> allPaths(Path const& numbers, std::size_t length) {
+  std::vector<Path> paths{{}};
+  for (std::size_t i = 0; i < paths.size(); ++i) {
+    if (paths[i].size() == length) continue;
+    for (Orb::U32 const number : numbers) {
+      Path longer = paths[i];
+      longer.push_back(number);
+      paths.push_back(std::move(longer));
+    }
+  }
+  return paths;
+}
+
+TEST(Patterns, MeanWhatOperatorsMean) {
+  struct Case {
+    char const* pattern;
+    std::vector<Path> matched;
+    std::vector<Path> others;
+  };
+  Case const cases[] = {
+      {"^$", {{}}, {{1}}},
+      {"65001", {{65001}, {1, 65001, 2}}, {{}, {165001}, {6500}}},
+      {"^65001_", {{65001}, {65001, 2}}, {{2, 65001}, {650012}}},
+      {"_65001$", {{65001}, {2, 65001}}, {{65001, 2}}},
+      {"(^|_)65001(_|$)", {{1, 65001, 2}, {65001}}, {{1}}},
+      {"6451[2-9]|645[2-9][0-9]", {{64512}, {1, 64599}}, {{64511}, {64600}, {6451}}},
+      {"^[0-9]+$", {{0}, {4294967295}}, {{}, {1, 2}}},
+      {"^[1-9][0-9]{4}$", {{10000}, {99999}}, {{9999}, {100000}}},
+      {"^655(3[0-4]|[0-2][0-9])$", {{65500}, {65534}}, {{65535}, {65499}}},
+      {"^(64|65)51[13]$", {{64511}, {65513}}, {{64512}, {64}, {64, 511}}},
+      {"^[13]$", {{13}}, {{1}, {3}}},
+      {"^[1,3]$", {{1}, {3}}, {{13}, {2}}},
+      {"^6[^1-9]$", {{60}}, {{61}, {6}}},
+      {"[64512-65534, 4200000000-4294967294]", {{64512}, {1, 4294967294}}, {{65535}, {4294967295}}},
+      {"^[^64512-65534]$", {{64511}, {65535}, {4294967295}, {0}}, {{64512}, {65534}}},
+      {"^[1.0-1.2]$", {{65536}, {65538}}, {{65539}, {1}}},
+      {"_1.10_", {{65546}}, {{1, 10}, {1, 2, 10}, {110}}},
+      {R"(_1\.1[0-1]_)", {{65546}, {65547}}, {{65548}, {11}}},
+      {"^1[0-9].[0-9]+$", {{655360}, {1310719}}, {{655359}, {1310720}}},
+      {"^1 . 3$", {{1, 2, 3}}, {{1, 3}, {1, 2, 2, 3}}},
+      {"^1 2 3$", {{1, 2, 3}}, {{1, 23}, {123}}},
+      {"^(1|2_3)*$", {{}, {1, 2, 3, 1}}, {{1, 2}, {3}}},
+      {"^65001(_65001){1,2}$", {{65001, 65001}, {65001, 65001, 65001}}, {{65001}}},
+      {"^(65001_)+$", {{65001}, {65001, 65001}}, {{65001, 2}, {}}},
+      {"^[0-9]+(_[0-9]+){3,}$", {{1, 2, 3, 4}, {1, 2, 3, 4, 5}}, {{1, 2, 3}, {577, 367, 9696}}},
+      {"_1_.*_2_", {{1, 2}, {1, 5, 2}}, {{2, 1}}},
+      {"(^1$|2)", {{1}, {1, 2}}, {{1, 1}}},
+      {".*", {{}, {1}}, {}},
+  };
+  for (Case const& c : cases) {
+    Dfa const dfa = compiled(c.pattern);
+    ASSERT_TRUE(dfa) << c.pattern << ": " << dfaFault(c.pattern)->reason;
+    for (Path const& path : c.matched) EXPECT_TRUE(matches(dfa, path)) << c.pattern;
+    for (Path const& path : c.others) EXPECT_FALSE(matches(dfa, path)) << c.pattern;
+  }
+}
+
+/// What neither engine reads, or one alone; where the fault lies, and a word of the reason.
+TEST(Patterns, AreRefusedWithPlaceAndReason) {
+  struct Case {
+    std::string pattern;
+    int dfa;  // the place, or kFine
+    int posix;
+    char const* reason;
+  };
+  constexpr int kFine = -1;
+  Case const cases[] = {
+      {"", 0, 0, "empty"},
+      {"1|", 2, 2, "empty"},
+      {"()", 1, 1, "empty"},
+      {"(1", 0, 0, "without its )"},
+      {"1)", 1, 1, "without its ("},
+      {"1[2", 1, 1, "without its ]"},
+      {"*1", 0, 0, "nothing to repeat"},
+      {"1**", 2, 2, "repeated twice"},
+      {"1{2", 1, 1, "count"},
+      {"(1){0}", 3, 3, "count of 0"},
+      {"(1){3,2}", 3, 3, "upside down"},
+      {"(1){256}", 3, 3, "above 255"},
+      {"^+", 1, 1, "anchor"},
+      {"1\\", 1, 1, "behind"},
+      {R"((1)\1)", 3, 3, "meaning"},
+      {"1\t2", 1, 1, "printable"},
+      {std::string("1\0002", 3), 1, 1, "printable"},
+      {std::string(4096, '1'), 4095, 4095, "too long"},
+      {std::string(60, '(') + "1" + std::string(60, ')'), 50, 50, "deeply"},
+      {"[[.a.]]", 1, 1, "collating"},
+      {"[[:none:]]", 1, 1, "no such class"},
+      {"[b-a]", 1, 1, "upside down"},
+      {"[20-10]", 1, 1, "upside down"},
+      {"[1-4294967296]", 3, 3, "4294967295"},
+      {"65[64512-65534]", 2, 2, "needs a _"},
+      {"[64512-65534]", kFine, 0, "DFA engine alone"},
+      {"65001+", 5, kFine, "what is repeated"},
+      {"4294967296", 0, kFine, "no AS number"},
+      {"007", 0, kFine, "no AS number"},
+      {"65536.1", 0, kFine, "65535"},
+      {"[0-9]*", 0, kFine, "nothing at all"},
+      {"1_*", 2, kFine, "separator"},
+      {"65a01", 2, kFine, "AS number"},
+      {R"(\.5)", 0, kFine, "between digits"},
+      {"[^ ]+", 0, kFine, "AS number"},
+      {"[0-9]*1[0-9]*2[0-9]*3[0-9]*4[0-9]*", 0, kFine, "too many ranges"},
+  };
+  for (Case const& c : cases) {
+    auto const dfa = dfaFault(c.pattern);
+    auto const posix = posixFault(c.pattern);
+    ASSERT_TRUE(dfa || posix) << c.pattern;
+    EXPECT_EQ(dfa ? static_cast<int>(dfa->place) : kFine, c.dfa) << c.pattern;
+    EXPECT_EQ(posix ? static_cast<int>(posix->place) : kFine, c.posix) << c.pattern;
+    std::string const& reason = dfa ? dfa->reason : posix->reason;
+    EXPECT_NE(reason.find(c.reason), reason.npos) << c.pattern << ": " << reason;
+    Orb::String const text(c.pattern);
+    EXPECT_EQ(Routing::RouteMap::helperFactory()->validateDfaRegex(text), !dfa);
+    EXPECT_EQ(Routing::RouteMap::helperFactory()->validatePosixRegex(text), !posix);
+  }
+}
+
+/// Patterns that blow up: refused by count, not by time, so that this holds on any machine. The
+/// time is the bound that the headers state; it is measured where no sanitizer slows it down.
+TEST(Patterns, HostileOnesAreRefusedOrSmall) {
+  std::string alternatives = "1";
+  for (int i = 2; i < 700; ++i) alternatives += "|" + std::to_string(i * 7);
+  struct Case {
+    std::string pattern;
+    bool dfa;
+    bool posix;
+  };
+  Case const cases[] = {
+      {"(_1){255}", true, true},
+      {"((_1){255}){255}", false, false},
+      {"(((((_1){255}){255}){255}){255}){255}", false, false},
+      {"((((_1)*)*)*)*", true, true},
+      {"((_[0-9]*)*){200}", false, false},
+      {"(((_1)?){200}_2){200}", false, false},
+      {"_1(_.){11}$", true, true},
+      {"_1(_.){14}$", false, true},
+      {"(_1|_2)*_1(_1|_2){16}$", false, true},
+      {"((_1|_2|_1_2){1,60}_3){1,60}", false, false},
+      {"_(" + alternatives + ")_", true, false},
+      {std::string(2000, '(') + "1" + std::string(2000, ')'), false, false},
+  };
+  for (Case const& c : cases) {
+    std::clock_t const before = std::clock();
+    EXPECT_EQ(!dfaFault(c.pattern), c.dfa) << c.pattern.substr(0, 40);
+    EXPECT_EQ(!posixFault(c.pattern), c.posix) << c.pattern.substr(0, 40);
+    Posix const posix(c.pattern);
+    EXPECT_EQ(posix.isCompiled(), c.posix) << c.pattern.substr(0, 40);
+    double const seconds = static_cast<double>(std::clock() - before) / CLOCKS_PER_SEC;
+    EXPECT_LT(seconds, 1) << c.pattern.substr(0, 40);
+  }
+}
+
+/// Grown from a seed: the DFA engine and the slow matcher say the same of every short path, and so
+/// does a set of patterns, of which the first that matches counts.
+TEST(Patterns, TheDfaEngineAgreesWithTryingEverything) {
+  std::mt19937 random(7);
+  auto const choices = [&](unsigned below) { return static_cast<unsigned>(random() % below); };
+  auto const paths = allPaths({1, 2, 12, 15, 22, 0xffffffff}, 3);
+  for (int round = 0; round < 150; ++round) {
+    std::vector<TestSupport::PathModel> models;
+    std::vector<Origins> origins;
+    PathSetBuilder builder;
+    while (models.size() < 4) {
+      models.emplace_back(choices);
+      origins.push_back(choices(2) == 0 ? kAnyOrigin : static_cast<Origins>(1U << choices(4)));
+      ASSERT_TRUE(builder.add(models.back().text(), origins.back())) << models.back().text();
+    }
+    while (!builder.work([] { return true; })) {
+    }
+    auto const set = builder.take();
+    ASSERT_TRUE(set);
+    std::vector<Dfa> dfas;
+    for (auto const& model : models) dfas.push_back(compiled(model.text()));
+    for (Path const& path : paths) {
+      std::array<Orb::U32, kOriginClasses> first;
+      first.fill(PathSet::kNone);
+      for (std::size_t i = models.size(); i-- > 0;) {
+        bool const wanted = models[i].matches(path);
+        ASSERT_EQ(matches(dfas[i], path), wanted) << models[i].text();
+        for (std::size_t origin = 0; origin < kOriginClasses; ++origin) {
+          if (wanted && (origins[i] >> origin & 1U) != 0) first[origin] = static_cast<Orb::U32>(i);
+        }
+      }
+      for (std::size_t origin = 0; origin < kOriginClasses; ++origin) {
+        ASSERT_EQ(set->firstMatch(path, static_cast<OriginClass>(origin)), first[origin])
+            << models[0].text();
+      }
+    }
+  }
+}
+
+/// Texts put together at random. What the checks accept, the system's engine compiles; what is of
+/// the common part, both engines read alike.
+TEST(Patterns, BothEnginesReadTheCommonPartAlike) {
+  char const* const words[] = {"_",  "_",  "_",     "^",   "$",     "1",   "12",   "[1-2]",
+                               "(",  ")",  "|",     "*",   "+",     "?",   "{2}",  "{0,2}",
+                               ".*", " ",  "(^|_)", "_1",  "(_|$)", "1_",  "(_1)", "[0-9]+",
+                               ".",  "[2", "a",     "^_1", "2$",    "{1,}"};
+  auto const paths = allPaths({1, 2, 12, 121}, 3);
+  std::mt19937 random(11);
+  int common = 0;
+  for (int round = 0; round < 20'000; ++round) {
+    std::string pattern;
+    for (auto words_left = 1 + random() % 7; words_left > 0; --words_left) {
+      pattern += words[random() % std::size(words)];
+    }
+    Posix const posix(pattern);
+    ASSERT_EQ(posix.isCompiled(), !posixFault(pattern)) << pattern;
+    Dfa const dfa = compiled(pattern);
+    ASSERT_EQ(!dfa, dfaFault(pattern).has_value()) << pattern;
+    if (!isCommonPattern(pattern)) continue;
+    ++common;
+    ASSERT_TRUE(dfa && posix.isCompiled()) << pattern;
+    for (Path const& path : paths) {
+      std::string text;
+      pathText(text, path, Notation::asplain);
+      ASSERT_EQ(matches(dfa, path), posix.matches(path)) << pattern << " of \"" << text << '"';
+    }
+  }
+  EXPECT_GT(common, 500);
+  for (char const* const idiom :
+       {"_65001_", "^65001$", "_65001$", "^65001_", "(^|_)65001(_|$)", "^$", ".*", "^(65001_)+$",
+        "^65001(_65001)*$", "^[0-9]+(_[0-9]+){7,}$", "_(6451[2-9]|645[2-9][0-9])_",
+        "^65001_[0-9]+$", "_65001_65002_", "^65001_.*$", "(_65001)+$"}) {
+    EXPECT_TRUE(isCommonPattern(idiom)) << idiom;
+  }
+}
+
+TEST(Patterns, EqualLanguagesHaveAutomataOfOneSize) {
+  struct Case {
+    char const* pattern;
+    char const* same;
+    std::size_t states;
+  };
+  Case const cases[] = {
+      {"_65001_", "(^|.)*_65001_.*", 2},   {"^(1|2|3)$", "^1$|^[2-3]$", 4},
+      {"^1(_1)*$", "^(1_1_)*1(_1)?$", 4},  {"^.{3}$", "^(.|[^10-20])_._.$", 5},
+      {"^(1_2|3_2)_4$", "^[1,3]_2_4$", 5},
+  };
+  for (Case const& c : cases) {
+    Dfa const dfa = compiled(c.pattern);
+    Dfa const same = compiled(c.same);
+    ASSERT_TRUE(dfa && same) << c.pattern;
+    EXPECT_EQ(rd_size(dfa.get()).states, rd_size(same.get()).states) << c.pattern;
+    EXPECT_EQ(rd_size(dfa.get()).bytes, rd_size(same.get()).bytes) << c.pattern;
+    EXPECT_LE(rd_size(dfa.get()).states, c.states) << c.pattern;
+  }
+}
+
+TEST(Patterns, EqualOnesShareWhatIsCompiled) {
+  Dfa const first = compiled("_65001_65002$");
+  Dfa const second = compiled("_65001_65002$");
+  EXPECT_EQ(first.get(), second.get());
+  EXPECT_NE(first.get(), compiled("_65001_65003$").get());
+}
+
+TEST(Patterns, PathsMayLieAnywhereInMemory) {
+  Dfa const dfa = compiled("^1_2$");
+  Orb::U32 const path[] = {1, 2};
+  std::array<char, sizeof path + 1> bytes{};
+  std::copy_n(reinterpret_cast<char const*>(path), sizeof path, bytes.data() + 1);
+  EXPECT_EQ(rd_match(dfa.get(), bytes.data() + 1, 2), 1);
+}
+
+TEST(PathSets, AreRefusedBeyondTheirBounds) {
+  PathSetBuilder tooMany;
+  for (int i = 1; i <= 10'001; ++i) tooMany.add("_" + std::to_string(i) + "$", kAnyOrigin);
+  EXPECT_TRUE(tooMany.work([] { return false; }));
+  EXPECT_FALSE(tooMany.take());
+  PathSetBuilder invalid;
+  EXPECT_FALSE(invalid.add("65001+", kAnyOrigin));
+  EXPECT_FALSE(invalid.add("65001", kAnyOrigin));
+  EXPECT_TRUE(invalid.work([] { return false; }));
+  EXPECT_FALSE(invalid.take());
+}
+
+TEST(PathTexts, ReadBackInBothNotations) {
+  struct Case {
+    Path path;
+    char const* asplain;
+    char const* asdot;
+  };
+  Case const cases[] = {
+      {{}, "", ""},
+      {{0}, "0", "0"},
+      {{65535, 65536, 65538}, "65535 65536 65538", "65535 1.0 1.2"},
+      {{4294967295, 1}, "4294967295 1", "65535.65535 1"},
+  };
+  std::string text;
+  Path read;
+  for (Case const& c : cases) {
+    pathText(text, c.path, Notation::asplain);
+    EXPECT_EQ(text, c.asplain);
+    readPath(text, read);
+    EXPECT_EQ(read, c.path);
+    pathText(text, c.path, Notation::asdot);
+    EXPECT_EQ(text, c.asdot);
+    readPath(" \t" + text + "  ", read);
+    EXPECT_EQ(read, c.path);
+  }
+  for (char const* const bad :
+       {"x", "1,2", "4294967296", "1.65536", "1.", ".1", "-1", "01", "1.01"}) {
+    EXPECT_THROW(readPath(bad, read), Orb::ParseException) << bad;
+  }
+}
+
+}  // namespace
