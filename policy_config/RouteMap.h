@@ -4,6 +4,7 @@
 
 #include "policy_config/AclListConfig.h"
 #include "policy_config/AsPathList.h"
+#include "policy_config/AsnConfig.h"
 #include "policy_config/CommunityList.h"
 #include "policy_config/CommunityValue.h"
 #include "policy_config/ListTypes.h"

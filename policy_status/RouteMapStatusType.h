@@ -2,7 +2,12 @@
 
 /// The compiled lists and their symbols, whole: for users of the library.
 
+#include "policy_status/AsPathListStatus.h"
+#include "policy_status/AsPathListSymbol.h"
+#include "policy_status/DfaRegex.h"
 #include "policy_status/GenPrefixEntry.h"
 #include "policy_status/PolicySymbol.h"
+#include "policy_status/PosixRegex.h"
 #include "policy_status/PrefixListStatus.h"
 #include "policy_status/PrefixListSymbol.h"
+#include "policy_status/Regex.h"

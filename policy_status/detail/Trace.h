@@ -4,7 +4,8 @@
 
 namespace Routing::RouteMap {
 
-/// The compiled lists: level 6 for each entry that is put in or taken out.
+/// The compiled lists: level 6 for each entry that is put in, taken out or refused, level 8 for
+/// each use of a POSIX expression.
 ORB_TRACE_FACILITY(traceStatusType, "RouteMapStatusType");
 
 }  // namespace Routing::RouteMap

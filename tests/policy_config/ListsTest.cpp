@@ -88,6 +88,8 @@ Routing::RouteMap::Protocol protoDirect 1 protoOspf 2 protoOspf3 3 protoBGP 4 pr
 Routing::RouteMap::RouteMapOpModeType routeMapSetOpModeMerged 0 routeMapSetOpModeSequential 1
   routeMapOpModeSequential 2
 
+Routing::AsnNotation asnNotationAsplain 1 asnNotationAsdot 2
+
 Routing::Ospf::OspfExtMetricType ospfExtMetricType1 1 ospfExtMetricType2 2
 
 Routing::Isis::Level level1 1 level2 2 level1And2 3
@@ -111,6 +113,9 @@ Routing::RouteMap::Config routeMapOpMode = routeMapSetOpModeMerged
   routeMapOpModeDefault = routeMapSetOpModeMerged noSetCommExplicitMembers = False routeMap = {}
 
 Routing::RouteMap::PeerFilterConfig peerFilter = {}
+
+Routing::AsnConfig asnNotationDefault = asnNotationAsplain asnNotation = asnNotationAsplain
+  isAsdotConfigured = False
 
 Routing::RouteMap::Map name = '' mapEntry = {} description = {} version = 0
 
@@ -158,7 +163,7 @@ TEST(Types, AreAsOthersStoreThem) {
     EXPECT_EQ(text, expected);
     ++types;
   }
-  EXPECT_EQ(types, 27);
+  EXPECT_EQ(types, 29);
 }
 
 TEST(Types, ValuesNameTheirFields) {
@@ -210,6 +215,13 @@ TEST(Lists, AsPathEntriesDescribeThemselves) {
             "validPosixRegex=yes; validDfaRegex=no >");
   list->pathEntryDel(list->pathEntry().begin());
   EXPECT_TRUE(list->pathEntry().empty());
+}
+
+TEST(AsnConfig, SaysWhetherTheNotationHasDots) {
+  auto const config = Orb::make<Routing::AsnConfig>();
+  Orb::attributeTextIs(*config, "asnNotation", "asnNotationAsdot");
+  EXPECT_TRUE(config->isAsdotConfigured());
+  EXPECT_EQ(config->asnNotationDefault(), Routing::asnNotationAsplain);
 }
 
 TEST(ListsDeathTest, CommunitiesOfOneKindAreNotReadAsAnother) {

@@ -12,6 +12,10 @@ using U8 = std::uint8_t;
 using U16 = std::uint16_t;
 using U32 = std::uint32_t;
 using U64 = std::uint64_t;
+using S32 = std::int32_t;
+
+/// A text that ends in a NUL and belongs to the caller.
+using CharPtrConst = char const*;
 
 /// The place of an attribute in its type's declaration order.
 using AttrId = U16;

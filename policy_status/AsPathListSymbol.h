@@ -1,0 +1,22 @@
+#pragma once
+
+#include "policy_status/AsPathListStatus.h"
+#include "policy_status/PolicySymbol.h"
+
+namespace Routing::RouteMap {
+
+/// The AS-path kind of symbols.
+struct ROUTEPOLICY_EXPORT AsPathListKind {
+  using Status = AsPathListStatus;
+  static constexpr char const* kCollectionName = "Routing::RouteMap::AllAsPathListSymbol";
+};
+
+using AsPathListSymbol = SymbolOf<AsPathListKind>;
+using AsPathListSymbolDedupTable = DedupTableOf<AsPathListKind>;
+using AllAsPathListSymbol = AllSymbolsOf<AsPathListKind>;
+
+ROUTEPOLICY_EXPORT Orb::Ptr<AsPathListSymbol> asPathListSymbolFactory(Orb::String name);
+ROUTEPOLICY_EXPORT Orb::Ptr<AsPathListSymbolDedupTable> asPathListSymbolDedupTableFactory();
+ROUTEPOLICY_EXPORT Orb::Ptr<AllAsPathListSymbol> allAsPathListSymbolFactory();
+
+}  // namespace Routing::RouteMap
