@@ -2,9 +2,14 @@
 
 #include <type_traits>
 
-#include "policy_sm/PrefixListMachine.h"
+#include "policy_sm/ListMachine.h"
+#include "policy_sm/PrefixListReactor.h"
 
 namespace Routing::RouteMap {
+
+/// The base class of the machines of both families.
+template <class Family>
+using PrefixListMachine = ListMachine<PrefixLists<Family>>;
 
 /// Turns the IPv4 prefix lists of the configuration into compiled symbols and keeps them so, on
 /// the event-loop thread. It is the only writer of the collection that it is given. The base class
@@ -17,7 +22,9 @@ class ROUTEPOLICY_EXPORT PrefixListConfigSm final : public PrefixListMachine<Acl
   PrefixListConfigSm(Orb::Ptr<Acl::AclListConfig const> config,
                      Orb::Ptr<AllPrefixListSymbol> allPlSymbol,
                      Orb::Ptr<PrefixListSymbolDedupTable const> plSymbolTable)
-      : PrefixListMachine(std::move(config), std::move(allPlSymbol), std::move(plSymbolTable)) {}
+      : ListMachine(std::move(config), std::move(allPlSymbol), std::move(plSymbolTable)) {
+    start();
+  }
   static Orb::Ptr<PrefixListConfigSm> PrefixListConfigSmIs(
       Orb::Ptr<Acl::AclListConfig const> config, Orb::Ptr<AllPrefixListSymbol> allPlSymbol,
       Orb::Ptr<PrefixListSymbolDedupTable const> plSymbolTable);
@@ -46,8 +53,9 @@ class ROUTEPOLICY_EXPORT Ipv6PrefixListConfigSm final : public PrefixListMachine
   Ipv6PrefixListConfigSm(Orb::Ptr<Acl::AclListConfig const> config,
                          Orb::Ptr<AllPrefixListSymbol> allIpv6PlSymbol,
                          Orb::Ptr<PrefixListSymbolDedupTable const> ipv6PlSymbolTable)
-      : PrefixListMachine(std::move(config), std::move(allIpv6PlSymbol),
-                          std::move(ipv6PlSymbolTable)) {}
+      : ListMachine(std::move(config), std::move(allIpv6PlSymbol), std::move(ipv6PlSymbolTable)) {
+    start();
+  }
   static Orb::Ptr<Ipv6PrefixListConfigSm> Ipv6PrefixListConfigSmIs(
       Orb::Ptr<Acl::AclListConfig const> config, Orb::Ptr<AllPrefixListSymbol> allIpv6PlSymbol,
       Orb::Ptr<PrefixListSymbolDedupTable const> ipv6PlSymbolTable);

@@ -2,9 +2,8 @@
 
 #include <iterator>
 
-#include "policy_sm/PrefixListMachine.h"
-#include "policy_sm/detail/HandlerNames.h"
-#include "policy_sm/detail/Trace.h"
+#include "policy_sm/ListMachine.h"
+#include "policy_sm/detail/ListReactorBody.h"
 #include "policy_status/PrefixListEntryData.h"
 
 namespace Routing::RouteMap {
@@ -71,132 +70,70 @@ GenPrefixEntry compiled(typename Family::Entry const& entry) {
 
 template <class Family>
 PrefixListReactor<Family>::PrefixListReactor(Orb::Ptr<List const> list, Machine& machine)
-    : Base(std::move(list)), machine_(&machine), timer_(*this) {
-  handleInitial();
+    : ListReactor<PrefixLists<Family>>(std::move(list), machine) {}
+
+template <class Family>
+void PrefixListReactor<Family>::prepare() {
+  if (!newTrie_) newTrie_ = Orb::make<PatriciaTrieWithNodeData>(this->name(), Family::kFamily);
 }
 
 template <class Family>
-void PrefixListReactor<Family>::handleInitial() {
-  ORB_TRACE(traceSm(), 8, kHandlerNames<Family>.handleInitial);
-  clockIs(Orb::ActivityManager::current().clock());
-  timer_.timeMinIs(Orb::Clock::kNever);
-  if (!Family::entries(*prefixList()).empty()) handleVersion();
-  initialized_ = true;
-}
-
-template <class Family>
-void PrefixListReactor<Family>::handleVersion() {
-  Orb::Ptr<PrefixListReactor> const alive(this);
-  if (machine_) {  // before anything that may throw: no change of the version is lost
-    bookmark_ = 0;
-    newTrie_ = nullptr;
-    wantsTrie_ = true;
-    timer_.timeMinIs(Orb::Clock::kNextTurn);
-  }
-  ORB_TRACE(traceSm(), 8,
-            kHandlerNames<Family>.handleVersion << " version: " << prefixList()->version());
-  if (wantsTrie_) makeTrie();
-}
-
-template <class Family>
-void PrefixListReactor<Family>::makeTrie() {
-  newTrie_ = Orb::make<PatriciaTrieWithNodeData>(name(), Family::kFamily);
-  wantsTrie_ = false;
-}
-
-template <class Family>
-Orb::U64 PrefixListReactor<Family>::processClock() {
-  if (inSlice_) return 0;
-  Orb::Ptr<PrefixListReactor> const alive(this);
-  Orb::FirstError error;
-  Orb::U64 count = 0;
-  inSlice_ = true;
-  error.guard([&] { runSlice(count); });
-  inSlice_ = false;
-  if (isBuilding()) timer_.timeMinIs(Orb::Clock::kNextTurn);  // it paused, began anew or threw
-  error.rethrow();
-  return count;
-}
-
-/// Counts the entries that it adds. Whatever is traced, and each look at the clock, may change the
-/// list and the reactor: they are looked at anew after it.
-template <class Family>
-void PrefixListReactor<Family>::runSlice(Orb::U64& count) {
-  ORB_TRACE(traceSm(), 8, "processClock");
-  if (!initialized_ || !machine_) return;
-  if (wantsTrie_) makeTrie();
-  auto const& entries = Family::entries(*prefixList());
-  if (!newTrie_ && entries.empty()) return;
+void PrefixListReactor<Family>::compileSome(Orb::U64& count) {
+  if (this->isBuilding()) prepare();
+  if (!newTrie_ && Family::entries(*prefixList()).empty()) return;
   auto const trie = newTrie_;
   ORB_ASSERT(trie);
+  Slice const slice(*this);
+  if (slice.isOver()) return;
+  auto const symbol = prefixListConfigSm()->allSymbol()->symbol(this->name());
+  if (!symbol) return this->stop();
+  auto const status = prefixListStatusFactory(this->name());  // there before the last entry is
+  status->trieIs(trie);
+  if (!addEntries(slice, count)) return;
+  // Everything is idle before observers are notified: one of them may raise the list's version and
+  // so start the next build, or delete the list and this reactor with it.
+  this->stop();
+  symbol->statusIs(status);
+  symbol->versionInc(1);
+}
 
-  auto const clock = this->clock();
-  double const deadline = clock->now() + clockQuantum_;
-  if (newTrie_ != trie) return;
-  auto const symbol = machine_->allSymbol()->symbol(name());
-  if (!symbol) return stopBuilding();
-  auto const status = prefixListStatusFactory(name());  // there before the last entry is
-
+/// Adds entries from the bookmark on, and counts them. True when none is left. Whatever is traced,
+/// and each look at the clock, may change the list and the reactor: they are looked at anew after
+/// it.
+template <class Family>
+bool PrefixListReactor<Family>::addEntries(Slice const& slice, Orb::U64& count) {
+  auto const trie = newTrie_;
+  auto const& entries = Family::entries(*prefixList());
   Scout scout(*trie, entries, bookmark_);
   auto at = entries.lowerBound(bookmark_);
   while (at != entries.end()) {
     GenPrefixEntry const entry = compiled<Family>(*at);
     scout.step();
-    addEntry(*trie, entry);
-    if (newTrie_ != trie) return;
+    ORB_TRACE(traceSm(), 8, "PL: " << this->name() << " seqno: " << entry.seqno());
+    trie->routeIs(entry.prefix(), prefixListEntryDataFactory(entry));
+    if (slice.isOver()) return false;
     ++count;
     bookmark_ = entry.seqno() + 1;  // 0 behind the highest number, where nothing is left to add
-    bool const isSpent = clock->now() >= deadline;
-    if (newTrie_ != trie) return;
+    bool const isSpent = slice.isSpent();
+    if (slice.isOver()) return false;
     ++at;  // to the first entry behind, whatever has come or gone
     if (isSpent && at != entries.end()) {
       bookmark_ = at.key();
-      ORB_TRACE(traceSm(), 5, "PL: " << name() << " pausing processing at " << at.key());
-      return;
+      ORB_TRACE(traceSm(), 5, "PL: " << this->name() << " pausing processing at " << at.key());
+      return false;
     }
   }
-  publish(*symbol, status);
+  return true;
 }
 
 template <class Family>
-void PrefixListReactor<Family>::addEntry(PatriciaTrieWithNodeData& trie,
-                                         GenPrefixEntry const& entry) {
-  ORB_TRACE(traceSm(), 8, "PL: " << name() << " seqno: " << entry.seqno());
-  trie.routeIs(entry.prefix(), prefixListEntryDataFactory(entry));
-}
-
-template <class Family>
-void PrefixListReactor<Family>::publish(PrefixListSymbol& symbol,
-                                        Orb::Ptr<PrefixListStatus> const& status) {
-  // Everything is idle before observers are notified: one of them may raise the list's version and
-  // so start the next build, or delete the list and this reactor with it.
-  status->trieIs(newTrie_);
-  stopBuilding();
-  symbol.statusIs(status);
-  symbol.versionInc(1);
-}
-
-template <class Family>
-void PrefixListReactor<Family>::stopBuilding() noexcept {
+void PrefixListReactor<Family>::drop() noexcept {
   bookmark_ = 0;
-  timer_.timeMinIs(Orb::Clock::kNever);
   newTrie_ = nullptr;
-  wantsTrie_ = false;
 }
 
-template <class Family>
-void PrefixListReactor<Family>::detach() noexcept {
-  this->stopReacting();
-  machine_ = nullptr;
-  stopBuilding();
-}
-
-template <class Family>
-void PrefixListReactor<Family>::Timer::onTime() {
-  // The time source, which is called when the timer is armed, may have ended the build meanwhile.
-  if (reactor_.isBuilding()) reactor_.processClock();
-}
-
+template class ListReactor<PrefixLists<Acl::Ipv4Family>>;
+template class ListReactor<PrefixLists<Acl::Ipv6Family>>;
 template class PrefixListReactor<Acl::Ipv4Family>;
 template class PrefixListReactor<Acl::Ipv6Family>;
 

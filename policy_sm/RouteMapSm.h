@@ -2,4 +2,5 @@
 
 /// The state machines, whole: for users of the library.
 
+#include "policy_sm/AsPathListConfigSm.h"
 #include "policy_sm/PrefixListConfigSm.h"

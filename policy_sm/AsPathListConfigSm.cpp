@@ -1,0 +1,196 @@
+#include "policy_sm/AsPathListConfigSm.h"
+
+#include "policy_sm/detail/ListMachineBody.h"
+
+namespace Routing::RouteMap {
+
+namespace {
+
+/// Has a handler of the machine called when a setting changes.
+template <class E, auto attribute, auto handler>
+class SettingSm final : public Orb::Reactor<SettingSm<E, attribute, handler>, E> {
+ public:
+  SettingSm(Orb::Ptr<E const> entity, AsPathListConfigSm& machine)
+      : Base(std::move(entity)), machine_(machine) {}
+
+ private:
+  using Base = Orb::Reactor<SettingSm, E>;
+  friend Base;
+  static constexpr auto reactions() {
+    return std::tuple{Base::template on<attribute, &SettingSm::onSetting>};
+  }
+  void onSetting() { (machine_.*handler)(); }
+
+  AsPathListConfigSm& machine_;
+};
+
+using RegexModeSm = SettingSm<Acl::AclListConfig, Acl::AclListConfig::Attr::regexMode,
+                              &AsPathListConfigSm::handleRegexMode>;
+using AsnNotationSm =
+    SettingSm<AsnConfig, AsnConfig::Attr::asnNotation, &AsPathListConfigSm::handleAsnNotation>;
+
+}  // namespace
+
+HandlerNames const& AsPathLists::names() {
+  static constexpr HandlerNames kNames{"Routing::RouteMap::AsPathListConfigSm",
+                                       "asPathList",
+                                       " as-path-list: ",
+                                       "pathList",
+                                       "handleAsPathList",
+                                       "addAsPathList",
+                                       "handleAsPathEntry",
+                                       "handleAsPathListVersion"};
+  return kNames;
+}
+
+Orb::Ptr<AsPathListStatus const> AsPathLists::initialStatus(ListMachine<AsPathLists> const& machine,
+                                                            Orb::Name const& name,
+                                                            List const& list) {
+  auto const& settings = static_cast<AsPathListConfigSm const&>(machine);
+  auto const status = asPathListStatusFactory(name);
+  status->configVersionIs(list.version());
+  status->regexModeIs(settings.regexMode());
+  status->asnNotationIs(settings.asnNotation());
+  status->prepare();
+  return status;
+}
+
+// The settings come first, so that nothing is compiled twice.
+AsPathListConfigSm::AsPathListConfigSm(Orb::Ptr<Acl::AclListConfig const> config,
+                                       Orb::Ptr<AsnConfig const> asnConfig,
+                                       Orb::Ptr<AllAsPathListSymbol> allAplSymbol,
+                                       Orb::Ptr<AsPathListSymbolDedupTable const> aplSymbolTable)
+    : ListMachine(std::move(config), std::move(allAplSymbol), std::move(aplSymbolTable)),
+      asnConfig_(std::move(asnConfig)),
+      regexModeSm_(Orb::make<RegexModeSm>(this->config(), *this)),
+      asnNotationSm_(Orb::make<AsnNotationSm>(asnConfig_, *this)) {
+  handleRegexMode();
+  handleAsnNotation();
+  start();
+}
+
+AsPathListConfigSm::~AsPathListConfigSm() = default;
+
+void AsPathListConfigSm::handleRegexMode() {
+  Orb::Ptr<AsPathListConfigSm> const alive(this);  // an observer may drop the machine
+  Orb::FirstError error;
+  error.guard(
+      [&] { ORB_TRACE(traceSm(), 8, "handleRegexMode regexMode: " << config()->regexMode()); });
+  error.guard([&] {
+    if (config()->regexMode() != regexMode_) {
+      regexModeIs(config()->regexMode());
+      applyRegexMode();
+    } else {
+      ORB_TRACE(traceSm(), 8, "No change in regexMode");
+    }
+  });
+  error.rethrow();
+}
+
+void AsPathListConfigSm::handleAsnNotation() {
+  Orb::Ptr<AsPathListConfigSm> const alive(this);
+  Orb::FirstError error;
+  error.guard([&] {
+    ORB_TRACE(traceSm(), 8, "handleAsnNotation asnNotation: " << asnConfig_->asnNotation());
+  });
+  error.guard([&] {
+    if (asnConfig_->asnNotation() != asnNotation_) {
+      asnNotationIs(asnConfig_->asnNotation());
+      applyAsnNotation();
+    } else {
+      ORB_TRACE(traceSm(), 8, "No change in asnNotation");
+    }
+  });
+  error.rethrow();
+}
+
+/// Compares each list with the setting that holds when its turn comes: an observer may have changed
+/// it again, and all lists with it.
+void AsPathListConfigSm::applyRegexMode() {
+  Orb::FirstError error;
+  bool isDone = true;
+  for (Orb::Ptr<Acl::AsPathList const> const list : config()->pathList()) {
+    auto const symbol = allAplSymbol()->symbol(list->name());
+    auto const isStale = [&] {
+      return symbol && symbol->status() && symbol->status()->regexMode() != regexMode_;
+    };
+    if (isStale()) {
+      error.guard([&] { bringUpToDate(list); });
+      isDone &= !isStale();
+    } else if (symbol && symbol->status()) {
+      error.guard([&] { ORB_TRACE(traceSm(), 8, "No change in regexMode for " << list->name()); });
+    }
+  }
+  if (!isDone) error.guard([&] { catchUpSoon(); });
+  error.rethrow();
+}
+
+/// A list whose reactor was taken away has one for this.
+void AsPathListConfigSm::bringUpToDate(Orb::Ptr<Acl::AsPathList const> const& list) {
+  if (auto const sm = asPathList(list->name())) return sm->bringUpToDate();
+  auto const sm = Orb::make<ListSm>(list, *this);
+  Orb::FirstError error;
+  error.guard([&] { sm->bringUpToDate(); });
+  sm->detach();
+  error.rethrow();
+}
+
+void AsPathListConfigSm::applyAsnNotation() {
+  Orb::FirstError error;
+  bool isDone = true;
+  for (auto const& item : allAplSymbol()->symbol()) {
+    Orb::Ptr<AsPathListSymbol> const symbol = item;
+    auto const isStale = [&] {
+      return symbol->status() && symbol->status()->asnNotation() != asnNotation_;
+    };
+    if (isStale()) {
+      error.guard([&] { renotate(*symbol); });
+      isDone &= !isStale();
+    } else if (symbol->status()) {
+      error.guard(
+          [&] { ORB_TRACE(traceSm(), 8, "No change in asnNotation for " << symbol->name()); });
+    }
+  }
+  if (!isDone) error.guard([&] { catchUpSoon(); });
+  error.rethrow();
+}
+
+void AsPathListConfigSm::renotate(AsPathListSymbol& symbol) {
+  auto const old = symbol.status();
+  auto const status = asPathListStatusFactory(symbol.name());
+  status->clone(*old);
+  status->asnNotationIs(asnNotation_);
+  status->prepare();
+  if (auto const sm = asPathList(Orb::Name(symbol.name()))) sm->statusCloned(old, status);
+  symbol.statusIs(status);
+  symbol.versionInc(1);
+}
+
+void AsPathListConfigSm::catchUp() {
+  Orb::Ptr<AsPathListConfigSm> const alive(this);
+  Orb::FirstError error;
+  error.guard([&] { ListMachine::catchUp(); });
+  error.guard([&] { applyRegexMode(); });
+  error.guard([&] { applyAsnNotation(); });
+  error.rethrow();
+}
+
+template class ListMachine<AsPathLists>;
+
+Orb::Ptr<AsPathListConfigSm> asPathListConfigSmFactory(
+    Orb::Ptr<Acl::AclListConfig const> config, Orb::Ptr<AsnConfig const> asnConfig,
+    Orb::Ptr<AllAsPathListSymbol> allAplSymbol,
+    Orb::Ptr<AsPathListSymbolDedupTable const> aplSymbolTable) {
+  return Orb::make<AsPathListConfigSm>(std::move(config), std::move(asnConfig),
+                                       std::move(allAplSymbol), std::move(aplSymbolTable));
+}
+
+Orb::Ptr<AsPathListConfigSm> AsPathListConfigSm::AsPathListConfigSmIs(
+    Orb::Ptr<Acl::AclListConfig const> config, Orb::Ptr<AsnConfig const> asnConfig,
+    Orb::Ptr<AllAsPathListSymbol> allAplSymbol,
+    Orb::Ptr<AsPathListSymbolDedupTable const> aplSymbolTable) {
+  return asPathListConfigSmFactory(std::move(config), std::move(asnConfig), std::move(allAplSymbol),
+                                   std::move(aplSymbolTable));
+}
+
+}  // namespace Routing::RouteMap

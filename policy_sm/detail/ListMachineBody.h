@@ -1,0 +1,164 @@
+#pragma once
+
+#include "policy_sm/ListMachine.h"
+#include "policy_sm/detail/Trace.h"
+
+// The member functions of ListMachine, for the source file that instantiates it for a kind.
+namespace Routing::RouteMap {
+
+template <class Kind>
+ListMachine<Kind>::ListMachine(Orb::Ptr<Acl::AclListConfig const> config,
+                               Orb::Ptr<AllSymbols> allSymbol,
+                               Orb::Ptr<SymbolTable const> symbolTable)
+    : Base(std::move(config)),
+      allSymbol_(std::move(allSymbol)),
+      symbolTable_(std::move(symbolTable)) {}
+
+template <class Kind>
+ListMachine<Kind>::~ListMachine() {
+  listSmDelAll();
+}
+
+template <class Kind>
+void ListMachine<Kind>::start() {
+  handleLists();
+  for (Orb::Ptr<List const> const list : Kind::lists(*config())) listSmIs(list);
+}
+
+template <class Kind>
+void ListMachine<Kind>::onList(Orb::Name const& name) {
+  Orb::Ptr<ListMachine> const alive(this);  // an observer may drop the machine
+  auto const list = [&]() -> Orb::Ptr<List const> { return Kind::list(*config(), name); };
+  // The reactor of a list that is gone publishes nothing from here on, until it goes.
+  if (auto const sm = listSm(name); sm && sm->list() != list()) sm->detach();
+  Orb::FirstError error;
+  error.guard([&] { handleList(name); });
+  error.guard([&] {
+    if (!list()) {
+      listSmDel(name);
+    } else if (allSymbol_->symbolHas(name)) {
+      listSmIs(list());
+    }
+  });
+  if (list() && !isInLine(list())) error.guard([&] { catchUpSoon(); });
+  error.rethrow();
+}
+
+template <class Kind>
+bool ListMachine<Kind>::isInLine(Orb::Ptr<List const> const& list) const {
+  auto const symbol = allSymbol_->symbol(list->name());
+  auto const sm = listSm(list->name());
+  return symbol && symbol->status() && sm && sm->list() == list;
+}
+
+template <class Kind>
+void ListMachine<Kind>::catchUp() {
+  Orb::Ptr<ListMachine> const alive(this);
+  Orb::FirstError error;
+  for (Orb::Ptr<List const> const list : Kind::lists(*config())) {
+    if (!isInLine(list)) error.guard([&] { onList(list->name()); });
+  }
+  error.rethrow();
+}
+
+template <class Kind>
+void ListMachine<Kind>::handleLists() {
+  Orb::FirstError error;
+  error.guard([] { ORB_TRACE(traceSm(), 8, Kind::names().handleList); });
+  for (Orb::Ptr<List const> const list : Kind::lists(*config())) {
+    error.guard([&] { addList(list->name(), list); });
+  }
+  error.rethrow();
+}
+
+template <class Kind>
+void ListMachine<Kind>::handleList(Orb::Name const& name) {
+  HandlerNames const& names = Kind::names();
+  Orb::FirstError error;
+  error.guard([&] { ORB_TRACE(traceSm(), 8, names.handleList << names.listOf << name); });
+  error.guard([&] {
+    if (auto const list = Kind::list(*config(), name)) {
+      addList(name, list);
+    } else {
+      dropSymbol(name);
+    }
+  });
+  error.rethrow();
+}
+
+template <class Kind>
+void ListMachine<Kind>::dropSymbol(Orb::Name const& name) {
+  auto const symbol = allSymbol_->symbol(name);
+  if (!symbol) return;
+  symbol->statusIs(nullptr);
+  Orb::FirstError error;
+  error.guard([&] { symbol->versionInc(1); });
+  // An observer may have added the list again, and its symbol stays then.
+  if (!Kind::list(*config(), name)) error.guard([&] { allSymbol_->symbolDel(name); });
+  error.rethrow();
+}
+
+template <class Kind>
+void ListMachine<Kind>::addList(Orb::Name const& name, Orb::Ptr<List const> const& list) {
+  HandlerNames const& names = Kind::names();
+  ORB_TRACE(traceSm(), 8, names.addList << names.listOf << name);
+  if (!list) Orb::assertionFailed(names.addedList, __FILE__, __LINE__);
+  auto const status = Kind::initialStatus(*this, name, *list);
+  // The table may give a symbol that is there already, or one of a list that is gone, which others
+  // still hold.
+  auto const symbol = Orb::make<Symbol>(name)->dedup(symbolTable_);
+  symbol->statusIs(Kind::kInstallsWithStatus ? status : nullptr);
+  Orb::FirstError error;
+  error.guard([&] { allSymbol_->symbolIs(symbol); });
+  // An observer of the collection may have deleted the list: a symbol that it holds has no status
+  // then, and keeps none. It may also have added the list again: the symbol has its status then.
+  if (allSymbol_->symbol(name) != symbol) {
+    symbol->statusIs(nullptr);
+  } else if (!symbol->status()) {
+    symbol->statusIs(status);
+  }
+  error.rethrow();
+}
+
+template <class Kind>
+auto ListMachine<Kind>::listSm(Orb::Name const& name) const -> Orb::Ptr<ListSm> {
+  auto const* const found = listSms_.find(name);
+  return found ? *found : nullptr;
+}
+
+template <class Kind>
+void ListMachine<Kind>::listSmIs(Orb::Ptr<List const> const& list) {
+  HandlerNames const& names = Kind::names();
+  if (!list) throw Orb::RangeException(Orb::nullParameterMessage(names.machine, names.listSm));
+  Orb::Name const& name = list->name();
+  if (auto const sm = listSm(name); sm && sm->list() == list) return;
+  auto const made = Orb::make<ListSm>(list, *this);
+  auto const replaced = listSm(name);
+  listSms_.insertOrAssign(Orb::Ptr<ListSm>(made));
+  if (replaced) replaced->detach();
+  // Only now, when the reactor is where changes of the configuration find it: trace sinks, the time
+  // source and observers may make such changes.
+  made->handleInitial();
+}
+
+template <class Kind>
+void ListMachine<Kind>::listSmDel(Orb::Name const& name) {
+  if (auto const sm = listSms_.take(name)) (*sm)->detach();
+}
+
+template <class Kind>
+void ListMachine<Kind>::listSmDelAll() {
+  ListSms const gone = std::exchange(listSms_, ListSms());
+  for (auto const& sm : gone) sm->detach();
+}
+
+template <class Kind>
+ListMachine<Kind>::CatchUp::CatchUp(ListMachine& machine)
+    : Notifiee(Orb::ActivityManager::current().clock()), machine_(machine) {}
+
+template <class Kind>
+void ListMachine<Kind>::CatchUp::onTime() {
+  machine_.catchUp();
+}
+
+}  // namespace Routing::RouteMap
