@@ -17,8 +17,9 @@
 // What an import costs for each line of the source file: reading lines alone, with parsing and
 // staging, and in all, with the entries added to a list. And what it costs to show a list, for
 // each entry. The lines are those of the Internet's table in random order, each third with an "le";
-// numbered automatically, or by themselves in random order. Those of AS-path lists are origins, each
-// with its own, and each tenth with prepends; beside them, what the two validators take of a line.
+// numbered automatically, or by themselves in random order. Those of AS-path lists are origins,
+// each with its own, and each tenth with prepends; beside them, what the two validators take of a
+// line.
 
 namespace {
 
