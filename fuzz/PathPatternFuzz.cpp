@@ -24,7 +24,7 @@ using Path = std::vector<Orb::U32>;
 std::vector<Path> const& paths() {
   static std::vector<Path> const all = [] {
     std::vector<Path> made{{}};
-    for (std::size_t i = 0; i < made.size() && made[i].size() < 3; ++i) {
+    for (std::size_t i = 0; i < made.size() && made[i].size() < 2; ++i) {
       for (Orb::U32 const number : {1U, 2U, 12U, 15U, 121U}) {
         made.push_back(made[i]);
         made.back().push_back(number);

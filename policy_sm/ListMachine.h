@@ -92,7 +92,10 @@ class ROUTEPOLICY_EXPORT ListMachine : public Orb::Reactor<ListMachine<Kind>, Ac
     ListMachine& machine_;
   };
 
+  static void traceList(char const* handler, Orb::Name const& name);
   void onList(Orb::Name const& name);
+  void bringSymbolInLine(Orb::Name const& name);
+  void install(Orb::Name const& name, List const& list);
   void dropSymbol(Orb::Name const& name);
   bool isInLine(Orb::Ptr<List const> const& list) const;
 

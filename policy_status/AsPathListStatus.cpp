@@ -62,14 +62,14 @@ Orb::U32 AsPathListStatus::dfaRegexMapSize() const noexcept {
   return static_cast<Orb::U32>(dfaRegexMap().size());
 }
 
-void AsPathListStatus::posixRegexAdd(Orb::U32 seqno, Orb::String regexStr) {
+void AsPathListStatus::posixRegexAdd(Orb::U32 seqno, Orb::String const& regexStr) {
   Orb::Ptr<PosixRegex const> const engine = compiledEngine<PosixRegex>(
       seqno, regexStr, asmatch_posix_regex_cli_to_gated,
       "void Routing::RouteMap::AsPathListStatus::posixRegexAdd(U32, Orb::String)");
   if (engine) posixRegexMapIs(engine);
 }
 
-void AsPathListStatus::dfaRegexAdd(Orb::U32 seqno, Orb::String regexStr) {
+void AsPathListStatus::dfaRegexAdd(Orb::U32 seqno, Orb::String const& regexStr) {
   Orb::Ptr<DfaRegex const> const engine = compiledEngine<DfaRegex>(
       seqno, regexStr, asmatch_dfa_regex_cli_to_gated,
       "void Routing::RouteMap::AsPathListStatus::dfaRegexAdd(U32, Orb::String)");

@@ -92,8 +92,8 @@ class ROUTEPOLICY_EXPORT AsPathListStatus final : public Keel::BaseNotifyingType
   /// Compiles an expression, as a user writes it, for the entry of that number. An expression that
   /// the engine refuses is traced, level 6, and changes nothing: what was compiled for the number
   /// before stays. Throws std::bad_alloc, with nothing changed.
-  void posixRegexAdd(Orb::U32 seqno, Orb::String regexStr);
-  void dfaRegexAdd(Orb::U32 seqno, Orb::String regexStr);
+  void posixRegexAdd(Orb::U32 seqno, Orb::String const& regexStr);
+  void dfaRegexAdd(Orb::U32 seqno, Orb::String const& regexStr);
   void posixRegexDel(Orb::U32 seqno) { posixRegexMapDel(seqno); }
   void dfaRegexDel(Orb::U32 seqno) { dfaRegexMapDel(seqno); }
   /// The engine, or null.

@@ -31,6 +31,7 @@ rd_dfa const* rd_parse_dfa(char const* pattern) {
   }
 }
 
+// NOLINTNEXTLINE(readability-identifier-naming): these names are given
 int rd_match(rd_dfa const* dfa, void const* as_numbers, std::size_t count) noexcept {
   return dfa->dfa.matches(as_numbers, count) ? 1 : 0;
 }

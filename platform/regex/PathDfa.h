@@ -6,6 +6,8 @@
 
 /// The DFA helper library: patterns over AS numbers.
 
+// NOLINTBEGIN(readability-identifier-naming): these names are given
+
 /// A compiled pattern. Equal patterns share what is compiled as long as one of them is held.
 struct rd_dfa;
 
@@ -28,3 +30,5 @@ ROUTEPOLICY_EXPORT rd_dfa_size rd_size(rd_dfa const* dfa) noexcept;
 
 /// Takes a null too.
 ROUTEPOLICY_EXPORT void rd_free_dfa(rd_dfa const* dfa) noexcept;
+
+// NOLINTEND(readability-identifier-naming)

@@ -16,22 +16,7 @@ namespace {
 constexpr U64 kSteps = 50'000'000;
 constexpr detail::PathGraph::Limits kLimits{20'000, 200'000, 20'000};
 
-/// The interval of a number: how many limits are less.
-std::size_t intervalOf(std::vector<U32> const& lasts, U32 number) noexcept {
-  U32 const* base = lasts.data();
-  std::size_t size = lasts.size();
-  if (size == 0) return 0;
-  while (size > 1) {
-    std::size_t const half = size / 2;
-    base += (base[half - 1] < number ? 1 : 0) * half;  // a product: compilers make a branch of ?:
-    size -= half;
-  }
-  return static_cast<std::size_t>(base - lasts.data()) + (*base < number ? 1 : 0);
-}
-
 }  // namespace
-
-U16 PathSet::classAt(U32 number) const noexcept { return classOf_[intervalOf(lasts_, number)]; }
 
 U32 PathSet::firstMatch(std::span<U32 const> path, OriginClass origin) const noexcept {
   // The classes of numbers do not depend on one another: they are found some numbers ahead of the
@@ -40,7 +25,7 @@ U32 PathSet::firstMatch(std::span<U32 const> path, OriginClass origin) const noe
   std::array<U16, 16> classes;
   while (!path.empty()) {
     std::size_t const count = std::min(path.size(), classes.size());
-    for (std::size_t i = 0; i < count; ++i) classes[i] = classAt(path[i]);
+    for (std::size_t i = 0; i < count; ++i) classes[i] = classOf_[intervals_.of(path[i])];
     for (std::size_t i = 0; i < count; ++i) state = cells_[rowOf_[state] + classes[i]];
     path = path.subspan(count);
   }
@@ -48,7 +33,7 @@ U32 PathSet::firstMatch(std::span<U32 const> path, OriginClass origin) const noe
 }
 
 std::size_t PathSet::bytes() const noexcept {
-  return sizeof *this + lasts_.size() * sizeof(U32) + classOf_.size() * sizeof(U16) +
+  return sizeof *this + intervals_.bytes() + classOf_.size() * sizeof(U16) +
          cells_.size() * sizeof(U16) + rowOf_.size() * sizeof(U32) +
          answers_.size() * sizeof(Answer);
 }
@@ -98,7 +83,9 @@ bool PathSetBuilder::work(Orb::FunctionRef<bool()> isSpent) {
   }
   auto const& automaton = *steps.automaton;
   auto const set = Orb::make<PathSet>();
-  for (U32 const start : steps.alphabet->starts()) set->lasts_.push_back(start - 1);
+  std::vector<U32> lasts;
+  for (U32 const start : steps.alphabet->starts()) lasts.push_back(start - 1);
+  set->intervals_ = detail::IntervalIndex(lasts);
   auto const& classOf = steps.alphabet->classOf();
   set->classOf_.assign(classOf.begin(), classOf.end());
   std::size_t const classes = steps.alphabet->classes();

@@ -8,6 +8,7 @@
 
 #include "platform/orb/base/FunctionRef.h"
 #include "platform/orb/base/Ptr.h"
+#include "platform/regex/detail/IntervalIndex.h"
 
 /// Many patterns as one automaton.
 namespace Routing::AsPath {
@@ -35,9 +36,7 @@ class ROUTEPOLICY_EXPORT PathSet final : public Orb::RefCounted {
   friend class PathSetBuilder;
   using Answer = std::array<Orb::U32, kOriginClasses>;
 
-  Orb::U16 classAt(Orb::U32 number) const noexcept;
-
-  std::vector<Orb::U32> lasts_;    // the last number of each interval but the last
+  detail::IntervalIndex intervals_;
   std::vector<Orb::U16> classOf_;  // by interval
   std::size_t classes_ = 0;
   std::vector<Orb::U16> cells_;  // by row and class: the next state

@@ -18,9 +18,13 @@ ROUTEPOLICY_EXPORT Orb::Ptr<Helper> helperFactory();
 
 }  // namespace Routing::RouteMap
 
+// NOLINTBEGIN(readability-identifier-naming): these names are given
+
 /// The pattern in the language of the engine: an extended regular expression (POSIX), or what
 /// rd_parse_dfa() reads. Null when the pattern is invalid. The caller frees it with
 /// asmatch_free_regex(), which takes a null too. Any thread.
 ROUTEPOLICY_EXPORT char* asmatch_posix_regex_cli_to_gated(char const* pattern);
 ROUTEPOLICY_EXPORT char* asmatch_dfa_regex_cli_to_gated(char const* pattern);
 ROUTEPOLICY_EXPORT void asmatch_free_regex(char* translated) noexcept;
+
+// NOLINTEND(readability-identifier-naming)

@@ -21,7 +21,12 @@ ListMachine<Kind>::~ListMachine() {
 
 template <class Kind>
 void ListMachine<Kind>::start() {
-  handleLists();
+  Orb::FirstError error;
+  error.guard([] { ORB_TRACE(traceSm(), 8, Kind::names().handleList); });
+  for (Orb::Ptr<List const> const list : Kind::lists(*config())) {
+    error.guard([&] { bringSymbolInLine(list->name()); });
+  }
+  error.rethrow();
   for (Orb::Ptr<List const> const list : Kind::lists(*config())) listSmIs(list);
 }
 
@@ -32,7 +37,8 @@ void ListMachine<Kind>::onList(Orb::Name const& name) {
   // The reactor of a list that is gone publishes nothing from here on, until it goes.
   if (auto const sm = listSm(name); sm && sm->list() != list()) sm->detach();
   Orb::FirstError error;
-  error.guard([&] { handleList(name); });
+  error.guard([&] { traceList(Kind::names().handleList, name); });
+  error.guard([&] { bringSymbolInLine(name); });
   error.guard([&] {
     if (!list()) {
       listSmDel(name);
@@ -41,6 +47,25 @@ void ListMachine<Kind>::onList(Orb::Name const& name) {
     }
   });
   if (list() && !isInLine(list())) error.guard([&] { catchUpSoon(); });
+  error.rethrow();
+}
+
+/// A list is left alone that is in line already. It is when a trace sink or an observer deletes the
+/// list and adds it again: the call for its addition is over before that for the deletion.
+template <class Kind>
+void ListMachine<Kind>::bringSymbolInLine(Orb::Name const& name) {
+  Orb::FirstError error;
+  if (Kind::list(*config(), name)) {
+    error.guard([&] { traceList(Kind::names().addList, name); });
+  }
+  error.guard([&] {
+    Orb::Ptr<List const> const list = Kind::list(*config(), name);
+    if (!list) {
+      dropSymbol(name);
+    } else if (!isInLine(list)) {
+      install(name, *list);
+    }
+  });
   error.rethrow();
 }
 
@@ -73,9 +98,8 @@ void ListMachine<Kind>::handleLists() {
 
 template <class Kind>
 void ListMachine<Kind>::handleList(Orb::Name const& name) {
-  HandlerNames const& names = Kind::names();
   Orb::FirstError error;
-  error.guard([&] { ORB_TRACE(traceSm(), 8, names.handleList << names.listOf << name); });
+  error.guard([&] { traceList(Kind::names().handleList, name); });
   error.guard([&] {
     if (auto const list = Kind::list(*config(), name)) {
       addList(name, list);
@@ -100,10 +124,19 @@ void ListMachine<Kind>::dropSymbol(Orb::Name const& name) {
 
 template <class Kind>
 void ListMachine<Kind>::addList(Orb::Name const& name, Orb::Ptr<List const> const& list) {
-  HandlerNames const& names = Kind::names();
-  ORB_TRACE(traceSm(), 8, names.addList << names.listOf << name);
-  if (!list) Orb::assertionFailed(names.addedList, __FILE__, __LINE__);
-  auto const status = Kind::initialStatus(*this, name, *list);
+  traceList(Kind::names().addList, name);
+  if (!list) Orb::assertionFailed(Kind::names().addedList, __FILE__, __LINE__);
+  install(name, *list);
+}
+
+template <class Kind>
+void ListMachine<Kind>::traceList(char const* handler, Orb::Name const& name) {
+  ORB_TRACE(traceSm(), 8, handler << Kind::names().listOf << name);
+}
+
+template <class Kind>
+void ListMachine<Kind>::install(Orb::Name const& name, List const& list) {
+  auto const status = Kind::initialStatus(*this, name, list);
   // The table may give a symbol that is there already, or one of a list that is gone, which others
   // still hold.
   auto const symbol = Orb::make<Symbol>(name)->dedup(symbolTable_);

@@ -128,7 +128,6 @@ TEST(ThreadsMatchAsPathList, APathSetIsAttachedWhileOthersMatch) {
   for (int trial = 0; trial < 20; ++trial) {
     auto const status = compiled(entries, Acl::regexModeDfa);
     status->prepare();
-    auto const set = TestSupport::pathSetOf(*status);
     std::atomic<int> ready = 0;
     auto const match = [&] {
       std::string text;
@@ -142,7 +141,7 @@ TEST(ThreadsMatchAsPathList, APathSetIsAttachedWhileOthersMatch) {
     std::thread first(match);
     std::thread second(match);
     while (ready < 2) std::this_thread::yield();
-    status->pathSetIs(set);
+    status->pathSetIs(TestSupport::pathSetOf(*status));
     first.join();
     second.join();
   }

@@ -11,26 +11,15 @@
 
 #include "platform/orb/base/Trace.h"
 #include "tests/support/ListWorld.h"
+#include "tests/support/Observer.h"
 #include "tests/support/ScarceMemory.h"
 
 namespace {
 
 using namespace Routing::RouteMap;
 using Orb::U32;
+using TestSupport::Observer;
 using Entries = std::multimap<U32, GenPrefixEntry>;  // by their numbers
-
-/// Does something at each change of an entity: of a symbol's version, of a collection.
-struct Observer final : Orb::Notifiee {
-  explicit Observer(Orb::Entity const& entity) { entity.notifieeIs(*this); }
-  ~Observer() = default;
-  void onAttribute(Orb::Entity const&, Orb::AttrId, void const*) override {
-    ++notified;
-    auto const act = then;  // it may put another one in its place
-    act();
-  }
-  int notified = 0;
-  std::function<void()> then = [] {};
-};
 
 Entries compiled(PrefixListStatus const& status) {
   Entries entries;
@@ -128,7 +117,9 @@ TYPED_TEST(PrefixListSm, BuildsInSlicesAndSwapsOnce) {
   w.start();
   auto const sm = w.sm("L");
   Observer follower(*w.symbol("L")->symbolNotifier());
-  follower.then = [&] { EXPECT_FALSE(sm->isBuilding()) << "closed before it is announced"; };
+  follower.changed = [&](auto...) {
+    EXPECT_FALSE(sm->isBuilding()) << "closed before it is announced";
+  };
   auto const old = w.symbol("L")->status();
   sm->clockQuantumIs(0);  // one entry in each slice
   for (U32 i = 1; i <= 3; ++i) {
@@ -168,7 +159,7 @@ TYPED_TEST(PrefixListSm, ADeletedListLeavesItsHoldersAnEmptySymbol) {
   w.settle();
   auto const symbol = w.symbol("L");
   Observer follower(*symbol->symbolNotifier());
-  follower.then = [&] {
+  follower.changed = [&](auto...) {
     EXPECT_FALSE(symbol->status()) << "first the status, then the version";
     EXPECT_EQ(w.symbol("L"), symbol) << "and the removal last";
   };
@@ -191,7 +182,7 @@ TYPED_TEST(PrefixListSm, ADeletedListLeavesItsHoldersAnEmptySymbol) {
 TYPED_TEST(PrefixListSm, FinishesItsStepsWhateverObserversThrow) {
   auto& w = this->world;
   Observer collection(*w.all);
-  collection.then = [] { throw std::runtime_error("collection"); };
+  collection.changed = [](auto...) { throw std::runtime_error("collection"); };
   w.add("L", this->entry(5, 1));
   w.list("M");
   EXPECT_EQ(thrown([&] { w.start(); }), "collection");
@@ -203,7 +194,7 @@ TYPED_TEST(PrefixListSm, FinishesItsStepsWhateverObserversThrow) {
   expectInLine(w);
   Observer follower(*w.symbol("L")->symbolNotifier());
   auto const symbol = w.symbol("L");
-  follower.then = [] { throw std::runtime_error("follower"); };
+  follower.changed = [](auto...) { throw std::runtime_error("follower"); };
   w.list("L")->versionInc(1);
   EXPECT_EQ(thrown([&] { w.settle(); }), "follower");
   EXPECT_EQ(w.settle(), 0) << "the build was complete";
@@ -232,7 +223,7 @@ TYPED_TEST(PrefixListSm, CatchesUpWhenThereIsMemoryAgain) {
       Observer follower(*symbol->symbolNotifier());
       Observer collection(*w.all);
       bool isStale = false;
-      follower.then = [&] {  // brings it back, without entries
+      follower.changed = [&](auto...) {  // brings it back, without entries
         auto const list = w.list(old);
         auto const& status = symbol->status();
         isStale |= status && status->trie()->size() != TypeParam::entries(*list).size();
@@ -258,12 +249,12 @@ TYPED_TEST(PrefixListSm, CatchesUpWhenThereIsMemoryAgain) {
       raise(fresh);
       raise(fresh);
       scarcely([&] { w.settle(); });
-      collection.then = [] { throw std::runtime_error("observer"); };
+      collection.changed = [](auto...) { throw std::runtime_error("observer"); };
       while (!thrown([&] { w.settle(); }).empty()) {
       }
       expectInLine(w);
       EXPECT_FALSE(isStale) << "what was published is not the list that is there";
-      collection.then = [] {};
+      collection.changed = [](auto...) {};
       auto const sm = w.sm(fresh);
       raise(fresh);
       scarcely([&] { w.listDel(fresh); });
@@ -330,7 +321,7 @@ TYPED_TEST(PrefixListSm, GoesOnWhateverChangesMeanwhile) {
     w.start();
     auto const symbol = w.symbol("L");
     Observer follower(*symbol->symbolNotifier());
-    follower.then = [&] {
+    follower.changed = [&](auto...) {
       if (!symbol->status()) return meddle();
       EXPECT_EQ(compiled(*symbol->status()), taken);
       for (auto const& entry : TypeParam::entries(*w.list("L"))) {
@@ -340,7 +331,7 @@ TYPED_TEST(PrefixListSm, GoesOnWhateverChangesMeanwhile) {
       meddle();
     };
     Observer collection(*w.all);
-    collection.then = meddle;
+    collection.changed = [&](auto...) { meddle(); };
     w.tick = 0.001 * below(8);
     w.manager.clock()->timeSourceIs([&] {
       meddle();
@@ -367,7 +358,7 @@ TYPED_TEST(PrefixListSm, GoesOnWhateverChangesMeanwhile) {
     w.settle();
     Orb::traceReset();
     if (w.machine) {
-      follower.then = [] {};
+      follower.changed = [](auto...) {};
       raise();
       w.settle();
       expectInLine(w);
@@ -382,15 +373,15 @@ TYPED_TEST(PrefixListSm, StartsWhileListsComeAndGo) {
     typename TestFixture::World w;
     for (auto const* name : {"A", "B", "C"}) w.add(name, this->entry(1, 1));
     Observer collection(*w.all);
-    collection.then = [&] {
-      collection.then = [] {};
+    collection.changed = [&](auto...) {
+      collection.changed = [](auto...) {};
       for (auto const* name : {"A", "C"}) {
         w.listDel(name);
         if (comesBack) w.add(name, this->entry(2, 2));
       }
     };
     w.start();
-    collection.then = [] {};
+    collection.changed = [](auto...) {};
     w.settle();
     for (auto const& list : TypeParam::lists(*w.config)) list->versionInc(1);
     w.settle();

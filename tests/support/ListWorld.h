@@ -2,26 +2,21 @@
 
 #include <string>
 
-#include "platform/orb/loop/Activity.h"
 #include "platform/orb/loop/ActivityLock.h"
 #include "policy_config/PrefixListFamily.h"
 #include "policy_eval/MatchPrefixList.h"
 #include "policy_sm/RouteMapSm.h"
+#include "tests/support/TestLoop.h"
 
 namespace TestSupport {
 
-/// The configuration and the compiled lists of one family, with a loop that the test turns and a
-/// clock that stands still unless the test moves it: every reading adds `tick` seconds.
+/// The configuration and the compiled lists of one family.
 template <class Family>
-struct ListWorld {
+struct ListWorld : TestLoop {
   using Machine = Routing::RouteMap::MachineOf<Family>;
   using Entry = typename Family::Entry;
   using List = typename Family::List;
 
-  Orb::ActivityManager manager;
-  Orb::ActivityManager::Scope scope{manager};
-  double time = 1;
-  double tick = 0;
   Orb::Ptr<Acl::AclListConfig> config = Orb::make<Acl::AclListConfig>("root");
   Orb::Ptr<Routing::RouteMap::AllPrefixListSymbol> all =
       Routing::RouteMap::allPrefixListSymbolFactory();
@@ -29,9 +24,6 @@ struct ListWorld {
       Routing::RouteMap::prefixListSymbolDedupTableFactory();
   Orb::Ptr<Machine> machine;
 
-  ListWorld() {
-    manager.clock()->timeSourceIs([this] { return time += tick; });
-  }
   ~ListWorld() { machine = nullptr; }
 
   void start() { machine = Orb::make<Machine>(config, all, table); }
@@ -51,16 +43,6 @@ struct ListWorld {
     return Entry::of(seqno, Family::Prefix::parse(prefix), permit, ge, le, eq);
   }
   void add(Orb::Name const& name, Entry const& added) { Family::entryIs(*list(name), added); }
-
-  /// Turns the loop until nothing is due; returns the turns it took.
-  int settle() {
-    int turns = 0;
-    while (manager.nextDue() <= time) {
-      manager.turn();
-      if (++turns > 1000000) return -1;
-    }
-    return turns;
-  }
 };
 
 }  // namespace TestSupport

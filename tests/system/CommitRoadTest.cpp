@@ -1,11 +1,14 @@
 #include <gtest/gtest.h>
 
 #include "config_copy/RouteMapCopy.h"
+#include "policy_eval/MatchAsPathList.h"
+#include "tests/support/AsPathWorld.h"
 #include "tests/support/ListWorld.h"
 #include "tests/support/ScarceMemory.h"
 
 namespace {
 
+using Routing::PolicyEval::matchAsPathList;
 using Routing::PolicyEval::matchPrefixList;
 using Routing::RouteMap::PolicySymbolNotifier;
 
@@ -72,6 +75,55 @@ TEST(CommitRoadTest, FromACommitToTheConsumer) {
   world.settle();
   EXPECT_EQ(consumer.notified, 2);
   EXPECT_FALSE(symbol->status());
+}
+
+/// The same road of an AS-path list; another commit changes the engine of all lists.
+TEST(CommitRoadTest, AnAsPathListFromACommitToTheConsumer) {
+  TestSupport::AsPathWorld world;
+  world.start();
+  auto const sessions = Orb::make<Cli::Session::Manager>(
+      std::vector<Orb::Ptr<Orb::Entity>>{world.config},
+      Orb::make<Routing::RouteMap::RouteMapCopyHandlerDir>("handlers"));
+  Consumer consumer;
+  auto const commit = [&](std::vector<std::pair<std::string, std::string>> const& edits) {
+    auto const session = sessions->open("session");
+    for (auto const& [path, text] : edits) session->attributeTextIs(path, text);
+    ASSERT_TRUE(session->commit().isComplete());
+    world.settle();
+  };
+  auto const firstMatch = [&](std::vector<Orb::U32> const& path) {
+    std::string text;
+    auto const status = world.symbol("PEERS")->status();
+    return matchAsPathList(status, path, Acl::bgpIGP, text).seqno;
+  };
+  auto const entryEdits = [](std::string const& seqno, std::string const& regex) {
+    std::string const entry = "pathList['PEERS'].pathEntry[" + seqno + "].";
+    std::vector<std::pair<std::string, std::string>> edits{{entry + "userRegex", regex}};
+    for (auto const* flag : {"validDfaRegex", "validPosixRegex"}) {
+      edits.emplace_back(entry + flag, "True");
+    }
+    return edits;
+  };
+  commit(entryEdits("10", "'_65001_'"));
+  auto const symbol = world.symbol("PEERS");
+  consumer.notifierIs(symbol->symbolNotifier());
+  auto const before = symbol->status();
+  commit(entryEdits("5", "'^7_'"));
+  EXPECT_EQ(consumer.notified, 1);
+  EXPECT_EQ(world.config->pathList("PEERS")->version(), 2U);
+  EXPECT_EQ(symbol->status()->configVersion(), 2U);
+  EXPECT_EQ(firstMatch({7, 65001}), 5U);
+  EXPECT_EQ(firstMatch({8, 65001}), 10U);
+  commit({{"regexMode", "regexModePosix"}});
+  EXPECT_EQ(consumer.notified, 2);
+  EXPECT_EQ(symbol->status()->posixRegexMapSize(), 2U);
+  EXPECT_EQ(firstMatch({7, 65001}), 5U);
+  EXPECT_EQ(before->asPathEntry().size(), 1U) << "its holder keeps it as it was";
+  auto const last = sessions->open("last");
+  EXPECT_TRUE(last->attributeDel("pathList['PEERS']"));
+  ASSERT_TRUE(last->commit().isComplete());
+  EXPECT_EQ(consumer.notified, 3);
+  EXPECT_FALSE(symbol->status() || world.symbol("PEERS"));
 }
 
 /// Whatever allocation of a commit fails, the one that is repeated brings the configuration, its

@@ -60,7 +60,7 @@ class Determiniser {
   std::size_t const classes_;
   std::size_t const maxRows_;
   Budget& budget_;
-  Memory const memory_;
+  Memory memory_;
   Positions firstNumbers_;
   Answer endOfFirst_;          // what matches at the end of any path by patterns that begin there
   SequenceTable reachedKeys_;  // best, and the positions of the last number

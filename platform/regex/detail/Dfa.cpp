@@ -43,7 +43,7 @@ struct Columns {
 };
 
 Columns columnsOf(StateTable const& table, Alphabet const& alphabet) {
-  Memory const memory = table.to.get_allocator().resource();
+  auto* const memory = table.to.get_allocator().resource();
   SequenceTable columns(memory);
   std::pmr::vector<U32> merged(table.classes, memory);
   std::pmr::vector<U32> column(table.states(), memory);
@@ -65,19 +65,22 @@ Columns columnsOf(StateTable const& table, Alphabet const& alphabet) {
   return result;
 }
 
-U32 numberAt(unsigned char const* numbers, std::size_t i) noexcept {
+}  // namespace
+
+inline U32 Dfa::Numbers::operator[](std::size_t i) const noexcept {
   U32 number = 0;
-  std::memcpy(&number, numbers + i * sizeof number, sizeof number);
+  std::memcpy(&number, first + static_cast<std::ptrdiff_t>(i) * step, sizeof number);
   return number;
 }
-
-}  // namespace
 
 Dfa Dfa::compiled(std::string_view pattern) {
   Scratch scratch;
   PatternTree const tree(pattern, scratch.memory());
   PathGraph graph(kLimits, scratch.memory());
-  graph.add(PathPattern(tree), kAnyOrigin);
+  PathPattern path(tree);
+  bool const isBackward = path.isEndAnchored() && !path.isBeginAnchored();
+  if (isBackward) path.mirror();
+  graph.add(path, kAnyOrigin);
   graph.finish();
   Budget budget(kSteps);
   Alphabet const alphabet(graph.sets(), budget);
@@ -85,8 +88,13 @@ Dfa Dfa::compiled(std::string_view pattern) {
   Columns const columns = columnsOf(table, alphabet);
 
   Dfa dfa;
-  dfa.lasts_.assign(columns.lasts.begin(), columns.lasts.end());
+  dfa.isBackward_ = isBackward;
   bool const isSmall = (columns.classOf.size() + 1) * table.states() <= kSmallTable;
+  if (isSmall && columns.lasts.size() <= kFew) {
+    dfa.lasts_.assign(columns.lasts.begin(), columns.lasts.end());
+  } else {
+    dfa.intervals_ = IntervalIndex(columns.lasts);
+  }
   if (!isSmall) dfa.classOf_.assign(columns.classOf.begin(), columns.classOf.end());
   dfa.columns_ = isSmall ? columns.classOf.size() : columns.classInTable.size();
   dfa.stride_ = dfa.columns_ + 1;
@@ -117,18 +125,18 @@ Dfa Dfa::compiled(std::string_view pattern) {
 }
 
 std::size_t Dfa::bytes() const noexcept {
-  return (lasts_.size() + classOf_.size() + cells_.size()) * sizeof(U32);
+  return intervals_.bytes() + (lasts_.size() + classOf_.size() + cells_.size()) * sizeof(U32);
 }
 
 /// Each number is compared with every limit: no branch depends on it.
 template <std::size_t limits>
-U32 Dfa::walkFew(unsigned char const* numbers, std::size_t count) const noexcept {
+U32 Dfa::walkFew(Numbers numbers, std::size_t count) const noexcept {
   std::array<U32, limits> lasts{};
   std::copy_n(lasts_.begin(), limits, lasts.begin());
   U32 const* const cells = cells_.data();
   U32 at = 0;
   for (std::size_t i = 0; i < count && at < final_; ++i) {
-    U32 const number = numberAt(numbers, i);
+    U32 const number = numbers[i];
     U32 interval = 0;
     for (U32 const last : lasts) interval += number > last ? 1 : 0;
     at = cells[at + interval];
@@ -136,28 +144,30 @@ U32 Dfa::walkFew(unsigned char const* numbers, std::size_t count) const noexcept
   return at;
 }
 
-U32 Dfa::walkMany(unsigned char const* numbers, std::size_t count) const noexcept {
+U32 Dfa::walkMany(Numbers numbers, std::size_t count) const noexcept {
+  // The columns of numbers do not depend on one another: they are found some numbers ahead of the
+  // states, which do.
+  std::array<U32, 8> columns;
   U32 at = 0;
-  for (std::size_t i = 0; i < count && at < final_; ++i) {
-    U32 const number = numberAt(numbers, i);
-    // The first limit that is not less, without a branch on what is compared.
-    U32 const* base = lasts_.data();
-    std::size_t size = lasts_.size();
-    while (size > 1) {
-      std::size_t const half = size / 2;
-      base += (base[half - 1] < number ? 1 : 0) * half;
-      size -= half;
+  for (std::size_t done = 0; done < count && at < final_; done += columns.size()) {
+    std::size_t const some = std::min(count - done, columns.size());
+    for (std::size_t i = 0; i < some; ++i) {
+      std::size_t const interval = intervals_.of(numbers[done + i]);
+      columns[i] = classOf_.empty() ? static_cast<U32>(interval) : classOf_[interval];
     }
-    auto interval = static_cast<std::size_t>(base - lasts_.data()) + (*base < number ? 1 : 0);
-    at = cells_[at + (classOf_.empty() ? interval : classOf_[interval])];
+    for (std::size_t i = 0; i < some; ++i) at = cells_[at + columns[i]];
   }
   return at;
 }
 
 bool Dfa::matches(void const* numbers, std::size_t count) const noexcept {
-  auto const* const bytes = static_cast<unsigned char const*>(numbers);
+  constexpr auto kSize = static_cast<std::ptrdiff_t>(sizeof(U32));
+  Numbers bytes{static_cast<unsigned char const*>(numbers), kSize};
+  if (isBackward_ && count > 0) {
+    bytes = {bytes.first + (static_cast<std::ptrdiff_t>(count) - 1) * kSize, -kSize};
+  }
   U32 at = 0;
-  if (!classOf_.empty() || lasts_.size() > kFew) {
+  if (intervals_.bytes() != 0) {
     at = walkMany(bytes, count);
   } else {
     switch (lasts_.size()) {

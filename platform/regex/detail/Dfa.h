@@ -4,7 +4,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/orb/base/Types.h"
+#include "platform/regex/detail/IntervalIndex.h"
 
 namespace Routing::AsPath::detail {
 
@@ -14,6 +14,9 @@ namespace Routing::AsPath::detail {
 /// of intervals when there are many; a cell holds the place in the table at which the next state's
 /// row starts. The last column of a row says whether the path may end in that state. States that
 /// are never left come last, so that one comparison ends a walk early.
+///
+/// A pattern that is anchored at the path's end alone is compiled for the path read backwards: its
+/// first numbers decide then.
 class Dfa {
  public:
   /// Throws PatternFault's carrier, Refused, for a pattern that is invalid or too large.
@@ -29,16 +32,26 @@ class Dfa {
  private:
   static constexpr std::size_t kFew = 8;  // so many limits are compared with each number
 
+  /// Where the first number lies, and how many bytes further the next one.
+  struct Numbers {
+    unsigned char const* first;
+    std::ptrdiff_t step;
+    Orb::U32 operator[](std::size_t i) const noexcept;
+  };
+
   Dfa() = default;
   template <std::size_t limits>
-  Orb::U32 walkFew(unsigned char const* numbers, std::size_t count) const noexcept;
-  Orb::U32 walkMany(unsigned char const* numbers, std::size_t count) const noexcept;
+  Orb::U32 walkFew(Numbers numbers, std::size_t count) const noexcept;
+  Orb::U32 walkMany(Numbers numbers, std::size_t count) const noexcept;
 
-  std::vector<Orb::U32> lasts_;    // the last number of each interval but the last
+  std::vector<Orb::U32>
+      lasts_;                // the last number of each interval but the last, when these are few
+  IntervalIndex intervals_;  // when they are many
   std::vector<Orb::U32> classOf_;  // by interval; empty when each is a column
   std::vector<Orb::U32> cells_;
   std::size_t stride_ = 1;
   std::size_t columns_ = 0;
+  bool isBackward_ = false;
   Orb::U32 final_ = 0;  // the first place of a row that is never left
 };
 

@@ -160,7 +160,7 @@ class PathGraph::Builder {
 
   PathGraph& graph_;
   PathPattern const& pattern_;
-  Memory const memory_;
+  Memory memory_;
   std::pmr::vector<U32> setOf_;  // the graph's set, by the pattern's
 };
 

@@ -1,5 +1,7 @@
 #include "platform/regex/detail/PathPattern.h"
 
+#include <utility>
+
 #include "platform/regex/detail/Spelling.h"
 
 namespace Routing::AsPath::detail {
@@ -204,6 +206,39 @@ class PathPattern::Reader {
 PathPattern::PathPattern(PatternTree const& tree) : items_(tree.memory()), sets_(tree.memory()) {
   items_.reserve(16);
   root_ = Reader(*this, tree).choice(tree.root());
+}
+
+void PathPattern::mirror() {
+  for (Item& item : items_) {
+    if (item.kind == Kind::begin || item.kind == Kind::end) {
+      item.kind = item.kind == Kind::begin ? Kind::end : Kind::begin;
+    }
+    if (item.kind != Kind::sequence) continue;
+    NodeId reversed = kNoNode;
+    for (NodeId child = item.firstChild; child != kNoNode;) {
+      NodeId const next = std::exchange(items_[child].nextSibling, reversed);
+      reversed = std::exchange(child, next);
+    }
+    item.firstChild = reversed;
+  }
+}
+
+bool PathPattern::isBeginAnchored() const {
+  bool all = true;
+  forChildren(root_, [&](NodeId branch) {
+    all = all && items_[items_[branch].firstChild].kind == Kind::begin;
+  });
+  return all;
+}
+
+bool PathPattern::isEndAnchored() const {
+  bool all = true;
+  forChildren(root_, [&](NodeId branch) {
+    Kind last = Kind::sequence;
+    forChildren(branch, [&](NodeId child) { last = items_[child].kind; });
+    all = all && last == Kind::end;
+  });
+  return all;
 }
 
 }  // namespace Routing::AsPath::detail

@@ -36,6 +36,12 @@ class PathPattern {
   /// Throws Refused for what the DFA engine does not read, apart from its bounds of size.
   explicit PathPattern(PatternTree const& tree);
 
+  /// Makes it the pattern of the paths read backwards.
+  void mirror();
+  /// Whether each of its alternatives ends in "$"; begins with "^".
+  bool isEndAnchored() const;
+  bool isBeginAnchored() const;
+
   Item const& operator[](NodeId id) const noexcept { return items_[id]; }
   NodeId root() const noexcept { return root_; }  ///< a choice
   std::pmr::vector<NumberSet> const& sets() const noexcept { return sets_; }

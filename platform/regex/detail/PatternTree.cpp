@@ -264,7 +264,7 @@ class PatternTree::Reader {
         at_ += 2;
         last = -1;
       } else {
-        last = c;
+        last = static_cast<unsigned char>(c);
         ++at_;
       }
     }

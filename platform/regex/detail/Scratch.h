@@ -14,7 +14,7 @@ class Scratch {
   Memory memory() noexcept { return &resource_; }
 
  private:
-  alignas(std::max_align_t) std::array<std::byte, 12 * 1024> bytes_;
+  alignas(std::max_align_t) std::array<std::byte, std::size_t{12} * 1024> bytes_;
   std::pmr::monotonic_buffer_resource resource_{bytes_.data(), bytes_.size()};
 };
 

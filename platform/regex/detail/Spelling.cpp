@@ -154,9 +154,10 @@ class DigitAutomaton {
   }
 
   std::size_t stateOf(U64 next, bool isAccepting) {
-    for (std::size_t i = 0; i < states_.size(); ++i) {
-      if (states_[i].next == next && states_[i].isAccepting == isAccepting) return i;
-    }
+    auto const found = std::find_if(states_.begin(), states_.end(), [&](State const& state) {
+      return state.next == next && state.isAccepting == isAccepting;
+    });
+    if (found != states_.end()) return static_cast<std::size_t>(found - states_.begin());
     if (states_.size() == kMostStates) refuse(place_, "the spelling is too complex");
     states_.push_back({.next = next, .isAccepting = isAccepting});
     return states_.size() - 1;
@@ -164,6 +165,7 @@ class DigitAutomaton {
 
   void count() {
     stateOf(first_, false);
+    // NOLINTNEXTLINE(modernize-loop-convert): states are added meanwhile
     for (std::size_t at = 0; at < states_.size(); ++at) {
       for (unsigned digit = 0; digit < 10; ++digit) {
         U64 next = 0;
