@@ -7,6 +7,8 @@ _route_policy() {
   local command='' words='' files=0 config=0 i
   COMPREPLY=()
 
+  local lists='--ipv6 -6 --as-path -a --on-duplicate --regex-mode --notation --strict'
+
   # "--on-duplicate=WHAT" comes as three words: bash parts them at the "=". So does an edit, which is
   # not ours to complete.
   if [[ $cur == '=' ]]; then
@@ -17,7 +19,7 @@ _route_policy() {
 
   for ((i = 1; i < COMP_CWORD; ++i)); do
     case ${COMP_WORDS[i]} in
-      --on-duplicate | --config)
+      --on-duplicate | --regex-mode | --notation | --origin | --config)
         if [[ ${COMP_WORDS[i]} == --config ]]; then config=1; fi
         if [[ ${COMP_WORDS[i + 1]} == '=' ]]; then ((++i)); fi
         ((++i))
@@ -37,13 +39,20 @@ _route_policy() {
     words='file'
   elif [[ $prev == --on-duplicate ]]; then
     words='error ignore override'
+  elif [[ $prev == --regex-mode ]]; then
+    words='dfa posix'
+  elif [[ $prev == --notation ]]; then
+    words='asplain asdot'
+  elif [[ $prev == --origin ]]; then
+    words='igp egp incomplete'
   elif [[ -z $command ]]; then
     words="$commands $common --config --version -V"
     if ((config)); then words='show get set unset diff commit abort'; fi
   elif [[ $cur == -* ]]; then
     case $command in
-      show) words="$common --ipv6 -6 --on-duplicate --json --config --candidate" ;;
-      check | match | compile) words="$common --ipv6 -6 --on-duplicate --json" ;;
+      show) words="$common $lists --json --config --candidate" ;;
+      match) words="$common $lists --origin --json" ;;
+      check | compile) words="$common $lists --json" ;;
       get) words="$common --json --config --candidate" ;;
       set | unset) words="$common --config" ;;
       *) words="$common --json --config" ;;

@@ -47,15 +47,34 @@ class ROUTEPOLICY_EXPORT AsPathCliHelper : public Orb::Entity {
  public:
   ORB_ENTITY(AsPathCliHelper, "Acl::AsPathCliHelper");
 
+  /// The directory in which the command line puts source files before it imports them.
+  static Orb::String asPathListEntryLocalDir();
   /// The word for an origin on the command line; the enumerator's name where there is none.
   static Orb::String getBgpOriginCliStr(BGPOrigin origin);
+
+  /// Imports the file at `path` into the list, and leaves in `status` what became of that; see
+  /// importAsPathList() in AsPathSource.h. `isPosixMode` says which engine is in use. The activity
+  /// lock is released while the file is read.
+  static void loadAsPathListEntries(AsPathList& list, Orb::String const& path,
+                                    UrlImportDuplicateOperation onDuplicate, bool isPosixMode,
+                                    AsPathUrlLoadReturnStatus& status);
   /// Removes every entry of the list.
   static void delAsPathListEntries(AsPathList& list);
+  /// As CliHelper::copyPrefixListEntries().
+  static void copyAsPathListEntries(AsPathList const& source, AsPathList& destination);
+
+  /// As CliHelper::showPrefixList(). Entries that the engine in use does not accept are marked.
+  static Orb::String showAsPathList(AsPathList const& list, bool isPosixMode);
+
+  /// Parses one line of a source file by itself, as the first of an empty set: "Entry: ..." with
+  /// its description, also when the engine in use does not accept it, or the parser's message.
+  static Orb::String debugParseAsPathListEntry(Orb::String const& line, bool isPosixMode);
 };
 
 /// The text of a list as the command line shows it: its header, where it came from, its entries.
 /// Without the entries when its import failed.
 ROUTEPOLICY_EXPORT std::string prefixListText(PrefixList const& list);
 ROUTEPOLICY_EXPORT std::string prefixListText(Ipv6PrefixList const& list);
+ROUTEPOLICY_EXPORT std::string asPathListText(AsPathList const& list, bool isPosixMode);
 
 }  // namespace Acl

@@ -1,6 +1,5 @@
 #include "list_import/PrefixEntryParser.h"
 
-#include <cctype>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -8,6 +7,7 @@
 #include <string>
 
 #include "list_import/detail/Format.h"
+#include "list_import/detail/SourceLines.h"
 
 // The cases of a line in the order in which they are decided:
 //   1. the words; the first one must be a verdict, "seq" or "abort"
@@ -24,14 +24,12 @@ namespace Acl {
 namespace {
 
 using detail::formatted;
+using detail::isSpace;
+using detail::isWord;
 using Orb::U32;
 using Orb::U64;
 
 constexpr U32 kMaxSeqno = std::numeric_limits<U32>::max();
-
-bool isWord(char const* word, char const* expected) { return std::strcmp(word, expected) == 0; }
-
-bool isSpace(char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; }
 
 /// Whether strtoul() and the like take the number in front of `text` for a negative one.
 bool hasMinus(char const* text) {
@@ -91,15 +89,6 @@ bool readPrefix(char* word, Ipa::Ip6Prefix& prefix) {
   return true;
 }
 
-/// Cuts the line at its blanks.
-void split(char* line, std::vector<char*>& words) {
-  words.clear();
-  char* rest = nullptr;
-  for (char* word = strtok_r(line, " ", &rest); word; word = strtok_r(nullptr, " ", &rest)) {
-    words.push_back(word);
-  }
-}
-
 }  // namespace
 
 int checkPrefixLengths(U32 length, U32 ge, U32 le, U32 eq, U32 maxLength) {
@@ -113,15 +102,10 @@ int checkPrefixLengths(U32 length, U32 ge, U32 le, U32 eq, U32 maxLength) {
   return isWrong ? -1 : 0;
 }
 
-bool isEmptyLine(char const* line) {
-  while (isSpace(*line)) ++line;
-  return *line == '\0';
-}
-
 template <class Family>
 int PrefixEntryParser<Family>::parse(char* line, Orb::String& error) {
   fault_ = PrefixSourceFault::badLine;
-  split(line, words_);
+  detail::splitLine(line, words_);
   if (words_.empty()) {
     error = {};
     return -1;

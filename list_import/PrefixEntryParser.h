@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "list_import/PfxEntries.h"
+#include "list_import/SourceFile.h"
 
 /// The lines of a prefix-list source file. A line is
 ///   [seq N] permit|deny PREFIX [ge N] [le N] [eq N]
@@ -23,9 +24,6 @@ enum class PrefixSourceFault : Orb::U8 {
 /// A length of 0 is not allowed, on purpose: no file can let a default route through unseen.
 ROUTEPOLICY_EXPORT int checkPrefixLengths(Orb::U32 length, Orb::U32 ge, Orb::U32 le, Orb::U32 eq,
                                           Orb::U32 maxLength);
-
-/// Whether every character is white space.
-ROUTEPOLICY_EXPORT bool isEmptyLine(char const* line);
 
 /// Turns lines into entries of a staging set.
 template <class Family>

@@ -8,25 +8,8 @@
 /// Source files of prefix lists: reading one into a staging set, and the import into a list.
 namespace Acl {
 
-/// How the reading of a source file ended.
-struct PrefixSourceResult {
-  /// What the command line prints: "COUNT: MESSAGE" with the number of lines accepted before, or
-  /// why the file could not be read. Empty when the whole file was accepted.
-  Orb::String error;
-  /// The message alone.
-  Orb::String message;
-  /// Why it ended so; none when the whole file was accepted.
-  PrefixSourceFault fault = PrefixSourceFault::none;
-  /// The system's error number when the file could not be opened or read, else 0.
-  int errorNumber = 0;
-  /// The line of the file that was refused, counted from 1 as an editor counts; 0 when none was,
-  /// also when the file could not be read.
-  Orb::U64 line = 0;
-
-  bool isError() const noexcept { return fault != PrefixSourceFault::none; }
-  /// The file could not be opened or read.
-  bool isFileError() const noexcept { return fault == PrefixSourceFault::unreadable; }
-};
+/// Its message counts the lines from 0.
+using PrefixSourceResult = SourceResult<PrefixSourceFault>;
 
 /// A value on a line of a source file that its type does not allow: an IPv4 address with bits
 /// beyond its length. Has the type's text, and the line, counted from 1.
@@ -42,13 +25,9 @@ class ROUTEPOLICY_EXPORT PrefixSourceException : public Orb::RangeException {
   Orb::U64 line_;
 };
 
-/// Reads lines from where `source` stands to its end, or to the first that is refused. Blank lines
-/// are skipped. On purpose, since existing files are read so:
-///  - at most 511 characters are read at a time, so a longer line is several;
-///  - what was read loses its last character, the newline or not: a last line without one is cut,
-///    and so is each piece of a line that is too long;
-///  - a line ends at a NUL.
-/// Throws a PrefixSourceException for a line that the parser throws for.
+/// Reads a source file from where `source` stands; see SourceFile.h. Of a line, at most 511
+/// characters are read at a time. Throws a PrefixSourceException for a line that the parser throws
+/// for.
 template <class Family>
 PrefixSourceResult readPrefixSource(std::FILE& source, PrefixEntryParser<Family>& parser);
 

@@ -38,9 +38,14 @@ class RecordIndex {
     }
   }
 
+  /// Makes room for one more member: the next insert() takes no memory.
+  void reserveOne() {
+    if (2 * (size_ + 1) > slots_.size()) grow();
+  }
+
   /// REQUIRES: no member has the record's key.
   void insert(Orb::U32 hash, Record record) {
-    if (2 * (size_ + 1) > slots_.size()) grow();
+    reserveOne();
     put({hash, record});
     ++size_;
   }

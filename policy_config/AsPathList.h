@@ -37,6 +37,17 @@ class ROUTEPOLICY_EXPORT AsPathList : public Orb::NamedEntity {
   ORB_COLLECTION(pathEntry, Orb::OrderedValues<AsPathEntry, &AsPathEntry::seqno>);
   /// Removes the entry at which `place` stands, an iterator of pathEntry().
   void pathEntryDel(pathEntryObject::Iterator const& place) { pathEntryDel(place->seqno()); }
+  /// pathEntryIs() for each of `entries`, which has size() and forEach(visit), or for none when
+  /// there is no memory; see ValueCollection::insertEach().
+  template <class Entries>
+  void pathEntryIsEach(Entries const& entries) {
+    pathEntry_.insertEach(*this, pathEntryId_, entries);
+  }
+  /// pathEntryDelAll(), and then pathEntryIs() for each entry of another list, or nothing when
+  /// there is no memory; see ValueCollection::replace().
+  void pathEntryCopy(AsPathList const& other) {
+    pathEntry_.replace(*this, pathEntryId_, other.pathEntry_);
+  }
   /// The list's name, then ": " and its entries' descriptions, parted by blanks.
   ORB_DERIVED(toStrep, Orb::String);
   /// The URL or file that the list was imported from; empty for a list typed by hand.

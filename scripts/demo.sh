@@ -12,7 +12,7 @@ heading() { printf '\n== %s\n' "$*"; }
 run() {
   printf '\n$ route-policy'
   for word; do
-    if [[ $word == *\'* ]]; then printf ' "%s"' "$word"; else printf ' %s' "$word"; fi
+    if [[ $word == *[\'\ ]* ]]; then printf ' "%s"' "$word"; else printf ' %s' "$word"; fi
   done
   printf '\n'
   "$tool" "$@"
@@ -35,8 +35,14 @@ heading "The same for IPv6"
 run match --ipv6 bogons-ipv6.txt fe80::1 2001:db8::/32 2600::/32 2600::/64
 run match --ipv6 customer-ipv6.txt 2001:db8:1042::/48 2001:db8:10ff::/48 2001:db8:2010::/44
 
-heading "What the compiled list costs"
+heading "AS paths: private and reserved numbers are denied; the customer's are let in, with prepends"
+run check --as-path bogons-as-path.txt customer-as-path.txt
+run match --as-path bogons-as-path.txt "3356 1299 64512" "3356 65552 1299" "3356 1299"
+run match --as-path customer-as-path.txt "64500 64500 64501" "64500 64502 i" "64500 64502 ?" "64500 64999"
+
+heading "What the compiled lists cost"
 run compile bogons-ipv4.txt
+run compile --as-path bogons-as-path.txt
 
 heading "A change to a configuration: what differs, the commit, and the versions that readers follow"
 work=$(mktemp -d)

@@ -11,19 +11,45 @@ namespace {
 
 using Command = Options::Command;
 
-struct Duplicates {
+/// A word that an option takes, and what it stands for.
+template <class Value>
+struct Word {
   char const* word;
-  Acl::UrlImportDuplicateOperation operation;
+  Value value;
 };
-constexpr Duplicates kDuplicates[] = {{"error", Acl::duplicateError},
-                                      {"ignore", Acl::duplicateIgnore},
-                                      {"override", Acl::duplicateOverride}};
+constexpr Word<Acl::UrlImportDuplicateOperation> kDuplicates[] = {
+    {"error", Acl::duplicateError},
+    {"ignore", Acl::duplicateIgnore},
+    {"override", Acl::duplicateOverride}};
+constexpr Word<Acl::RegexMode> kRegexModes[] = {{"dfa", Acl::regexModeDfa},
+                                                {"posix", Acl::regexModePosix}};
+constexpr Word<Routing::AsnNotation> kNotations[] = {{"asplain", Routing::asnNotationAsplain},
+                                                     {"asdot", Routing::asnNotationAsdot}};
+constexpr Word<Acl::BGPOrigin> kOrigins[] = {
+    {"igp", Acl::bgpIGP}, {"egp", Acl::bgpEGP}, {"incomplete", Acl::bgpIncomplete}};
 
-Acl::UrlImportDuplicateOperation duplicatesOf(std::string const& word) {
-  for (auto const& known : kDuplicates) {
-    if (word == known.word) return known.operation;
+template <class Value, std::size_t count>
+Value valueOf(char const* option, Word<Value> const (&words)[count], std::string const& word) {
+  std::string known;
+  for (std::size_t i = 0; i < count; ++i) {
+    if (word == words[i].word) return words[i].value;
+    known.append(i == 0 ? "" : i + 1 < count ? ", " : " or ").append(words[i].word);
   }
-  throw CLI::ValidationError("--on-duplicate", word + " is not error, ignore or override");
+  throw CLI::ValidationError(option, word + " is not " + known);
+}
+
+/// An option that takes one of some words; `isGiven` is set with it.
+template <class Value, std::size_t count>
+void addWordOption(CLI::App& sub, char const* option, Word<Value> const (&words)[count],
+                   Value& value, bool& isGiven, char const* help) {
+  sub.add_option_function<std::string>(
+         option,
+         [option, &words, &value, &isGiven](std::string const& word) {
+           value = valueOf(option, words, word);
+           isGiven = true;
+         },
+         help)
+      ->type_name("WHAT");
 }
 
 constexpr char kCommands[] = "check, show, match, compile, get, set, unset, diff, commit or abort";
@@ -31,6 +57,7 @@ constexpr char kCommands[] = "check, show, match, compile, get, set, unset, diff
 /// What of a command line is checked once all of it is read.
 struct Given {
   bool onDuplicate = false;
+  bool ofAsPaths = false;          // an option that is for AS-path lists alone
   std::vector<std::string> files;  // of show: names, with a configuration
 };
 
@@ -52,14 +79,14 @@ CLI::App& addListCommand(CLI::App& app, Options& options, Given& given, Command 
                          char const* json) {
   CLI::App& sub = addCommand(app, options, command, name, description, end, json);
   sub.add_flag("-6,--ipv6", options.ipv6, HelpText::kIpv6);
-  sub.add_option_function<std::string>(
-         "--on-duplicate",
-         [&](std::string const& word) {
-           options.onDuplicate = duplicatesOf(word);
-           given.onDuplicate = true;
-         },
-         HelpText::kOnDuplicate)
-      ->type_name("WHAT");
+  sub.add_flag("-a,--as-path", options.asPath, HelpText::kAsPath);
+  addWordOption(sub, "--regex-mode", kRegexModes, options.regexMode, given.ofAsPaths,
+                HelpText::kRegexMode);
+  addWordOption(sub, "--notation", kNotations, options.notation, given.ofAsPaths,
+                HelpText::kNotation);
+  addWordOption(sub, "--on-duplicate", kDuplicates, options.onDuplicate, given.onDuplicate,
+                HelpText::kOnDuplicate);
+  sub.add_flag("--strict", options.strict, HelpText::kStrict);
   return sub;
 }
 
@@ -92,7 +119,8 @@ void addListCommands(CLI::App& app, Options& options, Given& given) {
   CLI::App& match = addListCommand(app, options, given, Command::match, "match", HelpText::kMatch,
                                    HelpText::kMatchEnd, HelpText::kJson);
   addFile(match, options);
-  match.add_option("PREFIX", options.prefixes, HelpText::kPrefixes)->type_name("");
+  match.add_option("PREFIX|PATH", options.asked, HelpText::kAsked)->type_name("");
+  addWordOption(match, "--origin", kOrigins, options.origin, given.ofAsPaths, HelpText::kOrigin);
   addFile(addListCommand(app, options, given, Command::compile, "compile", HelpText::kCompile,
                          HelpText::kCompileEnd, HelpText::kShowJson),
           options);
@@ -132,10 +160,11 @@ std::string problemOf(Options& options, Given& given, std::string const& command
   if (options.config == kStandardInput) return "a configuration cannot be standard input";
   if (hasConfig && isOnLists && !isShow) return command + " works on list files, not on --config";
   if (!hasConfig && !isOnLists) return command + " works on a configuration: --config is required";
+  if (options.ipv6 && options.asPath) return "a list is an IPv6 one or an AS-path list, not both";
   if (isShow && hasConfig) {
     options.words = std::move(given.files);
-    if (options.ipv6 || given.onDuplicate) {
-      return "--ipv6 and --on-duplicate go with a list file, not with --config";
+    if (options.ipv6 || options.asPath || options.strict || given.onDuplicate || given.ofAsPaths) {
+      return "options of list files do not go with --config";
     }
   } else if (isShow) {
     if (options.candidate) return "--candidate goes with --config";
@@ -143,9 +172,14 @@ std::string problemOf(Options& options, Given& given, std::string const& command
     if (given.files.size() > 1) return "one list file is shown at a time: " + given.files[1];
     options.files = std::move(given.files);
   }
-  bool const isInputFile = options.command == Command::match && options.prefixes.empty() &&
+  if (given.ofAsPaths && !options.asPath) {
+    return "--regex-mode, --notation and --origin are for AS-path lists: --as-path is missing";
+  }
+  bool const isInputFile = options.command == Command::match && options.asked.empty() &&
                            options.files.front() == kStandardInput;
-  return isInputFile ? "standard input cannot be both the list and the prefixes" : "";
+  return isInputFile ? std::string("standard input cannot be both the list and the ") +
+                           (options.asPath ? "paths" : "prefixes")
+                     : "";
 }
 
 /// The help of the command that was named, or else of the program.

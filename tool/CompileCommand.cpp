@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <cstdio>
 #include <nlohmann/json.hpp>
+#include <optional>
 
-#include "policy_status/PrefixListEntryData.h"
 #include "tool/Commands.h"
 #include "tool/Compiler.h"
-#include "tool/ListFile.h"
+#include "tool/ListKind.h"
 #include "tool/Progress.h"
 
 namespace Tool {
@@ -18,13 +18,15 @@ using Json = nlohmann::ordered_json;
 
 struct Cost {
   std::size_t entries = 0;
+  double atOnce = 0;  // seconds, before the first slice; where a kind compiles so
   std::size_t slices = 0;
-  double longestSlice = 0;  // seconds
-  double time = 0;          // seconds, of all slices
-  std::size_t bytes = 0;
+  double longestSlice = 0;           // seconds
+  double time = 0;                   // seconds, of all slices
+  std::optional<std::size_t> bytes;  // none where nobody knows
 
   double perEntry(double sum) const noexcept { return sum / static_cast<double>(entries); }
-  double bytesPerEntry() const noexcept { return perEntry(static_cast<double>(bytes)); }
+  double timePerEntry() const noexcept { return perEntry(atOnce + time); }
+  double bytesPerEntry() const noexcept { return perEntry(static_cast<double>(*bytes)); }
 };
 
 /// Bytes handed out by the allocator; 0 where it does not say.
@@ -37,75 +39,80 @@ std::size_t heapInUse() {
 #endif
 }
 
-/// The size of the compiled list where the allocator does not say what it handed out.
-std::size_t bytesHeld(Routing::RouteMap::PrefixListStatus const& status, std::size_t entries) {
-  return status.trie()->memory() + entries * sizeof(Routing::RouteMap::PrefixListEntryData);
-}
-
-template <class Family>
-Cost compileList(ListFile<Family> const& file, Console& console) {
-  auto const& entries = Family::entries(*file.list);
+template <class Kind>
+Cost compileList(Compiler<Kind>& compiler, typename Kind::List const& list, Console& console) {
+  auto const& entries = Kind::entries(list);
   Cost cost;
   cost.entries = entries.size();
-  Compiler<Family> compiler(file.config, file.list);
+  if (Kind::kCompilesAtOnce) cost.atOnce = compiler.atOnce();
   Progress progress(cost.entries, console);
   auto at = entries.begin();
   std::size_t done = 0;
-  std::size_t const heapBefore = heapInUse();
   while (!compiler.isDone()) {
     double const slice = compiler.slice();
     ++cost.slices;
     cost.time += slice;
     cost.longestSlice = std::max(cost.longestSlice, slice);
     if (!progress.isDue(cost.time) || compiler.isDone()) continue;
-    for (; at != entries.end() && at->seqno() < compiler.bookmark(); ++at) ++done;
+    Orb::U32 const bookmark = Kind::bookmark(*compiler.reactor());
+    for (; at != entries.end() && at->seqno() < bookmark; ++at) ++done;
     progress.show(done, cost.time);
   }
-  std::size_t const heapAfter = heapInUse();
-  cost.bytes =
-      heapAfter > heapBefore ? heapAfter - heapBefore : bytesHeld(*compiler.status(), cost.entries);
   return cost;
 }
 
-void writeText(Cost const& cost, std::string& out) {
-  char text[256];
-  int const length = std::snprintf(text, sizeof text,
-                                   "entries          %zu\n"
-                                   "slices           %zu\n"
-                                   "longest slice    %.3f ms\n"
-                                   "time per entry   %.0f ns\n"
-                                   "bytes per entry  %.0f\n",
-                                   cost.entries, cost.slices, cost.longestSlice * 1e3,
-                                   cost.perEntry(cost.time) * 1e9, cost.bytesPerEntry());
+template <class... Values>
+void appendLine(std::string& out, char const* format, Values... values) {
+  char text[128];
+  int const length = std::snprintf(text, sizeof text, format, values...);
   out.append(text, static_cast<std::size_t>(length));
 }
 
-Json jsonOf(std::string const& file, Cost const& cost) {
-  return {{"file", file},
-          {"entries", cost.entries},
-          {"slices", cost.slices},
-          {"longestSliceSeconds", cost.longestSlice},
-          {"secondsPerEntry", cost.perEntry(cost.time)},
-          {"bytesPerEntry", cost.bytesPerEntry()}};
+template <class Kind>
+void writeText(Cost const& cost, typename Kind::Status const& status, std::string& out) {
+  appendLine(out, "entries          %zu\n", cost.entries);
+  if (Kind::kCompilesAtOnce) appendLine(out, "at once          %.3f ms\n", cost.atOnce * 1e3);
+  appendLine(out, "slices           %zu\n", cost.slices);
+  appendLine(out, "longest slice    %.3f ms\n", cost.longestSlice * 1e3);
+  appendLine(out, "time per entry   %.0f ns\n", cost.timePerEntry() * 1e9);
+  if (cost.bytes) appendLine(out, "bytes per entry  %.0f\n", cost.bytesPerEntry());
+  Kind::describe(status, out);
 }
 
-template <class Family>
-void compileFile(Options const& options, Console& console) {
-  auto const file = readListFile<Family>(options.files.front(), options.onDuplicate, console);
-  if (file.fault) return;
-  Cost const cost = compileList(file, console);
-  if (options.json) return console.jsonLine(jsonOf(options.files.front(), cost));
-  writeText(cost, console.text());
+template <class Kind>
+Json jsonOf(std::string const& file, Cost const& cost, typename Kind::Status const& status) {
+  Json json = {{"file", file}, {"entries", cost.entries}};
+  if (Kind::kCompilesAtOnce) json["atOnceSeconds"] = cost.atOnce;
+  json["slices"] = cost.slices;
+  json["longestSliceSeconds"] = cost.longestSlice;
+  json["secondsPerEntry"] = cost.timePerEntry();
+  if (cost.bytes) json["bytesPerEntry"] = cost.bytesPerEntry();
+  Kind::describe(status, json);
+  return json;
+}
+
+template <class Kind>
+void compileFile(Kind const& kind, Options const& options, Console& console) {
+  ListFile<Kind> const file = readListFile(kind, options.files.front(), options, console);
+  if (!file.isOfUse()) return;
+  std::size_t heapBefore = heapInUse();
+  Compiler<Kind> compiler(kind, file);
+  if (!Kind::kCompilesAtOnce) heapBefore = heapInUse();  // the list alone, without the machine
+  Cost cost = compileList(compiler, *file.list, console);
+  std::size_t const heapAfter = heapInUse();
+  auto const status = compiler.status();
+  cost.bytes =
+      heapAfter > heapBefore ? heapAfter - heapBefore : Kind::bytesHeld(*status, cost.entries);
+  if (options.json) {
+    return console.jsonLine(jsonOf<Kind>(options.files.front(), cost, *status));
+  }
+  writeText<Kind>(cost, *status, console.text());
 }
 
 }  // namespace
 
 void compile(Options const& options, Console& console) {
-  if (options.ipv6) {
-    compileFile<Acl::Ipv6Family>(options, console);
-  } else {
-    compileFile<Acl::Ipv4Family>(options, console);
-  }
+  withKind(options, [&](auto const& kind) { compileFile(kind, options, console); });
 }
 
 }  // namespace Tool

@@ -1,42 +1,45 @@
 #pragma once
 
 #include "platform/orb/loop/Activity.h"
-#include "policy_sm/RouteMapSm.h"
-#include "policy_status/RouteMapStatusImpl.h"
+#include "tool/ListFile.h"
 
 namespace Tool {
 
 /// Compiles a configured list as the routing process does: a state machine on the configuration,
 /// on an event loop of its own.
-template <class Family>
+template <class Kind>
 class Compiler {
  public:
-  using List = typename Family::List;
+  using ListSm = typename Kind::Machine::ListSm;
 
-  /// `config` holds the list. The compiling has begun, but no slice was done.
-  Compiler(Orb::Ptr<Acl::AclListConfig const> const& config, Orb::Ptr<List const> list);
+  /// The compiling has begun, but no slice was done.
+  Compiler(Kind const& kind, ListFile<Kind> const& file) : name_(file.list->name()) {
+    double const start = manager_.clock()->now();
+    machine_ = kind.machineOn(file.config);
+    atOnce_ = manager_.clock()->now() - start;
+  }
 
-  bool isDone() const;
+  bool isDone() const { return !reactor()->isBuilding(); }
   /// One turn of the event loop, which does one time slice; returns the seconds that it took.
-  double slice();
-  /// The sequence number at which the next slice goes on.
-  Orb::U32 bookmark() const { return reactor()->bookmark(); }
-  /// The compiled list; what it holds before isDone() is empty.
-  Orb::Ptr<Routing::RouteMap::PrefixListStatus const> const& status() const;
+  double slice() {
+    double const start = manager_.clock()->now();
+    manager_.turn();
+    return manager_.clock()->now() - start;
+  }
+  /// The seconds that the machine took at first.
+  double atOnce() const noexcept { return atOnce_; }
+  Orb::Ptr<ListSm> reactor() const { return machine_->listSm(name_); }
+  /// The compiled list; what it holds before isDone() is not all.
+  Orb::Ptr<typename Kind::Status const> status() const {
+    return machine_->allSymbol()->symbol(name_)->status();
+  }
 
  private:
-  Orb::Ptr<Routing::RouteMap::PrefixListReactor<Family>> reactor() const;
-
-  Orb::Ptr<List const> const list_;
+  Orb::Name const name_;
   Orb::ActivityManager manager_;
   Orb::ActivityManager::Scope const scope_{manager_};
-  Orb::Ptr<Routing::RouteMap::AllPrefixListSymbol> const symbols_ =
-      Routing::RouteMap::allPrefixListSymbolFactory();
-  Orb::Ptr<Routing::RouteMap::MachineOf<Family>> machine_;
-  Orb::Ptr<Routing::RouteMap::PrefixListSymbol> symbol_;
+  Orb::Ptr<typename Kind::Machine> machine_;
+  double atOnce_ = 0;
 };
-
-extern template class Compiler<Acl::Ipv4Family>;
-extern template class Compiler<Acl::Ipv6Family>;
 
 }  // namespace Tool

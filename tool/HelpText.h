@@ -5,17 +5,24 @@
 namespace Tool::HelpText {
 
 inline constexpr char kProgram[] =
-    "Checks, shows, matches and compiles prefix lists, and edits a configuration of lists and "
-    "route\n"
-    "maps, with no router at hand.";
+    "Checks, shows, matches and compiles prefix lists and AS-path lists, and edits a "
+    "configuration\n"
+    "of lists and route maps, with no router at hand.";
 
-inline constexpr char kProgramEnd[] = R"(A list file has one entry a line:
+inline constexpr char kProgramEnd[] = R"(A prefix-list file has one entry a line:
   [seq NUMBER] permit|deny PREFIX [ge LENGTH] [le LENGTH] [eq LENGTH]
   seq 10 deny 10.0.0.0/8 le 32    10.0.0.0/8 and all inside it
   seq 20 permit 192.0.2.0/24      this prefix and no other
   seq 30 permit 128.0.0.0/1 ge 8 le 24
 The entry of the lowest number that matches decides. Words are parted by blanks. There are no
 comments, and an entry for length 0 is refused. Lines without "seq" are numbered 0, 1, 2 and so on.
+
+So has an AS-path file, with a pattern over AS paths; --as-path says that a file is one:
+  permit|deny PATTERN [any|igp|egp|incomplete]
+  deny _64512_                    AS 64512 anywhere in the path
+  permit ^65001(_65001)*$         AS 65001 alone, with prepends
+  permit _65001$ igp              routes that originate in 65001, of origin IGP
+Its lines are numbered 1, 2, 3 and so on.
 
 A configuration has one attribute a line, and comments behind "#":
   prefixList['CUSTOMER']
@@ -28,14 +35,15 @@ Examples:
   route-policy match bogons-ipv4.txt 10.1.0.0/16 8.8.8.8
   route-policy match --json bogons-ipv4.txt < table.txt
   route-policy compile bogons-ipv4.txt
+  route-policy match --as-path as-paths.txt "65001 65002 64512"
   route-policy --config border.conf set "routeMap['CUSTOMER-IN'].mapEntry[20].localPref=250"
   route-policy --config border.conf diff
   route-policy --config border.conf commit
 
 Exit status:
   0  done, and nothing was found wrong
-  1  a list has an error or is empty, a prefix is not one, a configuration or an edit of it is
-     refused, or a commit failed
+  1  a list has an error or is empty, a prefix or path is not one, a configuration or an edit of
+     it is refused, or a commit failed; with --strict, a list has a warning
   2  wrong usage, a file that cannot be read or written, output that cannot be written, or not
      enough memory
 
@@ -44,15 +52,22 @@ Exit status:
 inline constexpr char kCheck[] = "import files and report what is refused";
 inline constexpr char kCheckEnd[] =
     R"(Imports each file and prints what it holds. An error reads "FILE:LINE: what is wrong" and ends the
-import of that file; the other files are still checked. An empty list is an error.
+import of that file; the other files are still checked. An empty list is an error. Below a pattern
+that is refused stand the place and the reason, of each engine that refuses it:
+  paths.txt:3: Invalid AS PATH regular expression 6451[2-9
+      6451[2-9
+          ^ both engines: a [ without its ]
+A pattern that the other engine alone accepts is a warning: its entry matches nothing.
 
-Example:
-  route-policy check bogons-ipv4.txt customer-ipv4.txt)";
+Examples:
+  route-policy check bogons-ipv4.txt customer-ipv4.txt
+  route-policy check --as-path --regex-mode posix --strict as-paths.txt)";
 
 inline constexpr char kShow[] = "print a list, or route maps, for the eye";
 inline constexpr char kShowEnd[] =
     R"(Prints the entries of a list file in ascending sequence number, as the router shows them. The list
-is named after the file. Without its first line, the output is a list file again.
+is named after the file. Without its first line, the output is a list file again. "#" marks the
+entries of an AS-path list that match nothing.
 
 With --config, prints the lists, route maps and peer filters of these names, or all: of prefix lists
 the same form, of the rest what is not at its default.
@@ -61,7 +76,7 @@ Examples:
   route-policy show --on-duplicate override customer-ipv4.txt
   route-policy --config border.conf show CUSTOMER-IN)";
 
-inline constexpr char kMatch[] = "show which entry decides about prefixes";
+inline constexpr char kMatch[] = "show which entry decides about prefixes or AS paths";
 inline constexpr char kMatchEnd[] =
     R"(Prefixes are arguments or, when there are none, lines of standard input. Each answer is a line of
 fields parted by tabs: the prefix, the verdict ("permit", "deny" or "no match"), and the entry that
@@ -71,15 +86,22 @@ An address without a length is a host route: /32, or /128 with --ipv6. What is n
 reported on standard error, and the others are still answered. The verdict does not change the
 exit status: it is 0 when every prefix was answered.
 
+With --as-path, AS paths are asked: their numbers, in asplain or asdot, from the neighbour's to the
+origin's. An argument, or a line of standard input, is one path; a blank one is the empty path. What
+a router shows behind a path is its origin: i (IGP), e (EGP) or ? (incomplete).
+  65001 64512     deny    seq 3 deny _64512_ any
+
 Examples:
   route-policy match bogons-ipv4.txt 10.1.0.0/16
+  route-policy match --as-path as-paths.txt "65001 65002.7 3356" "65001 ?"
   route-policy match bogons-ipv4.txt < table.txt | grep permit)";
 
 inline constexpr char kCompile[] = "compile a list and print what that costs";
 inline constexpr char kCompileEnd[] =
     R"(Compiles the list as the routing process does, in time slices of its event loop. Prints the number
 of entries and of slices, the longest slice, and the time and memory that the compiled form takes
-per entry.
+per entry. Of an AS-path list, each pattern is compiled at once, and in slices all of them into one
+automaton, unless that is too large.
 
 Example:
   route-policy compile bogons-ipv4.txt)";
@@ -157,12 +179,20 @@ inline constexpr char kFileOrNames[] =
     "a list file; - is standard input. With --config names, none = all";
 inline constexpr char kFile[] = "a list file; - is standard input";
 inline constexpr char kFiles[] = "list files; - is standard input";
-inline constexpr char kPrefixes[] = "prefixes or addresses to match";
+inline constexpr char kAsked[] = "what to match: prefixes or addresses, or AS paths";
 inline constexpr char kIpv6[] = "the list is an IPv6 one";
+inline constexpr char kAsPath[] = "the list is an AS-path list";
+inline constexpr char kRegexMode[] =
+    "the engine that reads the patterns: dfa (the default) or posix";
+inline constexpr char kNotation[] = "how AS numbers are written: asplain (the default) or asdot";
+inline constexpr char kOrigin[] =
+    "the origin of routes that do not say theirs: igp (the default),\n"
+    "egp or incomplete";
 inline constexpr char kOnDuplicate[] =
-    "a line that repeats the prefix and lengths of an earlier one is\n"
-    "refused (error, the default), skipped (ignore), or takes the\n"
-    "earlier one's place (override)";
+    "a line that repeats the prefix and lengths, or the pattern, of\n"
+    "an earlier one is refused (error, the default), skipped\n"
+    "(ignore), or takes the earlier one's place (override)";
+inline constexpr char kStrict[] = "a list with a warning is refused";
 inline constexpr char kJson[] = "answer in JSON, one object a line";
 inline constexpr char kShowJson[] = "answer in JSON, one object";
 inline constexpr char kHelp[] = "print this help and exit";

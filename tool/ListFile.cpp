@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
+#include <nlohmann/json.hpp>
 
-#include "list_import/PrefixSource.h"
 #include "platform/orb/loop/ActivityLock.h"
 #include "tool/ListSource.h"
 #include "tool/RegularFile.h"
@@ -29,82 +29,73 @@ Orb::Name listNameOf(std::string const& file) {
   return name;
 }
 
-Orb::Ptr<Acl::PrefixList> newList(Acl::AclListConfig& config, Acl::Ipv4Family,
-                                  Orb::Name const& name) {
-  return config.prefixListIs(name);
-}
-Orb::Ptr<Acl::Ipv6PrefixList> newList(Acl::AclListConfig& config, Acl::Ipv6Family,
-                                      Orb::Name const& name) {
-  return config.ipv6PrefixListIs(name);
-}
-
-ListFault faultOf(Acl::PrefixSourceResult const& result, bool isIpv6) {
-  std::string message = result.message.str();
-  if (result.fault == Acl::PrefixSourceFault::otherFamily) {
-    message += isIpv6 ? " (not an IPv6 prefix)" : " (IPv6 needs --ipv6)";
-  }
-  return {message, result.line, false};
-}
-
 ListFault unreadable(int error) { return {kRead + std::string(std::strerror(error)), 0, true}; }
 
-/// Reads the source into the list, as an import does; why it was refused.
-template <class Family>
-std::optional<ListFault> import(ListSource& source, typename Family::List& list,
-                                Acl::UrlImportDuplicateOperation onDuplicate) {
-  if (!source.stream()) return unreadable(source.error());
-  Acl::PfxEntries<Family> entries;
-  Acl::PrefixEntryParser<Family> parser(entries, onDuplicate);
-  auto const result = Acl::readPrefixSource(*source.stream(), parser);
-  if (source.lineWithNul() != 0) {
-    return ListFault{"a NUL character: an import does not read what stands behind it in its line",
-                     source.lineWithNul()};
+void report(std::string const& file, ListFindings const& findings, Console& console) {
+  auto const show = [&](PatternFaults const& pattern) {
+    if (!pattern.empty()) console.paint(pattern.text());
+  };
+  for (ListFault const& warning : findings.warnings) {
+    console.warning(placeOf(file, warning.line), warning.message);
+    show(warning.pattern);
   }
-  if (result.isFileError()) return unreadable(source.error());
-  if (result.isError()) return faultOf(result, Family::kFamily == Ipa::ipv6);
-  entries.forEach([&](typename Family::Entry const& entry) { Family::entryIs(list, entry); });
-  if (entries.size() == 0) return ListFault{"the list is empty: no line has an entry"};
-  return std::nullopt;
-}
-
-void report(std::string const& file, bool isLastLineCut, std::optional<ListFault> const& fault,
-            Console& console) {
-  if (isLastLineCut) {
-    console.warning(placeOf(file),
-                    "the last line does not end in a newline, so its last character is not read");
+  if (findings.moreWarnings != 0) {
+    console.warning(placeOf(file), std::to_string(findings.moreWarnings) + " more such lines");
   }
-  if (!fault) return;
-  if (fault->isUnreadable) {
-    console.failure(placeOf(file), fault->message);
+  if (!findings.fault) return;
+  ListFault const& fault = *findings.fault;
+  if (fault.isUnreadable) {
+    console.failure(placeOf(file), fault.message);
   } else {
-    console.finding(placeOf(file, fault->line), fault->message);
+    console.finding(placeOf(file, fault.line), fault.message);
   }
+  show(fault.pattern);
 }
 
 }  // namespace
 
-template <class Family>
-ListFile<Family> readListFile(std::string const& file, Acl::UrlImportDuplicateOperation onDuplicate,
-                              Console& console) {
-  console.workOn(file == kStandardInput ? kStandardInputPlace : file);
-  Orb::ActivityLockAnchor const locked;
-  ListFile<Family> read;
-  read.config = Orb::make<Acl::AclListConfig>("route-policy");
-  read.list = newList(*read.config, Family(), listNameOf(file));
-  ListSource source(file);
-  try {
-    read.fault = import <Family>(source, *read.list, onDuplicate);
-  } catch (Acl::PrefixSourceException const& error) {
-    read.fault = ListFault{std::string(error.what()) + " (the address has bits beyond its length)",
-                           error.line()};
+void ListFindings::addWarningsTo(nlohmann::ordered_json& json) const {
+  if (!hasWarnings()) return;
+  auto& list = json["warnings"] = nlohmann::ordered_json::array();
+  for (ListFault const& warning : warnings) {
+    nlohmann::ordered_json one;
+    if (warning.line != 0) one["line"] = warning.line;
+    one["warning"] = warning.message;
+    if (!warning.pattern.empty()) warning.pattern.addTo(one);
+    list.push_back(std::move(one));
   }
-  report(file, source.isLastLineCut(), read.fault, console);
-  return read;
+  if (moreWarnings != 0) json["moreWarnings"] = moreWarnings;
 }
 
-template ListFile<Acl::Ipv4Family> readListFile(std::string const&,
-                                                Acl::UrlImportDuplicateOperation, Console&);
-template ListFile<Acl::Ipv6Family> readListFile(std::string const&,
-                                                Acl::UrlImportDuplicateOperation, Console&);
+ListFindings readListFile(
+    std::string const& file, Options const& options, Console& console,
+    Orb::FunctionRef<ListFindings(std::FILE& source, Orb::Name const& name)> import) {
+  console.workOn(file == kStandardInput ? kStandardInputPlace : file);
+  Orb::ActivityLockAnchor const locked;
+  ListSource source(file);
+  ListFindings findings;
+  if (source.stream()) {
+    findings = import(*source.stream(), listNameOf(file));
+    if (source.lineWithNul() != 0) {
+      findings.fault =
+          ListFault{"a NUL character: an import does not read what stands behind it in its line",
+                    source.lineWithNul()};
+    } else if (findings.fault && findings.fault->isUnreadable) {
+      findings.fault = unreadable(source.error());
+    }
+  } else {
+    findings.fault = unreadable(source.error());
+  }
+  if (source.isLastLineCut()) {
+    findings.warnings.insert(
+        findings.warnings.begin(),
+        ListFault{"the last line does not end in a newline, so its last character is not read"});
+  }
+  if (options.strict && findings.hasWarnings() && !findings.fault) {
+    findings.fault = ListFault{"a warning is an error with --strict"};
+  }
+  report(file, findings, console);
+  return findings;
+}
 
 }  // namespace Tool

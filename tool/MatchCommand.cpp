@@ -1,19 +1,17 @@
 #include <cstring>
 #include <nlohmann/json.hpp>
 
-#include "policy_eval/MatchPrefixList.h"
+#include "platform/orb/base/Error.h"
 #include "tool/Commands.h"
 #include "tool/Compiler.h"
-#include "tool/EntryText.h"
 #include "tool/LineReader.h"
-#include "tool/ListFile.h"
+#include "tool/ListKind.h"
 
 namespace Tool {
 
 namespace {
 
 using Json = nlohmann::ordered_json;
-using Routing::PolicyEval::PrefixListMatch;
 
 constexpr char kBlanks[] = " \t\r\v\f";
 
@@ -23,108 +21,94 @@ std::string_view trimmed(std::string_view text) {
   return text.substr(begin, text.find_last_not_of(kBlanks) + 1 - begin);
 }
 
-/// Answers prefixes, one at a time.
-template <class Family>
-class Matcher {
+/// Answers what is asked of a list: prefixes, or paths, one at a time.
+template <class Kind>
+class Answers {
  public:
-  Matcher(ListFile<Family> const& file, bool isJson, Console& console)
-      : entries_(*file.list), status_(compiled(file)), isJson_(isJson), console_(console) {}
+  Answers(Kind const& kind, ListFile<Kind> const& file, bool isJson, Console& console)
+      : matcher_(kind, *file.list, compiled(kind, file)), isJson_(isJson), console_(console) {}
 
-  /// `place` and `number` say where the text stands, for the message when it is not a prefix.
-  void answer(std::string_view text, char const* place, std::size_t number) {
+  /// `place` and `number` say where the text stands, for the message when it cannot be read.
+  void answer(std::string_view text, std::string const& place, std::size_t number) {
     try {
-      Prefix const prefix = read(text);
-      auto const match = Routing::PolicyEval::matchPrefixList(status_, prefix);
+      matcher_.read(text);
       if (isJson_) {
-        answerJson(prefix, match);
+        answerJson();
       } else {
-        answerText(prefix, match);
+        answerText();
       }
       console_.lineDone();
     } catch (Orb::ParseException const& error) {
       console_.finding(place + std::to_string(number), error.what());
-      if (isJson_) console_.jsonLine({{"prefix", text}, {"error", error.what()}});
+      if (isJson_) console_.jsonLine({{Kind::Matcher::kAsked, text}, {"error", error.what()}});
     }
   }
 
  private:
-  using Prefix = typename Family::Prefix;
-  using Address = decltype(Prefix().address());
-
-  static Orb::Ptr<Routing::RouteMap::PrefixListStatus const> compiled(
-      ListFile<Family> const& file) {
-    Compiler<Family> compiler(file.config, file.list);
+  static auto compiled(Kind const& kind, ListFile<Kind> const& file) {
+    Compiler<Kind> compiler(kind, file);
     while (!compiler.isDone()) compiler.slice();
     return compiler.status();
   }
 
-  /// A prefix, or an address as the host route to it. Throws an Orb::ParseException.
-  static Prefix read(std::string_view text) {
-    if (text.find('/') != text.npos) return Prefix::parse(text);
-    return Prefix(std::decay_t<Address>::parse(text), Prefix::kMaxLength);
-  }
-
-  static char const* verdictOf(PrefixListMatch const& match) {
-    if (match.outcome != PrefixListMatch::Outcome::match) return "no match";
-    return match.isPermit ? "permit" : "deny";
-  }
-
-  void answerText(Prefix const& prefix, PrefixListMatch const& match) {
+  void answerText() {
     std::string& out = console_.text();
-    prefix.appendTo(out);
-    out.append("\t").append(verdictOf(match));
-    if (match.entry) out.append("\t").append(entries_.of(match.seqno));
+    matcher_.appendAsked(out);
+    MatchAnswer const answer = matcher_.answer();
+    out.append("\t").append(answer.verdict);
+    if (answer.isMatch) out.append("\t").append(answer.entry);
     out += '\n';
   }
 
-  void answerJson(Prefix const& prefix, PrefixListMatch const& match) {
-    Json json = {{"prefix", prefix.toString()}, {"verdict", verdictOf(match)}};
-    if (match.entry) {
-      json["seqno"] = match.seqno;
-      json["entry"] = entries_.of(match.seqno);
+  void answerJson() {
+    std::string asked;
+    matcher_.appendAsked(asked);
+    MatchAnswer const answer = matcher_.answer();
+    Json json = {{Kind::Matcher::kAsked, asked}, {"verdict", answer.verdict}};
+    if (answer.isMatch) {
+      json["seqno"] = answer.seqno;
+      json["entry"] = answer.entry;
     }
     console_.jsonLine(json);
   }
 
-  EntryText const entries_;
-  Orb::Ptr<Routing::RouteMap::PrefixListStatus const> const status_;
+  typename Kind::Matcher matcher_;
   bool const isJson_;
   Console& console_;
 };
 
-template <class Family>
-void answerInput(Matcher<Family>& matcher, Console& console) {
+template <class Kind>
+void answerInput(Answers<Kind>& answers, Console& console) {
   LineReader input(STDIN_FILENO);
   std::string_view line;
   // The other side may wait for an answer before it asks on: nothing is held back while we wait.
   while (input.isReady() || (console.flush(), true)) {
     if (!input.next(line)) break;
     std::string_view const text = trimmed(line);
-    if (!text.empty()) matcher.answer(text, "<stdin>:", input.number());
+    if (!text.empty() || Kind::Matcher::kIsBlankAsked) {
+      answers.answer(text, "<stdin>:", input.number());
+    }
   }
   if (int const error = input.error()) {
     console.failure("<stdin>", std::string("cannot be read: ") + std::strerror(error));
   }
 }
 
-template <class Family>
-void matchFile(Options const& options, Console& console) {
-  auto const file = readListFile<Family>(options.files.front(), options.onDuplicate, console);
-  if (file.fault) return;
-  Matcher<Family> matcher(file, options.json, console);
-  if (options.prefixes.empty()) return answerInput(matcher, console);
+template <class Kind>
+void matchFile(Kind const& kind, Options const& options, Console& console) {
+  auto const file = readListFile(kind, options.files.front(), options, console);
+  if (!file.isOfUse()) return;
+  Answers<Kind> answers(kind, file, options.json, console);
+  if (options.asked.empty()) return answerInput(answers, console);
   std::size_t number = 0;
-  for (std::string const& text : options.prefixes) matcher.answer(text, "prefix ", ++number);
+  std::string const place = std::string(Kind::Matcher::kAsked).append(" ");
+  for (std::string const& text : options.asked) answers.answer(text, place, ++number);
 }
 
 }  // namespace
 
 void match(Options const& options, Console& console) {
-  if (options.ipv6) {
-    matchFile<Acl::Ipv6Family>(options, console);
-  } else {
-    matchFile<Acl::Ipv4Family>(options, console);
-  }
+  withKind(options, [&](auto const& kind) { matchFile(kind, options, console); });
 }
 
 }  // namespace Tool

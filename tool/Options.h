@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "policy_config/AsnConfig.h"
 #include "policy_config/ListTypes.h"
 
 namespace Tool {
@@ -15,10 +16,16 @@ struct Options {
   bool json = false;
 
   // Of the commands on list files.
-  std::vector<std::string> files;     ///< at least one; kStandardInput for standard input
-  std::vector<std::string> prefixes;  ///< of match; none when they come on standard input
+  std::vector<std::string> files;  ///< at least one; kStandardInput for standard input
+  std::vector<std::string> asked;  ///< of match; none when that comes on standard input
   bool ipv6 = false;
+  bool asPath = false;
+  bool strict = false;  ///< a list file with a warning is of no use
   Acl::UrlImportDuplicateOperation onDuplicate = Acl::duplicateError;
+  // Of AS-path lists.
+  Acl::RegexMode regexMode = Acl::regexModeDfa;
+  Routing::AsnNotation notation = Routing::asnNotationAsplain;
+  Acl::BGPOrigin origin = Acl::bgpIGP;  ///< of match: of routes that do not say theirs
 
   // Of the commands on a configuration.
   std::string config;              ///< its file; empty when the command works on list files

@@ -1,8 +1,7 @@
 #include <nlohmann/json.hpp>
 
-#include "list_import/CliHelper.h"
 #include "tool/Commands.h"
-#include "tool/ListFile.h"
+#include "tool/ListKind.h"
 
 namespace Tool {
 
@@ -10,53 +9,36 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-template <class Entry>
-Json jsonOf(Entry const& entry) {
-  Json json = {{"seqno", entry.seqno()},
-               {"action", entry.permit() == Acl::permitMatch ? "permit" : "deny"},
-               {"prefix", entry.prefix().toString()}};
-  if (entry.eq() != 0) {
-    json["eq"] = entry.eq();
-  } else {
-    if (entry.ge() != 0) json["ge"] = entry.ge();
-    if (entry.le() != 0) json["le"] = entry.le();
-  }
-  return json;
+std::string written(Json const& json) {
+  return json.dump(-1, ' ', true, Json::error_handler_t::replace);
 }
 
 /// One object, written as it goes: a million entries are too many for one value in memory.
-template <class Family>
-void showJson(typename Family::List const& list, Console& console) {
-  Json head = {{"name", list.name().str()},
-               {"family", Family::kFamily == Ipa::ipv4 ? "ipv4" : "ipv6"}};
-  std::string open = head.dump(-1, ' ', true, Json::error_handler_t::replace);
+template <class Kind>
+void showJson(Kind const& kind, typename Kind::List const& list, Console& console) {
+  Json head;
+  kind.describe(list, head);
+  std::string open = written(head);
   open.back() = ',';
   console.text().append(open).append("\"entries\":[");
   char const* separator = "\n";
-  for (auto const& entry : Family::entries(list)) {
-    console.text().append(separator).append(jsonOf(entry).dump());
+  for (auto const& entry : Kind::entries(list)) {
+    console.text().append(separator).append(written(Kind::jsonOf(entry)));
     console.lineDone();
     separator = ",\n";
   }
   console.text() += "\n]}\n";
 }
 
-template <class Family>
-void showFile(Options const& options, Console& console) {
-  auto const read = readListFile<Family>(options.files.front(), options.onDuplicate, console);
-  if (read.fault) return;
-  if (options.json) return showJson<Family>(*read.list, console);
-  console.text() += Acl::prefixListText(*read.list);
-}
-
 }  // namespace
 
 void show(Options const& options, Console& console) {
-  if (options.ipv6) {
-    showFile<Acl::Ipv6Family>(options, console);
-  } else {
-    showFile<Acl::Ipv4Family>(options, console);
-  }
+  withKind(options, [&](auto const& kind) {
+    auto const read = readListFile(kind, options.files.front(), options, console);
+    if (!read.isOfUse()) return;
+    if (options.json) return showJson(kind, *read.list, console);
+    console.text() += kind.textOf(*read.list);
+  });
 }
 
 }  // namespace Tool

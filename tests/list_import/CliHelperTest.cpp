@@ -124,17 +124,46 @@ TEST(CliHelper, AnswersTheCommandLine) {
     EXPECT_EQ(CliHelper::debugParsePrefixListEntry(line), answer);
   }
   EXPECT_THROW(CliHelper::debugParsePrefixListEntry("permit 10.0.0.1/8"), Orb::RangeException);
+  EXPECT_EQ(Orb::entityType("Acl::CliHelper"), &Orb::make<CliHelper>()->type());
+  EXPECT_EQ(Orb::entityType("Acl::AsPathCliHelper"), &Orb::make<AsPathCliHelper>()->type());
+}
+
+TEST(AsPathCliHelper, ShowsAndCopiesLists) {
+  AsPathList list("A");
+  auto const regex = [](char const* text) { return Orb::String(text); };
+  list.pathEntryIs(AsPathEntry::of(7U, regex("_1_"), denyMatch, bgpEGP, true, false));
+  list.pathEntryIs(AsPathEntry::of(4U, regex("[[:digit:]]"), permitMatch, notSet, false, true));
+  std::string const head = "ip as-path access-list A";
+  EXPECT_EQ(taken(AsPathCliHelper::showAsPathList(list, false)),
+            head + "\n# permit [[:digit:]] notSet\n  deny _1_ egp\n");
+  EXPECT_EQ(taken(AsPathCliHelper::showAsPathList(list, true)),
+            head + "\n  permit [[:digit:]] notSet\n# deny _1_ egp\n");
+  list.sourceIs("url");
+  EXPECT_EQ(taken(AsPathCliHelper::showAsPathList(list, true)),
+            head + " source url\n! Failed to import from URL\n");
+  AsPathList copy("B");
+  copy.pathEntryIs(AsPathEntry::of(9U, regex("9"), permitMatch, bgpAny, true, true));
+  AsPathCliHelper::copyAsPathListEntries(list, copy);
+  EXPECT_EQ(copy.pathEntry(), list.pathEntry());
+  EXPECT_TRUE(copy.source().empty());
+  AsPathCliHelper::delAsPathListEntries(copy);
+  EXPECT_TRUE(copy.pathEntry().empty());
+}
+
+TEST(AsPathCliHelper, AnswersTheCommandLine) {
+  EXPECT_EQ(AsPathCliHelper::asPathListEntryLocalDir(), "/mnt/flash/as-path-access-list-source");
+  for (auto const& [line, answer] :
+       {std::pair{"permit [[:digit:]] egp",
+                  "Entry: < seqno=1; userRegex=[[:digit:]]; permit=permitMatch; origin=bgpEGP; "
+                  "validPosixRegex=yes; validDfaRegex=no >"},
+        {"permit", "Error: Invalid number of tokens"}}) {
+    EXPECT_EQ(AsPathCliHelper::debugParseAsPathListEntry(line, false), answer);
+  }
   std::string words;
   for (auto origin : {bgpIGP, bgpEGP, bgpIncomplete, bgpAny, notSet}) {
     words += AsPathCliHelper::getBgpOriginCliStr(origin).str() + ' ';
   }
   EXPECT_EQ(words, "igp egp incomplete any notSet ");
-  AsPathList paths("A");
-  paths.pathEntryIs(AsPathEntry());
-  AsPathCliHelper::delAsPathListEntries(paths);
-  EXPECT_TRUE(paths.pathEntry().empty());
-  EXPECT_EQ(Orb::entityType("Acl::CliHelper"), &Orb::make<CliHelper>()->type());
-  EXPECT_EQ(Orb::entityType("Acl::AsPathCliHelper"), &Orb::make<AsPathCliHelper>()->type());
 }
 
 }  // namespace

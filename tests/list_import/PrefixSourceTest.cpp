@@ -9,16 +9,19 @@
 #include <future>
 #include <thread>
 
+#include "list_import/AsPathSource.h"
 #include "list_import/CliHelper.h"
 #include "platform/orb/loop/ActivityLock.h"
 #include "platform/orb/model/Reactor.h"
 #include "tests/list_import/TempFile.h"
+#include "tests/support/Observer.h"
 #include "tests/support/ScarceMemory.h"
 
 namespace {
 
 using namespace Acl;
 using namespace std::string_literals;
+using TestSupport::Observer;
 
 std::string entriesOf(PrefixList const& list) {
   std::string const text = prefixListText(list);
@@ -111,6 +114,14 @@ TEST(PrefixSource, AddsToTheListOrLeavesItAlone) {
   EXPECT_EQ(list.version(), 0U);
 }
 
+/// Whatever fails for want of memory leaves the entries of the list as they were. Returns how often
+/// it failed.
+template <class Entries, class Do>
+long failures(Entries const& entries, Do const& act) {
+  auto const before = entries;
+  return TestSupport::withEverMoreMemory(act, [&] { ASSERT_EQ(entries, before); });
+}
+
 // Half of the numbers are in the list already, and one is in the file twice.
 TEST(PrefixSource, AddsOrCopiesAllOrNothingWhenMemoryRunsOut) {
   std::string text = "seq 5 deny 5.0.0.0/8\n";
@@ -124,50 +135,66 @@ TEST(PrefixSource, AddsOrCopiesAllOrNothingWhenMemoryRunsOut) {
     for (auto const& l : {list, source})
       l->prefixEntryIs(PrefixEntry::of(i, Ipa::Prefix(), denyMatch, 0U, 0U, 0U));
   }
-  auto const failures = [&](auto const& act) {
-    auto const before = list->prefixEntry();
-    return TestSupport::withEverMoreMemory(act, [&] { ASSERT_EQ(list->prefixEntry(), before); });
-  };
-  EXPECT_GT(failures([&] { importPrefixList<Ipv4Family>(*list, file.path(), duplicateError); }),
-            20);
-  EXPECT_EQ(list->prefixEntry().size(), 3000U);
+  auto const& entries = list->prefixEntry();
+  auto const import = [&] { importPrefixList<Ipv4Family>(*list, file.path(), duplicateError); };
+  EXPECT_GT(failures(entries, import), 20);
+  EXPECT_EQ(entries.size(), 3000U);
   EXPECT_EQ(list->prefixEntry(5).prefix().toString(), "10.0.5.0/24");
-  EXPECT_GT(failures([&] { CliHelper::copyPrefixListEntries(*source, *list); }), 3);
-  EXPECT_EQ(source->prefixEntry(), list->prefixEntry());
+  EXPECT_GT(failures(entries, [&] { CliHelper::copyPrefixListEntries(*source, *list); }), 3);
+  EXPECT_EQ(source->prefixEntry(), entries);
+}
+
+TEST(AsPathSource, AddsOrCopiesAllOrNothingWhenMemoryRunsOut) {
+  std::string text;
+  for (int i = 1; i < 8; ++i) text += "permit _6450" + std::to_string(i) + "$ igp\n";
+  TempFile const file(text + "deny _64502$\n");
+  AsPathList list("P");
+  AsPathList source("S");
+  AsPathUrlLoadReturnStatus status;
+  for (Orb::U32 i = 5; i < 300; ++i) {
+    for (auto* l : {&list, &source})
+      l->pathEntryIs(AsPathEntry::of(i, Orb::String("1"), denyMatch, bgpAny, true, true));
+  }
+  auto const& entries = list.pathEntry();
+  auto const load = [&] {
+    AsPathCliHelper::loadAsPathListEntries(list, file.path(), duplicateOverride, false, status);
+  };
+  EXPECT_GT(failures(entries, load), 50);
+  EXPECT_EQ(entries.size(), 298U);
+  EXPECT_EQ(list.pathEntry(8).userRegex(), "_64502$");
+  EXPECT_GT(failures(entries, [&] { AsPathCliHelper::copyAsPathListEntries(source, list); }), 3);
+  EXPECT_EQ(source.pathEntry(), entries);
 }
 
 // Each observer throws, and the first one drops the list.
 TEST(PrefixSource, NotifiesOfTheWholeChangeWhateverObserversDo) {
-  struct Observer final : Orb::Notifiee {
-    void onAttribute(Orb::Entity const& entity, Orb::AttrId, void const* key) override {
-      EXPECT_EQ(entriesOf(static_cast<PrefixList const&>(entity)), expected);
-      keys += std::to_string(*static_cast<Orb::U32 const*>(key)) + ' ';
-      list = nullptr;
-      throw std::runtime_error(keys);
-    }
-    std::string expected, keys;
-    Orb::Ptr<PrefixList> list = Orb::make<PrefixList>("P");
-  };
   std::string const more = "permit 2.0.0.0/8\npermit 3.0.0.0/8\n";
   auto source = Orb::make<PrefixList>("S");
   imported(*source, more);
   for (bool const isCopy : {false, true}) {
-    Observer observer;
-    imported(*observer.list, "seq 7 permit 7.0.0.0/8\nseq 8 permit 9.0.0.0/8\n");
-    observer.list->notifieeIs(observer);
-    observer.expected = entriesOf(*source);
-    if (!isCopy) observer.expected += "    seq 7 permit 7.0.0.0/8\n    seq 8 permit 8.0.0.0/8\n";
+    auto list = Orb::make<PrefixList>("P");
+    PrefixList& changed = *list;
+    imported(changed, "seq 7 permit 7.0.0.0/8\nseq 8 permit 9.0.0.0/8\n");
+    std::string keys;
+    std::string expected = entriesOf(*source);
+    if (!isCopy) expected += "    seq 7 permit 7.0.0.0/8\n    seq 8 permit 8.0.0.0/8\n";
+    Observer const observer(changed, [&](Orb::AttrId, void const* key) {
+      EXPECT_EQ(entriesOf(changed), expected);
+      keys += std::to_string(*static_cast<Orb::U32 const*>(key)) + ' ';
+      list = nullptr;
+      throw std::runtime_error(keys);
+    });
     std::string const file =
         "seq 8 permit 8.0.0.0/8\nseq 7 permit 7.0.0.0/8\nseq 1 deny 1.0.0.0/8\n";
     std::string thrown;
     try {
-      if (!isCopy) imported(*observer.list, file + more);
-      if (isCopy) CliHelper::copyPrefixListEntries(*std::exchange(source, nullptr), *observer.list);
+      if (!isCopy) imported(changed, file + more);
+      if (isCopy) CliHelper::copyPrefixListEntries(*std::exchange(source, nullptr), changed);
     } catch (std::runtime_error const& error) {
       thrown = error.what();
     }
     EXPECT_EQ(thrown, isCopy ? "7 " : "8 ");
-    EXPECT_EQ(observer.keys, isCopy ? "7 8 0 1 " : "8 1 0 1 ");
+    EXPECT_EQ(keys, isCopy ? "7 8 0 1 " : "8 1 0 1 ");
     EXPECT_FALSE(observer.isLinked()) << "the list is gone";
   }
 }
@@ -193,15 +220,12 @@ TEST(PrefixSource, LetsGoOfEverythingWhenALineThrows) {
 }
 
 TEST(ThreadsPrefixSource, ReadsWithoutTheLockAndAddsWithIt) {
-  struct LockWatcher final : Orb::Notifiee {
-    void onAttribute(Orb::Entity const&, Orb::AttrId, void const*) override {
-      EXPECT_TRUE(Orb::activityLock().held());
-      ++notices;
-    }
-    int notices = 0;
-  } watcher;
+  int notices = 0;
   auto list = Orb::make<PrefixList>("P");
-  list->notifieeIs(watcher);
+  Observer const watcher(*list, [&](Orb::AttrId, void const*) {
+    EXPECT_TRUE(Orb::activityLock().held());
+    ++notices;
+  });
   std::string const path = TempFile("").path();  // the name alone
   ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
   Orb::activityLock().lock();
@@ -218,7 +242,7 @@ TEST(ThreadsPrefixSource, ReadsWithoutTheLockAndAddsWithIt) {
     std::fclose(pipe);
   });
   EXPECT_EQ(importPrefixList<Ipv4Family>(*list, path, duplicateError).error, "");
-  EXPECT_EQ(watcher.notices, 2);
+  EXPECT_EQ(notices, 2);
   Orb::activityLock().unlock();
   writer.join();
   other.join();

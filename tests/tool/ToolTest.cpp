@@ -61,6 +61,56 @@ t show --nope $T/good => route-policy: The following argument was not expected: 
 )");
 }
 
+TEST_F(Tool, AnswersForAsPathLists) {
+  write("warn",
+        "permit ^65001(_65001)*$\ndeny [[:digit:]]+x igp\ndeny _65000_ egp\npermit _1.2_\n");
+  write("bad", "permit 1\n\ndeny 6451[2-9\n");
+  write("apart", "deny [64512-65534]x\n");
+  write("twice", "permit 1\ndeny 1 igp\n");
+  write("empty", "\n \n");
+  write("nul", std::string("permit 1\n\0permit 2\n", 19));
+  std::string const ones(80, '1');
+  write("long", "permit " + ones + '[' + ones + "\n");
+  std::string many;
+  for (int i = 0; i < 102; ++i) many += "permit " + std::to_string(i) + "x\n";
+  write("many", many);
+  table(
+      R"t(t check -a $T/warn => T/warn:2: warning: the DFA engine does not accept [[:digit:]]+x, so the entry matches nothing     [[:digit:]]+x     ^ DFA engine: not a part of an AS number T/warn: 4
+    entries (2 permit, 2 deny), seq 1 to 4, 1 without effect
+t check -a --regex-mode posix --strict $T/warn => T/warn: 4 entries (2 permit, 2 deny), seq 1 to 4
+t check -a --strict $T/warn $T/twice --on-duplicate override 2>&1 | grep -v '^ ' => T/warn:2: warning: the DFA engine does not accept [[:digit:]]+x, so the entry matches nothing
+    T/warn: a warning is an error with --strict T/twice: 1 entry (0 permit, 1 deny), seq 2 to 2
+t match -a --strict $T/warn 1 2>&- => [1]
+printf 'deny 10.0.0.0/88' | t check --strict - 2>&- => [1]
+t check -a $T/bad => T/bad:3: Invalid AS PATH regular expression 6451[2-9     6451[2-9         ^ both engines: a [ without its ] [1]
+t check -a $T/apart => T/apart:1: Invalid AS PATH regular expression [64512-65534]x     [64512-65534]x                  ^ DFA engine: not a part of an AS number     ^ POSIX engine: a class of AS numbers: the DFA engine alone reads these [1]
+t check -a $T/long 2>&1 | tail -n 2 | sed 's/1\{60\}/1/; s/1\{39\}/1/' =>     ...1[1...                                                                    ^ both engines: a [ without its ]
+t check -a $T/twice => T/twice:2: Duplicate ASPATH regular expression found: 1 [1]
+t check -a $T/empty $T/nul => T/empty: the list is empty: no line has an entry T/nul:2: a NUL character: an import does not read what stands behind it in its line [1]
+t check -a $T/many 2>&1 | tail -n 2 => T/many: warning: 2 more such lines T/many: 102 entries (102 permit, 0 deny), seq 1 to 102, 102 without effect
+t show --as-path $T/warn 2>&- => ip as-path access-list warn   permit ^65001(_65001)*$ any # deny [[:digit:]]+x igp   deny _65000_ egp   permit _1.2_ any
+t match -a $T/warn 65001 '65001 65001 i' 65000 '65000 e' '3 65538' '' 2>&- | tr '\t' , => 65001,permit,seq 1 permit ^65001(_65001)*$ any
+    65001 65001 i,permit,seq 1 permit ^65001(_65001)*$ any 65000,no match 65000 e,deny,seq 3 deny _65000_ egp 3 65538,permit,seq 4 permit _1.2_ any ,no match
+t match -a --origin egp --notation asdot $T/warn 65000 '65000 ?' 65538 2>&- | tr '\t' , => 65000,deny,seq 3 deny _65000_ egp 65000 ?,no match 1.2,permit,seq 4 permit _1.2_ any
+printf '65001\n\n x\n65000 e' | t match -a --regex-mode posix $T/warn | tr '\t' , => <stdin>:3: 'x' is not an AS number 65001,permit,seq 1 permit ^65001(_65001)*$ any ,no match 65000 e,deny,seq 3
+    deny _65000_ egp
+t match -a --regex-mode posix --notation asdot $T/warn 65538 | cut -f-2 | tr '\t' , => 1.2,permit
+t match -a - => route-policy: standard input cannot be both the list and the paths Try "route-policy --help". [2]
+t check -a -6 f => route-policy: a list is an IPv6 one or an AS-path list, not both Try "route-policy --help". [2]
+t match --origin egp f => route-policy: --regex-mode, --notation and --origin are for AS-path lists: --as-path is missing Try "route-policy --help". [2]
+t check -a --notation dot f => route-policy: --notation: dot is not asplain or asdot Try "route-policy --help". [2]
+t show --strict --config $T/c => route-policy: options of list files do not go with --config Try "route-policy --help". [2]
+t check --json -a $T/warn $T/bad 2>&- => {"file":"T/warn","ok":true,"entries":4,"permit":2,"deny":2,"firstSeqno":1,"lastSeqno":4,"withoutEffect":1,"warnings":[{"line":2,"warning":"the DFA engine does not accept [[:digit:]]+x,
+    so the entry matches nothing","pattern":"[[:digit:]]+x","faults":[{"engine":"dfa","place":0,"reason":"not a part of an AS number"}]}]}
+    {"file":"T/bad","ok":false,"line":3,"error":"Invalid AS PATH regular expression 6451[2-9","pattern":"6451[2-9","faults":[{"engine":"dfa","place":4,"reason":"a [ without its ]"},{"engine":"posix","place":4,"reason":"a [ without its ]"}]} [1]
+t show --json -a $T/twice --on-duplicate ignore => {"name":"twice","family":"as-path","regexMode":"dfa","entries":[ {"seqno":1,"action":"permit","pattern":"1","origin":"any","dfa":true,"posix":true} ]}
+t match --json -a $T/twice --on-duplicate ignore 1 x 2>&- => {"path":"1","verdict":"permit","seqno":1,"entry":"seq 1 permit 1 any"} {"path":"x","error":"'x' is not an AS number"} [1]
+t compile -a $T/warn 2>&- | cut -c-15 => entries         at once         slices          longest slice   time per entry  automaton      
+t compile -a --regex-mode posix $T/warn | tail -n 1 => automaton        none
+t compile --json -a $T/warn 2>&- | grep -oE '"(atOnceSeconds|secondsPerEntry|automatonBytes)":[0-9.e-]*[1-9]' | cut -d: -f1 => "atOnceSeconds" "secondsPerEntry" "automatonBytes"
+)t");
+}
+
 // Whatever stands in files and arguments reaches a terminal and the messages as visible text.
 TEST_F(Tool, ShowsNoControlCharacters) {
   write("\x1b[2J\n\u009b", "permit 10.0.0.0/8\n");
@@ -147,27 +197,31 @@ yes 10.0.0.1 2>&- | t match $B | head -1 | cut -f2; (exit ${PIPESTATUS[1]}) => d
 
 // Each entry is explained, and what is shown of a list can be imported again.
 TEST_F(Tool, SamplesSayWhatTheirReadmeSays) {
-  table(R"(for f in samples/*.txt; do o=$([[ $f != *ipv6* ]] || echo -6); t check $o $f | wc -l;
-    grep -qF ${f##*/} samples/README.md || echo $f;
-    while read -r seq number entry; do set -- $entry;
-    grep -qF -e "| $number | $2 |" -e "| $number | $entry |" samples/README.md || echo $entry;
+  table(R"(for f in samples/*.txt; do o=; case $f in *ipv6*) o=-6;; *as-path*) o=-a;; esac;
+    t check --strict $o $f | wc -l; grep -qF ${f##*/} samples/README.md || echo $f; n=0;
+    while read -r entry; do if [[ $o == -a ]]; then
+    grep -qF "| $((++n)) | \`$entry\` |" samples/README.md || echo $entry; continue; fi;
+    set -- $entry; grep -qF -e "| $2 | $4 |" -e "| $2 | ${entry#* * } |" samples/README.md || echo $entry;
     done <$f; t show $o $f | tail -n +2 >$T/again; t show $o $T/again | tail -n +2 | diff - $T/again;
-    done => 1 1 1 1
+    done => 1 1 1 1 1 1
 scripts/demo.sh $TOOL >/dev/null =>
 )");
 }
 
 TEST_F(Tool, SamplesKeepBogonsOut) {
   table(
-      R"(v4 0.0.0.0/8 10.255.0.0/16 100.127.255.0/24 127.0.0.1 172.31.0.0/16 203.0.113.0/25 239.0.0.0/8 255.255.255.255 => deny
+      R"t(v4 0.0.0.0/8 10.255.0.0/16 100.127.255.0/24 127.0.0.1 172.31.0.0/16 203.0.113.0/25 239.0.0.0/8 255.255.255.255 => deny
 v4 1.0.0.0/8 8.8.8.0/24 100.128.0.0/9 172.32.0.0/11 192.175.48.0/24 198.20.0.0/14 223.255.255.0/24 => permit
 v4 0.0.0.0/0 8.0.0.0/7 8.8.8.0/25 8.8.8.8 => no match
 v6 ::1 ::ffff:10.0.0.1 64:ff9b:1::/48 100:0:0:1::/64 2001:20::/28 2001:db8:1::/48 2002:a00::/24 3fff::/20 fd00::/8 fe80::1 ff02::1 => deny
 v6 2001:3::/32 2001:4:112::/48 2001:200::/32 2600::/20 3000::/16 => permit
 v6 ::/0 2000::/3 2600::/49 4000::/16 8000::/16 => no match
-)",
+as '' 0 '1 23456' 64496 64511 65536 65551 64512 '1 65534 1' 65535 65552 131071 4200000000 4294967294 4294967295 "$(seq -s' ' 50)" => deny
+as 1 '64495 23455' 131072 4199999999 '112 112' "$(seq -s' ' 49)" => permit
+)t",
       "v4() { t match samples/bogons-ipv4.txt $* | cut -f2 | sort -u; }\n"
-      "v6() { t match -6 samples/bogons-ipv6.txt $* | cut -f2 | sort -u; }\n");
+      "v6() { t match -6 samples/bogons-ipv6.txt $* | cut -f2 | sort -u; }\n"
+      "as() { t match -a samples/bogons-as-path.txt \"$@\" | cut -f2 | sort -u; }\n");
 }
 
 /// Completes the last of the words behind "w".
@@ -177,14 +231,15 @@ constexpr char kComplete[] =
 
 TEST_F(Tool, ManualHelpAndCompletionNameTheSame) {
   std::string const options =
-      "--candidate --config --help --ipv6 --json --on-duplicate --version -6 -V -h\n";
+      "--as-path --candidate --config --help --ipv6 --json --notation --on-duplicate --origin "
+      "--regex-mode --strict --version -6 -V -a -h\n";
   // Options are words that begin with hyphens; a manual writes a hyphen as "\-". It has the exit
   // statuses as sentences, with a capital letter.
   table("help | options => " + options + "options <docs/route-policy.1 => " + options +
             "for c in '' check 'match x' get unset commit; do w $c -; done | options => " +
             options + R"(help | grep -c '^Examples*:' => 11
 help | grep -E '.{101}' => [1]
-status 'list has an error or is empty, a prefix is not one, a configuration or an edit of it is refused, or a commit failed' => 1 1
+status 'list has an error or is empty, a prefix or path is not one, a configuration or an edit of it is refused, or a commit failed' => 1 1
 status 'rong usage, a file that cannot be read or written, output that cannot be written, or not enough memory' => 1 1
 )",
         kComplete + std::string(R"(
@@ -209,6 +264,9 @@ w check --on => --on-duplicate
 w check --on-duplicate '' => error ignore override 
 w check --on-duplicate = o => override 
 w match --on-duplicate = error a => a list 
+w check --regex-mode = '' => dfa posix 
+w check --notation asd => asdot 
+w match --origin '' => igp egp incomplete 
 w match x a =>
 w check x a => a list 
 w show x a =>
