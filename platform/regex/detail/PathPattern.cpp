@@ -41,7 +41,15 @@ class PathPattern::Reader {
   NodeId choice(NodeId from) {
     NodeId const id = add(Kind::choice);
     Children children(out_, id);
-    tree_.forChildren(from, [&](NodeId branch) { children.add(sequence(branch)); });
+    tree_.forChildren(from, [&](NodeId branch) {
+      NodeId const child = sequence(branch);
+      children.add(child);
+      Item& all = out_.items_[id];
+      Item const& one = out_.items_[child];
+      all.beginsWithNumber = all.beginsWithNumber || one.beginsWithNumber;
+      all.endsWithNumber = all.endsWithNumber || one.endsWithNumber;
+      all.mayBeEmpty = all.mayBeEmpty || one.mayBeEmpty;
+    });
     return id;
   }
 
@@ -71,6 +79,8 @@ class PathPattern::Reader {
     if (out_.intervals_ > kMaxIntervalsInAll) refuse(place, "too many ranges of AS numbers");
     NodeId const id = add(Kind::number);
     out_.items_[id].isPlain = isPlain;
+    out_.items_[id].beginsWithNumber = true;
+    out_.items_[id].endsWithNumber = true;
     out_.items_[id].set = static_cast<U32>(out_.sets_.size());
     out_.sets_.push_back(std::move(set));
     return id;
@@ -95,21 +105,34 @@ class PathPattern::Reader {
     std::pmr::vector<NodeId> items(tree_.memory());
     tree_.forChildren(from, [&](NodeId child) { items.push_back(child); });
     NodeId const id = add(Kind::sequence);
+    out_.items_[id].mayBeEmpty = true;
     Children children(out_, id);
     std::span<NodeId const> rest(items);
     while (!rest.empty()) {
-      std::size_t const digits = digitsAtFront(rest);
-      bool const isOneGroup = digits == 1 && isGroup(rest.front());
-      if (digits == 0 || isOneGroup) {
-        children.add(item(rest.front()));
-        rest = rest.subspan(1);
-        continue;
+      std::size_t taken = digitsAtFront(rest);
+      bool const isOneGroup = taken == 1 && isGroup(rest.front());
+      NodeId child = kNoNode;
+      if (taken == 0 || isOneGroup) {
+        taken = 1;
+        child = item(rest.front());
+      } else {
+        child = number(rest, taken);
       }
-      std::size_t taken = digits;
-      children.add(number(rest, taken));
+      children.add(child);
+      chain(out_.items_[id], out_.items_[child], tree_.placeOf(rest.front()));
       rest = rest.subspan(taken);
     }
     return id;
+  }
+
+  /// Two numbers that nothing parts would be one in the path's text.
+  static void chain(Item& all, Item const& next, std::size_t place) {
+    if (all.endsWithNumber && next.beginsWithNumber) {
+      refuse(place, "two AS numbers need a _ between them");
+    }
+    all.beginsWithNumber = all.beginsWithNumber || (all.mayBeEmpty && next.beginsWithNumber);
+    all.endsWithNumber = next.endsWithNumber || (all.endsWithNumber && next.mayBeEmpty);
+    all.mayBeEmpty = all.mayBeEmpty && next.mayBeEmpty;
   }
 
   std::size_t digitsAtFront(std::span<NodeId const> items) const {
@@ -165,6 +188,8 @@ class PathPattern::Reader {
         NodeId const id =
             addNumber(NumberSet({{0, kMaxNumber}}, tree_.memory()), false, node.place);
         out_.items_[id].isAny = true;
+        out_.items_[id].beginsWithNumber = false;
+        out_.items_[id].endsWithNumber = false;
         return id;
       }
       case NodeKind::separator:
@@ -196,6 +221,9 @@ class PathPattern::Reader {
     out_.items_[id].min = node.min;
     out_.items_[id].max = node.max;
     out_.items_[id].firstChild = child;
+    out_.items_[id].beginsWithNumber = out_.items_[child].beginsWithNumber;
+    out_.items_[id].endsWithNumber = out_.items_[child].endsWithNumber;
+    out_.items_[id].mayBeEmpty = node.min == 0 || out_.items_[child].mayBeEmpty;
     return id;
   }
 

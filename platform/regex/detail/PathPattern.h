@@ -24,7 +24,10 @@ class PathPattern {
   };
   struct Item {
     Kind kind = Kind::sequence;
-    bool isAny = false;    ///< a number: any
+    bool isAny = false;             ///< a number: any
+    bool beginsWithNumber = false;  ///< a certain one, or one of a class: not ".", nor a separator
+    bool endsWithNumber = false;
+    bool mayBeEmpty = false;
     bool isPlain = false;  ///< a number that is spelled in decimal, without a negated class
     Orb::U32 set = 0;      ///< of a number: index into sets()
     Orb::U32 min = 0;      ///< of a repetition

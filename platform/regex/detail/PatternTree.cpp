@@ -1,7 +1,7 @@
 #include "platform/regex/detail/PatternTree.h"
 
-#include <bit>
-#include <cstdio>
+#include <algorithm>
+#include <array>
 
 namespace Routing::AsPath::detail {
 
@@ -91,13 +91,34 @@ class NumberItems {
   std::size_t const end_;
 };
 
-/// Whether an item of a class has two digits or more: the class is one of AS numbers then.
-bool hasNumber(std::string_view items) {
+/// Whether a text reads as digits, with a dot between them or none; cuts them off.
+bool cutNumber(std::string_view& text) {
+  std::size_t const end = std::min(text.find_first_not_of("0123456789."), text.size());
+  std::string_view const number = text.substr(0, end);
+  text.remove_prefix(end);
+  std::size_t const dot = std::min(number.find('.'), number.size());
+  return dot > 0 && dot + 1 != number.size() && number.find('.', dot + 1) == number.npos;
+}
+
+/// Whether a class of digits and dots is one of AS numbers: an item has two digits or more, or all
+/// items read as numbers and some has a dot.
+bool isOfNumbers(std::string_view items) {
   for (std::size_t i = 1; i < items.size(); ++i) {
-    bool const isPart = isDigit(items[i]) || items[i] == '.';
-    if (isPart && isDigit(items[i - 1])) return true;
+    if (isDigit(items[i]) && isDigit(items[i - 1])) return true;
   }
-  return false;
+  if (items.find('.') == items.npos) return false;
+  while (!items.empty()) {
+    if (items.front() == ',' || items.front() == ' ') {
+      items.remove_prefix(1);
+      continue;
+    }
+    if (!cutNumber(items)) return false;
+    if (items.starts_with('-')) {
+      items.remove_prefix(1);
+      if (!cutNumber(items)) return false;
+    }
+  }
+  return true;
 }
 
 }  // namespace
@@ -227,12 +248,12 @@ class PatternTree::Reader {
     if (pattern_[end] != ']' || end == begin) return characterClass(place, begin);
     std::string_view const items = pattern_.substr(begin, end - begin);
     at_ = end + 1;
-    bool const isOfNumbers = hasNumber(items);
+    bool const areNumbers = isOfNumbers(items);
     DigitMask digits = digitsOf(items);
-    if (!isOfNumbers && digits == 0) return characterClass(place, begin);
-    if (isNegated) digits = kAllDigits & static_cast<DigitMask>(~digits);
-    NodeId const id = add(isOfNumbers ? NodeKind::numberClass : NodeKind::digit, place);
-    node(id).digits = isOfNumbers && digitsOf(items) == 0 ? 0 : digits;
+    if (!areNumbers && digits == 0) return characterClass(place, begin);
+    NodeId const id = add(areNumbers ? NodeKind::numberClass : NodeKind::digit, place);
+    if (isNegated && digits != 0) digits = kAllDigits & static_cast<DigitMask>(~digits);
+    node(id).digits = digits;
     node(id).isNegated = isNegated;
     node(id).length = static_cast<U32>(at_ - place);
     return id;
@@ -241,51 +262,49 @@ class PatternTree::Reader {
   /// A class of other characters: its end is found, as POSIX defines it (IEEE 1003.1, 9.3.5).
   NodeId characterClass(std::size_t place, std::size_t begin) {
     at_ = begin;
-    if (isAt(']')) ++at_;
     int last = -1;  // the character in front, when a range may begin with it
-    while (!isAt(']')) {
+    while (at_ == begin || !isAt(']')) {
       if (at_ >= pattern_.size()) refuse(place, "a [ without its ]");
-      if (isAt('[') && at_ + 1 < pattern_.size()) {
-        char const kind = pattern_[at_ + 1];
-        if (kind == '.' || kind == '=') refuse(at_, "collating elements are not supported");
-        if (kind == ':') {
-          namedClass();
-          last = -1;
-          continue;
-        }
-      }
-      char const c = pattern_[at_];
-      bool const isRange =
-          c == '-' && last >= 0 && at_ + 1 < pattern_.size() && pattern_[at_ + 1] != ']';
-      if (isRange) {
-        if (pattern_[at_ + 1] == '[' || pattern_[at_ + 1] < last) {
-          refuse(at_ - 1, "the range is upside down");
-        }
-        at_ += 2;
+      if (isSpecialClass()) {
+        namedClass();
+        last = -1;
+      } else if (isAt('-') && at_ != begin && at_ + 1 < pattern_.size() &&
+                 pattern_[at_ + 1] != ']') {
+        endOfRange(last);
         last = -1;
       } else {
-        last = static_cast<unsigned char>(c);
-        ++at_;
+        last = static_cast<unsigned char>(pattern_[at_++]);
       }
     }
     ++at_;
     return character(place);
   }
 
+  bool isSpecialClass() const {
+    if (!isAt('[') || at_ + 1 == pattern_.size()) return false;
+    char const kind = pattern_[at_ + 1];
+    return kind == '.' || kind == '=' || kind == ':';
+  }
+
+  /// At the "-" of a range that begins with `first`, or nothing when that is negative.
+  void endOfRange(int first) {
+    std::size_t const place = at_++;
+    if (first < 0 || isSpecialClass()) refuse(place, "a range is from a character to another one");
+    if (pattern_[at_] < first) refuse(place - 1, "the range is upside down");
+    ++at_;
+  }
+
   void namedClass() {
-    std::size_t const end = pattern_.find(":]", at_ + 2);
-    std::string_view const known =
-        " alnum alpha blank cntrl digit graph lower print punct space "
-        "upper xdigit ";
-    if (end != std::string_view::npos) {
-      std::string name(1, ' ');
-      name.append(pattern_.substr(at_ + 2, end - at_ - 2)).append(1, ' ');
-      if (name.size() > 2 && known.find(name) != std::string_view::npos) {
-        at_ = end + 2;
-        return;
-      }
+    if (pattern_[at_ + 1] != ':') refuse(at_, "collating elements are not supported");
+    static constexpr std::array<std::string_view, 12> kNames{"alnum", "alpha", "blank", "cntrl",
+                                                             "digit", "graph", "lower", "print",
+                                                             "punct", "space", "upper", "xdigit"};
+    std::size_t const end = std::min(pattern_.find(":]", at_ + 2), pattern_.size());
+    std::string_view const name = pattern_.substr(at_ + 2, end - at_ - 2);
+    if (std::find(kNames.begin(), kNames.end(), name) == kNames.end() || end == pattern_.size()) {
+      refuse(at_, "no such class of characters");
     }
-    refuse(at_, "no such class of characters");
+    at_ = end + 2;
   }
 
   NodeId repeated(NodeId item) {
@@ -333,12 +352,11 @@ class PatternTree::Reader {
     return value;
   }
 
-  /// Whether an item of a sequence ends or begins with a digit, so that a class beside it is glued
-  /// to that.
+  /// Whether an item is digits, so that a class beside it is of digits as well.
   bool isDigitItem(NodeId id) {
     Node const& item = node(id);
     if (item.kind == NodeKind::repeat) return isDigitItem(item.firstChild);
-    return item.kind == NodeKind::digit || (item.kind == NodeKind::numberClass && item.digits != 0);
+    return tree_.isDigits(id) || (item.kind == NodeKind::numberClass && item.digits != 0);
   }
 
   /// A class such as [13] is of AS numbers when it stands alone, and of digits beside a digit.
@@ -360,7 +378,7 @@ class PatternTree::Reader {
           readNumbers(inner);
         }
       }
-      isBehindDigit = isDigitHere && node(inner).kind != NodeKind::choice;
+      isBehindDigit = isDigitHere;
       item = next;
     }
   }

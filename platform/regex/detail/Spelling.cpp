@@ -40,8 +40,9 @@ class Numbers {
   }
   NumberSet take() {
     if (set_.empty()) {
-      refuse(place_, most_ == kMaxNumber ? "it spells no AS number: these end at 4294967295"
-                                         : "each half of an AS number ends at 65535");
+      refuse(place_, most_ == kMaxNumber
+                         ? "it spells no AS number: these end at 4294967295, and begin with no 0"
+                         : "each half of an AS number ends at 65535");
     }
     return std::move(set_);
   }

@@ -87,6 +87,7 @@ TEST(Patterns, MeanWhatOperatorsMean) {
       {"^655(3[0-4]|[0-2][0-9])$", {{65500}, {65534}}, {{65535}, {65499}}},
       {"^(64|65)51[13]$", {{64511}, {65513}}, {{64512}, {64}, {64, 511}}},
       {"^[13]$", {{13}}, {{1}, {3}}},
+      {"^65(0|1)[13]$", {{6501}, {6513}}, {{650, 13}, {65013}}},
       {"^[1,3]$", {{1}, {3}}, {{13}, {2}}},
       {"^6[^1-9]$", {{60}}, {{61}, {6}}},
       {"[64512-65534, 4200000000-4294967294]", {{64512}, {1, 4294967294}}, {{65535}, {4294967295}}},
@@ -145,6 +146,14 @@ TEST(Patterns, AreRefusedWithPlaceAndReason) {
       {"[[.a.]]", 1, 1, "collating"},
       {"[[:none:]]", 1, 1, "no such class"},
       {"[b-a]", 1, 1, "upside down"},
+      {"[]-A]", 1, 1, "upside down"},
+      {"[a-c-e]", 4, 4, "range"},
+      {"[[:digit:]-z]", 10, 10, "range"},
+      {"[[:alnum alpha:]]", 1, 1, "no such class"},
+      {"65(0|1)[10-20]", 7, 7, "needs a _"},
+      {"(1_2)3", 5, kFine, "two AS numbers"},
+      {"[64512-65534](65001)", 0, 0, "needs a _"},
+      {"[0-9.]", 0, kFine, "AS number"},
       {"[20-10]", 1, 1, "upside down"},
       {"[1-4294967296]", 3, 3, "4294967295"},
       {"65[64512-65534]", 2, 2, "needs a _"},
@@ -253,10 +262,11 @@ TEST(Patterns, TheDfaEngineAgreesWithTryingEverything) {
 /// Texts put together at random. What the checks accept, the system's engine compiles; what is of
 /// the common part, both engines read alike.
 TEST(Patterns, BothEnginesReadTheCommonPartAlike) {
-  char const* const words[] = {"_",  "_",  "_",     "^",   "$",     "1",   "12",   "[1-2]",
-                               "(",  ")",  "|",     "*",   "+",     "?",   "{2}",  "{0,2}",
-                               ".*", " ",  "(^|_)", "_1",  "(_|$)", "1_",  "(_1)", "[0-9]+",
-                               ".",  "[2", "a",     "^_1", "2$",    "{1,}"};
+  char const* const words[] = {
+      "_",     "_",  "_",     "^",     "$",    "1",      "12",         "[1-2]", "(",
+      ")",     "|",  "*",     "+",     "?",    "{2}",    "{0,2}",      ".*",    " ",
+      "(^|_)", "_1", "(_|$)", "1_",    "(_1)", "[0-9]+", ".",          "[2",    "a",
+      "^_1",   "2$", "{1,}",  "[]-A]", "[a-",  "c-e]",   "[[:digit:]", "-z]",   "[.2]"};
   auto const paths = allPaths({1, 2, 12, 121}, 3);
   std::mt19937 random(11);
   int common = 0;
