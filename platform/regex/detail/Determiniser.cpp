@@ -9,7 +9,6 @@ using Orb::U32;
 namespace {
 
 constexpr U32 kNone = PathSet::kNone;
-using Kind = PathGraph::Kind;
 
 void sortUnique(std::pmr::vector<U32>& values) {
   std::sort(values.begin(), values.end());
@@ -38,8 +37,8 @@ Determiniser::Determiniser(PathGraph const& graph, Alphabet const& alphabet, std
   endOfFirst_.fill(kNone);
   for (U32 const position : graph.first()) {
     auto const& at = graph.positions()[position];
-    if (at.kind == Kind::number) firstNumbers_.push_back(position);
-    if (at.kind == Kind::end && endsAt(position, false)) reach(endOfFirst_, at.pattern);
+    if (at.kind == PathGraph::Kind::number) firstNumbers_.push_back(position);
+    if (at.kind == PathGraph::Kind::end && endsAt(position, false)) reach(endOfFirst_, at.pattern);
   }
   std::sort(firstNumbers_.begin(), firstNumbers_.end());
   addStart();
@@ -67,8 +66,8 @@ bool Determiniser::endsAt(U32 position, bool alsoBegins) const {
     open.pop_back();
     if (graph_.positions()[at].isLast) return true;
     for (U32 const next : graph_.follow(at)) {
-      Kind const kind = graph_.positions()[next].kind;
-      if (kind != Kind::end && !(alsoBegins && kind == Kind::begin)) continue;
+      PathGraph::Kind const kind = graph_.positions()[next].kind;
+      if (kind != PathGraph::Kind::end && !(alsoBegins && kind == PathGraph::Kind::begin)) continue;
       if (std::find(seen.begin(), seen.end(), next) != seen.end()) continue;
       seen.push_back(next);
       open.push_back(next);
@@ -80,8 +79,8 @@ bool Determiniser::endsAt(U32 position, bool alsoBegins) const {
 /// Adds a position that may come next, unless every state has it or it is of no interest.
 void Determiniser::take(Positions& next, U32 position, U32 limit) const {
   auto const& at = graph_.positions()[position];
-  if (at.pattern >= limit || at.kind == Kind::begin) return;
-  if (at.isFirst && at.kind == Kind::number) return;
+  if (at.pattern >= limit || at.kind == PathGraph::Kind::begin) return;
+  if (at.isFirst && at.kind == PathGraph::Kind::number) return;
   next.push_back(position);
 }
 
@@ -96,8 +95,8 @@ void Determiniser::addStart() {
   Positions open(memory_);
   for (U32 const position : graph_.first()) {
     auto const& at = graph_.positions()[position];
-    if (at.kind == Kind::begin) open.push_back(position);
-    if (at.kind != Kind::number && endsAt(position, true)) reach(empty, at.pattern);
+    if (at.kind == PathGraph::Kind::begin) open.push_back(position);
+    if (at.kind != PathGraph::Kind::number && endsAt(position, true)) reach(empty, at.pattern);
   }
   Positions reached(open, memory_);
   Positions behind(memory_);
@@ -106,7 +105,7 @@ void Determiniser::addStart() {
     open.pop_back();
     if (graph_.positions()[at].isLast) reach(best, graph_.positions()[at].pattern);
     for (U32 const next : graph_.follow(at)) {
-      if (graph_.positions()[next].kind != Kind::begin) {
+      if (graph_.positions()[next].kind != PathGraph::Kind::begin) {
         behind.push_back(next);
       } else if (std::find(reached.begin(), reached.end(), next) == reached.end()) {
         reached.push_back(next);
@@ -148,7 +147,7 @@ U32 Determiniser::addState(Answer const& best, Positions& next, Answer answer) {
   for (std::size_t i = 0; i < answer.size(); ++i) answer[i] = std::min(answer[i], endOfFirst_[i]);
   std::erase_if(next, [&](U32 position) {
     auto const& at = graph_.positions()[position];
-    if (at.kind != Kind::end) return false;
+    if (at.kind != PathGraph::Kind::end) return false;
     if (endsAt(position, false)) reach(answer, at.pattern);
     return true;
   });
