@@ -66,6 +66,7 @@ AsPathListConfigSm::AsPathListConfigSm(Orb::Ptr<Acl::AclListConfig const> config
       asnNotationSm_(Orb::make<AsnNotationSm>(asnConfig_, *this)) {
   handleRegexMode();
   handleAsnNotation();
+  isStarted_ = true;
   start();
 }
 
@@ -79,7 +80,7 @@ void AsPathListConfigSm::handleRegexMode() {
   error.guard([&] {
     if (config()->regexMode() != regexMode_) {
       regexModeIs(config()->regexMode());
-      applyRegexMode();
+      if (isStarted_) applyRegexMode(true);
     } else {
       ORB_TRACE(traceSm(), 8, "No change in regexMode");
     }
@@ -96,7 +97,7 @@ void AsPathListConfigSm::handleAsnNotation() {
   error.guard([&] {
     if (asnConfig_->asnNotation() != asnNotation_) {
       asnNotationIs(asnConfig_->asnNotation());
-      applyAsnNotation();
+      if (isStarted_) applyAsnNotation(true);
     } else {
       ORB_TRACE(traceSm(), 8, "No change in asnNotation");
     }
@@ -105,8 +106,9 @@ void AsPathListConfigSm::handleAsnNotation() {
 }
 
 /// Compares each list with the setting that holds when its turn comes: an observer may have changed
-/// it again, and all lists with it.
-void AsPathListConfigSm::applyRegexMode() {
+/// it again, and all lists with it. `isChange`: the setting has changed, and lists that have it
+/// already are traced.
+void AsPathListConfigSm::applyRegexMode(bool isChange) {
   Orb::FirstError error;
   bool isDone = true;
   for (Orb::Ptr<Acl::AsPathList const> const list : config()->pathList()) {
@@ -117,7 +119,7 @@ void AsPathListConfigSm::applyRegexMode() {
     if (isStale()) {
       error.guard([&] { bringUpToDate(list); });
       isDone &= !isStale();
-    } else if (symbol && symbol->status()) {
+    } else if (isChange && symbol && symbol->status()) {
       error.guard([&] { ORB_TRACE(traceSm(), 8, "No change in regexMode for " << list->name()); });
     }
   }
@@ -135,7 +137,7 @@ void AsPathListConfigSm::bringUpToDate(Orb::Ptr<Acl::AsPathList const> const& li
   error.rethrow();
 }
 
-void AsPathListConfigSm::applyAsnNotation() {
+void AsPathListConfigSm::applyAsnNotation(bool isChange) {
   Orb::FirstError error;
   bool isDone = true;
   for (auto const& item : allAplSymbol()->symbol()) {
@@ -146,7 +148,7 @@ void AsPathListConfigSm::applyAsnNotation() {
     if (isStale()) {
       error.guard([&] { renotate(*symbol); });
       isDone &= !isStale();
-    } else if (symbol->status()) {
+    } else if (isChange && symbol->status()) {
       error.guard(
           [&] { ORB_TRACE(traceSm(), 8, "No change in asnNotation for " << symbol->name()); });
     }
@@ -170,8 +172,8 @@ void AsPathListConfigSm::catchUp() {
   Orb::Ptr<AsPathListConfigSm> const alive(this);
   Orb::FirstError error;
   error.guard([&] { ListMachine::catchUp(); });
-  error.guard([&] { applyRegexMode(); });
-  error.guard([&] { applyAsnNotation(); });
+  error.guard([&] { applyRegexMode(false); });
+  error.guard([&] { applyAsnNotation(false); });
   error.rethrow();
 }
 

@@ -61,14 +61,15 @@ class ROUTEPOLICY_EXPORT AsPathListConfigSm final : public ListMachine<AsPathLis
 
  private:
   void catchUp() override;
-  void applyRegexMode();
+  void applyRegexMode(bool isChange);
   void bringUpToDate(Orb::Ptr<Acl::AsPathList const> const& list);
-  void applyAsnNotation();
+  void applyAsnNotation(bool isChange);
   void renotate(AsPathListSymbol& symbol);
 
   Orb::Ptr<AsnConfig const> const asnConfig_;
   Acl::RegexMode regexMode_ = Acl::regexModeDfa;
   AsnNotation asnNotation_ = AsnConfig::kAsnNotationDefault;
+  bool isStarted_ = false;  // lists are made in line with the settings from here on
   // The reactors on the two settings.
   Orb::Ptr<Orb::RefCounted> regexModeSm_;
   Orb::Ptr<Orb::RefCounted> asnNotationSm_;

@@ -31,7 +31,10 @@ Orb::Ptr<Engine> compiledEngine(Orb::U32 seqno, Orb::String const& regexStr,
     return nullptr;
   }
   auto engine = Orb::make<Engine>(seqno);
-  if (engine->compile(translated.get()) == 0) return engine;
+  int const result = engine->compile(translated.get());
+  if (result == 0) return engine;
+  // No pattern is so large: the bounds of a translation see to that.
+  if (std::is_same_v<Engine, PosixRegex> && result == REG_ESPACE) throw std::bad_alloc();
   ORB_TRACE(traceStatusType(), 6, function << "Failed to compile '" << regexStr << "'");
   return nullptr;
 }

@@ -42,6 +42,16 @@ class MatchedAttribute : public Object {
     Object::setMember(owner, std::forward<Rest>(rest)...);
   }
   template <class... Rest>
+  void insertEach(Orb::Entity const& owner, Rest&&... rest) {
+    dropMatchEntries(owner);
+    Object::insertEach(owner, std::forward<Rest>(rest)...);
+  }
+  template <class... Rest>
+  void replace(Orb::Entity const& owner, Rest&&... rest) {
+    dropMatchEntries(owner);
+    Object::replace(owner, std::forward<Rest>(rest)...);
+  }
+  template <class... Rest>
   auto erase(Orb::Entity const& owner, Rest&&... rest) {
     dropMatchEntries(owner);
     return Object::erase(owner, std::forward<Rest>(rest)...);
@@ -110,7 +120,7 @@ class ROUTEPOLICY_EXPORT AsPathListStatus final : public Keel::BaseNotifyingType
   Orb::String toStrep() const;
 
   /// Derives from the attributes what matches read, which are slower without it; does nothing when
-  /// that is there. A change of entries, engines or mode drops it, and the path set. Nothing
+  /// that is there. Each mutator of entries, engines or mode drops it, and the path set. Nothing
   /// changes when there is no memory.
   void prepare();
   bool isPrepared() const noexcept { return isPrepared_; }

@@ -62,9 +62,13 @@ void PosixRegex::handleInitialized() {
 }
 
 void PosixRegex::handleDestroy() noexcept {
-  ORB_TRACE(
-      traceStatusType(), 8,
-      "void Routing::RouteMap::PosixRegex::handleDestroy() " << static_cast<void const*>(this));
+  try {
+    ORB_TRACE(
+        traceStatusType(), 8,
+        "void Routing::RouteMap::PosixRegex::handleDestroy() " << static_cast<void const*>(this));
+  } catch (...) {
+    // No memory for the line, or a sink that throws: the engine goes all the same.
+  }
   pattern_.reset();
 }
 

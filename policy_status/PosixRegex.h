@@ -33,8 +33,9 @@ class ROUTEPOLICY_EXPORT PosixRegex final : public Orb::RefCounted {
   /// Compiles a pattern in the place of the one before, which goes first. 0, or the error of
   /// regcomp(); REG_BADPAT for a null. Throws std::bad_alloc, and nothing else.
   Orb::S32 compile(Orb::CharPtrConst pattern);
-  /// 0 when the pattern matches, else REG_NOMATCH, also when the last compile() failed. REQUIRES:
-  /// compiled(), a fatal assertion otherwise, and a text that is not null.
+  /// 0 when the pattern matches, else REG_NOMATCH, also when the last compile() failed; REG_ESPACE
+  /// when the system's engine had no memory. REQUIRES: compiled(), a fatal assertion otherwise, and
+  /// a text that is not null.
   Orb::S32 execute(Orb::CharPtrConst text) const;
 
  protected:

@@ -120,9 +120,12 @@ TEST(AsPathListStatus, KeepsWhatIsCompiledWhenAnExpressionIsRefused) {
   Traced traced(6);
   status->posixRegexAdd(10, "(");
   status->dfaRegexAdd(10, std::string_view("1\0", 2));
+  status->dfaRegexAdd(10, "((_1){255}){255}");
   std::string const method = "6 void Routing::RouteMap::AsPathListStatus::";
-  EXPECT_EQ(traced.lines, method + "posixRegexAdd(U32, Orb::String)Invalid regex '('\n" + method +
-                              "dfaRegexAdd(U32, Orb::String)Invalid regex '1" + '\0' + "'\n");
+  EXPECT_EQ(traced.lines,
+            method + "posixRegexAdd(U32, Orb::String)Invalid regex '('\n" + method +
+                "dfaRegexAdd(U32, Orb::String)Invalid regex '1" + '\0' + "'\n" + method +
+                "dfaRegexAdd(U32, Orb::String)Failed to compile '((_1){255}){255}'\n");
   EXPECT_EQ(status->posixRegex(10), posix);
   EXPECT_EQ(status->dfaRegex(10), dfa);
   status->posixRegexDel(10);
