@@ -179,4 +179,13 @@ TEST(AsPathSource, KeepsTheStatusUpToDate) {
   }
 }
 
+TEST(AsPathSource, AddsNothingWhenAnotherLeavesAnErrorInTheStatus) {
+  AsPathList list("A");
+  AsPathUrlLoadReturnStatus status;
+  Observer const stopper(status, [&](Orb::AttrId, void const*) { status.errorStrIs("stopped"); });
+  TempFile const file("permit "s + kPosixOnly + '\n');
+  importAsPathList(list, file.path(), duplicateError, false, status);
+  EXPECT_TRUE(list.pathEntry().empty());
+}
+
 }  // namespace
