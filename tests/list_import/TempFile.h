@@ -1,9 +1,9 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <stdlib.h>  // mkstemp
 #include <unistd.h>
 
+#include <cstdlib>  // mkstemp
 #include <string>
 #include <string_view>
 

@@ -5,6 +5,8 @@
 // Replaces the operators new and delete of the program, so that a test can have memory run out.
 // To be included by one file of a program.
 
+#ifndef __clang_analyzer__  // which would see what is new meet delete elsewhere, and object
+
 // Not inline: the compiler would see new meet free.
 [[gnu::noinline]] void* operator new(std::size_t size) {
   return TestSupport::allocateOrThrow(size);
@@ -22,3 +24,5 @@
 [[gnu::noinline]] void operator delete[](void* memory) noexcept { std::free(memory); }
 [[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 [[gnu::noinline]] void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
+
+#endif

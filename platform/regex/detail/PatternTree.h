@@ -66,6 +66,7 @@ class PatternTree {
   PatternTree(std::string_view pattern, Memory memory);
 
   Node const& operator[](NodeId id) const noexcept { return nodes_[id]; }
+  std::size_t size() const noexcept { return nodes_.size(); }
   /// A choice.
   NodeId root() const noexcept { return root_; }
   NumberSet const& numbers(Node const& node) const noexcept { return sets_[node.numbers]; }

@@ -11,11 +11,12 @@ namespace {
 
 constexpr char kDelimiters[] = "[ ,{}()]";
 constexpr std::size_t kMaxText = std::size_t{1} << 16;
+constexpr int kMaxVisits = 20'000;  // of nodes: what is written apart is visited again
 
 /// What the system's compiler makes of a part, counted. It copies what is counted by {m,n}, keeps
 /// for each node the nodes that it leads to without a character, and goes through these again and
 /// again where a repeated part may take nothing.
-struct Cost {
+struct Part {
   U64 nodes = 0;
   U64 first = 0;  // nodes that the part can begin with
   U64 last = 0;
@@ -23,20 +24,81 @@ struct Cost {
   U64 branches = 0;  // pairs of alternatives
   U64 emptyLoops = 0;
   bool isNullable = true;
+  // Separators of the part are written with the start, the end of the text: since nothing is sure
+  // to stand on that side of the part.
+  bool touchesStart = false;
+  bool touchesEnd = false;
+  bool hasAnchor = false;
+  bool hasLoopedAnchor = false;
 
-  /// `measured`: bytes a node, an edge and a pair, of the system's compiler.
-  bool isTooHigh() const {
-    return 400 * nodes + 36 * edges + 16 * branches > 1'000'000 || emptyLoops * edges > 500'000;
+  static Part ofNodes(U64 count) {
+    return {.nodes = count, .first = count, .last = count, .isNullable = false};
+  }
+
+  void noteAll(Part const& other) {
+    nodes += other.nodes;
+    edges += other.edges;
+    branches += other.branches;
+    emptyLoops += other.emptyLoops;
+    touchesStart = touchesStart || other.touchesStart;
+    touchesEnd = touchesEnd || other.touchesEnd;
+    hasAnchor = hasAnchor || other.hasAnchor;
+    hasLoopedAnchor = hasLoopedAnchor || other.hasLoopedAnchor;
+  }
+  /// What it costs the system's compiler: measured bytes a node, an edge and a pair.
+  void check() const {
+    if (400 * nodes + 36 * edges + 16 * branches > 1'000'000 || emptyLoops * edges > 500'000) {
+      refuse(0, "the system's engine would need more than 1 MB or 10 ms for it");
+    }
+  }
+  /// Behind it, another part.
+  void chain(Part const& next) {
+    U64 const pairs = last * next.first;
+    noteAll(next);
+    edges += pairs;
+    if (isNullable) first += next.first;
+    last = next.last + (next.isNullable ? last : 0);
+    isNullable = isNullable && next.isNullable;
+    check();
+  }
+  /// Or else another part.
+  void either(Part const& other) {
+    branches += first;
+    noteAll(other);
+    ++nodes;
+    first += other.first;
+    last += other.last;
+    isNullable = isNullable || other.isNullable;
+    check();
+  }
+  /// The part `min` to `max` times, as the system's engine writes it out.
+  Part times(U32 min, U32 max) const {
+    if (min == 1 && max == 1) return *this;
+    Part all;
+    U32 const copies = max == kUnbounded ? std::max(min, U32{1}) : max;
+    for (U32 i = 1; i <= copies; ++i) {
+      Part copy = *this;
+      if (max == kUnbounded && i == copies) {
+        copy.edges += copy.last * copy.first;
+        if (copy.isNullable) ++copy.emptyLoops;
+      }
+      if (i > min) copy.isNullable = true;
+      all.chain(copy);
+    }
+    if (hasAnchor && max > 1) all.hasLoopedAnchor = true;
+    return all;
   }
 };
 
 class Writer {
  public:
-  explicit Writer(PatternTree const& tree) : tree_(tree) {}
+  explicit Writer(PatternTree const& tree) : tree_(tree), takes_(tree.size(), tree.memory()) {
+    noteTaking(tree.root());
+  }
 
   PosixExpression write() {
     Part const whole = part(tree_.root(), {false, false});
-    return {whole.text, whole.hasLoopedAnchor};
+    return {std::move(out_), whole.hasLoopedAnchor};
   }
 
  private:
@@ -45,67 +107,64 @@ class Writer {
     bool isBehind = false;
     bool isBefore = false;
   };
-  struct Part {
-    std::string text{};
-    Cost cost{};
-    bool hasAnchor = false;
-    bool hasLoopedAnchor = false;
-  };
+  static constexpr Context kWithin{true, true};
 
-  bool takesCharacter(NodeId id) const {
+  /// Notes of each node whether it takes a character at least, whatever matches.
+  bool noteTaking(NodeId id) {
     Node const& node = tree_[id];
     bool any = false;
     bool all = true;
     tree_.forChildren(id, [&](NodeId child) {
-      bool const takes = takesCharacter(child);
+      bool const takes = noteTaking(child);
       any = any || takes;
       all = all && takes;
     });
-    switch (node.kind) {
-      case NodeKind::separator:
-      case NodeKind::begin:
-      case NodeKind::end:
-        return false;
-      case NodeKind::sequence:
-        return any;
-      case NodeKind::choice:
-        return all;
-      case NodeKind::repeat:
-        return any && node.min > 0;
-      default:
-        return true;
+    bool takes = true;
+    if (node.kind == NodeKind::sequence) takes = any;
+    if (node.kind == NodeKind::choice) takes = all;
+    if (node.kind == NodeKind::repeat) takes = any && node.min > 0;
+    if (node.kind == NodeKind::separator || node.kind == NodeKind::begin ||
+        node.kind == NodeKind::end) {
+      takes = false;
     }
+    takes_[id] = takes;
+    return takes;
   }
 
-  static Part atom(std::string text, U64 nodes = 1) {
-    return {.text = std::move(text),
-            .cost = {.nodes = nodes, .first = nodes, .last = nodes, .isNullable = false}};
-  }
-
+  /// Writes a node and counts what it costs.
   Part part(NodeId id, Context context) {
     Node const& node = tree_[id];
+    if (++visits_ > kMaxVisits || out_.size() > kMaxText) {
+      refuse(0, "its translation for the system's engine is too long");
+    }
     switch (node.kind) {
       case NodeKind::digit:
-        return atom(node.isNegated ? std::string(tree_.text(node)) : digits(node.digits));
+        node.isNegated ? void(out_ += tree_.text(node)) : writeDigits(node.digits);
+        return Part::ofNodes(1);
       case NodeKind::numberClass:
         refuse(node.place, "a class of AS numbers: the DFA engine alone reads these");
       case NodeKind::any:
-        return atom(".");
+        out_ += '.';
+        return Part::ofNodes(1);
       case NodeKind::escapedDot:
-        return atom("\\.");
+        out_ += "\\.";
+        return Part::ofNodes(1);
       case NodeKind::blank:
-        return atom(" ");
+        out_ += ' ';
+        return Part::ofNodes(1);
+      case NodeKind::character:
+        out_ += tree_.text(node);
+        return Part::ofNodes(1);
       case NodeKind::begin:
       case NodeKind::end: {
-        Part anchor = atom(node.kind == NodeKind::begin ? "^" : "$");
-        anchor.cost.isNullable = true;
+        out_ += node.kind == NodeKind::begin ? '^' : '$';
+        Part anchor = Part::ofNodes(1);
+        anchor.isNullable = true;
         anchor.hasAnchor = true;
         return anchor;
       }
       case NodeKind::separator:
         return separator(context);
-      case NodeKind::character:
-        return atom(std::string(tree_.text(node)));
       case NodeKind::sequence:
         return sequence(id, context);
       case NodeKind::choice:
@@ -116,163 +175,147 @@ class Writer {
     }
   }
 
-  static std::string digits(DigitMask mask) {
-    std::string text;
+  void writeDigits(DigitMask mask) {
+    std::size_t const begin = out_.size();
+    out_ += '[';
     for (int digit = 0; digit < 10; ++digit) {
       if ((mask >> digit & 1) == 0) continue;
       int end = digit;
       while (end < 9 && (mask >> (end + 1) & 1) != 0) ++end;
-      text += static_cast<char>('0' + digit);
-      if (end > digit + 1) text += '-';
-      if (end > digit) text += static_cast<char>('0' + end);
+      out_ += static_cast<char>('0' + digit);
+      if (end > digit + 1) out_ += '-';
+      if (end > digit) out_ += static_cast<char>('0' + end);
       digit = end;
     }
-    return text.size() == 1 ? text : "[" + text + "]";
+    if (out_.size() == begin + 2) {
+      out_.erase(begin, 1);
+    } else {
+      out_ += ']';
+    }
   }
 
-  static Part separator(Context context) {
-    if (context.isBehind && context.isBefore) return atom(kDelimiters);
-    std::string text = "(";
-    if (!context.isBehind) text += "^|";
-    text += kDelimiters;
-    if (!context.isBefore) text += "|$";
-    Part part = atom(text += ")", 3);
-    part.cost.isNullable = true;
+  Part separator(Context context) {
+    if (context.isBehind && context.isBefore) {
+      out_ += kDelimiters;
+      return Part::ofNodes(1);
+    }
+    out_ += context.isBehind ? "(" : "(^|";
+    out_ += kDelimiters;
+    out_ += context.isBefore ? ")" : "|$)";
+    Part part = Part::ofNodes(3);
+    part.isNullable = true;
     part.hasAnchor = true;
+    part.touchesStart = !context.isBehind;
+    part.touchesEnd = !context.isBefore;
     return part;
   }
 
-  void check(Part const& part) const {
-    if (part.cost.isTooHigh() || part.text.size() > kMaxText) {
-      refuse(0, "the system's engine would need more than 1 MB or 10 ms for it");
-    }
-  }
-
-  void chain(Part& a, Part const& b) const {
-    a.text += b.text;
-    Cost const& c = b.cost;
-    a.cost.edges += c.edges + a.cost.last * c.first;
-    a.cost.nodes += c.nodes;
-    a.cost.branches += c.branches;
-    a.cost.emptyLoops += c.emptyLoops;
-    if (a.cost.isNullable) a.cost.first += c.first;
-    a.cost.last = c.last + (c.isNullable ? a.cost.last : 0);
-    a.cost.isNullable = a.cost.isNullable && c.isNullable;
-    a.hasAnchor = a.hasAnchor || b.hasAnchor;
-    a.hasLoopedAnchor = a.hasLoopedAnchor || b.hasLoopedAnchor;
-    check(a);
-  }
-
-  /// The parts, one or the other; without parentheses.
-  Part either(std::vector<Part> const& parts) const {
-    Part all = parts.front();
-    for (std::size_t i = 1; i < parts.size(); ++i) {
-      Part const& part = parts[i];
-      (all.text += '|') += part.text;
-      Cost const& c = part.cost;
-      all.cost.branches += all.cost.first + c.branches;
-      all.cost.nodes += c.nodes + 1;
-      all.cost.edges += c.edges;
-      all.cost.emptyLoops += c.emptyLoops;
-      all.cost.first += c.first;
-      all.cost.last += c.last;
-      all.cost.isNullable = all.cost.isNullable || c.isNullable;
-      all.hasAnchor = all.hasAnchor || part.hasAnchor;
-      all.hasLoopedAnchor = all.hasLoopedAnchor || part.hasLoopedAnchor;
-      check(all);
-    }
-    return all;
-  }
-
   Part sequence(NodeId id, Context context) {
-    std::vector<NodeId> items;
-    tree_.forChildren(id, [&](NodeId child) { items.push_back(child); });
-    // Where the last item that takes a character stands: what is before it has that behind it.
-    std::size_t lastTaking = 0;
-    for (std::size_t i = 0; i < items.size(); ++i) {
-      if (takesCharacter(items[i])) lastTaking = i;
-    }
+    // What stands in front of the last item that takes a character has that behind it.
+    NodeId lastTaking = kNoNode;
+    tree_.forChildren(id, [&](NodeId child) {
+      if (takes_[child]) lastTaking = child;
+    });
+    bool isBefore = lastTaking != kNoNode;
     bool isBehind = context.isBehind;
     Part all;
-    for (std::size_t i = 0; i < items.size(); ++i) {
-      chain(all, part(items[i], {isBehind, context.isBefore || i < lastTaking}));
-      isBehind = isBehind || takesCharacter(items[i]);
-    }
+    tree_.forChildren(id, [&](NodeId child) {
+      if (child == lastTaking) isBefore = false;
+      all.chain(part(child, {isBehind, context.isBefore || isBefore}));
+      isBehind = isBehind || takes_[child];
+    });
     return all;
   }
 
   Part choice(NodeId id, Context context) {
-    std::vector<Part> branches;
-    tree_.forChildren(id, [&](NodeId child) { branches.push_back(part(child, context)); });
-    Part all = either(branches);
-    if (tree_[id].isGroup) all.text = "(" + all.text + ")";
-    return all;
-  }
-
-  static std::string quantifier(U32 min, U32 max) {
-    if (max == kUnbounded && min < 2) return min == 0 ? "*" : "+";
-    if (min == 0 && max == 1) return "?";
-    std::string text = "{" + std::to_string(min);
-    if (max != min) text += ",";
-    if (max != min && max != kUnbounded) text += std::to_string(max);
-    return text += "}";
-  }
-
-  /// A part, `min` to `max` times, as the system's engine is to do it.
-  Part times(Part const& one, U32 min, U32 max) const {
-    if (max == 0) return {};
-    if (min == 1 && max == 1) return one;
+    bool const isGroup = tree_[id].isGroup;
+    if (isGroup) out_ += '(';
+    bool isFirst = true;
     Part all;
-    U32 const copies = max == kUnbounded ? std::max(min, U32{1}) : max;
-    for (U32 i = 1; i <= copies; ++i) {
-      Part copy = one;
-      copy.text.clear();
-      if (max == kUnbounded && i == copies) {
-        copy.cost.edges += copy.cost.last * copy.cost.first;
-        if (copy.cost.isNullable) ++copy.cost.emptyLoops;
-      }
-      if (i > min) copy.cost.isNullable = true;
-      chain(all, copy);
-    }
-    all.text = one.text + quantifier(min, max);
-    if (one.hasAnchor && max > 1) all.hasLoopedAnchor = true;
-    check(all);
+    tree_.forChildren(id, [&](NodeId child) {
+      if (!isFirst) out_ += '|';
+      Part const branch = part(child, context);
+      isFirst ? void(all = branch) : all.either(branch);
+      isFirst = false;
+    });
+    if (isGroup) out_ += ')';
     return all;
+  }
+
+  void writeQuantifier(U32 min, U32 max) {
+    if (min == 1 && max == 1) return;
+    if (max == kUnbounded && min < 2) {
+      out_ += min == 0 ? '*' : '+';
+    } else if (min == 0 && max == 1) {
+      out_ += '?';
+    } else {
+      out_.append("{").append(std::to_string(min));
+      if (max != min) out_ += ',';
+      if (max != min && max != kUnbounded) out_ += std::to_string(max);
+      out_ += '}';
+    }
+  }
+
+  Part rounds(NodeId child, Context context, U32 min, U32 max) {
+    Part const one = part(child, context);
+    writeQuantifier(min, max);
+    return one.times(min, max);
   }
 
   Part repeated(Node const& node, Context context) {
     NodeId const child = node.firstChild;
-    U32 const min = node.min;
-    U32 const max = node.max;
+    std::size_t const begin = out_.size();
     Part const only = part(child, context);
-    Part const middle = part(child, {true, true});
-    if (max == 1 || only.text == middle.text || !takesCharacter(child)) {
-      return times(only, min, max);
+    if (node.max == 1 || !(only.touchesStart || only.touchesEnd) || !takes_[child]) {
+      writeQuantifier(node.min, node.max);
+      return only.times(node.min, node.max);
     }
-    Part const first = part(child, {context.isBehind, true});
-    Part const last = part(child, {true, context.isBefore});
-    U32 const minRest = min > 0 ? min - 1 : 0;
-    U32 const maxRest = max == kUnbounded ? max : max - 1;
-    Part some;
-    if (last.text == middle.text) {
-      some = first;
-      chain(some, times(middle, minRest, maxRest));
-    } else if (first.text == middle.text) {
-      some = times(middle, minRest, maxRest);
-      chain(some, last);
-    } else {
-      Part many = first;
-      chain(many, times(middle, minRest > 0 ? minRest - 1 : 0,
-                        maxRest == kUnbounded ? maxRest : maxRest - 1));
-      chain(many, last);
-      some = many;
-      if (min < 2) some = either({only, many});
+    out_.resize(begin);
+    out_ += '(';
+    Part all = apart(child, context, only, node);
+    out_ += ')';
+    if (node.min > 0) return all;
+    out_ += '?';
+    return all.times(0, 1);
+  }
+
+  /// Once at least, with the first or last round written apart, or both.
+  Part apart(NodeId child, Context context, Part const& only, Node const& node) {
+    auto const less = [](U32 count, U32 by) {
+      return count == kUnbounded ? count : count - std::min(count, by);
+    };
+    Context const first{context.isBehind, true};
+    Context const last{true, context.isBefore};
+    Part all;
+    if (!only.touchesEnd) {
+      all = part(child, first);
+      if (less(node.max, 1) > 0) {
+        all.chain(rounds(child, kWithin, less(node.min, 1), less(node.max, 1)));
+      }
+      return all;
     }
-    some.text = "(" + some.text + ")";
-    return min == 0 ? times(some, 0, 1) : some;
+    if (!only.touchesStart) {
+      all = rounds(child, kWithin, less(node.min, 1), less(node.max, 1));
+      all.chain(part(child, last));
+      return all;
+    }
+    if (node.min < 2) {
+      part(child, context);
+      out_ += '|';
+    }
+    all = part(child, first);
+    if (less(node.max, 2) > 0) {
+      all.chain(rounds(child, kWithin, less(node.min, 2), less(node.max, 2)));
+    }
+    all.chain(part(child, last));
+    if (node.min < 2) all.either(only);
+    return all;
   }
 
   PatternTree const& tree_;
+  std::pmr::vector<bool> takes_;  // by node
+  std::string out_;
+  int visits_ = 0;
 };
 
 }  // namespace
