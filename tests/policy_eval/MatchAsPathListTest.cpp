@@ -51,7 +51,7 @@ AsPathListMatch plainMatch(std::vector<Entry> const& entries, Path const& path,
 }
 
 Status compiled(std::vector<Entry> const& entries, Acl::RegexMode mode) {
-  auto const status = asPathListStatusFactory("L");
+  auto status = asPathListStatusFactory("L");
   status->regexModeIs(mode);
   for (auto const& [value, matches, isCompiled] : entries) {
     status->asPathEntryIs(value);
