@@ -68,6 +68,7 @@ class PatternTree {
   Node const& operator[](NodeId id) const noexcept { return nodes_[id]; }
   /// A choice.
   NodeId root() const noexcept { return root_; }
+  std::size_t size() const noexcept { return nodes_.size(); }
   NumberSet const& numbers(Node const& node) const noexcept { return sets_[node.numbers]; }
   std::string_view text(Node const& node) const noexcept {
     return pattern_.substr(node.place, node.length);

@@ -1,6 +1,7 @@
 #include "platform/regex/detail/PosixPattern.h"
 
 #include <algorithm>
+#include <unordered_map>
 
 namespace Routing::AsPath::detail {
 
@@ -10,29 +11,57 @@ using Orb::U64;
 namespace {
 
 constexpr char kDelimiters[] = "[ ,{}()]";
+/// The copies for anchors in a loop that may take nothing grow sixfold with each "_".
+constexpr U64 kMaxLoopedAnchors = 6;
 constexpr std::size_t kMaxText = std::size_t{1} << 16;
 
 /// What the system's compiler makes of a part, counted. It copies what is counted by {m,n}, keeps
 /// for each node the nodes that it leads to without a character, and goes through these again and
-/// again where a repeated part may take nothing.
+/// again where a repeated part may take nothing. What follows an anchor it copies for that anchor:
+/// where several can be passed without a character between them, for each way to pass them.
 struct Cost {
+  /// The anchors that can be passed at one side of a part before a character is taken.
+  struct Anchors {
+    U64 count = 0;
+    U64 depth = 0;  // the most of them behind one another
+    void add(Anchors const& more) {
+      count += more.count;
+      depth += more.depth;
+    }
+  };
+
   U64 nodes = 0;
   U64 first = 0;  // nodes that the part can begin with
   U64 last = 0;
   U64 edges = 0;
   U64 branches = 0;  // pairs of alternatives
   U64 emptyLoops = 0;
+  U64 anchors = 0;
+  U64 copies = 0;  // bytes, for what stands behind anchors
+  Anchors lead{};
+  Anchors tail{};
+  bool hasEmptyLoopOfAnchors = false;
   bool isNullable = true;
+
+  void noteRun(Anchors const& before, Anchors const& behind) {
+    if (before.count == 0 || behind.count == 0) return;
+    U64 const depth = before.depth + behind.depth;
+    copies += 100 * depth * depth * depth * (before.count + behind.count);
+  }
 
   /// `measured`: bytes a node, an edge and a pair, of the system's compiler.
   bool isTooHigh() const {
-    return 400 * nodes + 36 * edges + 16 * branches > 1'000'000 || emptyLoops * edges > 500'000;
+    return 400 * nodes + 36 * edges + 16 * branches + copies > 1'000'000 ||
+           emptyLoops * edges > 500'000 || (hasEmptyLoopOfAnchors && anchors > kMaxLoopedAnchors);
   }
 };
 
 class Writer {
  public:
-  explicit Writer(PatternTree const& tree) : tree_(tree) {}
+  explicit Writer(PatternTree const& tree)
+      : tree_(tree), takes_(tree.size(), false, tree.memory()) {
+    noteTaking(tree.root());
+  }
 
   PosixExpression write() {
     Part const whole = part(tree_.root(), {false, false});
@@ -52,12 +81,19 @@ class Writer {
     bool hasLoopedAnchor = false;
   };
 
-  bool takesCharacter(NodeId id) const {
+  bool takesCharacter(NodeId id) const { return takes_[id]; }
+
+  bool noteTaking(NodeId id) {
+    bool const takes = isTaking(id);
+    takes_[id] = takes;
+    return takes;
+  }
+  bool isTaking(NodeId id) {
     Node const& node = tree_[id];
     bool any = false;
     bool all = true;
     tree_.forChildren(id, [&](NodeId child) {
-      bool const takes = takesCharacter(child);
+      bool const takes = noteTaking(child);
       any = any || takes;
       all = all && takes;
     });
@@ -82,6 +118,12 @@ class Writer {
             .cost = {.nodes = nodes, .first = nodes, .last = nodes, .isNullable = false}};
   }
 
+  static void setAnchors(Cost& cost, U64 count) {
+    cost.anchors = count;
+    cost.lead = cost.tail = {count, 1};
+    cost.isNullable = true;
+  }
+
   Part part(NodeId id, Context context) {
     Node const& node = tree_[id];
     switch (node.kind) {
@@ -98,7 +140,7 @@ class Writer {
       case NodeKind::begin:
       case NodeKind::end: {
         Part anchor = atom(node.kind == NodeKind::begin ? "^" : "$");
-        anchor.cost.isNullable = true;
+        setAnchors(anchor.cost, 1);
         anchor.hasAnchor = true;
         return anchor;
       }
@@ -137,7 +179,7 @@ class Writer {
     text += kDelimiters;
     if (!context.isBefore) text += "|$";
     Part part = atom(text += ")", 3);
-    part.cost.isNullable = true;
+    setAnchors(part.cost, (context.isBehind ? 0U : 1U) + (context.isBefore ? 0U : 1U));
     part.hasAnchor = true;
     return part;
   }
@@ -155,6 +197,13 @@ class Writer {
     a.cost.nodes += c.nodes;
     a.cost.branches += c.branches;
     a.cost.emptyLoops += c.emptyLoops;
+    a.cost.anchors += c.anchors;
+    a.cost.copies += c.copies;
+    a.cost.noteRun(a.cost.tail, c.lead);
+    if (a.cost.isNullable) a.cost.lead.add(c.lead);
+    if (!c.isNullable) a.cost.tail = {};
+    a.cost.tail.add(c.tail);
+    a.cost.hasEmptyLoopOfAnchors = a.cost.hasEmptyLoopOfAnchors || c.hasEmptyLoopOfAnchors;
     if (a.cost.isNullable) a.cost.first += c.first;
     a.cost.last = c.last + (c.isNullable ? a.cost.last : 0);
     a.cost.isNullable = a.cost.isNullable && c.isNullable;
@@ -174,6 +223,13 @@ class Writer {
       all.cost.nodes += c.nodes + 1;
       all.cost.edges += c.edges;
       all.cost.emptyLoops += c.emptyLoops;
+      all.cost.anchors += c.anchors;
+      all.cost.copies += c.copies;
+      all.cost.lead = {all.cost.lead.count + c.lead.count,
+                       std::max(all.cost.lead.depth, c.lead.depth)};
+      all.cost.tail = {all.cost.tail.count + c.tail.count,
+                       std::max(all.cost.tail.depth, c.tail.depth)};
+      all.cost.hasEmptyLoopOfAnchors = all.cost.hasEmptyLoopOfAnchors || c.hasEmptyLoopOfAnchors;
       all.cost.first += c.first;
       all.cost.last += c.last;
       all.cost.isNullable = all.cost.isNullable || c.isNullable;
@@ -229,7 +285,11 @@ class Writer {
       copy.text.clear();
       if (max == kUnbounded && i == copies) {
         copy.cost.edges += copy.cost.last * copy.cost.first;
-        if (copy.cost.isNullable) ++copy.cost.emptyLoops;
+        copy.cost.noteRun(copy.cost.tail, copy.cost.lead);
+        if (copy.cost.isNullable) {
+          ++copy.cost.emptyLoops;
+          copy.cost.hasEmptyLoopOfAnchors = copy.cost.anchors > 0;
+        }
       }
       if (i > min) copy.cost.isNullable = true;
       chain(all, copy);
@@ -240,17 +300,25 @@ class Writer {
     return all;
   }
 
+  /// Groups in groups are written several times each, but made once for each context.
+  Part const& round(NodeId child, Context context) {
+    U32 const key = child * 4 + (context.isBehind ? 2U : 0U) + (context.isBefore ? 1U : 0U);
+    auto const found = rounds_.find(key);
+    if (found != rounds_.end()) return found->second;
+    return rounds_.emplace(key, part(child, context)).first->second;
+  }
+
   Part repeated(Node const& node, Context context) {
     NodeId const child = node.firstChild;
     U32 const min = node.min;
     U32 const max = node.max;
-    Part const only = part(child, context);
-    Part const middle = part(child, {true, true});
+    Part const& only = round(child, context);
+    Part const& middle = round(child, {true, true});
     if (max == 1 || only.text == middle.text || !takesCharacter(child)) {
       return times(only, min, max);
     }
-    Part const first = part(child, {context.isBehind, true});
-    Part const last = part(child, {true, context.isBefore});
+    Part const& first = round(child, {context.isBehind, true});
+    Part const& last = round(child, {true, context.isBefore});
     U32 const minRest = min > 0 ? min - 1 : 0;
     U32 const maxRest = max == kUnbounded ? max : max - 1;
     Part some;
@@ -273,6 +341,8 @@ class Writer {
   }
 
   PatternTree const& tree_;
+  std::pmr::vector<bool> takes_;          // by node: whether it takes a character
+  std::unordered_map<U32, Part> rounds_;  // of repetitions, by node and context
 };
 
 }  // namespace
