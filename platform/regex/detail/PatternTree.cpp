@@ -94,8 +94,8 @@ class NumberItems {
 /// Whether an item of a class has two digits or more: the class is one of AS numbers then.
 bool hasNumber(std::string_view items) {
   for (std::size_t i = 1; i < items.size(); ++i) {
-    bool const isPart = isDigit(items[i]) || items[i] == '.';
-    if (isPart && isDigit(items[i - 1])) return true;
+    bool const isDot = items[i] == '.' && i + 1 < items.size() && isDigit(items[i + 1]);
+    if ((isDigit(items[i]) || isDot) && isDigit(items[i - 1])) return true;
   }
   return false;
 }
@@ -241,8 +241,8 @@ class PatternTree::Reader {
   /// A class of other characters: its end is found, as POSIX defines it (IEEE 1003.1, 9.3.5).
   NodeId characterClass(std::size_t place, std::size_t begin) {
     at_ = begin;
-    if (isAt(']')) ++at_;
     int last = -1;  // the character in front, when a range may begin with it
+    if (isAt(']')) last = pattern_[at_++];
     while (!isAt(']')) {
       if (at_ >= pattern_.size()) refuse(place, "a [ without its ]");
       if (isAt('[') && at_ + 1 < pattern_.size()) {
@@ -264,6 +264,9 @@ class PatternTree::Reader {
         at_ += 2;
         last = -1;
       } else {
+        bool const isFirstOrLast =
+            at_ == begin || at_ + 1 >= pattern_.size() || pattern_[at_ + 1] == ']';
+        if (c == '-' && !isFirstOrLast) refuse(at_, "a - that is no range stands first or last");
         last = static_cast<unsigned char>(c);
         ++at_;
       }

@@ -146,6 +146,8 @@ TEST(Patterns, AreRefusedWithPlaceAndReason) {
       {"[[:none:]]", 1, 1, "no such class"},
       {"[b-a]", 1, 1, "upside down"},
       {"[20-10]", 1, 1, "upside down"},
+      {"[0-9-5]", 4, 4, "first or last"},
+      {"[0-9.]", 0, kFine, "AS number"},
       {"[1-4294967296]", 3, 3, "4294967295"},
       {"65[64512-65534]", 2, 2, "needs a _"},
       {"[64512-65534]", kFine, 0, "DFA engine alone"},
