@@ -1,6 +1,8 @@
 #include "platform/regex/detail/Determiniser.h"
 
 #include <algorithm>
+#include <bit>
+#include <utility>
 
 namespace Routing::AsPath::detail {
 
@@ -9,11 +11,6 @@ using Orb::U32;
 namespace {
 
 constexpr U32 kNone = PathSet::kNone;
-
-void sortUnique(std::pmr::vector<U32>& values) {
-  std::sort(values.begin(), values.end());
-  values.erase(std::unique(values.begin(), values.end()), values.end());
-}
 
 }  // namespace
 
@@ -25,6 +22,8 @@ Determiniser::Determiniser(PathGraph const& graph, Alphabet const& alphabet, std
       maxRows_(kMaxBytes / (cellSize * classes_)),
       budget_(budget),
       memory_(graph.first().get_allocator().resource()),
+      endsAtEnd_(memory_),
+      endsWhenEmpty_(memory_),
       firstNumbers_(memory_),
       reachedKeys_(memory_),
       reachedState_(memory_),
@@ -32,13 +31,16 @@ Determiniser::Determiniser(PathGraph const& graph, Alphabet const& alphabet, std
       stateKeys_(memory_),
       states_(memory_),
       table_(memory_),
+      takenFor_(graph.positions().size(), memory_),
+      next_(memory_),
       reachedBy_(classes_, memory_),
       key_(memory_) {
+  findAnchorsToMatch();
   endOfFirst_.fill(kNone);
   for (U32 const position : graph.first()) {
     auto const& at = graph.positions()[position];
     if (at.kind == PathGraph::Kind::number) firstNumbers_.push_back(position);
-    if (at.kind == PathGraph::Kind::end && endsAt(position, false)) reach(endOfFirst_, at.pattern);
+    if (at.kind == PathGraph::Kind::end && endsAtEnd_[position]) reach(endOfFirst_, at.pattern);
   }
   std::sort(firstNumbers_.begin(), firstNumbers_.end());
   addStart();
@@ -56,32 +58,56 @@ void Determiniser::reach(Answer& best, U32 pattern) const {
   }
 }
 
-/// Whether an anchor that holds here leads to a match through anchors alone: those of the end, and
-/// of the path's beginning as well when the path is empty.
-bool Determiniser::endsAt(U32 position, bool alsoBegins) const {
-  Positions open({position}, memory_);
-  Positions seen({position}, memory_);
-  while (!open.empty()) {
-    U32 const at = open.back();
-    open.pop_back();
-    if (graph_.positions()[at].isLast) return true;
-    for (U32 const next : graph_.follow(at)) {
-      PathGraph::Kind const kind = graph_.positions()[next].kind;
-      if (kind != PathGraph::Kind::end && !(alsoBegins && kind == PathGraph::Kind::begin)) continue;
-      if (std::find(seen.begin(), seen.end(), next) != seen.end()) continue;
-      seen.push_back(next);
-      open.push_back(next);
+/// Finds the anchors that lead to a match through anchors alone: those of the end, and of the
+/// path's beginning as well when the path is empty. Backwards, from those that a pattern ends with.
+void Determiniser::findAnchorsToMatch() {
+  auto const& positions = graph_.positions();
+  auto const isAnchor = [&](U32 position) {
+    return positions[position].kind != PathGraph::Kind::number;
+  };
+  Positions ends(positions.size() + 1, memory_);  // of the anchors in front of each, in `before`
+  auto const forEdges = [&](auto const& visit) {
+    for (U32 from = 0; from < positions.size(); ++from) {
+      if (!isAnchor(from)) continue;
+      for (U32 const to : graph_.follow(from)) {
+        if (isAnchor(to)) visit(from, to);
+      }
+    }
+  };
+  forEdges([&](U32, U32 to) { ++ends[to + 1]; });
+  for (std::size_t i = 1; i < ends.size(); ++i) ends[i] += ends[i - 1];
+  Positions before(ends.back(), memory_);
+  Positions place(ends.begin(), ends.end() - 1, memory_);
+  forEdges([&](U32 from, U32 to) { before[place[to]++] = from; });
+
+  Positions open(memory_);
+  for (bool const isEmptyPath : {false, true}) {
+    auto& found = isEmptyPath ? endsWhenEmpty_ : endsAtEnd_;
+    found.assign(positions.size(), false);
+    auto const take = [&](U32 position) {
+      bool const holds = positions[position].kind == PathGraph::Kind::end || isEmptyPath;
+      if (!holds || found[position]) return;
+      found[position] = true;
+      open.push_back(position);
+    };
+    for (U32 position = 0; position < positions.size(); ++position) {
+      if (positions[position].isLast && isAnchor(position)) take(position);
+    }
+    while (!open.empty()) {
+      U32 const at = open.back();
+      open.pop_back();
+      for (U32 i = ends[at]; i < ends[at + 1]; ++i) take(before[i]);
     }
   }
-  return false;
 }
 
-/// Adds a position that may come next, unless every state has it or it is of no interest.
-void Determiniser::take(Positions& next, U32 position, U32 limit) const {
+/// Adds a position that may come next, unless it is there, or every state has it, or it is of no
+/// interest.
+void Determiniser::take(Positions& next, U32 position, U32 limit) {
   auto const& at = graph_.positions()[position];
   if (at.pattern >= limit || at.kind == PathGraph::Kind::begin) return;
   if (at.isFirst && at.kind == PathGraph::Kind::number) return;
-  next.push_back(position);
+  if (std::exchange(takenFor_[position], takings_) != takings_) next.push_back(position);
 }
 
 /// The state before the first number: anchors of the beginning hold here, and nowhere else.
@@ -96,9 +122,10 @@ void Determiniser::addStart() {
   for (U32 const position : graph_.first()) {
     auto const& at = graph_.positions()[position];
     if (at.kind == PathGraph::Kind::begin) open.push_back(position);
-    if (at.kind != PathGraph::Kind::number && endsAt(position, true)) reach(empty, at.pattern);
+    if (at.kind != PathGraph::Kind::number && endsWhenEmpty_[position]) reach(empty, at.pattern);
   }
-  Positions reached(open, memory_);
+  std::pmr::vector<bool> reached(graph_.positions().size(), false, memory_);
+  for (U32 const position : open) reached[position] = true;
   Positions behind(memory_);
   while (!open.empty()) {
     U32 const at = open.back();
@@ -107,13 +134,14 @@ void Determiniser::addStart() {
     for (U32 const next : graph_.follow(at)) {
       if (graph_.positions()[next].kind != PathGraph::Kind::begin) {
         behind.push_back(next);
-      } else if (std::find(reached.begin(), reached.end(), next) == reached.end()) {
-        reached.push_back(next);
+      } else if (!reached[next]) {
+        reached[next] = true;
         open.push_back(next);
       }
     }
   }
   Positions next(memory_);
+  ++takings_;
   for (U32 const position : behind) take(next, position, limitOf(best));
   for (std::size_t i = 0; i < best.size(); ++i) empty[i] = std::min(empty[i], best[i]);
   addState(best, next, empty);
@@ -131,24 +159,26 @@ U32 Determiniser::stateOf(Answer const& best, std::span<U32 const> reached) {
     if (graph_.positions()[position].isLast) reach(now, graph_.positions()[position].pattern);
   }
   U32 const limit = limitOf(now);
-  Positions next(memory_);
+  next_.clear();
+  ++takings_;
   for (U32 const position : reached) {
     budget_.spend(graph_.follow(position).size());
-    for (U32 const behind : graph_.follow(position)) take(next, behind, limit);
+    for (U32 const behind : graph_.follow(position)) take(next_, behind, limit);
   }
-  U32 const state = addState(now, next, now);
+  U32 const state = addState(now, next_, now);
   reachedState_.push_back(state);
   return state;
 }
 
 /// `answer`: what matches if the path ends here, apart from the anchors of the end.
 U32 Determiniser::addState(Answer const& best, Positions& next, Answer answer) {
-  sortUnique(next);
+  budget_.spend(next.size() * static_cast<unsigned>(std::bit_width(next.size())));
+  std::sort(next.begin(), next.end());
   for (std::size_t i = 0; i < answer.size(); ++i) answer[i] = std::min(answer[i], endOfFirst_[i]);
   std::erase_if(next, [&](U32 position) {
     auto const& at = graph_.positions()[position];
     if (at.kind != PathGraph::Kind::end) return false;
-    if (endsAt(position, false)) reach(answer, at.pattern);
+    if (endsAtEnd_[position]) reach(answer, at.pattern);
     return true;
   });
   key_.assign(best.begin(), best.end());

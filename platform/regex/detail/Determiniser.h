@@ -49,11 +49,11 @@ class Determiniser {
 
   Orb::U32 limitOf(Answer const& best) const;
   void reach(Answer& best, Orb::U32 pattern) const;
-  bool endsAt(Orb::U32 position, bool alsoBegins) const;
+  void findAnchorsToMatch();
   void addStart();
   Orb::U32 stateOf(Answer const& best, std::span<Orb::U32 const> reached);
   Orb::U32 addState(Answer const& best, Positions& next, Answer answer);
-  void take(Positions& next, Orb::U32 position, Orb::U32 limit) const;
+  void take(Positions& next, Orb::U32 position, Orb::U32 limit);
 
   PathGraph const& graph_;
   Alphabet const& alphabet_;
@@ -61,6 +61,8 @@ class Determiniser {
   std::size_t const maxRows_;
   Budget& budget_;
   Memory memory_;
+  std::pmr::vector<bool> endsAtEnd_;      // by position: an anchor leads to a match at the end
+  std::pmr::vector<bool> endsWhenEmpty_;  // the same, of a path without numbers
   Positions firstNumbers_;
   Answer endOfFirst_;          // what matches at the end of any path by patterns that begin there
   SequenceTable reachedKeys_;  // best, and the positions of the last number
@@ -70,6 +72,9 @@ class Determiniser {
   std::pmr::vector<State> states_;
   std::pmr::vector<Orb::U32> table_;
   std::size_t filled_ = 0;
+  Positions takenFor_;                     // by position: for which state it was taken last
+  Orb::U32 takings_ = 0;                   // so many states have taken positions
+  Positions next_;                         // scratch
   std::pmr::vector<Positions> reachedBy_;  // scratch of step(): by class
   Positions key_;                          // scratch
 };

@@ -6,16 +6,26 @@ namespace Routing::AsPath::detail {
 
 using Orb::U32;
 
+namespace {
+
+/// How many items of a pattern are looked at, copies counted: those without a place of a number
+/// cost no position and no edge.
+constexpr Orb::U64 kMaxVisits = 50'000;
+
+}  // namespace
+
 class PathGraph::Builder {
  public:
   Builder(PathGraph& graph, PathPattern const& pattern)
       : graph_(graph),
         pattern_(pattern),
         memory_(graph.positions_.get_allocator().resource()),
-        setOf_(pattern.sets().size(), kUnused, memory_) {}
+        setOf_(pattern.sets().size(), kUnused, memory_),
+        choices_(pattern.size(), memory_) {}
 
   Part part(NodeId id) {
     using Item = PathPattern::Kind;
+    budget_.spend(1);
     auto const& item = pattern_[id];
     switch (item.kind) {
       case Item::number:
@@ -39,6 +49,7 @@ class PathGraph::Builder {
 
  private:
   static constexpr U32 kUnused = ~U32{0};
+  static constexpr U32 kNoSet = kUnused - 1;
 
   /// A set of the pattern becomes one of the graph when a position takes it: what no position takes
   /// must not cut the alphabet.
@@ -92,38 +103,48 @@ class PathGraph::Builder {
     return all;
   }
 
-  /// Numbers to choose from are one position.
+  /// Numbers to choose from are one position. A repeated choice is copied: what it chooses from is
+  /// found and united once.
   Part choice(NodeId id) {
     Part all(memory_);
+    Choice& found = choices_[id];
+    bool const isNew = found.set == kUnused;
     std::pmr::vector<U32> sets(memory_);
+    bool hasNumber = false;
     pattern_.forChildren(id, [&](NodeId child) {
-      if (collectNumbers(child, sets)) return;
+      budget_.spend(1);
+      if (isNew) choices_[child].isOneNumber = collectNumbers(child, sets);
+      if (choices_[child].isOneNumber) {
+        hasNumber = true;
+        return;
+      }
       Part const branch = part(child);
       append(all.first, branch.first);
       append(all.last, branch.last);
       all.isNullable = all.isNullable || branch.isNullable;
     });
-    if (sets.empty()) return all;
-    U32 set = 0;
-    if (sets.size() == 1) {
-      set = graphSet(sets.front());
-    } else {
-      NumberSet united(memory_);
-      for (U32 const one : sets) {
-        NumberSet const& numbers = pattern_.sets()[one];
-        united.insert(united.end(), numbers.begin(), numbers.end());
-      }
-      normalise(united);
-      set = graph_.addSet(std::move(united));
-    }
-    Part const numbers = position(Kind::number, set);
+    if (isNew) found.set = sets.empty() ? kNoSet : united(sets);
+    if (!hasNumber) return all;
+    Part const numbers = position(Kind::number, found.set);
     append(all.first, numbers.first);
     append(all.last, numbers.last);
     return all;
   }
 
+  U32 united(std::span<U32 const> sets) {
+    if (sets.size() == 1) return graphSet(sets.front());
+    NumberSet all(memory_);
+    for (U32 const one : sets) {
+      NumberSet const& numbers = pattern_.sets()[one];
+      all.insert(all.end(), numbers.begin(), numbers.end());
+    }
+    normalise(all);
+    return graph_.addSet(std::move(all));
+  }
+
   /// Whether an item is one number, whichever; appends the sets that it is chosen from.
   bool collectNumbers(NodeId id, std::pmr::vector<U32>& sets) {
+    budget_.spend(1);
     auto const& item = pattern_[id];
     using Item = PathPattern::Kind;
     if (item.kind == Item::number) {
@@ -162,6 +183,12 @@ class PathGraph::Builder {
   PathPattern const& pattern_;
   Memory memory_;
   std::pmr::vector<U32> setOf_;  // the graph's set, by the pattern's
+  struct Choice {
+    U32 set = kUnused;         // of a choice: what it chooses from, united
+    bool isOneNumber = false;  // of an alternative
+  };
+  std::pmr::vector<Choice> choices_;  // by item
+  Budget budget_{kMaxVisits};
 };
 
 U32 PathGraph::addSet(NumberSet set) {

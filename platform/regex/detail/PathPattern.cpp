@@ -13,6 +13,7 @@ namespace {
 
 /// All spellings of a pattern together have at most so many intervals.
 constexpr std::size_t kMaxIntervalsInAll = 32768;
+constexpr U64 kSpellingSteps = 100'000;
 
 /// HIGH.LOW for each high half and each low one.
 NumberSet dotted(NumberSet const& highs, NumberSet const& lows, std::size_t place) {
@@ -153,13 +154,17 @@ class PathPattern::Reader {
     }
     checkLast(items[digits - 1]);
     if (behind == 0) {
-      return addNumber(numbersSpelled(tree_, items.first(digits), kMaxNumber), isPlain, place);
+      return addNumber(spelled(items.first(digits), kMaxNumber), isPlain, place);
     }
     checkLast(items[digits + behind]);
-    NumberSet const highs = numbersSpelled(tree_, items.first(digits), 0xffff);
-    NumberSet const lows = numbersSpelled(tree_, items.subspan(digits + 1, behind), 0xffff);
+    NumberSet const highs = spelled(items.first(digits), 0xffff);
+    NumberSet const lows = spelled(items.subspan(digits + 1, behind), 0xffff);
     digits += 1 + behind;
     return addNumber(dotted(highs, lows, place), false, place);
+  }
+
+  NumberSet spelled(std::span<NodeId const> items, U32 most) {
+    return numbersSpelled(tree_, items, most, budget_);
   }
 
   bool hasNegation(NodeId id) const {
@@ -229,6 +234,7 @@ class PathPattern::Reader {
 
   PathPattern& out_;
   PatternTree const& tree_;
+  Budget budget_{kSpellingSteps};
 };
 
 PathPattern::PathPattern(PatternTree const& tree) : items_(tree.memory()), sets_(tree.memory()) {

@@ -47,6 +47,7 @@ class PathPattern {
 
   Item const& operator[](NodeId id) const noexcept { return items_[id]; }
   NodeId root() const noexcept { return root_; }  ///< a choice
+  std::size_t size() const noexcept { return items_.size(); }
   std::pmr::vector<NumberSet> const& sets() const noexcept { return sets_; }
 
   template <class Visit>

@@ -13,9 +13,28 @@ constexpr char kDelimiters[] = "[ ,{}()]";
 constexpr std::size_t kMaxText = std::size_t{1} << 16;
 constexpr int kMaxVisits = 20'000;  // of nodes: what is written apart is visited again
 
+/// The copies for anchors in a loop that may take nothing grow sixfold with each "_".
+constexpr U64 kMaxLoopedAnchors = 6;
+
+/// The anchors that can be passed at one side of a part before a character is taken.
+struct Anchors {
+  U64 count = 0;
+  U64 depth = 0;  // the most of them behind one another
+
+  void add(Anchors const& more) {
+    count += more.count;
+    depth += more.depth;
+  }
+  void either(Anchors const& other) {
+    count += other.count;
+    depth = std::max(depth, other.depth);
+  }
+};
+
 /// What the system's compiler makes of a part, counted. It copies what is counted by {m,n}, keeps
 /// for each node the nodes that it leads to without a character, and goes through these again and
-/// again where a repeated part may take nothing.
+/// again where a repeated part may take nothing. What follows an anchor it copies for that anchor:
+/// where several can be passed without a character between them, for each way to pass them.
 struct Part {
   U64 nodes = 0;
   U64 first = 0;  // nodes that the part can begin with
@@ -23,6 +42,11 @@ struct Part {
   U64 edges = 0;
   U64 branches = 0;  // pairs of alternatives
   U64 emptyLoops = 0;
+  U64 anchors = 0;
+  U64 copies = 0;  // bytes, for what stands behind anchors
+  Anchors lead{};
+  Anchors tail{};
+  bool hasEmptyLoopOfAnchors = false;
   bool isNullable = true;
   // Separators of the part are written with the start, the end of the text: since nothing is sure
   // to stand on that side of the part.
@@ -35,7 +59,19 @@ struct Part {
     return {.nodes = count, .first = count, .last = count, .isNullable = false};
   }
 
+  static Part ofAnchors(U64 count, U64 nodeCount) {
+    Part part = ofNodes(nodeCount);
+    part.isNullable = true;
+    part.hasAnchor = true;
+    part.anchors = count;
+    part.lead = part.tail = {count, 1};
+    return part;
+  }
+
   void noteAll(Part const& other) {
+    anchors += other.anchors;
+    copies += other.copies;
+    hasEmptyLoopOfAnchors = hasEmptyLoopOfAnchors || other.hasEmptyLoopOfAnchors;
     nodes += other.nodes;
     edges += other.edges;
     branches += other.branches;
@@ -47,14 +83,25 @@ struct Part {
   }
   /// What it costs the system's compiler: measured bytes a node, an edge and a pair.
   void check() const {
-    if (400 * nodes + 36 * edges + 16 * branches > 1'000'000 || emptyLoops * edges > 500'000) {
+    bool const isTooLarge = 400 * nodes + 36 * edges + 16 * branches + copies > 1'000'000;
+    if (isTooLarge || emptyLoops * edges > 500'000 ||
+        (hasEmptyLoopOfAnchors && anchors > kMaxLoopedAnchors)) {
       refuse(0, "the system's engine would need more than 1 MB or 10 ms for it");
     }
+  }
+  void noteRun(Anchors const& before, Anchors const& behind) {
+    if (before.count == 0 || behind.count == 0) return;
+    U64 const depth = before.depth + behind.depth;
+    copies += 100 * depth * depth * depth * (before.count + behind.count);
   }
   /// Behind it, another part.
   void chain(Part const& next) {
     U64 const pairs = last * next.first;
     noteAll(next);
+    noteRun(tail, next.lead);
+    if (isNullable) lead.add(next.lead);
+    if (!next.isNullable) tail = {};
+    tail.add(next.tail);
     edges += pairs;
     if (isNullable) first += next.first;
     last = next.last + (next.isNullable ? last : 0);
@@ -68,6 +115,8 @@ struct Part {
     ++nodes;
     first += other.first;
     last += other.last;
+    lead.either(other.lead);
+    tail.either(other.tail);
     isNullable = isNullable || other.isNullable;
     check();
   }
@@ -75,12 +124,16 @@ struct Part {
   Part times(U32 min, U32 max) const {
     if (min == 1 && max == 1) return *this;
     Part all;
-    U32 const copies = max == kUnbounded ? std::max(min, U32{1}) : max;
-    for (U32 i = 1; i <= copies; ++i) {
+    U32 const rounds = max == kUnbounded ? std::max(min, U32{1}) : max;
+    for (U32 i = 1; i <= rounds; ++i) {
       Part copy = *this;
-      if (max == kUnbounded && i == copies) {
+      if (max == kUnbounded && i == rounds) {
         copy.edges += copy.last * copy.first;
-        if (copy.isNullable) ++copy.emptyLoops;
+        copy.noteRun(copy.tail, copy.lead);
+        if (copy.isNullable) {
+          ++copy.emptyLoops;
+          copy.hasEmptyLoopOfAnchors = copy.anchors > 0;
+        }
       }
       if (i > min) copy.isNullable = true;
       all.chain(copy);
@@ -156,13 +209,9 @@ class Writer {
         out_ += tree_.text(node);
         return Part::ofNodes(1);
       case NodeKind::begin:
-      case NodeKind::end: {
+      case NodeKind::end:
         out_ += node.kind == NodeKind::begin ? '^' : '$';
-        Part anchor = Part::ofNodes(1);
-        anchor.isNullable = true;
-        anchor.hasAnchor = true;
-        return anchor;
-      }
+        return Part::ofAnchors(1, 1);
       case NodeKind::separator:
         return separator(context);
       case NodeKind::sequence:
@@ -202,9 +251,7 @@ class Writer {
     out_ += context.isBehind ? "(" : "(^|";
     out_ += kDelimiters;
     out_ += context.isBefore ? ")" : "|$)";
-    Part part = Part::ofNodes(3);
-    part.isNullable = true;
-    part.hasAnchor = true;
+    Part part = Part::ofAnchors((context.isBehind ? 0U : 1U) + (context.isBefore ? 0U : 1U), 3);
     part.touchesStart = !context.isBehind;
     part.touchesEnd = !context.isBefore;
     return part;

@@ -3,6 +3,8 @@
 #include <array>
 #include <bit>
 
+#include "platform/regex/detail/SequenceTable.h"
+
 /// From a regular expression over digits to a set of numbers.
 ///
 /// The expression becomes an automaton over digits, of at most 64 positions and so many sets of
@@ -19,7 +21,6 @@ namespace {
 
 constexpr unsigned kMostDigits = 10;  // of a 32-bit number
 constexpr unsigned kPositions = 64;
-constexpr std::size_t kMostStates = 1000;
 
 constexpr auto kPowers = [] {
   std::array<U64, kMostDigits + 1> powers{};
@@ -33,8 +34,10 @@ class Numbers {
  public:
   Numbers(U32 most, std::size_t place, Memory memory) : most_(most), place_(place), set_(memory) {}
 
+  /// Whether all numbers with these leading digits and so many behind them are too large.
+  bool isPassed(U64 prefix, std::size_t left) const { return prefix * kPowers[left] > most_; }
+  /// REQUIRES: `low` is not too large.
   void add(U64 low, U64 high) {
-    if (low > most_) return;
     appendInterval(set_, {static_cast<U32>(low), static_cast<U32>(std::min<U64>(high, most_))});
     if (set_.size() > kMaxIntervals) refuse(place_, "it spells too many ranges of AS numbers");
   }
@@ -63,6 +66,7 @@ class PlainSpelling {
  private:
   void add(std::size_t at, U64 prefix) {
     std::size_t const left = masks_.size() - at;
+    if (out_.isPassed(prefix, left)) return;
     bool isAny = true;
     for (std::size_t i = at; i < masks_.size(); ++i) isAny = isAny && masks_[i] == kAllDigits;
     if (isAny && at > 0) return out_.add(prefix * kPowers[left], (prefix + 1) * kPowers[left] - 1);
@@ -78,14 +82,17 @@ class PlainSpelling {
 
 class DigitAutomaton {
  public:
-  DigitAutomaton(PatternTree const& tree, std::span<NodeId const> items, std::size_t place)
-      : tree_(tree), place_(place), states_(tree.memory()) {
+  DigitAutomaton(PatternTree const& tree, std::span<NodeId const> items, Budget& budget)
+      : tree_(tree),
+        place_(tree.placeOf(items.front())),
+        keys_(tree.memory()),
+        states_(tree.memory()) {
     Part whole{.isNullable = true};
     for (NodeId const item : items) whole = chained(whole, part(item));
-    if (whole.isNullable) refuse(place, "it may spell nothing at all");
+    if (whole.isNullable) refuse(place_, "it may spell nothing at all");
     first_ = whole.first;
     last_ = whole.last;
-    count();
+    count(budget);
   }
 
   void addNumbers(Numbers& out) const {
@@ -155,19 +162,18 @@ class DigitAutomaton {
   }
 
   std::size_t stateOf(U64 next, bool isAccepting) {
-    auto const found = std::find_if(states_.begin(), states_.end(), [&](State const& state) {
-      return state.next == next && state.isAccepting == isAccepting;
-    });
-    if (found != states_.end()) return static_cast<std::size_t>(found - states_.begin());
-    if (states_.size() == kMostStates) refuse(place_, "the spelling is too complex");
-    states_.push_back({.next = next, .isAccepting = isAccepting});
-    return states_.size() - 1;
+    std::array<U32, 3> const key{static_cast<U32>(next), static_cast<U32>(next >> 32),
+                                 isAccepting ? 1U : 0U};
+    auto const [id, isNew] = keys_.add(key);
+    if (isNew) states_.push_back({.next = next, .isAccepting = isAccepting});
+    return id;
   }
 
-  void count() {
+  void count(Budget& budget) {
     stateOf(first_, false);
     // NOLINTNEXTLINE(modernize-loop-convert): states are added meanwhile
     for (std::size_t at = 0; at < states_.size(); ++at) {
+      budget.spend(16U + static_cast<unsigned>(std::popcount(states_[at].next)));
       for (unsigned digit = 0; digit < 10; ++digit) {
         U64 next = 0;
         bool isAccepting = false;
@@ -194,7 +200,7 @@ class DigitAutomaton {
 
   void addNumbers(std::size_t at, unsigned left, U64 prefix, Numbers& out, bool isFirst) const {
     State const& state = states_[at];
-    if (state.texts[left] == 0) return;
+    if (state.texts[left] == 0 || out.isPassed(prefix, left)) return;
     if (!isFirst && state.texts[left] == kPowers[left]) {
       return out.add(prefix * kPowers[left], (prefix + 1) * kPowers[left] - 1);
     }
@@ -212,14 +218,15 @@ class DigitAutomaton {
   unsigned size_ = 0;
   U64 first_ = 0;
   U64 last_ = 0;
+  SequenceTable keys_;  // of the states
   std::pmr::vector<State> states_;
 };
 
 }  // namespace
 
-NumberSet numbersSpelled(PatternTree const& tree, std::span<NodeId const> items, U32 most) {
-  std::size_t const place = tree.placeOf(items.front());
-  Numbers out(most, place, tree.memory());
+NumberSet numbersSpelled(PatternTree const& tree, std::span<NodeId const> items, U32 most,
+                         Budget& budget) {
+  Numbers out(most, tree.placeOf(items.front()), tree.memory());
   std::array<DigitMask, kMostDigits> masks{};
   bool isPlain = items.size() <= masks.size();
   for (std::size_t i = 0; isPlain && i < items.size(); ++i) {
@@ -229,7 +236,7 @@ NumberSet numbersSpelled(PatternTree const& tree, std::span<NodeId const> items,
   if (isPlain) {
     PlainSpelling(std::span(masks).first(items.size()), out);
   } else {
-    DigitAutomaton(tree, items, place).addNumbers(out);
+    DigitAutomaton(tree, items, budget).addNumbers(out);
   }
   return out.take();
 }
