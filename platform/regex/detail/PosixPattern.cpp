@@ -11,7 +11,7 @@ namespace {
 
 constexpr char kDelimiters[] = "[ ,{}()]";
 constexpr std::size_t kMaxText = std::size_t{1} << 16;
-constexpr int kMaxVisits = 20'000;  // of nodes: what is written apart is visited again
+constexpr int kMaxWrites = 20'000;  // of nodes: what is written apart is visited again
 
 /// The copies for anchors in a loop that may take nothing grow sixfold with each "_".
 constexpr U64 kMaxLoopedAnchors = 6;
@@ -187,7 +187,7 @@ class Writer {
   /// Writes a node and counts what it costs.
   Part part(NodeId id, Context context) {
     Node const& node = tree_[id];
-    if (++visits_ > kMaxVisits || out_.size() > kMaxText) {
+    if (++visits_ > kMaxWrites || out_.size() > kMaxText) {
       refuse(0, "its translation for the system's engine is too long");
     }
     switch (node.kind) {
