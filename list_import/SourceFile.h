@@ -20,8 +20,9 @@ ROUTEPOLICY_EXPORT bool isEmptyLine(char const* line);
 /// `none` and `unreadable` among them.
 template <class Fault>
 struct SourceResult {
-  /// What the command line prints: "COUNT: MESSAGE" with a count of the lines that were taken
-  /// before, or why the file could not be read. Empty when the whole file was accepted.
+  /// What the command line prints: "NUMBER: MESSAGE" with the number of the line among those that
+  /// are not blank, from the first one that the kind of source has, or why the file could not be
+  /// read. Empty when the whole file was accepted.
   Orb::String error;
   /// The message alone.
   Orb::String message;

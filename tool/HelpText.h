@@ -66,8 +66,8 @@ Examples:
 inline constexpr char kShow[] = "print a list, or route maps, for the eye";
 inline constexpr char kShowEnd[] =
     R"(Prints the entries of a list file in ascending sequence number, as the router shows them. The list
-is named after the file. Without its first line, the output is a list file again. "#" marks the
-entries of an AS-path list that match nothing.
+is named after the file. Without its first line, the output is a list file again, unless "#" marks
+an entry of an AS-path list that matches nothing.
 
 With --config, prints the lists, route maps and peer filters of these names, or all: of prefix lists
 the same form, of the rest what is not at its default.
