@@ -51,7 +51,7 @@ struct Cost {
 
   /// `measured`: bytes a node, an edge and a pair, of the system's compiler.
   bool isTooHigh() const {
-    return 400 * nodes + 36 * edges + 16 * branches + copies > 1'000'000 ||
+    return 500 * nodes + 36 * edges + 16 * branches + copies > 1'000'000 ||
            emptyLoops * edges > 500'000 || (hasEmptyLoopOfAnchors && anchors > kMaxLoopedAnchors);
   }
 };
@@ -200,6 +200,7 @@ class Writer {
     a.cost.anchors += c.anchors;
     a.cost.copies += c.copies;
     a.cost.noteRun(a.cost.tail, c.lead);
+    a.cost.copies += 250 * a.cost.tail.count * c.first;
     if (a.cost.isNullable) a.cost.lead.add(c.lead);
     if (!c.isNullable) a.cost.tail = {};
     a.cost.tail.add(c.tail);
@@ -279,7 +280,7 @@ class Writer {
     if (max == 0) return {};
     if (min == 1 && max == 1) return one;
     Part all;
-    U32 const copies = max == kUnbounded ? std::max(min, U32{1}) : max;
+    U32 const copies = max == kUnbounded ? min + 1 : max;  // x+ becomes xx*, {2,} xxx*
     for (U32 i = 1; i <= copies; ++i) {
       Part copy = one;
       copy.text.clear();
