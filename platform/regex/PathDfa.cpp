@@ -38,4 +38,6 @@ int rd_match(rd_dfa const* dfa, void const* as_numbers, std::size_t count) noexc
 
 rd_dfa_size rd_size(rd_dfa const* dfa) noexcept { return {dfa->dfa.states(), dfa->dfa.bytes()}; }
 
-void rd_free_dfa(rd_dfa const* dfa) noexcept { compiledPatterns().drop(dfa); }
+void rd_free_dfa(rd_dfa const* dfa) noexcept {
+  if (dfa) compiledPatterns().drop(dfa);  // the table is made by the first pattern: it needs memory
+}

@@ -14,6 +14,7 @@ using Orb::U64;
 namespace {
 
 constexpr U64 kSteps = 50'000'000;
+constexpr U64 kStepsASlice = 1'000'000;  // some milliseconds
 constexpr detail::PathGraph::Limits kLimits{20'000, 200'000, 20'000};
 
 }  // namespace
@@ -67,6 +68,7 @@ bool PathSetBuilder::work(Orb::FunctionRef<bool()> isSpent) {
   if (!steps_ || set_) return true;
   Steps& steps = *steps_;
   try {
+    steps.budget.sliceIs(kStepsASlice);
     if (!steps.automaton) {
       steps.graph.finish();
       steps.alphabet.emplace(steps.graph.sets(), steps.budget);
@@ -74,6 +76,7 @@ bool PathSetBuilder::work(Orb::FunctionRef<bool()> isSpent) {
       if (isSpent()) return false;
     }
     while (!steps.automaton->isDone()) {
+      steps.budget.sliceIs(kStepsASlice);
       steps.automaton->step();
       if (isSpent()) return false;
     }
@@ -98,7 +101,8 @@ bool PathSetBuilder::work(Orb::FunctionRef<bool()> isSpent) {
     set->rowOf_.push_back(static_cast<U32>(state.row * classes));
     set->answers_.push_back(state.answer);
   }
-  set_ = set;
+  if (set->bytes() <= detail::kMaxBytes) set_ = set;
+  steps_.reset();
   return true;
 }
 

@@ -9,14 +9,18 @@ class Budget {
  public:
   explicit Budget(Orb::U64 steps) : left_(steps) {}
 
-  /// Throws Refused when there is not so much left.
+  /// Begins a slice of the work that may spend so much.
+  void sliceIs(Orb::U64 steps) noexcept { slice_ = steps; }
+  /// Throws Refused when there is not so much left, in all or of the slice.
   void spend(Orb::U64 steps) {
-    if (steps > left_) refuse(0, "the pattern is too complex");
+    if (steps > left_ || steps > slice_) refuse(0, "the pattern is too complex");
     left_ -= steps;
+    slice_ -= steps;
   }
 
  private:
   Orb::U64 left_;
+  Orb::U64 slice_ = ~Orb::U64{0};
 };
 
 /// The bounds of an automaton.

@@ -83,7 +83,7 @@ struct Part {
   }
   /// What it costs the system's compiler: measured bytes a node, an edge and a pair.
   void check() const {
-    bool const isTooLarge = 400 * nodes + 36 * edges + 16 * branches + copies > 1'000'000;
+    bool const isTooLarge = 500 * nodes + 36 * edges + 16 * branches + copies > 1'000'000;
     if (isTooLarge || emptyLoops * edges > 500'000 ||
         (hasEmptyLoopOfAnchors && anchors > kMaxLoopedAnchors)) {
       refuse(0, "the system's engine would need more than 1 MB or 10 ms for it");
@@ -99,6 +99,7 @@ struct Part {
     U64 const pairs = last * next.first;
     noteAll(next);
     noteRun(tail, next.lead);
+    copies += 250 * tail.count * next.first;
     if (isNullable) lead.add(next.lead);
     if (!next.isNullable) tail = {};
     tail.add(next.tail);
@@ -124,7 +125,7 @@ struct Part {
   Part times(U32 min, U32 max) const {
     if (min == 1 && max == 1) return *this;
     Part all;
-    U32 const rounds = max == kUnbounded ? std::max(min, U32{1}) : max;
+    U32 const rounds = max == kUnbounded ? min + 1 : max;  // x+ becomes xx*, {2,} xxx*
     for (U32 i = 1; i <= rounds; ++i) {
       Part copy = *this;
       if (max == kUnbounded && i == rounds) {
