@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdlib>
 #include <limits>
 #include <new>
@@ -40,17 +41,18 @@ long withEverMoreMemory(Do const& act, Check const& check) {
   }
 }
 
-inline void* allocate(std::size_t size) noexcept {
+inline void* allocate(std::size_t size, std::size_t alignment = 0) noexcept {
   if (grantedAllocations == 0) {
     if (failingAllocations == kPlenty) return nullptr;
     if (--failingAllocations == 0) grantedAllocations = kPlenty;
     return nullptr;
   }
   if (grantedAllocations != kPlenty) --grantedAllocations;
-  return std::malloc(size != 0 ? size : 1);
+  if (alignment <= alignof(std::max_align_t)) return std::malloc(size != 0 ? size : 1);
+  return std::aligned_alloc(alignment, (size + alignment - 1) / alignment * alignment);
 }
-inline void* allocateOrThrow(std::size_t size) {
-  if (void* const memory = allocate(size)) return memory;
+inline void* allocateOrThrow(std::size_t size, std::size_t alignment = 0) {
+  if (void* const memory = allocate(size, alignment)) return memory;
   throw std::bad_alloc();
 }
 

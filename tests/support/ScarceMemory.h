@@ -20,9 +20,18 @@
 [[gnu::noinline]] void* operator new[](std::size_t size, std::nothrow_t const&) noexcept {
   return TestSupport::allocate(size);
 }
+[[gnu::noinline]] void* operator new(std::size_t size, std::align_val_t alignment) {
+  return TestSupport::allocateOrThrow(size, static_cast<std::size_t>(alignment));
+}
 [[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
 [[gnu::noinline]] void operator delete[](void* memory) noexcept { std::free(memory); }
 [[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 [[gnu::noinline]] void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void* memory, std::align_val_t) noexcept {
+  std::free(memory);
+}
+[[gnu::noinline]] void operator delete(void* memory, std::size_t, std::align_val_t) noexcept {
+  std::free(memory);
+}
 
 #endif

@@ -15,7 +15,7 @@ using Orb::U64;
 
 namespace {
 
-constexpr U64 kSteps = 1'200'000;
+constexpr U64 kSteps = 1'000'000;  // 8 ms or so
 constexpr PathGraph::Limits kLimits{1024, 100'000, 32'768};
 constexpr std::size_t kSmallTable = 1024;  // cells; a table of that size has no classes
 
