@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <utility>
 
 #include "platform/regex/detail/Determiniser.h"
 #include "platform/regex/detail/Minimiser.h"
@@ -92,8 +93,10 @@ Dfa Dfa::compiled(std::string_view pattern) {
   bool const isSmall = (columns.classOf.size() + 1) * table.states() <= kSmallTable;
   if (isSmall && columns.lasts.size() <= kFew) {
     dfa.lasts_.assign(columns.lasts.begin(), columns.lasts.end());
+    dfa.walk_ = walkFor(dfa.lasts_.size());
   } else {
     dfa.intervals_ = IntervalIndex(columns.lasts);
+    dfa.walk_ = &Dfa::walkMany;
   }
   if (!isSmall) dfa.classOf_.assign(columns.classOf.begin(), columns.classOf.end());
   dfa.columns_ = isSmall ? columns.classOf.size() : columns.classInTable.size();
@@ -160,47 +163,22 @@ U32 Dfa::walkMany(Numbers numbers, std::size_t count) const noexcept {
   return at;
 }
 
+/// The walk for a small number of limits.
+Dfa::Walk Dfa::walkFor(std::size_t limits) noexcept {
+  static constexpr auto kWalks = []<std::size_t... few>(std::index_sequence<few...>) {
+    return std::array<Walk, kFew + 1>{&Dfa::walkFew<few>...};
+  }
+  (std::make_index_sequence<kFew + 1>());
+  return kWalks[limits];
+}
+
 bool Dfa::matches(void const* numbers, std::size_t count) const noexcept {
   constexpr auto kSize = static_cast<std::ptrdiff_t>(sizeof(U32));
-  Numbers bytes{static_cast<unsigned char const*>(numbers), kSize};
+  Numbers path{static_cast<unsigned char const*>(numbers), kSize};
   if (isBackward_ && count > 0) {
-    bytes = {bytes.first + (static_cast<std::ptrdiff_t>(count) - 1) * kSize, -kSize};
+    path = {path.first + (static_cast<std::ptrdiff_t>(count) - 1) * kSize, -kSize};
   }
-  U32 at = 0;
-  if (intervals_.bytes() != 0) {
-    at = walkMany(bytes, count);
-  } else {
-    switch (lasts_.size()) {
-      case 0:
-        at = walkFew<0>(bytes, count);
-        break;
-      case 1:
-        at = walkFew<1>(bytes, count);
-        break;
-      case 2:
-        at = walkFew<2>(bytes, count);
-        break;
-      case 3:
-        at = walkFew<3>(bytes, count);
-        break;
-      case 4:
-        at = walkFew<4>(bytes, count);
-        break;
-      case 5:
-        at = walkFew<5>(bytes, count);
-        break;
-      case 6:
-        at = walkFew<6>(bytes, count);
-        break;
-      case 7:
-        at = walkFew<7>(bytes, count);
-        break;
-      default:
-        at = walkFew<kFew>(bytes, count);
-        break;
-    }
-  }
-  return cells_[at + stride_ - 1] != 0;
+  return cells_[(this->*walk_)(path, count) + stride_ - 1] != 0;
 }
 
 }  // namespace Routing::AsPath::detail

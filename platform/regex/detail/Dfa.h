@@ -39,7 +39,10 @@ class Dfa {
     Orb::U32 operator[](std::size_t i) const noexcept;
   };
 
+  using Walk = Orb::U32 (Dfa::*)(Numbers, std::size_t) const noexcept;
+
   Dfa() = default;
+  static Walk walkFor(std::size_t limits) noexcept;
   template <std::size_t limits>
   Orb::U32 walkFew(Numbers numbers, std::size_t count) const noexcept;
   Orb::U32 walkMany(Numbers numbers, std::size_t count) const noexcept;
@@ -51,6 +54,7 @@ class Dfa {
   std::vector<Orb::U32> cells_;
   std::size_t stride_ = 1;
   std::size_t columns_ = 0;
+  Walk walk_ = nullptr;  // the one for so many limits
   bool isBackward_ = false;
   Orb::U32 final_ = 0;  // the first place of a row that is never left
 };
