@@ -92,7 +92,6 @@ bool PathSetBuilder::work(Orb::FunctionRef<bool()> isSpent) {
   auto const& classOf = steps.alphabet->classOf();
   set->classOf_.assign(classOf.begin(), classOf.end());
   std::size_t const classes = steps.alphabet->classes();
-  set->classes_ = classes;
   for (std::size_t row = 0; row < automaton.rows(); ++row) {
     auto const cells = automaton.row(row);
     set->cells_.insert(set->cells_.end(), cells.begin(), cells.end());

@@ -38,10 +38,9 @@ class ROUTEPOLICY_EXPORT PathSet final : public Orb::RefCounted {
 
   detail::IntervalIndex intervals_;
   std::vector<Orb::U16> classOf_;  // by interval
-  std::size_t classes_ = 0;
-  std::vector<Orb::U16> cells_;  // by row and class: the next state
-  std::vector<Orb::U32> rowOf_;  // by state: where its row starts in the cells
-  std::vector<Answer> answers_;  // by state
+  std::vector<Orb::U16> cells_;    // by row and class: the next state
+  std::vector<Orb::U32> rowOf_;    // by state: where its row starts in the cells
+  std::vector<Answer> answers_;    // by state
 };
 
 /// Compiles a set of patterns, a slice at a time.

@@ -99,8 +99,8 @@ Dfa Dfa::compiled(std::string_view pattern) {
     dfa.walk_ = &Dfa::walkMany;
   }
   if (!isSmall) dfa.classOf_.assign(columns.classOf.begin(), columns.classOf.end());
-  dfa.columns_ = isSmall ? columns.classOf.size() : columns.classInTable.size();
-  dfa.stride_ = dfa.columns_ + 1;
+  std::size_t const width = isSmall ? columns.classOf.size() : columns.classInTable.size();
+  dfa.stride_ = width + 1;
 
   // States that are left come first.
   std::pmr::vector<U32> order(scratch.memory());
@@ -117,7 +117,7 @@ Dfa Dfa::compiled(std::string_view pattern) {
   for (U32 i = 0; i < order.size(); ++i) place[order[i]] = static_cast<U32>(i * dfa.stride_);
   dfa.cells_.reserve(order.size() * dfa.stride_);
   for (U32 const state : order) {
-    for (std::size_t column = 0; column < dfa.columns_; ++column) {
+    for (std::size_t column = 0; column < width; ++column) {
       U32 const one = columns.classInTable[isSmall ? columns.classOf[column] : column];
       dfa.cells_.push_back(place[table.to[state * table.classes + one]]);
     }

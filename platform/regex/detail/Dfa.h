@@ -26,7 +26,6 @@ class Dfa {
   bool matches(void const* numbers, std::size_t count) const noexcept;
 
   std::size_t states() const noexcept { return cells_.size() / stride_; }
-  std::size_t intervals() const noexcept { return columns_; }
   std::size_t bytes() const noexcept;
 
  private:
@@ -53,7 +52,6 @@ class Dfa {
   std::vector<Orb::U32> classOf_;  // by interval; empty when each is a column
   std::vector<Orb::U32> cells_;
   std::size_t stride_ = 1;
-  std::size_t columns_ = 0;
   Walk walk_ = nullptr;  // the one for so many limits
   bool isBackward_ = false;
   Orb::U32 final_ = 0;  // the first place of a row that is never left

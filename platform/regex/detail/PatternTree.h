@@ -73,7 +73,6 @@ class PatternTree {
   std::string_view text(Node const& node) const noexcept {
     return pattern_.substr(node.place, node.length);
   }
-  std::string_view pattern() const noexcept { return pattern_; }
   Memory memory() const { return nodes_.get_allocator().resource(); }
 
   /// Calls visit(id) for each child.
