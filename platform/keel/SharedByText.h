@@ -3,11 +3,13 @@
 #include <cstddef>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 
-#include "platform/orb/base/Types.h"
+#include "platform/orb/loop/Reaper.h"
 
 namespace Keel {
 
@@ -28,12 +30,20 @@ class MadeOfText {
   friend class SharedByText;
 
   std::string const text_;
-  mutable std::size_t holders_ = 0;  // under the table's lock
+  // The rest is under the table's lock.
+  mutable std::size_t holders_ = 0;
+  mutable bool isLeft_ = false;                   // it is in a batch
+  mutable MadeOfText const* nextLeft_ = nullptr;  // in the batch
 };
 
-/// Shares what is made from texts: one object for a text, as long as anybody holds it. Made derives
-/// from MadeOfText. Any thread; what is made is made with no lock held, so that two threads that
-/// ask for a new text at once may both make it, and one result is dropped.
+/// Shares what is made from texts: one object for a text. Made derives from MadeOfText. Any thread;
+/// what is made is made with no lock held, so that two threads that ask for a new text at once may
+/// both make it, and one result is dropped.
+///
+/// What nobody holds any more may be slow to free: it is left to the reaper, in batches. Whoever
+/// asks for its text before the reaper comes to it gets it back.
+///
+/// A table lives as long as the process: whatever it made may be dropped at the very end.
 template <class Made>
 class SharedByText {
  public:
@@ -60,24 +70,89 @@ class SharedByText {
     return found->second;
   }
 
-  /// Takes a null too.
+  /// Takes a null too. Without memory for a batch, what nobody holds any more is freed at once.
   void drop(Made const* made) noexcept {
     if (!made) return;
+    std::unique_ptr<Batch> batch;      // a new one
     std::unique_ptr<Made const> last;  // destroyed with no lock held
-    std::lock_guard const locked(mutex_);
-    if (--made->holders_ != 0) return;
-    made_.erase(std::string_view(made->text_));
-    last.reset(made);
+    {
+      std::lock_guard const locked(mutex_);
+      if (--made->holders_ != 0 || made->isLeft_) return;
+      if (!open_) {
+        batch.reset(new (std::nothrow) Batch(*this));
+        open_ = batch.get();
+      }
+      if (open_) {
+        open_->add(*made);
+        if (open_->isFull()) open_ = nullptr;
+      } else {
+        made_.erase(made->text_);
+        last.reset(made);
+      }
+    }
+    try {
+      Orb::reap(std::move(batch));
+    } catch (std::bad_alloc const&) {
+      // No memory for the reaper itself: the batch has been freed at once.
+    }
   }
 
+  /// How many there are, what waits for the reaper included.
   std::size_t size() const {
     std::lock_guard const locked(mutex_);
     return made_.size();
   }
 
  private:
+  /// What is left to the reaper together. It is added to until it is full or freed.
+  class Batch final : public Orb::Garbage {
+   public:
+    explicit Batch(SharedByText& table) noexcept : table_(table) {}
+    ~Batch() override {
+      while (Batch::freeSome(kWeight * kMaxLeft)) {
+      }
+    }
+
+    // These two under the table's lock.
+    void add(Made const& made) noexcept {
+      made.isLeft_ = true;
+      made.nextLeft_ = std::exchange(first_, &made);
+      ++added_;
+    }
+    bool isFull() const noexcept { return added_ == kMaxLeft; }
+
+    bool freeSome(std::size_t count) override {
+      MadeOfText const* taken = nullptr;
+      {
+        std::lock_guard const locked(table_.mutex_);
+        if (!first_) {
+          if (table_.open_ == this) table_.open_ = nullptr;
+          return false;
+        }
+        for (std::size_t left = count / kWeight + 1; first_ && left > 0; --left) {
+          MadeOfText const* const made = std::exchange(first_, first_->nextLeft_);
+          made->isLeft_ = false;
+          if (made->holders_ != 0) continue;
+          table_.made_.erase(made->text_);
+          made->nextLeft_ = std::exchange(taken, made);
+        }
+      }
+      while (taken) delete static_cast<Made const*>(std::exchange(taken, taken->nextLeft_));
+      return true;
+    }
+
+   private:
+    static constexpr std::size_t kMaxLeft = 1024;
+    static constexpr std::size_t kWeight = 16;  // one is as slow to free as so many objects
+
+    SharedByText& table_;
+    MadeOfText const* first_ = nullptr;
+    std::size_t added_ = 0;
+  };
+
   mutable std::mutex mutex_;
   std::unordered_map<std::string_view, Made*> made_;  // by their own texts
+  Batch* open_ = nullptr;                             // belongs to the reaper
 };
 
 }  // namespace Keel

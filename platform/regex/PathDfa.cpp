@@ -17,7 +17,7 @@ namespace {
 
 /// The patterns that are compiled, for the whole process.
 Keel::SharedByText<rd_dfa>& compiledPatterns() {
-  static auto* const table = new Keel::SharedByText<rd_dfa>();  // threads may outlive statics
+  static auto* const table = new Keel::SharedByText<rd_dfa>();  // never destroyed
   return *table;
 }
 

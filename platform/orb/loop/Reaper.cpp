@@ -110,8 +110,7 @@ thread_local bool freeing = false;
 
 void freeWhole(Yard& all, Piece piece) {
   bool const nested = std::exchange(freeing, true);
-  while (piece->freeSome(kStep)) {
-  }
+  while (piece->freeSome(kStep)) detail::settleHeap();
   piece.reset();
   freeing = nested;
   all.gone();
