@@ -64,7 +64,7 @@ void checkModel(std::uint8_t const* data, std::size_t size) {
   std::size_t at = 0;
   // An input that is at its end chooses what ends a pattern.
   TestSupport::PathModel const model(
-      [&](unsigned below) { return at < size ? data[at++] % below : 0U; });
+      [&](unsigned below) { return at < size ? data[at++] % below : 0U; }, size % 2 == 1);
   rd_dfa const* const dfa = rd_parse_dfa(model.text().c_str());
   PathSetBuilder builder;
   bool const isAdded = builder.add(model.text(), kAnyOrigin);

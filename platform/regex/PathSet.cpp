@@ -20,15 +20,11 @@ constexpr detail::PathGraph::Limits kLimits{20'000, 200'000, 20'000};
 }  // namespace
 
 U32 PathSet::firstMatch(std::span<U32 const> path, OriginClass origin) const noexcept {
-  // The classes of numbers do not depend on one another: they are found some numbers ahead of the
-  // states, which do.
-  U32 state = 0;
-  std::array<U16, 16> classes;
-  while (!path.empty()) {
-    std::size_t const count = std::min(path.size(), classes.size());
-    for (std::size_t i = 0; i < count; ++i) classes[i] = classOf_[intervals_.of(path[i])];
-    for (std::size_t i = 0; i < count; ++i) state = cells_[rowOf_[state] + classes[i]];
-    path = path.subspan(count);
+  std::size_t state = 0;
+  std::size_t const count = path.size();
+  for (std::size_t i = 0; i < count && state < rowOf_.size(); ++i) {
+    U32 const number = path[isBackward_ ? count - 1 - i : i];
+    state = cells_[rowOf_[state] + classOf_[intervals_.of(number)]];
   }
   return answers_[state][static_cast<std::size_t>(origin)];
 }
@@ -43,6 +39,10 @@ std::size_t PathSet::bytes() const noexcept {
 /// and packed.
 struct PathSetBuilder::Steps {
   detail::PathGraph graph{kLimits, std::pmr::new_delete_resource()};
+  /// The patterns for the path read backwards, as long as each is anchored at the end alone: its
+  /// last numbers decide then.
+  std::optional<detail::PathGraph> mirrored{std::in_place, kLimits,
+                                            std::pmr::new_delete_resource()};
   detail::Budget budget{kSteps};
   std::optional<detail::Alphabet> alphabet;
   std::optional<detail::Determiniser> automaton;
@@ -56,7 +56,13 @@ bool PathSetBuilder::add(std::string_view pattern, Origins origins) {
   try {
     detail::Scratch scratch;
     detail::PatternTree const tree(pattern, scratch.memory());
-    steps_->graph.add(detail::PathPattern(tree), origins);
+    detail::PathPattern path(tree);
+    if (!path.isEndAnchored() || path.isBeginAnchored()) steps_->mirrored.reset();
+    steps_->graph.add(path, origins);
+    if (steps_->mirrored) {
+      path.mirror();
+      steps_->mirrored->add(path, origins);
+    }
     return true;
   } catch (detail::Refused const&) {
     steps_.reset();
@@ -70,9 +76,10 @@ bool PathSetBuilder::work(Orb::FunctionRef<bool()> isSpent) {
   try {
     steps.budget.sliceIs(kStepsASlice);
     if (!steps.automaton) {
-      steps.graph.finish();
-      steps.alphabet.emplace(steps.graph.sets(), steps.budget);
-      steps.automaton.emplace(steps.graph, *steps.alphabet, sizeof(U16), steps.budget);
+      detail::PathGraph& graph = steps.mirrored ? *steps.mirrored : steps.graph;
+      graph.finish();
+      steps.alphabet.emplace(graph.sets(), steps.budget);
+      steps.automaton.emplace(graph, *steps.alphabet, sizeof(U16), steps.budget);
       if (isSpent()) return false;
     }
     while (!steps.automaton->isDone()) {
@@ -91,14 +98,21 @@ bool PathSetBuilder::work(Orb::FunctionRef<bool()> isSpent) {
   set->intervals_ = detail::IntervalIndex(lasts);
   auto const& classOf = steps.alphabet->classOf();
   set->classOf_.assign(classOf.begin(), classOf.end());
+  set->isBackward_ = steps.mirrored.has_value();
+  // States with a row come first, the start in front.
   std::size_t const classes = steps.alphabet->classes();
-  for (std::size_t row = 0; row < automaton.rows(); ++row) {
-    auto const cells = automaton.row(row);
-    set->cells_.insert(set->cells_.end(), cells.begin(), cells.end());
+  std::vector<U16> place(automaton.states().size());
+  for (bool const isSettled : {false, true}) {
+    for (std::size_t i = 0; i < place.size(); ++i) {
+      auto const& state = automaton.states()[i];
+      if ((state.row == detail::Determiniser::kSettled) != isSettled) continue;
+      place[i] = static_cast<U16>(set->answers_.size());
+      if (!isSettled) set->rowOf_.push_back(static_cast<U32>(state.row * classes));
+      set->answers_.push_back(state.answer);
+    }
   }
-  for (auto const& state : automaton.states()) {
-    set->rowOf_.push_back(static_cast<U32>(state.row * classes));
-    set->answers_.push_back(state.answer);
+  for (std::size_t row = 0; row < automaton.rows(); ++row) {
+    for (U32 const to : automaton.row(row)) set->cells_.push_back(place[to]);
   }
   if (set->bytes() <= detail::kMaxBytes) set_ = set;
   steps_.reset();

@@ -39,8 +39,11 @@ class ROUTEPOLICY_EXPORT PathSet final : public Orb::RefCounted {
   detail::IntervalIndex intervals_;
   std::vector<Orb::U16> classOf_;  // by interval
   std::vector<Orb::U16> cells_;    // by row and class: the next state
-  std::vector<Orb::U32> rowOf_;    // by state: where its row starts in the cells
-  std::vector<Answer> answers_;    // by state
+  // By state, where its row starts in the cells. Those without a row come last: whatever follows,
+  // the answer stays.
+  std::vector<Orb::U32> rowOf_;
+  std::vector<Answer> answers_;  // by state
+  bool isBackward_ = false;      // the path is read from its end
 };
 
 /// Compiles a set of patterns, a slice at a time.

@@ -17,12 +17,18 @@ class PathModel {
   /// Gives a number below its argument.
   using Choices = std::function<unsigned(unsigned)>;
 
-  explicit PathModel(Choices choices) : choices_(std::move(choices)) { root_ = choice(3, text_); }
+  /// `isAtEnd`: it is anchored at the path's end.
+  explicit PathModel(Choices choices, bool isAtEnd = false)
+      : choices_(std::move(choices)), isAtEnd_(isAtEnd) {
+    root_ = choice(3, text_);
+    if (isAtEnd) text_ = '(' + text_ + ")$";
+  }
 
   std::string const& text() const { return text_; }
   bool matches(Path const& path) const {
     for (std::size_t from = 0; from <= path.size(); ++from) {
-      if (!root_(path, from).empty()) return true;
+      Places const ends = root_(path, from);
+      if (isAtEnd_ ? ends.count(path.size()) != 0 : !ends.empty()) return true;
     }
     return false;
   }
@@ -163,6 +169,7 @@ class PathModel {
   }
 
   Choices const choices_;
+  bool const isAtEnd_;
   std::string text_;
   Part root_;
 };

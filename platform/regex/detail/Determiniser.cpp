@@ -170,22 +170,37 @@ U32 Determiniser::stateOf(Answer const& best, std::span<U32 const> reached) {
   return state;
 }
 
+/// What matches if the path ends here, by what has matched and by patterns that begin at the end.
+Determiniser::Answer Determiniser::atEnd(Answer answer) const {
+  for (std::size_t i = 0; i < answer.size(); ++i) answer[i] = std::min(answer[i], endOfFirst_[i]);
+  return answer;
+}
+
+/// Whether a pattern that is still of interest may take the next number.
+bool Determiniser::canGoOn(Answer const& best, Positions const& next) const {
+  return !next.empty() || (!firstNumbers_.empty() &&
+                           graph_.positions()[firstNumbers_.front()].pattern < limitOf(best));
+}
+
 /// `answer`: what matches if the path ends here, apart from the anchors of the end.
 U32 Determiniser::addState(Answer const& best, Positions& next, Answer answer) {
   budget_.spend(next.size() * static_cast<unsigned>(std::bit_width(next.size())));
   std::sort(next.begin(), next.end());
-  for (std::size_t i = 0; i < answer.size(); ++i) answer[i] = std::min(answer[i], endOfFirst_[i]);
+  answer = atEnd(answer);
   std::erase_if(next, [&](U32 position) {
     auto const& at = graph_.positions()[position];
     if (at.kind != PathGraph::Kind::end) return false;
     if (endsAtEnd_[position]) reach(answer, at.pattern);
     return true;
   });
-  key_.assign(best.begin(), best.end());
-  key_.insert(key_.end(), next.begin(), next.end());
-  budget_.spend(key_.size());
-  U32 const row = rowKeys_.add(key_).id;
-  if (rowKeys_.size() > maxRows_) refuse(0, "the pattern needs more than 1 MB");
+  U32 row = kSettled;
+  if (answer != atEnd(best) || canGoOn(best, next)) {
+    key_.assign(best.begin(), best.end());
+    key_.insert(key_.end(), next.begin(), next.end());
+    budget_.spend(key_.size());
+    row = rowKeys_.add(key_).id;
+    if (rowKeys_.size() > maxRows_) refuse(0, "the pattern needs more than 1 MB");
+  }
   key_.assign(1, row);
   key_.insert(key_.end(), answer.begin(), answer.end());
   auto const [state, isNew] = stateKeys_.add(key_);

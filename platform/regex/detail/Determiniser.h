@@ -22,8 +22,9 @@ namespace Routing::AsPath::detail {
 class Determiniser {
  public:
   using Answer = std::array<Orb::U32, kOriginClasses>;  ///< a pattern or PathSet::kNone, each
+  static constexpr Orb::U32 kSettled = ~Orb::U32{0};
   struct State {
-    Orb::U32 row;
+    Orb::U32 row;  ///< or kSettled: whatever follows, the answer stays
     Answer answer;
   };
 
@@ -53,6 +54,8 @@ class Determiniser {
   void addStart();
   Orb::U32 stateOf(Answer const& best, std::span<Orb::U32 const> reached);
   Orb::U32 addState(Answer const& best, Positions& next, Answer answer);
+  bool canGoOn(Answer const& best, Positions const& next) const;
+  Answer atEnd(Answer answer) const;
   void take(Positions& next, Orb::U32 position, Orb::U32 limit);
 
   PathGraph const& graph_;

@@ -251,7 +251,7 @@ TEST(Patterns, TheDfaEngineAgreesWithTryingEverything) {
     std::vector<Origins> origins;
     PathSetBuilder builder;
     while (models.size() < 4) {
-      models.emplace_back(choices);
+      models.emplace_back(choices, round % 3 == 0);
       origins.push_back(choices(2) == 0 ? kAnyOrigin : static_cast<Origins>(1U << choices(4)));
       ASSERT_TRUE(builder.add(models.back().text(), origins.back())) << models.back().text();
     }
