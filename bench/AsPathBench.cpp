@@ -1,6 +1,7 @@
 #include <benchmark/benchmark.h>
 #include <regex.h>
 
+#include <algorithm>
 #include <array>
 #include <ctime>
 #include <functional>
@@ -10,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/orb/loop/Reaper.h"
 #include "platform/regex/PathText.h"
 #include "platform/regex/RegexHelper.h"
 #include "policy_eval/MatchAsPathList.h"
@@ -177,8 +179,8 @@ void eachPath(benchmark::State& state, std::size_t lists, One const& one) {
 
 void match(benchmark::State& state, std::vector<Status> const& lists) {
   std::string text;
-  eachPath(state, lists.size(), [&](std::size_t list, std::size_t i) {
-    return matchAsPathList(lists[list].get(), paths().path(i), Acl::bgpIGP, text).isPermit;
+  eachPath(state, lists.size(), [&, &all = paths()](std::size_t list, std::size_t i) {
+    return matchAsPathList(lists[list].get(), all.path(i), Acl::bgpIGP, text).isPermit;
   });
 }
 
@@ -189,12 +191,13 @@ void matchPatterns(benchmark::State& state, Patterns const& patterns, Acl::Regex
 }
 
 void engineAlone(benchmark::State& state, Patterns const& patterns) {
-  std::vector<Status> lists;
-  for (auto const& pattern : patterns) lists.push_back(listOf({pattern}, Acl::regexModeDfa));
-  eachPath(state, lists.size(), [&](std::size_t list, std::size_t i) {
-    Path const path = paths().path(i);
-    return rd_match(lists[list]->matchEntries()[0].dfa, path.data(), path.size()) != 0;
+  std::vector<rd_dfa const*> compiled;
+  for (auto const& pattern : patterns) compiled.push_back(rd_parse_dfa(pattern.c_str()));
+  eachPath(state, compiled.size(), [&, &all = paths()](std::size_t pattern, std::size_t i) {
+    Path const path = all.path(i);
+    return rd_match(compiled[pattern], path.data(), path.size()) != 0;
   });
+  std::for_each(compiled.begin(), compiled.end(), rd_free_dfa);
 }
 
 void matchFloor(benchmark::State& state, Patterns const& patterns) {
@@ -204,8 +207,8 @@ void matchFloor(benchmark::State& state, Patterns const& patterns) {
     if (compiled[i].compile(translated) != 0) throw std::runtime_error("a bad pattern");
     asmatch_free_regex(translated);
   }
-  eachPath(state, compiled.size(), [&](std::size_t list, std::size_t i) {
-    return compiled[list].execute(paths().text(i)) == 0;
+  eachPath(state, compiled.size(), [&, &all = paths()](std::size_t pattern, std::size_t i) {
+    return compiled[pattern].execute(all.text(i)) == 0;
   });
 }
 
@@ -234,6 +237,7 @@ double cpuSeconds() {
 template <class Make>
 void load(benchmark::State& state, std::size_t count, Make const& make) {
   for (auto _ : state) {
+    Orb::reapAll();
     double const start = cpuSeconds();
     auto const made = make();
     state.SetIterationTime(cpuSeconds() - start);

@@ -25,9 +25,15 @@ StateTable tableOf(PathGraph const& graph, Alphabet const& alphabet, Budget& bud
   while (!subsets.isDone()) subsets.step();
   StateTable table(graph.first().get_allocator().resource());
   table.classes = alphabet.classes();
+  table.to.reserve(subsets.states().size() * table.classes);
+  table.accepts.reserve(subsets.states().size());
   for (Determiniser::State const& state : subsets.states()) {
-    auto const row = subsets.row(state.row);
-    table.to.insert(table.to.end(), row.begin(), row.end());
+    if (state.row == Determiniser::kSettled) {
+      table.to.insert(table.to.end(), table.classes, static_cast<U32>(table.accepts.size()));
+    } else {
+      auto const row = subsets.row(state.row);
+      table.to.insert(table.to.end(), row.begin(), row.end());
+    }
     table.accepts.push_back(state.answer[0] == 0);
   }
   return minimised(table);
@@ -92,18 +98,19 @@ Dfa Dfa::compiled(std::string_view pattern) {
   dfa.isBackward_ = isBackward;
   bool const isSmall = (columns.classOf.size() + 1) * table.states() <= kSmallTable;
   if (isSmall && columns.lasts.size() <= kFew) {
-    dfa.lasts_.assign(columns.lasts.begin(), columns.lasts.end());
-    dfa.walk_ = walkFor(dfa.lasts_.size());
+    std::copy(columns.lasts.begin(), columns.lasts.end(), dfa.lasts_.begin());
+    dfa.walk_ = walkFor(columns.lasts.size());
   } else {
     dfa.intervals_ = IntervalIndex(columns.lasts);
     dfa.walk_ = &Dfa::walkMany;
   }
   if (!isSmall) dfa.classOf_.assign(columns.classOf.begin(), columns.classOf.end());
   std::size_t const width = isSmall ? columns.classOf.size() : columns.classInTable.size();
-  dfa.stride_ = width + 1;
+  dfa.stride_ = static_cast<U32>(width + 1);
 
   // States that are left come first.
   std::pmr::vector<U32> order(scratch.memory());
+  order.reserve(table.states());
   std::pmr::vector<U32> finals(scratch.memory());
   for (U32 state = 0; state < table.states(); ++state) {
     auto const begin = table.to.begin() + static_cast<std::ptrdiff_t>(state * table.classes);
@@ -128,7 +135,7 @@ Dfa Dfa::compiled(std::string_view pattern) {
 }
 
 std::size_t Dfa::bytes() const noexcept {
-  return intervals_.bytes() + (lasts_.size() + classOf_.size() + cells_.size()) * sizeof(U32);
+  return sizeof *this + intervals_.bytes() + (classOf_.size() + cells_.size()) * sizeof(U32);
 }
 
 /// Each number is compared with every limit: no branch depends on it.
@@ -148,17 +155,10 @@ U32 Dfa::walkFew(Numbers numbers, std::size_t count) const noexcept {
 }
 
 U32 Dfa::walkMany(Numbers numbers, std::size_t count) const noexcept {
-  // The columns of numbers do not depend on one another: they are found some numbers ahead of the
-  // states, which do.
-  std::array<U32, 8> columns;
   U32 at = 0;
-  for (std::size_t done = 0; done < count && at < final_; done += columns.size()) {
-    std::size_t const some = std::min(count - done, columns.size());
-    for (std::size_t i = 0; i < some; ++i) {
-      std::size_t const interval = intervals_.of(numbers[done + i]);
-      columns[i] = classOf_.empty() ? static_cast<U32>(interval) : classOf_[interval];
-    }
-    for (std::size_t i = 0; i < some; ++i) at = cells_[at + columns[i]];
+  for (std::size_t i = 0; i < count && at < final_; ++i) {
+    std::size_t const interval = intervals_.of(numbers[i]);
+    at = cells_[at + (classOf_.empty() ? interval : classOf_[interval])];
   }
   return at;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <string_view>
 #include <vector>
@@ -46,15 +47,15 @@ class Dfa {
   Orb::U32 walkFew(Numbers numbers, std::size_t count) const noexcept;
   Orb::U32 walkMany(Numbers numbers, std::size_t count) const noexcept;
 
-  std::vector<Orb::U32>
-      lasts_;                // the last number of each interval but the last, when these are few
-  IntervalIndex intervals_;  // when they are many
-  std::vector<Orb::U32> classOf_;  // by interval; empty when each is a column
-  std::vector<Orb::U32> cells_;
-  std::size_t stride_ = 1;
+  // What each match reads stands together.
   Walk walk_ = nullptr;  // the one for so many limits
-  bool isBackward_ = false;
+  std::vector<Orb::U32> cells_;
   Orb::U32 final_ = 0;  // the first place of a row that is never left
+  Orb::U32 stride_ = 1;
+  bool isBackward_ = false;
+  std::array<Orb::U32, kFew> lasts_{};  // of each interval but the last, when these are few
+  IntervalIndex intervals_;             // when they are many
+  std::vector<Orb::U32> classOf_;       // by interval; empty when each is a column
 };
 
 }  // namespace Routing::AsPath::detail
