@@ -17,6 +17,7 @@ class Partition {
         place_(accepts.size(), members_.get_allocator()),
         blockOf_(accepts.size(), members_.get_allocator()),
         blocks_(members_.get_allocator().resource()) {
+    blocks_.reserve(accepts.size());
     for (U32 state = 0; state < accepts.size(); ++state) members_[state] = place_[state] = state;
     blocks_.push_back({0, static_cast<U32>(accepts.size()), 0});
     for (U32 state = 0; state < accepts.size(); ++state) {
@@ -26,6 +27,8 @@ class Partition {
   }
 
   std::size_t size() const noexcept { return blocks_.size(); }
+  /// Whether each state is a block of its own.
+  bool isFinest() const noexcept { return blocks_.size() == members_.size(); }
   U32 blockOf(U32 state) const { return blockOf_[state]; }
   std::span<U32 const> membersOf(U32 block) const {
     return std::span(members_).subspan(blocks_[block].begin,
@@ -112,10 +115,11 @@ void refine(Partition& partition, StateTable const& table) {
   Origin const origin(table);
   auto const memory = table.to.get_allocator();
   std::pmr::vector<U32> open(memory);
+  open.reserve(table.states());
   for (U32 block = 0; block < partition.size(); ++block) open.push_back(block);
   std::pmr::vector<U32> touched(memory);
   std::pmr::vector<U32> into(memory);  // a copy: the splitter may be split itself
-  while (!open.empty()) {
+  while (!open.empty() && !partition.isFinest()) {
     U32 const splitter = open.back();
     open.pop_back();
     auto const members = partition.membersOf(splitter);
@@ -140,7 +144,7 @@ void refine(Partition& partition, StateTable const& table) {
 
 StateTable minimised(StateTable const& table) {
   Partition partition(table.accepts);
-  if (table.states() > 1) refine(partition, table);
+  if (!partition.isFinest()) refine(partition, table);
   // Blocks are numbered as they are reached.
   constexpr U32 kNew = ~U32{0};
   auto const memory = table.to.get_allocator();
@@ -149,6 +153,8 @@ StateTable minimised(StateTable const& table) {
   number[partition.blockOf(0)] = 0;
   StateTable small(memory.resource());
   small.classes = table.classes;
+  small.accepts.reserve(partition.size());
+  small.to.reserve(partition.size() * table.classes);
   for (std::size_t i = 0; i < states.size(); ++i) {
     U32 const state = states[i];
     small.accepts.push_back(table.accepts[state]);

@@ -59,7 +59,9 @@ class Numbers {
 /// Items that are single digits: no need for an automaton.
 class PlainSpelling {
  public:
-  PlainSpelling(std::span<DigitMask const> masks, Numbers& out) : masks_(masks), out_(out) {
+  PlainSpelling(std::span<DigitMask const> masks, Numbers& out)
+      : masks_(masks), anyFrom_(masks.size()), out_(out) {
+    while (anyFrom_ > 1 && masks[anyFrom_ - 1] == kAllDigits) --anyFrom_;
     if (!masks.empty()) add(0, 0);
   }
 
@@ -67,16 +69,18 @@ class PlainSpelling {
   void add(std::size_t at, U64 prefix) {
     std::size_t const left = masks_.size() - at;
     if (out_.isPassed(prefix, left)) return;
-    bool isAny = true;
-    for (std::size_t i = at; i < masks_.size(); ++i) isAny = isAny && masks_[i] == kAllDigits;
-    if (isAny && at > 0) return out_.add(prefix * kPowers[left], (prefix + 1) * kPowers[left] - 1);
+    if (at >= anyFrom_) {
+      return out_.add(prefix * kPowers[left], (prefix + 1) * kPowers[left] - 1);
+    }
     bool const mayBeZero = at > 0 || left == 1;
-    for (U64 digit = mayBeZero ? 0 : 1; digit < 10; ++digit) {
-      if ((masks_[at] >> digit & 1U) != 0) add(at + 1, prefix * 10 + digit);
+    for (unsigned digits = masks_[at] & (mayBeZero ? ~0U : ~1U); digits != 0;
+         digits &= digits - 1) {
+      add(at + 1, prefix * 10 + static_cast<unsigned>(std::countr_zero(digits)));
     }
   }
 
   std::span<DigitMask const> const masks_;
+  std::size_t anyFrom_;  // from here on, but not from the first, each digit is any
   Numbers& out_;
 };
 
@@ -222,10 +226,20 @@ class DigitAutomaton {
   std::pmr::vector<State> states_;
 };
 
+/// Whether it is [0-9]+, by far the most frequent repetition.
+bool isAnyNumber(PatternTree const& tree, Node const& node) {
+  if (node.kind != NodeKind::repeat || node.min != 1 || node.max != kUnbounded) return false;
+  Node const& digit = tree[node.firstChild];
+  return digit.kind == NodeKind::digit && digit.digits == kAllDigits;
+}
+
 }  // namespace
 
 NumberSet numbersSpelled(PatternTree const& tree, std::span<NodeId const> items, U32 most,
                          Budget& budget) {
+  if (items.size() == 1 && isAnyNumber(tree, tree[items.front()])) {
+    return NumberSet({{0, most}}, tree.memory());
+  }
   Numbers out(most, tree.placeOf(items.front()), tree.memory());
   std::array<DigitMask, kMostDigits> masks{};
   bool isPlain = items.size() <= masks.size();
