@@ -58,7 +58,7 @@ class ROUTEPOLICY_EXPORT PathSetBuilder {
   /// bounds together with the others: there will be no set then.
   bool add(std::string_view pattern, Origins origins);
   /// Works until it is done or `isSpent` says stop; at least one step, of which none takes more
-  /// than 5 ms or so. True when done. Nothing is added after the first call. After an exception (no
+  /// than 10 ms. True when done. Nothing is added after the first call. After an exception (no
   /// memory) the builder is of no more use.
   bool work(Orb::FunctionRef<bool()> isSpent);
   /// The set, once, when work() is done; null when it would pass the bounds of an automaton: 10,000
