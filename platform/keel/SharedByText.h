@@ -1,14 +1,15 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <new>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <utility>
 
+#include "platform/orb/containers/HashMap.h"
 #include "platform/orb/loop/Reaper.h"
 
 namespace Keel {
@@ -55,19 +56,20 @@ class SharedByText {
     std::unique_ptr<Made> made = make();
     if (!made) return nullptr;
     std::lock_guard const locked(mutex_);
-    auto const [place, isNew] = made_.try_emplace(std::string_view(made->text_), made.get());
-    if (isNew) static_cast<void>(made.release());
-    ++place->second->holders_;
-    return place->second;
+    Made const* const* const other = made_.find(made->text());
+    if (!other) made_.insertOrAssign(made.get());
+    Made const* const held = other ? *other : made.release();
+    ++held->holders_;
+    return held;
   }
 
   /// The object of the text, if there is one, for the caller to drop().
   Made const* holdExisting(std::string_view text) {
     std::lock_guard const locked(mutex_);
-    auto const found = made_.find(text);
-    if (found == made_.end()) return nullptr;
-    ++found->second->holders_;
-    return found->second;
+    Made const* const* const found = made_.find(text);
+    if (!found) return nullptr;
+    ++(*found)->holders_;
+    return *found;
   }
 
   /// Takes a null too. Without memory for a batch, what nobody holds any more is freed at once.
@@ -86,7 +88,7 @@ class SharedByText {
         open_->add(*made);
         if (open_->isFull()) open_ = nullptr;
       } else {
-        made_.erase(made->text_);
+        made_.erase(made->text());
         last.reset(made);
       }
     }
@@ -133,7 +135,7 @@ class SharedByText {
           MadeOfText const* const made = std::exchange(first_, first_->nextLeft_);
           made->isLeft_ = false;
           if (made->holders_ != 0) continue;
-          table_.made_.erase(made->text_);
+          table_.made_.erase(made->text());
           made->nextLeft_ = std::exchange(taken, made);
         }
       }
@@ -150,9 +152,18 @@ class SharedByText {
     std::size_t added_ = 0;
   };
 
+  struct TextOf {
+    std::string_view operator()(Made const* made) const noexcept { return made->text(); }
+  };
+  struct Hash {
+    Orb::U32 operator()(std::string_view text) const noexcept {
+      return static_cast<Orb::U32>(std::hash<std::string_view>()(text));
+    }
+  };
+
   mutable std::mutex mutex_;
-  std::unordered_map<std::string_view, Made*> made_;  // by their own texts
-  Batch* open_ = nullptr;                             // belongs to the reaper
+  Orb::HashMap<Made const*, TextOf, Hash> made_;  // by their own texts
+  Batch* open_ = nullptr;                         // belongs to the reaper
 };
 
 }  // namespace Keel

@@ -304,9 +304,9 @@ TEST(AsPathListSm, CompilesAPathSetBehindTheStatus) {
   w.config->regexModeIs(Acl::regexModeDfa);
   w.settle();
   expectInLine(w);
-  // Each has 4,096 states, both together 3^12.
+  // Each has 4,096 states, both together 3^12; with the "$" in a group they are read forwards.
   list->pathEntryDelAll();
-  for (auto const* text : {"1 .{11}$", "2 .{11}$"}) {
+  for (auto const* text : {"(1 .{11}$)", "(2 .{11}$)"}) {
     change(w, "L",
            Acl::AsPathEntry::of(U32(list->pathEntry().size()), Orb::String(text), Acl::permitMatch,
                                 Acl::bgpAny, true, false));
