@@ -110,16 +110,6 @@ struct Part {
     isNullable = isNullable && next.isNullable;
     check();
   }
-  /// Behind it, one node that takes a character: chain() for the most frequent part, unchecked.
-  void chainNode() {
-    copies += 250 * tail.count;
-    edges += last;
-    ++nodes;
-    if (isNullable) ++first;
-    last = 1;
-    tail = {};
-    isNullable = false;
-  }
   /// Or else another part.
   void either(Part const& other) {
     branches += first;
@@ -279,15 +269,9 @@ class Writer {
     Part all;
     tree_.forChildren(id, [&](NodeId child) {
       if (child == lastTaking) isBefore = false;
-      if (tree_[child].isLiteral) {
-        writeDigits(tree_[child].digits);
-        all.chainNode();
-      } else {
-        all.chain(part(child, {isBehind, context.isBefore || isBefore}));
-      }
+      all.chain(part(child, {isBehind, context.isBefore || isBefore}));
       isBehind = isBehind || takes_[child];
     });
-    all.check();
     return all;
   }
 

@@ -41,6 +41,14 @@ TEST(SharedByText, leavesWhatNobodyHoldsToTheReaper) {
   EXPECT_EQ(Made::alive, 0);
   EXPECT_EQ(table.size(), 0U);
   EXPECT_FALSE(table.hold("c", [] { return std::unique_ptr<Made>(); }));
+  Made const* first = nullptr;  // somebody else is quicker
+  Made const* const second = table.hold("d", [&] {
+    first = hold(table, "d");
+    return std::make_unique<Made>("d");
+  });
+  EXPECT_EQ(first, second);
+  EXPECT_EQ(Made::alive, 1);
+  for (Made const* const made : {first, second}) table.drop(made);
 
   // Where no loop turns, what waits is bounded.
   for (int i = 0; i < 200'000; ++i) table.drop(hold(table, std::to_string(i)));
