@@ -87,6 +87,10 @@ class PathGraph::Builder {
 
   /// `a`, and behind it `b`.
   void chain(Part& a, Part&& b) {
+    if (a.isNullable && a.first.empty()) {
+      a = std::move(b);
+      return;
+    }
     connect(a, b);
     if (a.isNullable) append(a.first, b.first);
     if (b.isNullable) {
@@ -106,6 +110,8 @@ class PathGraph::Builder {
   /// Numbers to choose from are one position. A repeated choice is copied: what it chooses from is
   /// found and united once.
   Part choice(NodeId id) {
+    NodeId const only = pattern_[id].firstChild;
+    if (pattern_[only].nextSibling == kNoNode) return part(only);
     Part all(memory_);
     Choice& found = choices_[id];
     bool const isNew = found.set == kUnused;
