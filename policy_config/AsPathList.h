@@ -6,7 +6,8 @@
 namespace Acl {
 
 /// One entry of an AS-path list: a regular expression over the AS path, a verdict, and the origin
-/// that the route must have as well.
+/// that the route must have as well. An import sets which engines accept the expression; who makes
+/// an entry otherwise sets it too (RouteMap::Helper), since no other engine compiles the entry.
 class ROUTEPOLICY_EXPORT AsPathEntry : public Orb::Value<AsPathEntry> {
  public:
   ORB_VALUE(AsPathEntry, "Acl::AsPathEntry", seqno, userRegex, permit, origin, validDfaRegex,

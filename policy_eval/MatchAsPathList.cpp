@@ -1,5 +1,7 @@
 #include "policy_eval/MatchAsPathList.h"
 
+#include <new>
+
 #include "platform/regex/PathText.h"
 
 namespace Routing::PolicyEval {
@@ -36,7 +38,10 @@ class TextMatcher {
                                                                  : AsPath::Notation::asplain);
       isMade_ = true;
     }
-    return entry.posix->execute(text_.c_str()) == 0;
+    int const result = entry.posix->execute(text_.c_str());
+    // To pass over the entry could let in a route that it denies.
+    if (result == REG_ESPACE) throw std::bad_alloc();
+    return result == 0;
   }
 
  private:

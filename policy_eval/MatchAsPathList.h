@@ -32,7 +32,8 @@ struct AsPathListMatch {
 ///
 /// In DFA mode it allocates nothing and throws nothing. In POSIX mode `text` is a buffer that the
 /// caller keeps from call to call, of one thread: it takes the path's text, in the notation of the
-/// list, and grows with the longest one. Any thread that holds the status.
+/// list, and grows with the longest one; std::bad_alloc is thrown when there is no memory, for the
+/// system's engine too. Any thread that holds the status.
 ROUTEPOLICY_EXPORT AsPathListMatch matchAsPathList(AsPathListStatus const* status,
                                                    std::span<Orb::U32 const> path,
                                                    Acl::BGPOrigin origin, std::string& text);

@@ -40,8 +40,8 @@ class ROUTEPOLICY_EXPORT ListReactor : public Orb::Reactor<ListReactor<Kind>, ty
   bool initialized() const noexcept { return initialized_; }
 
   /// The initial handler, run by the machine once it has the reactor; and the handler of the list's
-  /// version. Both start to compile the list anew, the first if it has entries, also when they
-  /// throw.
+  /// version. Both start to compile the list anew, the first if it has entries or is of another
+  /// version than its status says, also when they throw.
   void handleInitial();
   void handleVersion();
 

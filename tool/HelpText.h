@@ -30,7 +30,7 @@ A configuration has one attribute a line, and comments behind "#":
 Edits wait beside it, in FILE.edits, until they are committed.
 
 Examples:
-  route-policy check *.txt
+  route-policy check bogons-ipv4.txt customer-ipv4.txt
   route-policy show --ipv6 bogons-ipv6.txt
   route-policy match bogons-ipv4.txt 10.1.0.0/16 8.8.8.8
   route-policy match --json bogons-ipv4.txt < table.txt

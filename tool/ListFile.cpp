@@ -15,6 +15,10 @@ namespace {
 
 constexpr char kStandardInputPlace[] = "<stdin>";
 
+// The most characters of a line that an import reads as one, without the newline.
+constexpr std::size_t kLongestPrefixLine = 510;
+constexpr std::size_t kLongestAsPathLine = 4094;
+
 Subject placeOf(std::string const& file, std::size_t line = 0) {
   return file == kStandardInput ? Subject(std::string_view(kStandardInputPlace), line)
                                 : Subject(file, line);
@@ -72,7 +76,8 @@ ListFindings readListFile(
     Orb::FunctionRef<ListFindings(std::FILE& source, Orb::Name const& name)> import) {
   console.workOn(file == kStandardInput ? kStandardInputPlace : file);
   Orb::ActivityLockAnchor const locked;
-  ListSource source(file);
+  std::size_t const longest = options.asPath ? kLongestAsPathLine : kLongestPrefixLine;
+  ListSource source(file, longest);
   ListFindings findings;
   if (source.stream()) {
     findings = import(*source.stream(), listNameOf(file));
@@ -86,10 +91,18 @@ ListFindings readListFile(
   } else {
     findings.fault = unreadable(source.error());
   }
+  auto const warn = [&](std::string message, std::size_t line) {
+    findings.warnings.insert(findings.warnings.begin(), ListFault{std::move(message), line});
+  };
   if (source.isLastLineCut()) {
-    findings.warnings.insert(
-        findings.warnings.begin(),
-        ListFault{"the last line does not end in a newline, so its last character is not read"});
+    warn("the last line does not end in a newline, so its last character is not read", 0);
+  }
+  // Of a refused file, more may have been read than the import came to.
+  bool const isReached = !findings.fault || source.longLine() <= findings.fault->line;
+  if (source.longLine() != 0 && isReached) {
+    warn("the line has more than " + std::to_string(longest) +
+             " characters, so it is read as several, each without its last character",
+         source.longLine());
   }
   if (options.strict && findings.hasWarnings() && !findings.fault) {
     findings.fault = ListFault{"a warning is an error with --strict"};

@@ -14,10 +14,11 @@
 
 namespace Tool {
 
-ListSource::ListSource(std::string const& file)
+ListSource::ListSource(std::string const& file, std::size_t longest)
     : fd_(file == kStandardInput ? STDIN_FILENO : patiently([&] {
         return ::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY);
-      })) {
+      })),
+      longest_(longest) {
   if (fd_ < 0) {
     error_ = errno;
     return;
@@ -52,10 +53,22 @@ long ListSource::read(char* buffer, std::size_t size) {
   char const* const all = buffer + got;
   char const* const end = std::find(static_cast<char const*>(buffer), all, '\0');
   endsAtNul_ = end != all;
-  newlines_ += static_cast<std::size_t>(std::count(static_cast<char const*>(buffer), end, '\n'));
+  countLines(buffer, end);
   if (end != buffer) last_ = end[-1];
   if (end == buffer) return read(buffer, size);
   return end - buffer;
+}
+
+void ListSource::countLines(char const* begin, char const* end) noexcept {
+  for (;;) {
+    char const* const newline = std::find(begin, end, '\n');
+    length_ += static_cast<std::size_t>(newline - begin);
+    if (length_ > longest_ && longLine_ == 0) longLine_ = newlines_ + 1;
+    if (newline == end) return;
+    ++newlines_;
+    length_ = 0;
+    begin = newline + 1;
+  }
 }
 
 }  // namespace Tool

@@ -15,12 +15,25 @@ ListReactor<Kind>::ListReactor(Orb::Ptr<List const> list, Machine& machine)
 template <class Kind>
 ListReactor<Kind>::~ListReactor() = default;
 
+/// Whether a status says that it is of another version of its list.
+template <class Status>
+bool isOfOtherVersion(Status const* status, Orb::U32 version) {
+  if constexpr (requires { status->configVersion(); }) {
+    return status && status->configVersion() != version;
+  } else {
+    return false;
+  }
+}
+
+/// The version may have risen since the symbol got its initial status, with no reactor to see it.
 template <class Kind>
 void ListReactor<Kind>::handleInitial() {
   Orb::FirstError error;
   error.guard([] { ORB_TRACE(traceSm(), 8, Kind::names().handleInitial); });
   error.guard([&] {
-    if (!Kind::entries(*list()).empty()) handleVersion();
+    auto const symbol = machine_ ? machine_->allSymbol()->symbol(name()) : nullptr;
+    bool const isLate = symbol && isOfOtherVersion(symbol->status().get(), list()->version());
+    if (!Kind::entries(*list()).empty() || isLate) handleVersion();
   });
   initialized_ = true;
   error.rethrow();

@@ -1,6 +1,8 @@
 #include "policy_eval/MatchAsPathList.h"
 
+#include <dlfcn.h>
 #include <gtest/gtest.h>
+#include <regex.h>
 
 #include <algorithm>
 #include <atomic>
@@ -10,6 +12,18 @@
 #include <vector>
 
 #include "tests/support/AsPathLists.h"
+
+namespace {
+bool hasNoMemory = false;
+}
+
+// In front of the system's: the library finds this one.
+extern "C" [[gnu::visibility("default")]] int regexec(regex_t const* regex, char const* text,
+                                                      std::size_t count, regmatch_t* matches,
+                                                      int flags) {
+  static auto const real = reinterpret_cast<decltype(&regexec)>(dlsym(RTLD_NEXT, "regexec"));
+  return hasNoMemory ? REG_ESPACE : real(regex, text, count, matches, flags);
+}
 
 namespace {
 
@@ -116,6 +130,17 @@ TEST(MatchAsPathList, ReadsTextInTheNotationOfTheList) {
       EXPECT_EQ(match.isPermit, current == notation) << expression << current;
     }
   }
+}
+
+TEST(MatchAsPathList, PassesOverNoEntryForWantOfMemory) {
+  auto const any = Acl::AsPathEntry::of(1U, ".*", Acl::denyMatch, Acl::bgpAny, true, true);
+  auto const status = compiled({{any, {}, true}}, Acl::regexModePosix);
+  std::string text;
+  auto const match = [&] { return matchAsPathList(status.get(), Path{1}, Acl::bgpIGP, text); };
+  hasNoMemory = true;
+  EXPECT_THROW(match(), std::bad_alloc);
+  hasNoMemory = false;
+  EXPECT_EQ(match().seqno, 1U);
 }
 
 TEST(ThreadsMatchAsPathList, APathSetIsAttachedWhileOthersMatch) {

@@ -253,8 +253,14 @@ TEST(AsPathListSm, IsInLineWhateverChangesMeanwhile) {
   }
 }
 
-// A setting changes while a list is compiled, by the trace sink that is shown a broken expression.
+// A setting changes while a list is compiled, by the trace sink that is shown a broken expression;
+// the version of an empty list while its symbol is installed, before there is a reactor.
 TEST(AsPathListSm, PublishesNothingInStaleSettings) {
+  AsPathWorld empty;
+  empty.start();
+  Observer const observer(*empty.all, [&](auto...) { empty.list("L")->versionInc(1); });
+  empty.list("L");
+  expectInLine(empty);
   for (bool const isMode : {true, false}) {
     AsPathWorld w;
     w.list("L")->pathEntryIs(entry(1, 5));

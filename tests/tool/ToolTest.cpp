@@ -28,6 +28,8 @@ t show --on-duplicate=override $T/twice => ip prefix-list twice     seq 1 deny 1
 t check - <<<'permit 10.0.0.0/8' => -: 1 entry (1 permit, 0 deny), seq 0 to 0, prefixes /8 to /8
 printf 'deny 10.0.0.0/88' | t show - => <stdin>: warning: the last line does not end in a newline, so its last character is not read ip prefix-list stdin     seq 0
     deny 10.0.0.0/8
+printf '%511s\n%510s\n' 'deny 128.0.0.0/16' 'deny 10.0.0.0/16' | t show - => <stdin>:1: warning: the line has more than 510 characters, so it is read as several, each
+    without its last character ip prefix-list stdin     seq 0 deny 128.0.0.0/1     seq 1 deny 10.0.0.0/16
 t check $T/empty => T/empty: the list is empty: no line has an entry [1]
 t check $T/nul /dev/zero | wc -l => T/nul:2: a NUL character: an import does not read what stands behind it in its line /dev/zero:1: a NUL character: an import does
     not read what stands behind it in its line 0
@@ -87,6 +89,8 @@ t check -a $T/apart => T/apart:1: Invalid AS PATH regular expression [64512-6553
 t check -a $T/long 2>&1 | tail -n 2 | sed 's/1\{60\}/1/; s/1\{39\}/1/' =>     ...1[1...                                                                    ^ both engines: a [ without its ]
 t check -a $T/twice => T/twice:2: Duplicate ASPATH regular expression found: 1 [1]
 t check -a $T/empty $T/nul => T/empty: the list is empty: no line has an entry T/nul:2: a NUL character: an import does not read what stands behind it in its line [1]
+printf '%4095s\n%4094s\n' 'deny _12' 'deny _13' | t show -a - => <stdin>:1: warning: the line has more than 4094 characters, so it is read as several, each without
+    its last character ip as-path access-list stdin   deny _1 any   deny _13 any
 t check -a $T/many 2>&1 | tail -n 2 => T/many: warning: 2 more such lines T/many: 102 entries (102 permit, 0 deny), seq 1 to 102, 102 without effect
 t show --as-path $T/warn 2>&- => ip as-path access-list warn   permit ^65001(_65001)*$ any # deny [[:digit:]]+x igp   deny _65000_ egp   permit _1.2_ any
 t match -a $T/warn 65001 '65001 65001 i' 65000 '65000 e' '3 65538' '' 2>&- | tr '\t' , => 65001,permit,seq 1 permit ^65001(_65001)*$ any

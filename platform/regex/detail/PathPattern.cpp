@@ -147,11 +147,11 @@ class PathPattern::Reader {
     std::size_t const place = tree_.placeOf(items.front());
     bool isPlain = true;
     for (NodeId const item : items.first(digits)) isPlain = isPlain && !hasNegation(item);
-    std::size_t behind = 0;
-    if (digits + 1 < items.size() && isDot(items[digits]) && isDigit(items[digits - 1]) &&
-        isDigit(items[digits + 1])) {
-      behind = digitsAtFront(items.subspan(digits + 1));
-    }
+    auto const isDotAt = [&](std::size_t at) {
+      return at + 1 < items.size() && isDot(items[at]) && isDigit(items[at - 1]) &&
+             isDigit(items[at + 1]);
+    };
+    std::size_t const behind = isDotAt(digits) ? digitsAtFront(items.subspan(digits + 1)) : 0;
     checkLast(items[digits - 1]);
     if (behind == 0) {
       return addNumber(spelled(items.first(digits), kMaxNumber), isPlain, place);
@@ -160,6 +160,7 @@ class PathPattern::Reader {
     NumberSet const highs = spelled(items.first(digits), 0xffff);
     NumberSet const lows = spelled(items.subspan(digits + 1, behind), 0xffff);
     digits += 1 + behind;
+    if (isDotAt(digits)) refuse(tree_.placeOf(items[digits]), "an AS number has one dot");
     return addNumber(dotted(highs, lows, place), false, place);
   }
 

@@ -169,6 +169,7 @@ TEST(Patterns, AreRefusedWithPlaceAndReason) {
       {"1_*", 2, kFine, "separator"},
       {"65a01", 2, kFine, "AS number"},
       {R"(\.5)", 0, kFine, "between digits"},
+      {"1.2.3", 3, kFine, "one dot"},
       {"[^ ]+", 0, kFine, "AS number"},
       {"[0-9]*1[0-9]*2[0-9]*3[0-9]*4[0-9]*", 0, kFine, "too many ranges"},
   };
