@@ -222,26 +222,6 @@ TEST(Path, ChangesNothingWhenItFails) {
   }
 }
 
-TEST(Path, IsTakenOffAnAssignment) {
-  struct Case {
-    char const* line;
-    char const* path;
-    char const* text;  // null for none
-  };
-  for (Case const& c : {Case{"a", "a", nullptr},
-                        {"a=", "a", ""},
-                        {"a=b=c", "a", "b=c"},
-                        {"a['=']=1", "a['=']", "1"},
-                        {"a['\\'=']", "a['\\'=']", nullptr},
-                        {"a['\\\\']='='", "a['\\\\']", "'='"},
-                        {"a['=", "a['=", nullptr}}) {
-    Orb::Assignment const line = Orb::splitAssignment(c.line);
-    EXPECT_EQ(line.path, c.path) << c.line;
-    EXPECT_EQ(line.hasText, c.text != nullptr) << c.line;
-    EXPECT_EQ(line.text, c.text ? c.text : "") << c.line;
-  }
-}
-
 TEST(Difference, TellsWhatIsBeforeAndAfter) {
   auto const before = sampleConfig();
   auto const after = sampleConfig();
