@@ -122,18 +122,6 @@ TEST(CopyHandlersTest, RaiseTheCountersOfEntriesThatObserversRemove) {
   }
 }
 
-TEST(CopyHandlersTest, ACopyThatThrowsRaisesNoVersion) {
-  auto const handler = Orb::make<RouteMapCopyHandler>();
-  auto const from = Orb::make<Map>("m");
-  auto const to = Orb::make<Map>("m");
-  to->mapEntryIs(1);
-  EXPECT_THROW(from->mapEntryIs(1)->asPathPrependLastAsIs(16), Orb::RangeException);
-  EXPECT_THROW(handler->handleEntity(Orb::make<EntityCopy>(), to, from, "routeMap"),
-               Orb::RangeException);
-  EXPECT_EQ(to->version(), 0U);
-  EXPECT_EQ(to->mapEntry(1)->asPathPrependVersion(), 0U);
-}
-
 TEST(CopyHandlersTest, LeaveOutTheAttributesOfTheirFilter) {
   auto const handler = Orb::make<PrefixListCopyHandler>();
   auto const from = Orb::make<Acl::PrefixList>("l");

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "config_copy/RouteMapCopy.h"
+#include "platform/session/Session.h"
 #include "policy_config/RouteMap.h"
 
 namespace TestSupport {
@@ -41,6 +42,26 @@ inline std::string differenceText(Orb::Entity const& before, Orb::Entity const& 
     if (d.attribute == Orb::AttributeKind::counter) return;
     lines += "+-~"[static_cast<int>(d.kind)] + d.path + '\n';
   });
+  return lines;
+}
+
+/// What a session would change, a line each, with the texts before and after.
+inline std::string differenceText(Cli::Session::Session& session) {
+  std::string lines;
+  session.difference([&](Orb::Difference const& d) {
+    lines += "+-~"[static_cast<int>(d.kind)] + d.path;
+    lines += d.hasText ? ' ' + d.before + '>' + d.after + '\n' : "\n";
+  });
+  return lines;
+}
+
+/// What became of each unit, a line each.
+inline std::string reportText(Cli::Session::CommitReport const& report) {
+  std::string lines;
+  for (auto const& item : report.items) {
+    lines += item.path + ' ' + std::string(outcomeName(item.outcome));
+    lines += item.overwrote.empty() ? "\n" : " over " + item.overwrote + '\n';
+  }
   return lines;
 }
 

@@ -1,10 +1,17 @@
+// With sanitizers, g++ 12 takes states of std::regex for uninitialized.
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
+
 #include <gtest/gtest.h>
 #include <regex.h>
 
 #include <array>
 #include <ctime>
+#include <functional>
 #include <memory>
 #include <random>
+#include <regex>
 
 #include "platform/orb/base/Error.h"
 #include "platform/regex/PathDfa.h"
@@ -88,6 +95,8 @@ TEST(Patterns, MeanWhatOperatorsMean) {
       {"^[0-9]{1,2}$", {{0}, {99}}, {{100}}},
       {"^655(3[0-4]|[0-2][0-9])$", {{65500}, {65534}}, {{65535}, {65499}}},
       {"^(64|65)51[13]$", {{64511}, {65513}}, {{64512}, {64}, {64, 511}}},
+      {"^[0-9][0-9]$", {{10}, {99}}, {{5}, {0}, {100}}},
+      {"^[0-9]{2}$", {{10}, {99}}, {{5}, {0}, {100}}},
       {"^[13]$", {{13}}, {{1}, {3}}},
       {"^65(0|1)[13]$", {{6501}, {6513}}, {{650, 13}, {65013}}},
       {"^[1,3]$", {{1}, {3}}, {{13}, {2}}},
@@ -214,6 +223,7 @@ TEST(Patterns, HostileOnesAreRefusedOrSmall) {
       {"_1(_.){11}$", true, true},
       {"_1(_.){14}$", true, true},
       {"^.*_1(_.){14}$", false, true},
+      {"_1(_[0-9]+){14}_2_", false, true},
       {"^(_1|_2)*_1(_1|_2){16}$", false, true},
       {"((_1|_2|_1_2){1,60}_3){1,60}", false, false},
       {"_(" + alternatives + ")_", true, false},
@@ -227,8 +237,16 @@ TEST(Patterns, HostileOnesAreRefusedOrSmall) {
       {"[5-9]" + times(9, "[13579]"), false, true},
       {times(100, "_[0-9]*1[0-9]{8}"), false, true},
       {"_1|(" + times(300, "_2_2|") + "_3)*(_[0-9]+){9}", true, false},
-      {times(40, "_"), true, false},
+      {times(12, "_"), true, false},
       {"(" + times(7, "_") + ")+", true, false},
+      {"(" + times(6, "^|") + "(1)*)*", true, true},
+      {"(" + times(7, "^|") + "(1)*)*", true, false},
+      {"(" + times(70, "^|") + "^)(" + times(70, "1|") + "1)", true, false},
+      {"_" + times(1400, "1"), false, true},
+      {times(8, "(" + times(60, "1|") + "1)"), false, false},
+      {"(" + times(330, "1|") + "1)", true, false},
+      {times(49, "(") + times(16, "1|") + "1" + times(49, ")*"), true, false},
+      {"(_(" + times(80, "1|") + "1)){250}", true, false},
       {times(21, "(_(1)*)*"), true, false},
       {std::string(2000, '(') + "1" + std::string(2000, ')'), false, false},
   };
@@ -238,6 +256,7 @@ TEST(Patterns, HostileOnesAreRefusedOrSmall) {
     EXPECT_EQ(!posixFault(c.pattern), c.posix) << c.pattern.substr(0, 40);
     Posix const posix(c.pattern);
     EXPECT_EQ(posix.isCompiled(), c.posix) << c.pattern.substr(0, 40);
+    EXPECT_FALSE(isCommonPattern(c.pattern) && !(c.dfa && c.posix)) << c.pattern.substr(0, 40);
     double const seconds = static_cast<double>(std::clock() - before) / CLOCKS_PER_SEC;
     EXPECT_LT(seconds, 0.5) << c.pattern.substr(0, 40);
   }
@@ -283,14 +302,28 @@ TEST(Patterns, TheDfaEngineAgreesWithTryingEverything) {
   }
 }
 
-/// Texts put together at random. What the checks accept, the system's engine compiles; what is of
-/// the common part, both engines read alike.
+/// The pattern with what "_" stands for wherever it stands. The system's engine does not read that
+/// right where an anchor is in a loop; the library's does, slowly.
+std::string withSeparatorsSpelledOut(std::string const& pattern) {
+  std::string all;
+  bool isInClass = false;
+  for (char const c : pattern) {
+    isInClass = c == '[' || (isInClass && c != ']');
+    all += c == '_' && !isInClass ? "(^|[ ,{}()]|$)" : std::string(1, c);
+  }
+  return all;
+}
+
+/// Texts put together at random. What the checks accept, the system's engine compiles, and reads as
+/// it is meant; what is of the common part, both engines read alike.
 TEST(Patterns, BothEnginesReadTheCommonPartAlike) {
   char const* const words[] = {
-      "_",     "_",  "_",     "^",     "$",    "1",      "12",         "[1-2]", "(",
-      ")",     "|",  "*",     "+",     "?",    "{2}",    "{0,2}",      ".*",    " ",
-      "(^|_)", "_1", "(_|$)", "1_",    "(_1)", "[0-9]+", ".",          "[2",    "a",
-      "^_1",   "2$", "{1,}",  "[]-A]", "[a-",  "c-e]",   "[[:digit:]", "-z]",   "[.2]"};
+      "_",         "_",          "_",         "^",          "$",     "1",    "12",     "[1-2]",
+      "(",         ")",          "|",         "*",          "+",     "?",    "1{2}",   "{0,2}",
+      ".*",        " ",          "(^|_)",     "_1",         "(_|$)", "1_",   "(_1)",   "[0-9]+",
+      ".",         "[2",         "a",         "^_1",        "2$",    "{1,}", "[]-A]",  "[a-",
+      "c-e]",      "[[:digit:]", "-z]",       "[.2]",       "(1|_)", "(1)",  "(_1_)*", "(1_)*",
+      "(_1_){2,}", "(_1){2}",    "(1_){2,3}", "(_1_){1,2}", "[^2]"};
   auto const paths = allPaths({1, 2, 12, 121}, 3);
   std::mt19937 random(11);
   int common = 0;
@@ -301,6 +334,15 @@ TEST(Patterns, BothEnginesReadTheCommonPartAlike) {
     }
     Posix const posix(pattern);
     ASSERT_EQ(posix.isCompiled(), !posixFault(pattern)) << pattern;
+    if (round % 4 == 0 && posix.isCompiled() && pattern.find(':') == pattern.npos) {
+      std::regex const spelledOut(withSeparatorsSpelledOut(pattern), std::regex::extended);
+      for (Path const& path : paths) {
+        std::string text;
+        pathText(text, path, Notation::asplain);
+        ASSERT_EQ(posix.matches(path), std::regex_search(text, spelledOut))
+            << pattern << " of \"" << text << '"';
+      }
+    }
     Dfa const dfa = compiled(pattern);
     ASSERT_EQ(!dfa, dfaFault(pattern).has_value()) << pattern;
     if (!isCommonPattern(pattern)) continue;
@@ -316,8 +358,11 @@ TEST(Patterns, BothEnginesReadTheCommonPartAlike) {
   for (char const* const idiom :
        {"_65001_", "^65001$", "_65001$", "^65001_", "(^|_)65001(_|$)", "^$", ".*", "^(65001_)+$",
         "^65001(_65001)*$", "^[0-9]+(_[0-9]+){7,}$", "_(6451[2-9]|645[2-9][0-9])_",
-        "^65001_[0-9]+$", "_65001_65002_", "^65001_.*$", "(_65001)+$"}) {
+        "^65001_[0-9]+$", "_65001_65002_", "^65001_.*$", "_65001_.*", "(_65001)+$"}) {
     EXPECT_TRUE(isCommonPattern(idiom)) << idiom;
+  }
+  for (char const* const apart : {"65001", "^.?_1$", "^(1)+$", "_(1_)*_2", "6[^1]_", "_1.10_"}) {
+    EXPECT_FALSE(isCommonPattern(apart)) << apart;
   }
 }
 
@@ -358,22 +403,32 @@ TEST(Patterns, PathsMayLieAnywhereInMemory) {
 }
 
 TEST(PathSets, AreRefusedBeyondTheirBounds) {
-  PathSetBuilder tooMany;
-  for (int i = 1; i <= 10'001; ++i) tooMany.add("_" + std::to_string(i) + "$", kAnyOrigin);
-  EXPECT_TRUE(tooMany.work([] { return false; }));
-  EXPECT_FALSE(tooMany.take());
-  PathSetBuilder nested;  // too much for one slice
-  for (int i = 0; i < 1500; ++i) {
-    nested.add("_[" + std::to_string(10 + i) + "-" + std::to_string(1000000 - i) + "]$",
-               kAnyOrigin);
+  struct Case {
+    char const* bound;
+    int patterns;
+    bool fits;
+    std::function<std::string(int)> pattern;
+  };
+  auto const number = [](int i) { return std::to_string(i); };
+  auto const last = [&](int i) { return "_" + number(i + 1) + "$"; };
+  auto const nested = [&](int i) {
+    return "_[" + number(10 + i) + "-" + number(1000000 - i) + "]$";
+  };
+  auto const pair = [&](int i) { return "_" + number(1000 + i) + "_" + number(5000 + i) + "$"; };
+  for (Case const& c :
+       {Case{"states", 9'999, true, last},
+        {"states", 10'000, false, last},
+        {"steps of a slice", 1500, false, nested},
+        {"bytes", 500, true, pair},
+        {"bytes with what is around the table", 511, false, pair},
+        {"validity", 2, false, [](int i) { return i == 0 ? "65001+" : "65001"; }}}) {
+    PathSetBuilder builder;
+    bool areValid = true;
+    for (int i = 0; i < c.patterns; ++i) areValid = builder.add(c.pattern(i), kAnyOrigin);
+    EXPECT_EQ(areValid, c.bound != std::string("validity"));
+    while (!builder.work([] { return true; })) continue;
+    EXPECT_EQ(builder.take() != nullptr, c.fits) << c.bound;
   }
-  EXPECT_TRUE(nested.work([] { return true; }));
-  EXPECT_FALSE(nested.take());
-  PathSetBuilder invalid;
-  EXPECT_FALSE(invalid.add("65001+", kAnyOrigin));
-  EXPECT_FALSE(invalid.add("65001", kAnyOrigin));
-  EXPECT_TRUE(invalid.work([] { return false; }));
-  EXPECT_FALSE(invalid.take());
 }
 
 TEST(PathTexts, ReadBackInBothNotations) {
@@ -386,7 +441,7 @@ TEST(PathTexts, ReadBackInBothNotations) {
       {{}, "", ""},
       {{0}, "0", "0"},
       {{65535, 65536, 65538}, "65535 65536 65538", "65535 1.0 1.2"},
-      {{4294967295, 1}, "4294967295 1", "65535.65535 1"},
+      {{4294967295, 4294967295}, "4294967295 4294967295", "65535.65535 65535.65535"},
   };
   std::string text;
   Path read;

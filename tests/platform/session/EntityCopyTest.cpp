@@ -143,14 +143,6 @@ TEST(EntityCopyTest, EndsThoughWhatItRemovesComesBack) {
   EXPECT_TRUE(to->matchRuleHas(Routing::RouteMap::matchTag));
 }
 
-TEST(EntityCopyTest, StoresNothingThatIsNotAllowed) {
-  auto const to = Orb::make<MapEntry>(1U);
-  auto const from = Orb::make<MapEntry>(1U);
-  EXPECT_THROW(from->asPathPrependLastAsIs(16), Orb::RangeException);
-  for (int i = 0; i < 2; ++i) EXPECT_THROW(copy(*to, *from), Orb::RangeException);
-  EXPECT_EQ(to->asPathPrependLastAs(), 0U);
-}
-
 TEST(EntityCopyTest, OwnedEntitiesAreMadeReplacedAndRemoved) {
   auto const from = Orb::make<MapEntry>(1U);
   auto const to = Orb::make<MapEntry>(1U);

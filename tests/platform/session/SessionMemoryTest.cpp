@@ -42,13 +42,7 @@ struct World {
     first->attributeTextIs("prefixList['P'].prefixEntry[10].ge", "9");
     EXPECT_TRUE(first->commit().isComplete());
   }
-  std::string shown() const {
-    std::string text;
-    session->difference([&](Orb::Difference const& d) {
-      text += "+-~"[static_cast<int>(d.kind)] + d.path + ' ' + d.before + '>' + d.after + '\n';
-    });
-    return text;
-  }
+  std::string shown() const { return TestSupport::differenceText(*session); }
 };
 
 TEST(SessionMemory, WhatFailsLeavesTheSessionAsItWas) {

@@ -14,7 +14,6 @@
 
 namespace {
 
-using Cli::Session::CommitReport;
 using Cli::Session::Session;
 using Strings = std::set<std::string>;
 
@@ -253,10 +252,11 @@ class SessionPlay : public testing::TestWithParam<unsigned> {
     }
   }
 
-  /// What a session shows, read attribute by attribute; and the keys, read at once.
+  /// What a session shows: the keys, read at once, and then attribute by attribute.
   void look(int i) {
     log("look");
     Session& s = *session_[i];
+    std::string const keys = s.attributeText("routeMap");
     for (char const* const unit : kMaps) {
       Tree shown;
       Strings places = {unit};
@@ -284,8 +284,7 @@ class SessionPlay : public testing::TestWithParam<unsigned> {
         shown[place] = {name, text == "None" || text == "commSetDefault" ? "" : text};
       }
       ASSERT_EQ(shown, model_[i].view(running_, unit)) << unit << '\n' << log_;
-      bool const isListed =
-          s.attributeText("routeMap").find(std::string(unit).substr(9, 3)) != std::string::npos;
+      bool const isListed = keys.find(std::string(unit).substr(9, 3)) != keys.npos;
       ASSERT_EQ(isListed, shown.contains(unit)) << unit << '\n' << log_;
     }
   }
@@ -321,13 +320,7 @@ class SessionPlay : public testing::TestWithParam<unsigned> {
         }
       }
     }
-    CommitReport const report = session_[i]->commit();
-    std::string text;
-    for (auto const& item : report.items) {
-      text += item.path + ' ' + std::string(outcomeName(item.outcome));
-      text += item.overwrote.empty() ? "\n" : " over " + item.overwrote + '\n';
-    }
-    ASSERT_EQ(text, expected) << log_;
+    ASSERT_EQ(TestSupport::reportText(session_[i]->commit()), expected) << log_;
     reopen(i);
     look(i);
   }
