@@ -17,11 +17,13 @@ namespace {
 bool hasNoMemory = false;
 }
 
-// In front of the system's: the library finds this one.
-extern "C" [[gnu::visibility("default")]] int regexec(regex_t const* regex, char const* text,
-                                                      std::size_t count, regmatch_t* matches,
-                                                      int flags) {
-  static auto const real = reinterpret_cast<decltype(&regexec)>(dlsym(RTLD_NEXT, "regexec"));
+// In front of the system's regexec(): the library finds this one.
+extern "C" [[gnu::visibility("default")]] int executed(regex_t const* regex, char const* text,
+                                                       std::size_t count, regmatch_t* matches,
+                                                       int flags) asm("regexec");
+int executed(regex_t const* regex, char const* text, std::size_t count, regmatch_t* matches,
+             int flags) {
+  static auto const real = reinterpret_cast<decltype(&executed)>(dlsym(RTLD_NEXT, "regexec"));
   return hasNoMemory ? REG_ESPACE : real(regex, text, count, matches, flags);
 }
 
