@@ -127,10 +127,14 @@ TEST(CopyHandlersTest, LeaveOutTheAttributesOfTheirFilter) {
   auto const from = Orb::make<Acl::PrefixList>("l");
   auto const to = Orb::make<Acl::PrefixList>("l");
   from->sourceIs("x");
+  from->sourceTimestampIs(5);
   EXPECT_FALSE(handler->filteredAttribute());
   handler->filteredAttributeIs()->attributeIs("source", true);
-  EXPECT_FALSE(handler->handleEntity(Orb::make<EntityCopy>(), to, from, "prefixList"));
-  EXPECT_EQ(to->source(), "");
+  for (bool const isFirst : {true, false}) {
+    EXPECT_EQ(handler->handleEntity(Orb::make<EntityCopy>(), to, from, "prefixList"), isFirst);
+    EXPECT_EQ(to->source(), "");
+    EXPECT_EQ(to->sourceTimestamp(), 5U);
+  }
   handler->filteredAttributeDel();
   EXPECT_TRUE(handler->handleEntity(Orb::make<EntityCopy>(), to, from, "prefixList"));
 }

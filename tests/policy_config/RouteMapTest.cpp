@@ -8,6 +8,7 @@
 #include "platform/orb/model/Difference.h"
 #include "policy_config/RouteMap.h"
 #include "tests/support/FillTree.h"
+#include "tests/support/Thrown.h"
 
 namespace {
 
@@ -15,17 +16,6 @@ using namespace Routing::RouteMap;
 using Orb::toText;
 using SetFlags = MapEntry::SetFlags;
 using Strings = std::vector<std::string>;
-
-/// Why `act` throws a RangeException, or "".
-template <class Act>
-std::string whyNot(Act const& act) {
-  try {
-    act();
-  } catch (Orb::RangeException const& error) {
-    return error.what();
-  }
-  return {};
-}
 
 TEST(U32Range, HasItsEndsInOrderWhereverItComesFrom) {
   auto const text = [](Orb::U32 low, Orb::U32 high) {
@@ -38,11 +28,11 @@ TEST(U32Range, HasItsEndsInOrderWhereverItComesFrom) {
   }
   std::string const refused = "U32Range::low > U32Range::high not allowed";
   U32Range range(1, 4);
-  EXPECT_EQ(whyNot([] { U32Range(6, 5); }), refused);
-  EXPECT_EQ(whyNot([] { U32Range::of(1U, 0U); }), refused);
-  EXPECT_EQ(whyNot([&] { U32Range(text(6, 5)); }), refused);
-  EXPECT_EQ(whyNot([&] { range.lowIs(5); }), refused);
-  EXPECT_EQ(whyNot([&] { range.highIs(0); }), refused);
+  EXPECT_EQ(TestSupport::thrown<Orb::RangeException>([] { U32Range(6, 5); }), refused);
+  EXPECT_EQ(TestSupport::thrown<Orb::RangeException>([] { U32Range::of(1U, 0U); }), refused);
+  EXPECT_EQ(TestSupport::thrown<Orb::RangeException>([&] { U32Range(text(6, 5)); }), refused);
+  EXPECT_EQ(TestSupport::thrown<Orb::RangeException>([&] { range.lowIs(5); }), refused);
+  EXPECT_EQ(TestSupport::thrown<Orb::RangeException>([&] { range.highIs(0); }), refused);
   EXPECT_EQ(range, U32Range(1, 4));
 }
 
@@ -94,7 +84,8 @@ TEST(SetFlags, EachHasItsBitAndItsAttribute) {
   }
   EXPECT_EQ(SetFlags(0x3fffffff).value(), SetFlags::kAll);
   for (Orb::U32 const bad : {0x40000000U, 0x80000001U, 0xffffffffU}) {
-    EXPECT_EQ(whyNot([&] { SetFlags{bad}; }), "SetFlags::value > 0x3fffffff not allowed");
+    EXPECT_EQ(TestSupport::thrown<Orb::RangeException>([&] { SetFlags{bad}; }),
+              "SetFlags::value > 0x3fffffff not allowed");
   }
 }
 
@@ -135,7 +126,7 @@ TEST(RouteMap, KeepsOneMatchRuleOfAnOptionAndACheckedNumber) {
   EXPECT_EQ(e->matchRule(matchCommunity), rule);
 
   EXPECT_NO_THROW(e->asPathPrependLastAsIs(15));
-  EXPECT_EQ(whyNot([&] { e->asPathPrependLastAsIs(16); }),
+  EXPECT_EQ(TestSupport::thrown<Orb::RangeException>([&] { e->asPathPrependLastAsIs(16); }),
             "MapEntry::asPathPrependLastAs < 0 or > 15 not allowed");
   EXPECT_EQ(e->asPathPrependLastAs(), 16) << "stored all the same";
 }

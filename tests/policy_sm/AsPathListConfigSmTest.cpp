@@ -11,6 +11,7 @@
 #include "tests/support/AsPathWorld.h"
 #include "tests/support/Observer.h"
 #include "tests/support/RationedMemory.h"
+#include "tests/support/Thrown.h"
 
 namespace {
 
@@ -409,14 +410,10 @@ TEST(AsPathListSm, HasItsNamesAndTraces) {
   EXPECT_FALSE(w.symbol("L") || w.sm("L")->isBuilding());
 
   EXPECT_DEATH(w.machine->addAsPathList("L", nullptr), "assertion failed: pathList");
-  try {
-    w.machine->asPathListIs(nullptr);
-    ADD_FAILURE();
-  } catch (Orb::RangeException const& error) {
-    EXPECT_STREQ(error.what(),
-                 "null _asPathList parameter to mutator for "
-                 "Routing::RouteMap::AsPathListConfigSm::asPathList not allowed\"");
-  }
+  EXPECT_EQ(
+      TestSupport::thrown<Orb::RangeException>([&] { w.machine->asPathListIs(nullptr); }),
+      "null _asPathList parameter to mutator for Routing::RouteMap::AsPathListConfigSm::asPathList "
+      "not allowed\"");
 }
 
 }  // namespace

@@ -13,6 +13,7 @@
 #include "tests/support/AsPathLists.h"
 #include "tests/support/Observer.h"
 #include "tests/support/RationedMemory.h"
+#include "tests/support/Thrown.h"
 
 namespace {
 
@@ -154,14 +155,9 @@ TEST(AsPathListStatus, RefusesNulls) {
                    "posixRegexMap"},
         {[&] { status->dfaRegexMapIs(nullptr); }, "AsPathListStatus", "dfaRegexMap"},
         {[&] { symbols->symbolIs(nullptr); }, "AllAsPathListSymbol", "symbol"}}) {
-    try {
-      act();
-      ADD_FAILURE() << attribute;
-    } catch (Orb::RangeException const& error) {
-      EXPECT_EQ(error.what(), std::string("null _") + attribute +
-                                  " parameter to mutator for Routing::RouteMap::" + type +
-                                  "::" + attribute + " not allowed\"");
-    }
+    EXPECT_EQ(TestSupport::thrown<Orb::RangeException>(act),
+              std::string("null _") + attribute + " parameter to mutator for Routing::RouteMap::" +
+                  type + "::" + attribute + " not allowed\"");
   }
 }
 

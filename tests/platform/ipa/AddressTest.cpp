@@ -10,6 +10,7 @@
 
 #include "platform/ipa/Prefix.h"
 #include "platform/orb/base/Error.h"
+#include "tests/support/Thrown.h"
 
 namespace Ipa {
 namespace {
@@ -65,23 +66,18 @@ TEST(AddressTest, ipv6TextIsCanonical) {
 template <class T>
 std::string parseError(std::string_view text) {
   EXPECT_FALSE(T::tryParse(text));
-  try {
-    T::parse(text);
-  } catch (Orb::ParseException const& e) {
-    return e.what();
-  }
-  return "accepted";
+  return TestSupport::thrown<Orb::ParseException>([&] { T::parse(text); });
 }
 
 TEST(AddressTest, badTextIsRefusedAndNamed) {
   for (auto const text : {""sv, "10.0.0"sv, "10.0.0.256"sv, "10.0.0.01"sv, " 10.0.0.1"sv,
                           "10.0.0.1 "sv, "10.0.0.1/8"sv, "0x0a.0.0.1"sv, "10.0.0.1\0"sv, "::1"sv}) {
-    EXPECT_NE(parseError<IpAddr>(text), "accepted") << text;
+    EXPECT_NE(parseError<IpAddr>(text), "") << text;
   }
   for (auto const text :
        {""sv, ":"sv, ":::"sv, "1::2::3"sv, "12345::"sv, "::g"sv, "1:2:3:4:5:6:7"sv,
         "fe80::1%eth0"sv, "::1\0"sv, "::1 "sv, "::1.2.3"sv, "10.0.0.1"sv}) {
-    EXPECT_NE(parseError<Ip6Addr>(text), "accepted") << text;
+    EXPECT_NE(parseError<Ip6Addr>(text), "") << text;
   }
   EXPECT_EQ(parseError<IpAddr>("10.0.0.256"), "'10.0.0.256' is not an IPv4 address");
   EXPECT_EQ(parseError<Ip6Addr>("it's"), "'it\\'s' is not an IPv6 address");

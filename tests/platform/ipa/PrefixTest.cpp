@@ -8,19 +8,12 @@
 #include <tuple>
 
 #include "platform/orb/base/Error.h"
+#include "tests/support/Thrown.h"
 
 namespace Ipa {
 namespace {
 
-template <class Action>
-std::string errorOf(Action action) {
-  try {
-    action();
-  } catch (Orb::RangeException const& e) {
-    return e.what();
-  }
-  return "accepted";
-}
+using TestSupport::thrown;
 
 TEST(PrefixTest, notAllowedValuesAreRefused) {
   IpAddr const four(0x0a000001);
@@ -29,16 +22,23 @@ TEST(PrefixTest, notAllowedValuesAreRefused) {
     std::string error;
     char const* expected;
   } const cases[] = {
-      {errorOf([&] { Prefix(four, 31); }), "Prefix::validAsPrefix != true not allowed"},
-      {errorOf([&] { Prefix::subnet(four, 33); }), "Prefix::length > 32 not allowed"},
-      {errorOf([&] { Ip6Prefix(six, 127); }), "Ip6Prefix::validAsPrefix != true not allowed"},
-      {errorOf([&] { Ip6Prefix(six, 129); }), "Ip6Prefix::length > 128 not allowed"},
-      {errorOf([&] { IpGenPrefix(six, 127); }), "IpGenPrefix::validAsPrefix != true not allowed"},
-      {errorOf([&] { IpGenPrefix(six, 129); }), "IpGenPrefix::length > 128 not allowed"},
-      {errorOf([&] { IpGenPrefix::subnet(four, 256); }), "IpGenPrefix::length > 32 not allowed"},
-      {errorOf([&] { static_cast<void>(Ip6Prefix(IpGenPrefix(four, 32))); }),
+      {thrown<Orb::RangeException>([&] { Prefix(four, 31); }),
+       "Prefix::validAsPrefix != true not allowed"},
+      {thrown<Orb::RangeException>([&] { Prefix::subnet(four, 33); }),
+       "Prefix::length > 32 not allowed"},
+      {thrown<Orb::RangeException>([&] { Ip6Prefix(six, 127); }),
+       "Ip6Prefix::validAsPrefix != true not allowed"},
+      {thrown<Orb::RangeException>([&] { Ip6Prefix(six, 129); }),
+       "Ip6Prefix::length > 128 not allowed"},
+      {thrown<Orb::RangeException>([&] { IpGenPrefix(six, 127); }),
+       "IpGenPrefix::validAsPrefix != true not allowed"},
+      {thrown<Orb::RangeException>([&] { IpGenPrefix(six, 129); }),
+       "IpGenPrefix::length > 128 not allowed"},
+      {thrown<Orb::RangeException>([&] { IpGenPrefix::subnet(four, 256); }),
+       "IpGenPrefix::length > 32 not allowed"},
+      {thrown<Orb::RangeException>([&] { static_cast<void>(Ip6Prefix(IpGenPrefix(four, 32))); }),
        "IpGenPrefix::family != ipv6 not allowed"},
-      {errorOf([&] { static_cast<void>(Prefix(IpGenPrefix(six, 128))); }),
+      {thrown<Orb::RangeException>([&] { static_cast<void>(Prefix(IpGenPrefix(six, 128))); }),
        "IpGenPrefix::family != ipv4 not allowed"},
   };
   for (auto const& c : cases) EXPECT_EQ(c.error, c.expected);
@@ -56,7 +56,7 @@ TEST(PrefixTest, badTextIsRefusedAndNamed) {
         {"10.0.0.0/8 ", length},
         {"10.0.0.0/4294967304", length},
         {"10.0.0.1/8", ": the address has bits set beyond the length"}}) {
-    EXPECT_EQ(errorOf([&, t = text] { Prefix::parse(t); }),
+    EXPECT_EQ(thrown<Orb::RangeException>([&, t = text] { Prefix::parse(t); }),
               "'" + std::string(text) + "' is not an IPv4 prefix" + reason);
     EXPECT_FALSE(Prefix::tryParse(text) || IpGenPrefix::tryParse(text)) << text;
   }
@@ -179,7 +179,7 @@ TEST(PrefixTest, formsReadBack) {
 
 TEST(PrefixTest, noOtherFormIsRead) {
   Ip6Prefix v(Ip6Addr(1, 0), 64);
-  EXPECT_EQ(errorOf([&] { Orb::fromText(v, "2001:DB8::/32"); }),
+  EXPECT_EQ(thrown<Orb::RangeException>([&] { Orb::fromText(v, "2001:DB8::/32"); }),
             "'2001:DB8::/32' is not how 2001:db8::/32 is written");
   EXPECT_THROW(Orb::fromText(v, "2001:db8::1/32"), Orb::ParseException);
   EXPECT_EQ(v, Ip6Prefix(Ip6Addr(1, 0), 64));

@@ -98,6 +98,8 @@ TEST(Patterns, MeanWhatOperatorsMean) {
       {"^[0-9][0-9]$", {{10}, {99}}, {{5}, {0}, {100}}},
       {"^[0-9]{2}$", {{10}, {99}}, {{5}, {0}, {100}}},
       {"^[13]$", {{13}}, {{1}, {3}}},
+      {"^[13][24]$", {{12}, {34}}, {{13}, {24}, {13, 24}}},
+      {"^[65535.65535]$", {{4294967295}}, {{65535}}},
       {"^65(0|1)[13]$", {{6501}, {6513}}, {{650, 13}, {65013}}},
       {"^[1,3]$", {{1}, {3}}, {{13}, {2}}},
       {"^6[^1-9]$", {{60}}, {{61}, {6}}},
@@ -107,6 +109,8 @@ TEST(Patterns, MeanWhatOperatorsMean) {
       {"_1.10_", {{65546}}, {{1, 10}, {1, 2, 10}, {110}}},
       {R"(_1\.1[0-1]_)", {{65546}, {65547}}, {{65548}, {11}}},
       {"^1[0-9].[0-9]+$", {{655360}, {1310719}}, {{655359}, {1310720}}},
+      {"^1(2).3$", {{12, 9, 3}}, {{786435}}},
+      {"^1.$", {{1, 7}}, {{1}, {17}}},
       {"^1 . 3$", {{1, 2, 3}}, {{1, 3}, {1, 2, 2, 3}}},
       {"^1 2 3$", {{1, 2, 3}}, {{1, 23}, {123}}},
       {"^(1|2_3)*$", {{}, {1, 2, 3, 1}}, {{1, 2}, {3}}},
@@ -150,11 +154,13 @@ TEST(Patterns, AreRefusedWithPlaceAndReason) {
       {"^+", 1, 1, "anchor"},
       {"1\\", 1, 1, "behind"},
       {R"((1)\1)", 3, 3, "meaning"},
+      {R"(\')", 0, 0, "meaning"},
       {"1\t2", 1, 1, "printable"},
       {std::string("1\0002", 3), 1, 1, "printable"},
       {std::string(4096, '1'), 4095, 4095, "too long"},
       {std::string(60, '(') + "1" + std::string(60, ')'), 50, 50, "deeply"},
       {"[[.a.]]", 1, 1, "collating"},
+      {"[[=a=]]", 1, 1, "collating"},
       {"[[:none:]]", 1, 1, "no such class"},
       {"[b-a]", 1, 1, "upside down"},
       {"[]-A]", 1, 1, "upside down"},
@@ -162,7 +168,11 @@ TEST(Patterns, AreRefusedWithPlaceAndReason) {
       {"[[:digit:]-z]", 10, 10, "range"},
       {"[[:alnum alpha:]]", 1, 1, "no such class"},
       {"65(0|1)[10-20]", 7, 7, "needs a _"},
+      {"[10-20][30-40]", 7, 7, "needs a _"},
+      {"[^10-20]1", 0, 0, "needs a _"},
       {"(1_2)3", 5, kFine, "two AS numbers"},
+      {"1(_)?2", 5, kFine, "two AS numbers"},
+      {"1((_)?)+2", 8, kFine, "two AS numbers"},
       {"[64512-65534](65001)", 0, 0, "needs a _"},
       {"[0-9.]", 0, kFine, "AS number"},
       {"[20-10]", 1, 1, "upside down"},
@@ -171,15 +181,26 @@ TEST(Patterns, AreRefusedWithPlaceAndReason) {
       {"65[64512-65534]", 2, 2, "needs a _"},
       {"[64512-65534]", kFine, 0, "DFA engine alone"},
       {"65001+", 5, kFine, "what is repeated"},
+      {"1.10+", 4, kFine, "what is repeated"},
       {"4294967296", 0, kFine, "no AS number"},
       {"007", 0, kFine, "no AS number"},
       {"65536.1", 0, kFine, "65535"},
       {"[0-9]*", 0, kFine, "nothing at all"},
       {"1_*", 2, kFine, "separator"},
+      {"1 *2", 2, kFine, "separator"},
+      {"[^0-4294967295]", 0, 0, "without AS numbers"},
+      {"[0-9]{11}", 0, kFine, "no AS number"},
       {"65a01", 2, kFine, "AS number"},
       {R"(\.5)", 0, kFine, "between digits"},
       {"1.2.3", 3, kFine, "one dot"},
       {"[^ ]+", 0, kFine, "AS number"},
+      {"~", 0, kFine, "AS number"},
+      {"[a-a]", 0, kFine, "AS number"},
+      {"[.5]", 0, kFine, "AS number"},
+      {"[" + std::string(4093, 'a') + "]", 0, kFine, "AS number"},
+      {"[[:alnum:][:alpha:][:blank:][:cntrl:][:digit:][:graph:][:lower:][:print:][:punct:][:space:]"
+       "[:upper:][:xdigit:]]",
+       0, kFine, "AS number"},
       {"[0-9]*1[0-9]*2[0-9]*3[0-9]*4[0-9]*", 0, kFine, "too many ranges"},
   };
   for (Case const& c : cases) {
@@ -243,6 +264,8 @@ TEST(Patterns, HostileOnesAreRefusedOrSmall) {
       {"(" + times(7, "^|") + "(1)*)*", true, false},
       {"(" + times(70, "^|") + "^)(" + times(70, "1|") + "1)", true, false},
       {"_" + times(1400, "1"), false, true},
+      {"1" + times(63, "[1]?"), true, true},
+      {"1" + times(64, "[1]?"), false, true},
       {times(8, "(" + times(60, "1|") + "1)"), false, false},
       {"(" + times(330, "1|") + "1)", true, false},
       {times(49, "(") + times(16, "1|") + "1" + times(49, ")*"), true, false},
@@ -361,7 +384,8 @@ TEST(Patterns, BothEnginesReadTheCommonPartAlike) {
         "^65001_[0-9]+$", "_65001_65002_", "^65001_.*$", "_65001_.*", "(_65001)+$"}) {
     EXPECT_TRUE(isCommonPattern(idiom)) << idiom;
   }
-  for (char const* const apart : {"65001", "^.?_1$", "^(1)+$", "_(1_)*_2", "6[^1]_", "_1.10_"}) {
+  for (char const* const apart :
+       {"65001", "^.?_1$", "^(1)+$", "_(1_)*_2", "_6[^1]_", "_6[^1]{2}_", "_1.10_"}) {
     EXPECT_FALSE(isCommonPattern(apart)) << apart;
   }
 }

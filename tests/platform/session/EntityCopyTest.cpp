@@ -12,7 +12,6 @@
 
 namespace {
 
-using Cli::Session::AttributeFilter;
 using Cli::Session::EntityCopy;
 using Routing::RouteMap::Map;
 using Routing::RouteMap::MapEntry;
@@ -161,23 +160,6 @@ TEST(EntityCopyTest, OwnedEntitiesAreMadeReplacedAndRemoved) {
   from->communityDeleteDel();
   EXPECT_TRUE(copy(*to, *from));
   EXPECT_FALSE(to->communityDelete());
-}
-
-TEST(EntityCopyTest, LeavesOutWhatTheFilterNames) {
-  auto const from = Orb::make<Acl::PrefixList>("l");
-  from->sourceIs("a");
-  from->sourceTimestampIs(5);
-  auto const engine = Orb::make<EntityCopy>();
-  auto const filter = Orb::make<AttributeFilter>();
-  for (bool const named : {false, true}) {
-    auto const to = Orb::make<Acl::PrefixList>("l");
-    if (named) filter->attributeIs("source", true);
-    EXPECT_TRUE(engine->doCopyEntityAttrs(to, from, "prefixList", filter));
-    EXPECT_EQ(to->source(), named ? "" : "a");
-    EXPECT_EQ(to->sourceTimestamp(), 5U);
-    EXPECT_FALSE(engine->doCopyEntityAttrs(to, from, "prefixList", filter));
-    EXPECT_EQ(engine->doCopyEntityAttrs(to, from, "prefixList", nullptr), named);
-  }
 }
 
 TEST(EntityCopyDeathTest, TypesMustBeTheSame) {

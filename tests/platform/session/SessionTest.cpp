@@ -27,10 +27,14 @@ constexpr auto kThrow = [](Orb::AttrId, void const*) { throw std::runtime_error(
 
 struct SessionTest : testing::Test {
   PolicyRoots roots;
-  Orb::Ptr<Manager> manager = roots.manager();
+  Orb::Ptr<Routing::RouteMap::RouteMapCopyHandlerDir> dir;
+  Orb::Ptr<Manager> manager;
 
   /// A running configuration with a list, a map and a community list, at their first versions.
   void SetUp() override {
+    roots = PolicyRoots();
+    dir = Orb::make<Routing::RouteMap::RouteMapCopyHandlerDir>("dir");
+    manager = Orb::make<Manager>(roots.all(), dir);
     auto const session = manager->open("setup");
     session->attributeTextIs("prefixList['P'].prefixEntry[10].ge", "8");
     session->attributeTextIs("prefixList['P'].source", "'here'");
@@ -111,8 +115,6 @@ TEST_F(SessionTest, WhoWinsDoesNotDependOnWhoLooked) {
       for (bool const runsAlready : {false, true}) {
         SCOPED_TRACE(std::string(c.edit) + (looks ? ", looks" : "") +
                      (runsAlready ? ", runs" : ""));
-        roots = PolicyRoots();
-        manager = roots.manager();
         SetUp();
         auto const edit = [&](Session& session, char const* text) {
           auto const line = Orb::splitAssignment(text);
@@ -227,8 +229,6 @@ TEST_F(SessionTest, ACandidateFollowsWhatAnObserverCommitsMeanwhile) {
   for (Act const& act : std::vector<Act>{[](auto& s) { return differenceText(s); },
                                          [](auto& s) { return s.attributeText("routeMap"); },
                                          [](auto& s) { return reportText(s.commit()); }}) {
-    roots = PolicyRoots();
-    manager = roots.manager();
     SetUp();
     auto const session = manager->open("s");
     session->attributeTextIs("routeMap['M'].mapEntry[20].weight", "1");
@@ -408,8 +408,6 @@ TEST_F(SessionTest, WhatACommitChangedIsAnnouncedWhateverObserversThrow) {
         {false, static_cast<int>(Routing::RouteMap::Map::Attr::mapEntry)},
         {false, -1}}) {
     SCOPED_TRACE(id);
-    roots = PolicyRoots();
-    manager = roots.manager();
     SetUp();
     int attribute = id;
     Observer thrower([&](Orb::AttrId changed, void const*) {
@@ -471,10 +469,8 @@ TEST_F(SessionTest, WhatIsNotAllowedFailsEveryTime) {
 }
 
 TEST_F(SessionTest, ObserversOfTheStateDoNotStopACommit) {
-  auto const dir = Orb::make<Routing::RouteMap::RouteMapCopyHandlerDir>("dir");
-  auto const own = Orb::make<Manager>(roots.all(), dir);
   Observer const ofHandler(*dir->prefixListCopyHandler(), kThrow);
-  auto const session = own->open("s");
+  auto const session = manager->open("s");
   Observer const ofSession(*session->status(), kThrow);
   session->attributeTextIs("prefixList['P'].source", "'x'");
   CommitReport const report = session->commit();
@@ -485,10 +481,8 @@ TEST_F(SessionTest, ObserversOfTheStateDoNotStopACommit) {
 }
 
 TEST_F(SessionTest, CommitsUseTheHandlersThatTheDirectoryHolds) {
-  auto const dir = Orb::make<Routing::RouteMap::RouteMapCopyHandlerDir>("dir");
-  auto const own = Orb::make<Manager>(roots.all(), dir);
   dir->prefixListCopyHandlerDel();
-  auto const session = own->open("s");
+  auto const session = manager->open("s");
   session->attributeTextIs("prefixList['P'].source", "'x'");
   EXPECT_EQ(reportText(session->commit()), "prefixList['P'] changed\n");
   EXPECT_EQ(roots.lists->prefixList("P")->version(), 1U) << "no handler raised it";
@@ -516,8 +510,6 @@ TEST_F(SessionTest, EverythingCanBeEditedAndCommitted) {
 }
 
 TEST_F(SessionTest, HandlersKnowForWhomTheyWork) {
-  auto const dir = Orb::make<Routing::RouteMap::RouteMapCopyHandlerDir>("dir");
-  auto const own = Orb::make<Manager>(roots.all(), dir);
   auto const handler = dir->prefixListCopyHandler();
   ASSERT_TRUE(handler);
   std::string worksFor;
@@ -528,7 +520,7 @@ TEST_F(SessionTest, HandlersKnowForWhomTheyWork) {
     EXPECT_EQ(handler->sessionStatus()->state(), Cli::Session::sessionCommitting);
     EXPECT_TRUE(handler->handlerDir() && handler->handlerTable() && handler->externalDest());
   });
-  auto const session = own->open("mine");
+  auto const session = manager->open("mine");
   session->attributeTextIs("prefixList['P'].source", "'x'");
   EXPECT_TRUE(session->commit().isComplete());
   EXPECT_EQ(worksFor, "mine");

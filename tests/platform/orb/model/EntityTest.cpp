@@ -9,6 +9,7 @@
 #include "platform/orb/model/Reactor.h"
 #include "tests/support/Observer.h"
 #include "tests/support/ScarceMemory.h"
+#include "tests/support/Thrown.h"
 
 namespace Sample {
 
@@ -244,13 +245,8 @@ TEST(Entity, RefersToWhatBelongsToOthers) {
 
 TEST(Entity, RefusesANullSharedObject) {
   auto const p = Orb::make<Parent>("p");
-  try {
-    p->sharedIs(nullptr);
-    FAIL();
-  } catch (Orb::RangeException const& e) {
-    EXPECT_STREQ(e.what(),
-                 "null _shared parameter to mutator for Sample::Parent::shared not allowed\"");
-  }
+  EXPECT_EQ(TestSupport::thrown<Orb::RangeException>([&] { p->sharedIs(nullptr); }),
+            "null _shared parameter to mutator for Sample::Parent::shared not allowed\"");
   EXPECT_TRUE(p->shared().empty());
 }
 
