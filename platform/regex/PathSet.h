@@ -57,8 +57,8 @@ class ROUTEPOLICY_EXPORT PathSetBuilder {
   /// Adds a pattern behind the others. False when it is none of the DFA engine's, or beyond the
   /// bounds together with the others: there will be no set then.
   bool add(std::string_view pattern, Origins origins);
-  /// Works until it is done or `isSpent` says stop; at least one step, of which none takes more
-  /// than 10 ms. True when done. Nothing is added after the first call. After an exception (no
+  /// Works until it is done or `isSpent` says stop; at least one step, of which the longest takes
+  /// 10 ms or so. True when done. Nothing is added after the first call. After an exception (no
   /// memory) the builder is of no more use.
   bool work(Orb::FunctionRef<bool()> isSpent);
   /// The set, once, when work() is done; null when it would pass the bounds of an automaton: 10,000
