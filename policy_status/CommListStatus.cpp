@@ -60,6 +60,13 @@ void CommListStatus::clone(Keel::BaseNotifyingType const& other) {
           with(Attr::regexMap, &CommListStatus::regexMap_));
 }
 
+void CommListStatus::prepare() const {
+  if (index()) return;
+  CommListIndexBuilder builder(this);
+  builder.work([] { return false; });
+  indexIs(builder.take());
+}
+
 Orb::String CommListStatus::toStrep() const {
   std::string out;
   for (Acl::CommunityValue const& value : *commVectorRawPtr()) {

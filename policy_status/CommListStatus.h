@@ -4,8 +4,10 @@
 
 #include "platform/keel/BaseNotifyingType.h"
 #include "policy_config/CommunityList.h"
+#include "policy_status/CommListIndex.h"
 #include "policy_status/CommListSnapshot.h"
 #include "policy_status/PosixRegex.h"
+#include "policy_status/detail/AttachedLater.h"
 
 namespace Routing::RouteMap {
 
@@ -13,7 +15,7 @@ namespace Routing::RouteMap {
 /// expanded, and a vector of values for owners outside.
 ///
 /// Who builds a status installs it in a symbol at the end. From then on it is never changed, and
-/// whoever holds it may match against it on any thread.
+/// whoever holds it may match against it on any thread. An index alone may be attached later.
 class ROUTEPOLICY_EXPORT CommListStatus final : public Keel::BaseNotifyingType {
  public:
   ORB_ENTITY(CommListStatus, "Routing::RouteMap::CommListStatus", name, communityListEntry,
@@ -25,11 +27,11 @@ class ROUTEPOLICY_EXPORT CommListStatus final : public Keel::BaseNotifyingType {
   /// The entries, in ascending sequence number; a null one is a RangeException.
   ORB_COLLECTION(
       communityListEntry,
-      Orb::OrderedShared<Acl::CommunityListEntry const, &Acl::CommunityListEntry::seqno>);
+      Source<Orb::OrderedShared<Acl::CommunityListEntry const, &Acl::CommunityListEntry::seqno>>);
   /// Set by the owner; it means nothing here.
   ORB_ATTRIBUTE(fromCommSet, bool);
   /// The engines by the sequence number of their entry; a null one is a RangeException.
-  ORB_COLLECTION(regexMap, Orb::OrderedShared<PosixRegex const, &PosixRegex::seqno>);
+  ORB_COLLECTION(regexMap, Source<Orb::OrderedShared<PosixRegex const, &PosixRegex::seqno>>);
 
   /// Appends a value to the vector, again when it is there already. Nobody is notified, and nothing
   /// changes when there is no memory.
@@ -49,6 +51,18 @@ class ROUTEPOLICY_EXPORT CommListStatus final : public Keel::BaseNotifyingType {
   void regexDel(Orb::U32 seqno) { regexMapDel(seqno); }
   /// The engine, or null.
   Orb::Ptr<PosixRegex const> regex(Orb::U32 seqno) const { return regexMap(seqno); }
+
+  /// The index of this status, which makes matches quick. One thread attaches it, once, while others
+  /// match: they see it whole or not at all. A null one, and one behind the first, is ignored. Each
+  /// mutator of entries and engines drops it, and clone() does not take it over.
+  void indexIs(Orb::Ptr<CommListIndex const> index) const noexcept {
+    index_.attach(std::move(index));
+  }
+  /// The same, or null. Good as long as the status is held.
+  CommListIndex const* index() const noexcept { return index_.get(); }
+  /// Makes the index at once, and attaches it, when there is none. What that takes grows with the
+  /// list; CommListIndexBuilder does it in slices. Nothing changes when there is no memory.
+  void prepare() const;
 
   /// Takes everything but the name from another status; they share entries, engines and the vector,
   /// until one of them changes. Nothing changes when there is no memory. Observers see the end, and
@@ -83,9 +97,11 @@ class ROUTEPOLICY_EXPORT CommListStatus final : public Keel::BaseNotifyingType {
 
  private:
   struct CommVector;
+  void dropDerived() noexcept override { index_.drop(); }
 
   Orb::String const name_;
   Orb::Ptr<CommVector> comm_;  // null when empty; shared by clones until one of them appends
+  mutable detail::AttachedLater<CommListIndex> index_;
 };
 
 ROUTEPOLICY_EXPORT Orb::Ptr<CommListStatus> commListStatusFactory(Orb::String name);
