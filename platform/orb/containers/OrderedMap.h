@@ -28,7 +28,8 @@
 ///  4. An erasure that leaves a leaf below a quarter of its room joins it with a neighbour, if the
 ///     two leave a quarter free: it then takes many changes to split or join it again.
 ///  5. The generation rises whenever an item changes its place or a key comes or goes.
-///  6. A leaf that other maps hold too is not changed, nor joined. Who changes an item in it, or has
+///  6. A leaf that other maps hold too is not changed, nor joined. Who changes an item in it, or
+///  has
 ///     one come or go, copies the leaf first, in one place (ownLeaf()), and all else after that
 ///     works on a leaf that is the map's alone.
 ///
@@ -46,9 +47,9 @@ namespace Orb {
 /// KeyOf is a stateless functor that gives an item's key, by value or reference; keys compare with
 /// `<`. Items need no default constructor and no assignment; moving one must not throw.
 ///
-/// Large contents (16,384 items and more that no other map holds) that are cleared, assigned over or
-/// destroyed go to the reaper: the map is empty at once, but the items are destroyed later, by the
-/// event loop.
+/// Large contents (16,384 items and more that no other map holds) that are cleared, assigned over
+/// or destroyed go to the reaper: the map is empty at once, but the items are destroyed later, by
+/// the event loop.
 ///
 /// Any number of threads may read or copy a map while no thread changes it.
 template <class Item, class KeyOf>
@@ -106,9 +107,9 @@ class OrderedMap {
   /// whether the key is new. When this throws, the map is as it was.
   std::pair<Item*, bool> insertOrAssign(Item item);
 
-  /// Removes the item under `key`; whether there was one. Allocates nothing unless another map holds
-  /// its leaf; when that throws, the map is as it was. The item is destroyed last: its destructor
-  /// may use the map.
+  /// Removes the item under `key`; whether there was one. Allocates nothing unless another map
+  /// holds its leaf; when that throws, the map is as it was. The item is destroyed last: its
+  /// destructor may use the map.
   bool erase(Param<Key> key) { return take(key).has_value(); }
   /// Removes the item under `key` and gives it to the caller.
   std::optional<Item> take(Param<Key> key) {
@@ -480,7 +481,8 @@ std::pair<Item*, bool> OrderedMap<Item, KeyOf>::insertOrAssign(Item item) {
   return {stored, true};
 }
 
-/// Splits the full leaf of `position`, the map's own; returns where an item with that key belongs now.
+/// Splits the full leaf of `position`, the map's own; returns where an item with that key belongs
+/// now.
 template <class Item, class KeyOf>
 auto OrderedMap<Item, KeyOf>::splitAt(Position position, Param<Key> key) -> Position {
   Leaf& leaf = *leafAt(position.leaf);
@@ -512,7 +514,8 @@ Item OrderedMap<Item, KeyOf>::takeAt(Position position) {
   return taken;
 }
 
-/// Removes leaf i, the map's own, if it is empty; joins it with a neighbour if there is little in it.
+/// Removes leaf i, the map's own, if it is empty; joins it with a neighbour if there is little in
+/// it.
 template <class Item, class KeyOf>
 void OrderedMap<Item, KeyOf>::tidy(std::size_t i) noexcept {
   std::size_t const count = leafAt(i)->count();

@@ -11,8 +11,8 @@ namespace Orb::detail {
 /// Calls `visit(key, mine, theirs)` for each key under which the two do not hold the same:
 /// pointers to the items, one of them null where a side has none. `visit` may change either
 /// collection, but must hold what it reads from an item before it does. Ordered collections are
-/// walked in the order of the keys, each once, but for what both share: `same` holds for an item and
-/// itself.
+/// walked in the order of the keys, each once, but for what both share: `same` holds for an item
+/// and itself.
 template <class Item, class KeyOf, class Same, class Visit>
 void eachDifference(OrderedMap<Item, KeyOf> const& mine, OrderedMap<Item, KeyOf> const& theirs,
                     Same const& same, Visit const& visit) {

@@ -165,13 +165,13 @@ void compare(Twin<Map> const& a, Twin<Map> const& b) {
   ASSERT_EQ(a.map == b.map, a.model == b.model);
   if constexpr (Twin<Map>::kOrdered) {
     std::vector<Change> changes;
-    Orb::detail::eachDifference(
-        a.map, b.map, std::equal_to<>(), [&](U32 key, Item const* mine, Item const* theirs) {
-          auto const value = [](Item const* item) {
-            return item ? std::optional(item->value) : std::nullopt;
-          };
-          changes.emplace_back(key, value(mine), value(theirs));
-        });
+    Orb::detail::eachDifference(a.map, b.map, std::equal_to<>(),
+                                [&](U32 key, Item const* mine, Item const* theirs) {
+                                  auto const value = [](Item const* item) {
+                                    return item ? std::optional(item->value) : std::nullopt;
+                                  };
+                                  changes.emplace_back(key, value(mine), value(theirs));
+                                });
     std::vector<Change> expected;
     auto const value = [](auto const& model, U32 key) {
       auto const at = model.find(key);
@@ -344,8 +344,9 @@ TEST(Containers, mayBeChangedByALoopOverThem) {
   loopBodies<Hashed<Counted>>();
 }
 
-/// Copies that throw half-way leave nothing behind, made at once or with the first change; what is moved, taken and let go of is destroyed
-/// once, and late when there is much of it, unless there is no memory to put it off.
+/// Copies that throw half-way leave nothing behind, made at once or with the first change; what is
+/// moved, taken and let go of is destroyed once, and late when there is much of it, unless there is
+/// no memory to put it off.
 template <class Map>
 void lifetimes() {
   auto const fill = [](Map& map, int size) {
