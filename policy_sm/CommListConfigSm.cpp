@@ -57,11 +57,13 @@ void CommListConfigSm::catchUp() {
 
 template class ListSmSet<CommLists>;
 
-Orb::Ptr<CommListConfigSm> commListConfigSmFactory(
-    Orb::Ptr<Acl::AclListConfig const> config, CommListSymbols allClSymbol,
-    CommListSymbols allExtClSymbol, CommListSymbols allLargeClSymbol,
-    CommListSymbolTable clSymbolTable, CommListSymbolTable extClSymbolTable,
-    CommListSymbolTable largeClSymbolTable) {
+Orb::Ptr<CommListConfigSm> commListConfigSmFactory(Orb::Ptr<Acl::AclListConfig const> config,
+                                                   CommListSymbols allClSymbol,
+                                                   CommListSymbols allExtClSymbol,
+                                                   CommListSymbols allLargeClSymbol,
+                                                   CommListSymbolTable clSymbolTable,
+                                                   CommListSymbolTable extClSymbolTable,
+                                                   CommListSymbolTable largeClSymbolTable) {
   return Orb::make<CommListConfigSm>(std::move(config), std::move(allClSymbol),
                                      std::move(allExtClSymbol), std::move(allLargeClSymbol),
                                      std::move(clSymbolTable), std::move(extClSymbolTable),

@@ -25,8 +25,8 @@ struct ROUTEPOLICY_EXPORT CommLists {
 /// Lists are compiled entry by entry. A family's symbol is there as long as an entry of the list is
 /// compiled into it. Each change of an entry's version replaces the symbol's status by a changed
 /// copy, and raises the symbol's version by one; copies share what did not change, so that this
-/// costs hardly more in a long list than in a short one. An entry that is given another family stays
-/// in the old family's symbol as it was, until it is deleted.
+/// costs hardly more in a long list than in a short one. An entry that is given another family
+/// stays in the old family's symbol as it was, until it is deleted.
 class ROUTEPOLICY_EXPORT CommListConfigSm final : public ListSmSet<CommLists> {
  public:
   /// Deletes the symbols of lists that are not configured, then compiles every entry that has a
@@ -36,11 +36,13 @@ class ROUTEPOLICY_EXPORT CommListConfigSm final : public ListSmSet<CommLists> {
                    CommListSymbols allExtClSymbol, CommListSymbols allLargeClSymbol,
                    CommListSymbolTable clSymbolTable, CommListSymbolTable extClSymbolTable,
                    CommListSymbolTable largeClSymbolTable);
-  static Orb::Ptr<CommListConfigSm> CommListConfigSmIs(
-      Orb::Ptr<Acl::AclListConfig const> config, CommListSymbols allClSymbol,
-      CommListSymbols allExtClSymbol, CommListSymbols allLargeClSymbol,
-      CommListSymbolTable clSymbolTable, CommListSymbolTable extClSymbolTable,
-      CommListSymbolTable largeClSymbolTable);
+  static Orb::Ptr<CommListConfigSm> CommListConfigSmIs(Orb::Ptr<Acl::AclListConfig const> config,
+                                                       CommListSymbols allClSymbol,
+                                                       CommListSymbols allExtClSymbol,
+                                                       CommListSymbols allLargeClSymbol,
+                                                       CommListSymbolTable clSymbolTable,
+                                                       CommListSymbolTable extClSymbolTable,
+                                                       CommListSymbolTable largeClSymbolTable);
 
   CommListSymbols const& allClSymbol() const noexcept { return (*families_)[0].all; }
   CommListSymbols const& allExtClSymbol() const noexcept { return (*families_)[1].all; }

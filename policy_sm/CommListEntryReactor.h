@@ -60,7 +60,7 @@ class ROUTEPOLICY_EXPORT CommListEntryReactor final
   bool remove(Orb::FirstError& error);
 
   Orb::Ptr<CommListReactor> listSm_;
-  Orb::U32 number_ = 0;      // of the handled changes of the version
+  Orb::U32 number_ = 0;       // of the handled changes of the version
   Orb::U8 compiledInto_ = 0;  // a bit for each family
   bool isDone_ = false;
 };

@@ -70,9 +70,8 @@ Orb::U32 deleteSymbolSeq(CommListSymbols const& all, Orb::Name const& name, Orb:
   if (!detail::hasEntry(all, name, seqno)) return 0;
   Orb::FirstError error;
   if (!isLast()) {
-    error.guard([&] {
-      ORB_TRACE(traceSm(), 8, "Removing seqno " << seqno << " from community " << name);
-    });
+    error.guard(
+        [&] { ORB_TRACE(traceSm(), 8, "Removing seqno " << seqno << " from community " << name); });
     if (!detail::hasEntry(all, name, seqno)) return error.rethrow(), 1;  // by a trace sink
   }
   if (isLast()) {

@@ -39,8 +39,8 @@ ROUTEPOLICY_EXPORT void deleteSymbolIfMissingInConfig(
     CommListSymbols const& all, Orb::Ptr<Acl::AclListConfig const> const& config);
 
 /// Removes one entry: the last one takes the symbol with it, another one leaves a new status behind
-/// and raises the version by one. Returns 1, or 0 when the collection did not hold the entry. A null
-/// status holds none. Changes nothing when there is no memory.
+/// and raises the version by one. Returns 1, or 0 when the collection did not hold the entry. A
+/// null status holds none. Changes nothing when there is no memory.
 ROUTEPOLICY_EXPORT Orb::U32 deleteSymbolSeq(CommListSymbols const& all, Orb::Name const& name,
                                             Orb::U32 seqno);
 

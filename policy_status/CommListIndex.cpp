@@ -155,9 +155,7 @@ class CommListIndexBuilder::Steps {
       isOpen_ = true;
     }
   }
-  Orb::U32 valuesSoFar() const noexcept {
-    return static_cast<Orb::U32>(index_->values_.size());
-  }
+  Orb::U32 valuesSoFar() const noexcept { return static_cast<Orb::U32>(index_->values_.size()); }
 
   bool file() {
     for (std::size_t left = kStep; left > 0 && left_ > 0; --left) {
