@@ -15,33 +15,38 @@
 #include "platform/orb/containers/detail/Leaf.h"
 #include "platform/orb/containers/detail/Release.h"
 
-/// A map whose items carry their keys, in the order of the keys: a sorted array of two levels.
+/// A map whose items carry their keys, in the order of the keys: a sorted array of three levels.
 ///
-/// Items lie in leaves, sorted; above them, one directory holds each leaf's address and the key at
-/// which it starts, so that a search goes through the directory's keys and then touches one leaf.
-/// A map that fits in one leaf has no directory, and its leaf grows with it.
+/// Items lie in leaves, sorted. Leaves lie in pages, each beside the key at which it starts, and so
+/// do the pages in the directory: a search goes through the starts of a page and of the directory,
+/// and then touches one leaf. A map that fits in one leaf has neither, and its leaf grows with it.
 ///
-///  1. Keys ascend strictly within a leaf and from leaf to leaf.
-///  2. With a directory there are at least two leaves; none is empty, all have room kLeafRoom.
-///  3. Every key of leaf i is >= starts[i], and every key of leaf i - 1 is less. starts[0] means
-///     nothing; the other starts need not be keys that are there still.
-///  4. An erasure that leaves a leaf below a quarter of its room joins it with a neighbour, if the
-///     two leave a quarter free: it then takes many changes to split or join it again.
+///  1. Keys ascend strictly within a leaf, and from leaf to leaf.
+///  2. With a directory there are at least two leaves; no leaf and no page is empty, and all have
+///     room for as much as such a one may hold.
+///  3. Every key in a leaf (a page) is >= its start, and every key in front of the leaf (the page)
+///     is less. The start of the first leaf of a page means nothing, nor does that of the first
+///     page; the others need not be keys that are there still.
+///  4. An erasure that leaves a leaf or a page below a quarter of its room joins it with a
+///  neighbour
+///     (leaves: in the same page), if the two leave a quarter free: it then takes many changes to
+///     split or join it again.
 ///  5. The generation rises whenever an item changes its place or a key comes or goes.
-///  6. A leaf that other maps hold too is not changed, nor joined. Who changes an item in it, or
-///  has
-///     one come or go, copies the leaf first, in one place (ownLeaf()), and all else after that
-///     works on a leaf that is the map's alone.
+///  6. A leaf or a page that other maps hold too is not changed, nor joined, and what such a page
+///     holds counts as held by them. Who changes an item, or has one come or go, copies its page
+///     and its leaf first where they are shared (own()), and works on what is the map's alone after
+///     that.
 ///
-/// A full leaf is split in the middle, but the last one at its end, if that is where the new item
-/// belongs: filling a map in the order of its keys leaves full leaves behind.
+/// A full leaf or page is split in the middle, but the last one at its end, if that is where the
+/// new item belongs: filling a map in the order of its keys leaves full leaves behind.
 ///
-/// Copies of a map share its leaves: a copy costs the directory, a change of the copy a leaf, and a
-/// comparison skips what both hold. So a list of a million entries is copied, changed in one place
-/// and compared with what it was within a millisecond, and a map of which each change makes a new
-/// version, for readers that hold the old ones, costs no more than a leaf and the directory for
-/// each. The counts of a leaf's holders are atomic as references are: maps that share leaves may be
-/// used by different threads.
+/// Copies of a map share its pages, and through them its leaves: a copy costs the directory, a
+/// change of the copy a page and a leaf, and a comparison skips what both hold. So a list of a
+/// million entries is copied, changed in one place and compared with what it was within a small
+/// part of a millisecond; and where each change of a map makes a new version of it, for readers
+/// that hold the old ones, a change costs hardly more in a large map than in a small one. The
+/// counts of holders are atomic as references are: maps that share leaves may be used by different
+/// threads.
 namespace Orb {
 
 /// KeyOf is a stateless functor that gives an item's key, by value or reference; keys compare with
@@ -90,7 +95,7 @@ class OrderedMap {
   /// the item was stored or changed after the map was last copied.
   Item* editable(Param<Key> key) {
     Position const position = lowerPosition(key);
-    return isAt(position, key) ? ownLeaf(position.leaf).items() + position.index : nullptr;
+    return isAt(position, key) ? own(position).items() + position.index : nullptr;
   }
   bool has(Param<Key> key) const { return find(key) != nullptr; }
 
@@ -129,12 +134,12 @@ class OrderedMap {
     if (a.size_ != b.size_) return false;
     Position x;
     Position y;
-    while (x.leaf < a.leafCount()) {
+    while (!a.isEnd(x)) {
       if (a.itemAt(x) == b.itemAt(y)) {
         skipShared(a, x, b, y);
       } else if (*a.itemAt(x) == *b.itemAt(y)) {
-        x = a.settled({x.leaf, x.index + 1});
-        y = b.settled({y.leaf, y.index + 1});
+        x = a.next(x);
+        y = b.next(y);
       } else {
         return false;
       }
@@ -144,8 +149,8 @@ class OrderedMap {
   /// For two iterators that stand at one and the same item in memory: leads both past all that
   /// their maps share from there on, at the cost of the directory.
   static void skipShared(Iterator& a, Iterator& b) {
-    Position x{a.leaf_, 0};
-    Position y{b.leaf_, 0};
+    Position x = a.leaf_;
+    Position y = b.leaf_;
     skipShared(*a.map_, x, *b.map_, y);
     a = Iterator(*a.map_, x);
     b = Iterator(*b.map_, y);
@@ -158,70 +163,31 @@ class OrderedMap {
   static_assert(std::is_nothrow_move_constructible_v<Key> &&
                 std::is_nothrow_move_assignable_v<Key> && std::is_default_constructible_v<Key>);
 
+  /// A leaf in its page, or a page in the directory.
+  template <class Node>
+  struct Slot {
+    Key start;
+    typename Node::Owner node;
+  };
+  using Page = detail::Leaf<Slot<Leaf>>;
+  using PageOwner = typename Page::Owner;
+  using Directory = std::vector<Slot<Page>>;
+
   static constexpr std::size_t kCacheLine = 64;
-  static constexpr std::size_t kLeafBytes = 3072;
+  // A leaf whose items are counted or own something is slower to copy, one by one.
+  static constexpr std::size_t kLeafBytes = std::is_trivially_copyable_v<Item> ? 3072 : 768;
   static constexpr std::size_t kLeafRoom = std::max<std::size_t>(16, Leaf::roomIn(kLeafBytes));
-  static constexpr std::size_t kFar = 256;  // so many leaves outgrow the nearer caches
-  static constexpr std::size_t kAhead = 8;  // leaves whose counts are fetched ahead of their use
+  static constexpr std::size_t kPageRoom = 64;
+  static constexpr std::size_t kFar = 4;  // the leaves of so many pages outgrow the nearer caches
   // A first leaf of about a cache line: most maps hold an item or a few.
   static constexpr std::size_t kFirstRoom = std::clamp<std::size_t>(Leaf::roomIn(72), 1, 4);
 
-  /// Where an item lies, or where one would: index may be the leaf's count.
+  /// Where an item lies, or where one would: index may be the leaf's count. Without a directory all
+  /// is in leaf 0 of page 0.
   struct Position {
+    std::size_t page = 0;
     std::size_t leaf = 0;
     std::size_t index = 0;
-  };
-
-  /// The leaves when there are more than one; holds them. A null stands for one that was dropped.
-  struct Directory {
-    Directory() = default;
-    /// Shares the leaves.
-    Directory(Directory const& other) : starts(other.starts) {
-      leaves.reserve(other.leaves.size());
-      for (std::size_t i = 0; i < other.leaves.size(); ++i) {
-        if (i + kAhead < other.leaves.size()) __builtin_prefetch(other.leaves[i + kAhead], 1);
-        leaves.push_back(other.leaves[i]->share().release());
-      }
-    }
-    Directory& operator=(Directory const&) = delete;
-    ~Directory() {
-      for (Leaf* const leaf : leaves) LeafOwner{leaf};
-    }
-    /// Drops leaves that other maps hold too, from the last one on. Stops when the others that it
-    /// met hold `enough` items; returns how many they hold.
-    std::size_t dropShared(std::size_t enough) noexcept {
-      std::size_t items = 0;
-      for (std::size_t i = leaves.size(); i > 0 && items < enough; --i) {
-        if (i > kAhead) __builtin_prefetch(leaves[i - kAhead - 1], 1);
-        if (leaves[i - 1]->isShared()) {
-          LeafOwner{std::exchange(leaves[i - 1], nullptr)};
-        } else {
-          items += leaves[i - 1]->count();
-        }
-      }
-      return items;
-    }
-    /// Makes sure that add() can be called once.
-    void reserveOne() {
-      std::size_t const size = leaves.size();
-      if (leaves.capacity() == size) leaves.reserve(2 * size + 4);
-      if (starts.capacity() == size) starts.reserve(2 * size + 4);
-    }
-    void add(std::size_t at, LeafOwner leaf, Key start) noexcept {
-      auto const offset = static_cast<std::ptrdiff_t>(at);
-      leaves.insert(leaves.begin() + offset, leaf.release());
-      starts.insert(starts.begin() + offset, std::move(start));
-    }
-    LeafOwner remove(std::size_t at) noexcept {
-      auto const offset = static_cast<std::ptrdiff_t>(at);
-      LeafOwner leaf(leaves[at]);
-      leaves.erase(leaves.begin() + offset);
-      starts.erase(starts.begin() + offset);
-      return leaf;
-    }
-
-    std::vector<Leaf*> leaves;
-    std::vector<Key> starts;
   };
 
   /// What the reaper is given of a large map.
@@ -229,45 +195,67 @@ class OrderedMap {
     std::unique_ptr<Directory> directory;
 
     bool freeSome(std::size_t count) {
-      auto& leaves = directory->leaves;
-      while (count > 0 && !leaves.empty()) {
-        Leaf* const last = leaves.back();
-        if (std::is_trivially_destructible_v<Item> || !last || last->isShared()) {
-          --count;  // the leaf is all there is to free
-        } else {
-          std::size_t const dropped = std::min(count, last->count());
-          last->dropLast(dropped);
-          count -= dropped;
-          if (last->count() > 0) break;
+      for (; count > 0 && !directory->empty(); --count) {
+        Page& page = *directory->back().node;
+        if (page.isShared() || page.count() == 0) {
+          directory->pop_back();
+          continue;
         }
-        leaves.pop_back();
-        LeafOwner{last};
+        Leaf& leaf = *page.items()[page.count() - 1].node;
+        if (!std::is_trivially_destructible_v<Item> && !leaf.isShared()) {
+          std::size_t const dropped = std::min(count, leaf.count());
+          leaf.dropLast(dropped);
+          count -= dropped - 1;
+          if (leaf.count() > 0) continue;
+        }
+        page.dropLast(1);
       }
-      return !leaves.empty();
+      return !directory->empty();
     }
   };
-
-  std::size_t leafCount() const noexcept {
-    return directory_ ? directory_->leaves.size() : (only_ ? 1 : 0);
+  /// How many items no other map holds; counts no further than to `enough`.
+  static std::size_t ownItems(Directory const& directory, std::size_t enough) noexcept {
+    std::size_t items = 0;
+    for (auto page = directory.rbegin(); page != directory.rend() && items < enough; ++page) {
+      if (page->node->isShared()) continue;
+      for (Slot<Leaf> const& slot : *page->node) {
+        if (!slot.node->isShared()) items += slot.node->count();
+      }
+    }
+    return items;
   }
-  Leaf* leafAt(std::size_t i) const noexcept {
-    return directory_ ? directory_->leaves[i] : only_.get();
+
+  std::size_t pageCount() const noexcept { return directory_ ? directory_->size() : only_ ? 1 : 0; }
+  bool isEnd(Position position) const noexcept { return position.page >= pageCount(); }
+  bool isFar() const noexcept { return directory_ && directory_->size() >= kFar; }
+  Page& pageAt(Position position) const noexcept { return *(*directory_)[position.page].node; }
+  Leaf* leafAt(Position position) const noexcept {
+    return directory_ ? pageAt(position).items()[position.leaf].node.get() : only_.get();
   }
   Item* itemAt(Position position) const noexcept {
-    return leafAt(position.leaf)->items() + position.index;
+    return leafAt(position)->items() + position.index;
+  }
+  /// The start of the next leaf.
+  Position nextLeaf(Position position) const noexcept {
+    bool const isLast = !directory_ || position.leaf + 1 == pageAt(position).count();
+    return isLast ? Position{position.page + 1, 0, 0}
+                  : Position{position.page, position.leaf + 1, 0};
   }
   /// The same position, as the start of the next leaf when it is the end of one.
   Position settled(Position position) const noexcept {
-    return position.index < leafAt(position.leaf)->count() ? position
-                                                           : Position{position.leaf + 1, 0};
+    return position.index < leafAt(position)->count() ? position : nextLeaf(position);
+  }
+  Position next(Position position) const noexcept {
+    ++position.index;
+    return settled(position);
   }
 
   /// Fetches a leaf into the cache. In a large map leaves are far away, and their lines come faster
   /// together than one by one, as they are asked for. Inlined always, because compilers take a
   /// function that only fetches for one without effect, and drop the call.
-  [[gnu::always_inline]] void prefetch(std::size_t leaf) const noexcept {
+  [[gnu::always_inline]] static void prefetch(Leaf const* leaf) noexcept {
     for (std::size_t byte = 0; byte < kLeafBytes; byte += kCacheLine) {
-      __builtin_prefetch(reinterpret_cast<char const*>(leafAt(leaf)) + byte);
+      __builtin_prefetch(reinterpret_cast<char const*>(leaf) + byte);
     }
   }
 
@@ -287,59 +275,73 @@ class OrderedMap {
     }
     return first;
   }
+  /// The last of the slots, behind the first, whose start is not greater than `key`; else the
+  /// first.
+  template <class Node>
+  static std::size_t slotOf(Param<Key> key, Slot<Node> const* slots, std::size_t count) {
+    return partition(count - 1, [&](std::size_t i) { return !(key < slots[i + 1].start); });
+  }
 
   /// The position behind the items of which before(item) holds, in the leaf where `key` belongs.
   template <class Before>
   Position search(Param<Key> key, Before const& before) const {
     if (size_ == 0) return {};
-    std::size_t leaf = 0;
+    Position found;
     if (directory_) {
-      Key const* const starts = directory_->starts.data() + 1;
-      leaf = partition(directory_->starts.size() - 1,
-                       [&](std::size_t i) { return !(key < starts[i]); });
+      found.page = slotOf(key, directory_->data(), directory_->size());
+      found.leaf = slotOf(key, pageAt(found).items(), pageAt(found).count());
     }
-    if (leafCount() >= kFar) prefetch(leaf);
-    Leaf const& found = *leafAt(leaf);
-    return {leaf,
-            partition(found.count(), [&](std::size_t i) { return before(found.items()[i]); })};
+    Leaf const& leaf = *leafAt(found);
+    if (isFar()) prefetch(&leaf);
+    found.index = partition(leaf.count(), [&](std::size_t i) { return before(leaf.items()[i]); });
+    return found;
   }
   Position lowerPosition(Param<Key> key) const {
     return search(key, [&](Item const& item) { return keyOf(item) < key; });
   }
   /// Whether the item at lowerPosition(key) is the one under `key`.
   bool isAt(Position position, Param<Key> key) const {
-    return size_ != 0 && position.index < leafAt(position.leaf)->count() &&
+    return size_ != 0 && position.index < leafAt(position)->count() &&
            !(key < keyOf(*itemAt(position)));
   }
 
   Position positionToInsert(Param<Key> key) const {
     if (size_ != 0) {
-      std::size_t const last = leafCount() - 1;
-      Leaf const& leaf = *leafAt(last);
-      if (keyOf(leaf.end()[-1]) < key) return {last, leaf.count()};
+      Position last;
+      last.page = pageCount() - 1;
+      if (directory_) last.leaf = pageAt(last).count() - 1;
+      last.index = leafAt(last)->count();
+      if (keyOf(leafAt(last)->end()[-1]) < key) return last;
     }
     return lowerPosition(key);
   }
-  /// Leaf i, which is the map's alone from here on. Items keep their positions.
-  Leaf& ownLeaf(std::size_t i) {
-    Leaf& leaf = *leafAt(i);
-    if (leaf.isShared()) [[unlikely]]
-      return copyLeaf(i);
-    return leaf;
+  /// The leaf of a position, which is the map's alone from here on, as is its page. Items keep
+  /// their positions.
+  Leaf& own(Position position) {
+    if (directory_) (*directory_)[position.page].node.own();
+    LeafOwner& leaf = directory_ ? pageAt(position).items()[position.leaf].node : only_;
+    if (leaf.own()) ++generation_;
+    return *leaf;
   }
-  Leaf& copyLeaf(std::size_t i);
-  /// Leads two positions at one and the same item past the leaves that the maps share from there.
+  /// Leads two positions at one and the same item past all that the maps share from there on.
   static void skipShared(OrderedMap const& a, Position& x, OrderedMap const& b, Position& y) {
-    std::size_t const most = std::min(a.leafCount() - x.leaf, b.leafCount() - y.leaf);
-    std::size_t skipped = 1;
-    while (skipped < most && a.leafAt(x.leaf + skipped) == b.leafAt(y.leaf + skipped)) ++skipped;
-    x = {x.leaf + skipped, 0};
-    y = {y.leaf + skipped, 0};
+    do {
+      x = a.nextLeaf(x);
+      y = b.nextLeaf(y);
+      if (a.isEnd(x) || b.isEnd(y)) return;
+      if (!a.directory_ || !b.directory_) continue;
+      while (x.leaf == 0 && y.leaf == 0 && &a.pageAt(x) == &b.pageAt(y)) {
+        ++x.page;
+        ++y.page;
+        if (a.isEnd(x) || b.isEnd(y)) return;
+      }
+    } while (a.leafAt(x) == b.leafAt(y));
   }
   Position splitAt(Position position, Param<Key> key);
+  Position splitPage(Position position);
   Item takeAt(Position position);
-  void tidy(std::size_t i) noexcept;
-  void removeLeaf(std::size_t i) noexcept;
+  void tidy(Position position) noexcept;
+  void tidyPage(std::size_t page) noexcept;
 
   /// Takes the other's contents. REQUIRES: this map has just been made or emptied, so that no
   /// iterator of this generation stands in it.
@@ -351,12 +353,12 @@ class OrderedMap {
   }
   void free() noexcept {
     if (!directory_) return;
-    std::size_t const items = directory_->dropShared(detail::kReapedSize);
+    std::size_t const items = ownItems(*directory_, detail::kReapedSize);
     detail::release(Contents{std::move(directory_)}, items);
   }
 
   LeafOwner only_;                        // the leaf when there is one
-  std::unique_ptr<Directory> directory_;  // the leaves when there are more
+  std::unique_ptr<Directory> directory_;  // the pages when there are more leaves
   std::size_t size_ = 0;
   U64 generation_ = 0;
 };
@@ -398,7 +400,7 @@ class OrderedMap<Item, KeyOf>::Iterator {
     } else if (++item_ != leafEnd_) [[likely]] {
       key_ = keyOf(*item_);
     } else {
-      *this = Iterator(*map_, Position{leaf_ + 1, 0});
+      *this = Iterator(*map_, map_->nextLeaf(leaf_));
     }
     return *this;
   }
@@ -419,50 +421,40 @@ class OrderedMap<Item, KeyOf>::Iterator {
   friend OrderedMap;
 
   Iterator(OrderedMap const& map, Position position) {
-    if (position.leaf < map.leafCount()) position = map.settled(position);
-    if (position.leaf >= map.leafCount()) return;
+    if (!map.isEnd(position)) position = map.settled(position);
+    if (map.isEnd(position)) return;
     map_ = &map;
     generation_ = map.generation_;
-    leaf_ = position.leaf;
-    if (map.leafCount() >= kFar && leaf_ + 1 < map.leafCount()) map.prefetch(leaf_ + 1);
+    leaf_ = position;
+    if (map.isFar()) {
+      Position const ahead = map.nextLeaf(position);
+      if (!map.isEnd(ahead)) prefetch(map.leafAt(ahead));
+    }
     item_ = map.itemAt(position);
-    leafEnd_ = map.leafAt(leaf_)->end();
+    leafEnd_ = map.leafAt(position)->end();
     key_ = keyOf(*item_);
   }
 
   OrderedMap const* map_ = nullptr;
   Item const* item_ = nullptr;  // null at the end; else good in its generation
   Item const* leafEnd_ = nullptr;
-  std::size_t leaf_ = 0;
+  Position leaf_;  // the leaf's; the index means nothing
   U64 generation_ = 0;
   Key key_{};
 };
 
 template <class Item, class KeyOf>
 OrderedMap<Item, KeyOf>::OrderedMap(OrderedMap const& other)
-    : only_(other.only_ ? other.only_->share() : nullptr),
+    : only_(other.only_),
       directory_(other.directory_ ? std::make_unique<Directory>(*other.directory_) : nullptr),
       size_(other.size_) {}
-
-template <class Item, class KeyOf>
-auto OrderedMap<Item, KeyOf>::copyLeaf(std::size_t i) -> Leaf& {
-  LeafOwner own = leafAt(i)->copy(leafAt(i)->room());
-  Leaf& copied = *own;
-  ++generation_;
-  if (directory_) {
-    LeafOwner{std::exchange(directory_->leaves[i], own.release())};
-  } else {
-    only_ = std::move(own);
-  }
-  return copied;
-}
 
 template <class Item, class KeyOf>
 std::pair<Item*, bool> OrderedMap<Item, KeyOf>::insertOrAssign(Item item) {
   decltype(auto) key = keyOf(item);
   Position position = positionToInsert(key);
   if (isAt(position, key)) {
-    Item* const stored = ownLeaf(position.leaf).items() + position.index;
+    Item* const stored = own(position).items() + position.index;
     [[maybe_unused]] Item const old = detail::exchangeItem(*stored, std::move(item));
     return {stored, false};
   }
@@ -472,74 +464,120 @@ std::pair<Item*, bool> OrderedMap<Item, KeyOf>::insertOrAssign(Item item) {
     LeafOwner larger = isShared ? only_->copy(room) : Leaf::make(room);
     if (only_ && !isShared) only_->moveTail(0, *larger);
     only_ = std::move(larger);
-  } else if (ownLeaf(position.leaf).full()) {
+  } else if (own(position).full()) {
     position = splitAt(position, key);
   }
-  Item* const stored = leafAt(position.leaf)->insert(position.index, std::move(item));
+  Item* const stored = leafAt(position)->insert(position.index, std::move(item));
   ++size_;
   ++generation_;
   return {stored, true};
 }
 
 /// Splits the full leaf of `position`, the map's own; returns where an item with that key belongs
-/// now.
+/// now. All that needs memory comes first.
 template <class Item, class KeyOf>
 auto OrderedMap<Item, KeyOf>::splitAt(Position position, Param<Key> key) -> Position {
-  Leaf& leaf = *leafAt(position.leaf);
-  bool const atEnd = position.leaf + 1 == leafCount() && position.index == leaf.count();
+  Leaf& leaf = *leafAt(position);
+  bool const atEnd = position.index == leaf.count() && isEnd(nextLeaf(position));
   std::size_t const cut = atEnd ? leaf.count() : leaf.count() / 2;
   Key start = atEnd ? Key(key) : Key(keyOf(leaf.items()[cut]));
   LeafOwner upper = Leaf::make(kLeafRoom);
-  if (directory_) {
-    directory_->reserveOne();
-  } else {
+  if (!directory_) {
     auto directory = std::make_unique<Directory>();
-    directory->reserveOne();
-    directory->starts.emplace_back();
-    directory->leaves.push_back(only_.release());
+    directory->push_back({Key(), Page::make(kPageRoom)});
+    directory->front().node->insert(0, {Key(), std::move(only_)});
     directory_ = std::move(directory);
   }
+  if (pageAt(position).full()) position = splitPage(position);
   leaf.moveTail(cut, *upper);
-  directory_->add(position.leaf + 1, std::move(upper), std::move(start));
-  if (atEnd || position.index > cut) return {position.leaf + 1, position.index - cut};
+  pageAt(position).insert(position.leaf + 1, {std::move(start), std::move(upper)});
+  if (atEnd || position.index > cut)
+    return {position.page, position.leaf + 1, position.index - cut};
   return position;
+}
+
+/// Splits the full page of `position`, the map's own; returns where that leaf is now, so that one
+/// can be put behind it. The last leaf of the last page goes to the new page alone.
+template <class Item, class KeyOf>
+auto OrderedMap<Item, KeyOf>::splitPage(Position position) -> Position {
+  Page& page = pageAt(position);
+  bool const atEnd = position.page + 1 == pageCount() && position.leaf + 1 == page.count();
+  std::size_t const cut = atEnd ? position.leaf : page.count() / 2;
+  PageOwner upper = Page::make(kPageRoom);
+  if (directory_->capacity() == directory_->size()) directory_->reserve(2 * directory_->size());
+  Slot<Page> slot{page.items()[cut].start, std::move(upper)};
+  page.moveTail(cut, *slot.node);
+  directory_->insert(directory_->begin() + static_cast<std::ptrdiff_t>(position.page) + 1,
+                     std::move(slot));
+  if (position.leaf < cut) return position;
+  return {position.page + 1, position.leaf - cut, position.index};
 }
 
 template <class Item, class KeyOf>
 Item OrderedMap<Item, KeyOf>::takeAt(Position position) {
-  Item taken = ownLeaf(position.leaf).take(position.index);
+  Item taken = own(position).take(position.index);
   --size_;
   ++generation_;
-  tidy(position.leaf);
+  tidy(position);
   return taken;
 }
 
-/// Removes leaf i, the map's own, if it is empty; joins it with a neighbour if there is little in
-/// it.
+/// Removes the leaf of a position, the map's own, if it is empty; joins it with a neighbour if
+/// there is little in it.
 template <class Item, class KeyOf>
-void OrderedMap<Item, KeyOf>::tidy(std::size_t i) noexcept {
-  std::size_t const count = leafAt(i)->count();
-  if (count == 0) return removeLeaf(i);
-  if (!directory_ || count >= kLeafRoom / 4) return;
+void OrderedMap<Item, KeyOf>::tidy(Position position) noexcept {
+  std::size_t const count = leafAt(position)->count();
+  if (!directory_) {
+    if (count == 0) only_ = LeafOwner();
+    return;
+  }
+  if (count >= kLeafRoom / 4) return;
+  Page& page = pageAt(position);
   auto const joins = [&](std::size_t left) {
-    Leaf& right = *leafAt(left + 1);
-    if (leafAt(left)->isShared() || right.isShared()) return false;
-    if (leafAt(left)->count() + right.count() > kLeafRoom - kLeafRoom / 4) return false;
-    right.moveTail(0, *leafAt(left));
-    removeLeaf(left + 1);
+    if (left + 1 >= page.count()) return false;
+    Leaf& lower = *page.items()[left].node;
+    Leaf& upper = *page.items()[left + 1].node;
+    if (lower.isShared() || upper.isShared()) return false;
+    if (lower.count() + upper.count() > kLeafRoom - kLeafRoom / 4) return false;
+    upper.moveTail(0, lower);
+    page.take(left + 1);
     return true;
   };
-  if (i + 1 < leafCount() && joins(i)) return;
-  if (i > 0) joins(i - 1);
+  if (count == 0) {
+    page.take(position.leaf);
+  } else if (!joins(position.leaf) && (position.leaf == 0 || !joins(position.leaf - 1))) {
+    return;
+  }
+  tidyPage(position.page);
 }
 
+/// The same for a page that has lost a leaf. Ends the directory when one leaf is left.
 template <class Item, class KeyOf>
-void OrderedMap<Item, KeyOf>::removeLeaf(std::size_t i) noexcept {
-  if (!directory_) return only_.reset();
-  directory_->remove(i);
-  if (directory_->leaves.size() > 1) return;
-  only_.reset(directory_->leaves[0]);
-  directory_->leaves.clear();
+void OrderedMap<Item, KeyOf>::tidyPage(std::size_t at) noexcept {
+  Directory& pages = *directory_;
+  auto const remove = [&](std::size_t page) {
+    pages.erase(pages.begin() + static_cast<std::ptrdiff_t>(page));
+  };
+  auto const joins = [&](std::size_t left) {
+    if (left + 1 >= pages.size()) return false;
+    Page& lower = *pages[left].node;
+    Page& upper = *pages[left + 1].node;
+    if (lower.isShared() || upper.isShared()) return false;
+    if (lower.count() + upper.count() > kPageRoom - kPageRoom / 4) return false;
+    upper.items()[0].start = std::move(pages[left + 1].start);
+    upper.moveTail(0, lower);
+    remove(left + 1);
+    return true;
+  };
+  std::size_t const count = pages[at].node->count();
+  if (count == 0) {
+    remove(at);
+  } else if (count < kPageRoom / 4 && !joins(at) && at > 0) {
+    joins(at - 1);
+  }
+  Page& first = *pages.front().node;
+  if (pages.size() > 1 || first.count() > 1) return;
+  only_ = first.isShared() ? first.items()[0].node : std::move(first.items()[0].node);
   directory_.reset();
 }
 

@@ -55,15 +55,45 @@ Item exchangeItem(Item& place, std::type_identity_t<Item>&& item) noexcept {
 template <class Item>
 class Leaf {
  public:
-  /// One holder goes; the last one frees the leaf.
-  struct Leave {
-    void operator()(Leaf* leaf) const noexcept {
-      if (!leaf->dropHolder()) return;
-      leaf->dropLast(leaf->count_);
-      ::operator delete(leaf);
+  /// One holder, or none.
+  class Owner {
+   public:
+    Owner() noexcept = default;
+    /// Another holder of the same leaf.
+    Owner(Owner const& other) noexcept : leaf_(other.leaf_) {
+      if (leaf_) leaf_->addHolder();
     }
+    Owner(Owner&& other) noexcept : leaf_(std::exchange(other.leaf_, nullptr)) {}
+    Owner& operator=(Owner other) noexcept {
+      std::swap(leaf_, other.leaf_);
+      return *this;
+    }
+    /// The last one frees the leaf.
+    ~Owner() {
+      if (!leaf_ || !leaf_->dropHolder()) return;
+      leaf_->dropLast(leaf_->count_);
+      ::operator delete(leaf_);
+    }
+
+    Leaf* get() const noexcept { return leaf_; }
+    Leaf* operator->() const noexcept { return leaf_; }
+    Leaf& operator*() const noexcept { return *leaf_; }
+    explicit operator bool() const noexcept { return leaf_ != nullptr; }
+
+    /// Makes this the only holder of its leaf, or of a copy of the same room; whether it is a copy.
+    bool own() {
+      if (!leaf_->isShared()) [[likely]]
+        return false;
+      *this = leaf_->copy(leaf_->room());
+      return true;
+    }
+
+   private:
+    friend Leaf;
+    explicit Owner(Leaf* fresh) noexcept : leaf_(fresh) {}
+
+    Leaf* leaf_ = nullptr;
   };
-  using Owner = std::unique_ptr<Leaf, Leave>;
 
   static Owner make(std::size_t room) {
     return Owner(::new (::operator new(kHeader + room * sizeof(Item)))
@@ -78,15 +108,6 @@ class Leaf {
     return fresh;
   }
 
-  /// Another holder of this leaf.
-  Owner share() noexcept {
-    if (threadSafePtr()) {
-      holders_.fetch_add(1, std::memory_order_relaxed);
-    } else {
-      holders_.store(holders_.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
-    }
-    return Owner(this);
-  }
   bool isShared() const noexcept { return holders_.load(std::memory_order_acquire) != 1; }
 
   /// How many items of this size lie in a leaf of the given number of bytes.
@@ -100,6 +121,7 @@ class Leaf {
   Item const* items() const noexcept {
     return reinterpret_cast<Item const*>(reinterpret_cast<std::byte const*>(this) + kHeader);
   }
+  Item const* begin() const noexcept { return items(); }
   Item const* end() const noexcept { return items() + count_; }
   std::size_t count() const noexcept { return count_; }
   std::size_t room() const noexcept { return room_; }
@@ -138,6 +160,13 @@ class Leaf {
 
   explicit Leaf(U16 room) noexcept : room_(room) {}
 
+  void addHolder() noexcept {
+    if (threadSafePtr()) {
+      holders_.fetch_add(1, std::memory_order_relaxed);
+    } else {
+      holders_.store(holders_.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+    }
+  }
   /// Whether it was the last.
   bool dropHolder() noexcept {
     if (!isShared()) return true;

@@ -290,7 +290,7 @@ void randomChanges(int rounds, U32 keys) {
 
 TEST(Containers, followTheirModelThroughRandomChanges) {
   randomChanges<Ordered<Plain<5>>>(30000, 2000);
-  randomChanges<Ordered<Plain<60>>>(30000, 1000);
+  randomChanges<Ordered<Plain<60>>>(100000, 6000);  // several pages
   randomChanges<Ordered<Counted>>(30000, 300);
   randomChanges<Hashed<Plain<5>>>(30000, 2000);
   randomChanges<Hashed<Plain<5>, Poor>>(15000, 100);
