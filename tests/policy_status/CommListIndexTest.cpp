@@ -163,6 +163,7 @@ TEST(CommListIndex, IsDroppedByWhateverChangesWhatItIsMadeOf) {
         {"regexDel", true, [](auto& s) { s.regexDel(0); }},
         {"regexDelAll", true, [](auto& s) { s.regexMapDelAll(); }},
         {"clone", true, [](auto& s) { s.clone(*commListStatusFactory("C")); }},
+        {"cloneSelf", false, [](auto& s) { s.clone(s); }},
         {"refused", false, [](auto& s) { s.regexAdd(0, "("); }},
         {"comm", false, [](auto& s) { s.commIs(standard(1)); }},
         {"fromCommSet", false, [](auto& s) { s.fromCommSetIs(true); }}}) {
