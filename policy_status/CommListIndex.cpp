@@ -65,9 +65,9 @@ class CommListIndexBuilder::Steps {
   explicit Steps(Orb::Ptr<CommListStatus const> status)
       : status_(std::move(status)), entry_(status_->communityListEntry().begin()) {}
 
-  /// Does one step; whether it was the last.
+  /// Does one step, unless all is done; whether all is done then.
   bool step() {
-    if (phase_ != Phase::done && stepOf(phase_)) phase_ = Phase{static_cast<int>(phase_) + 1};
+    if (phase_ != Phase::done && stepOfPhase()) phase_ = Phase(static_cast<int>(phase_) + 1);
     return phase_ == Phase::done;
   }
   Orb::Ptr<CommListIndex> const& index() const noexcept { return index_; }
@@ -75,12 +75,12 @@ class CommListIndexBuilder::Steps {
  private:
   using Entries = CommListStatus::communityListEntryObject::Items;
   using Values = Acl::CommunityListEntry::communityObject::Items;
+  enum class Phase { count, grow, copy, file, done };
   static constexpr std::default_sentinel_t kEnd{};
 
-  enum class Phase { count, grow, copy, file, done };
-
-  bool stepOf(Phase phase) {
-    switch (phase) {
+  /// Whether it was the last one of the phase. So it is with each of those below.
+  bool stepOfPhase() {
+    switch (phase_) {
       case Phase::count:
         return count();
       case Phase::grow:
@@ -94,8 +94,6 @@ class CommListIndexBuilder::Steps {
     }
     return false;
   }
-
-  // The phases: each does one step, and returns whether it was its last.
 
   bool count() {
     for (std::size_t left = kStep; left > 0 && entry_ != kEnd; --left, ++entry_) {
