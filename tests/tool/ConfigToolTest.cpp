@@ -88,7 +88,7 @@ TEST_F(ConfigTool, ReportsEveryBadLineAndThenDoesNothing) {
 for a in get show "set $R" diff; do c $a &>$T/.said; echo $? $(cksum <$T/.said); done | uniq | wc -l; ls $T => 1 c d d.edits
 for a in commit "set $R" diff 'show --candidate'; do d $a; done 2>&1 | count => 4 T/d.edits:4: routeMap['M']: it is not set, so it cannot be removed
 d show; d abort; cat $T/d => regexMode = regexModePosix 2 edits dropped regexMode=regexModePosix
-for a in get 'set x' commit 'show --candidate x' 'show a b' '--config - get' '--config x check y' 'show -6 --config x'; do t $a; echo $?; done 2>&- | count => 8 2
+for a in get 'set x' commit 'show --candidate x' 'show a b' '--config - get' '--config x check y'; do t $a; echo $?; done 2>&- | count => 7 2
 yes bad | head -250 >$T/c; c get 2>&1 | tail -2 => T/c:100: bad: no root has an attribute 'bad' T/c: 150 more lines are refused
 )",
       "d() { t --config $T/d \"$@\"; }");
@@ -120,6 +120,52 @@ c commit --json => {"ok":true,"items":[{"path":"routeMap['M']","outcome":"change
 c abort --json => {"dropped":0}
 )",
       "E=$M.mapEntry[9]");
+}
+
+// What is said of a list does not depend on where it comes from.
+TEST_F(ConfigTool, WorksOnListsByKindAndName) {
+  write("c",
+        "prefixList['P'].prefixEntry[10].prefix=10.0.0.0/8\nprefixList['P'].prefixEntry[10].le=24\n"
+        "prefixList['P'].prefixEntry[20].prefix=11.0.0.0/8\nprefixList['P'].prefixEntry[20].ge=25\n"
+        "prefixList['P'].source='x'\nprefixList['Q'].prefixEntry[5].prefix=0.0.0.0/0\n"
+        "ipv6PrefixList['P'].ipv6PrefixEntry[0].ip6Prefix=2001:db8::/32\n"
+        "pathList['\\'A'].pathEntry[7].userRegex='^1.2_'\n"
+        "pathList['\\'A'].pathEntry[7].validDfaRegex=True\n"
+        "pathList['\\'A'].pathEntry[8].userRegex='x'\nasnNotation=asnNotationAsdot\n");
+  table(
+      R"(c check => prefixList['P']: 2 entries (0 permit, 2 deny), seq 10 to 20, prefixes /8 to /8 prefixList['Q']: 1 entry (0 permit, 1 deny), seq 5 to 5, prefixes /0 to /0
+    ipv6PrefixList['P']: 1 entry (0 permit, 1 deny), seq 0 to 0, prefixes /32 to /32 pathList['\'A'].pathEntry[8]: warning: the DFA engine does not accept x, so the entry matches nothing     x     ^ DFA engine:
+    not a part of an AS number pathList['\'A']: 2 entries (2 permit, 0 deny), seq 7 to 8, 1 without effect
+c check --strict --json as-path-list "'A" Z 2>&- | sed 's/"faults.*}/}/' => {"path":"pathList['\\'A']","ok":false,"error":"a warning is an error with --strict","warnings":[{"seqno":8,"warning":"the DFA engine does not accept x, so the entry matches nothing","pattern":"x",}
+    {"path":"pathList['Z']","ok":false,"error":"there is no such list"}
+c match prefix-list P 10.0.0.0/24 11.0.0.0/24 11.0.0.0/25 | tr '\t' , => 10.0.0.0/24,deny,seq 10 deny 10.0.0.0/8 le 24 11.0.0.0/24,no match 11.0.0.0/25,deny,seq 20 deny 11.0.0.0/8 ge 25
+c match ipv6-prefix-list P 2001:db8::/32 x | cut -f2 => prefix 2: 'x' is not an IPv6 address deny
+echo 65538 1 ? | c match --origin egp as-path-list "'A" 2>&- | tr '\t' , => 1.2 1 ?,permit,seq 7 permit ^1.2_ notSet
+c match as-path-list Z 1 => pathList['Z']: there is no such list [1]
+c show ipv6-prefix-list; c show prefix-list Q; c show x prefix-list 2>&1 | tail -1 => ipv6 prefix-list P     seq 0 deny 2001:db8::/32 ip prefix-list Q     seq 5 deny 0.0.0.0/0
+    route-policy: no list, route map or peer filter has the name 'x'
+c compile prefix-list | sed -n '/list\|entries/s/  */ /p' => list prefixList['P'] entries 2 list prefixList['Q'] entries 1
+c compile --json prefix-list Q | cut -d, -f1,2 => {"path":"prefixList['Q']","entries":1
+c set $R "prefixList['E']" "prefixList['P'].prefixEntry[20].le=24" "prefixList['P'].prefixEntry[10].eq=7" =>
+c check --candidate prefix-list => prefixList['E']: the list is empty prefixList['P'].prefixEntry[10]: warning: its lengths leave no prefix, so the entry matches nothing
+    prefixList['P'].prefixEntry[20]: warning: its lengths leave no prefix, so the entry matches nothing prefixList['P']: 2 entries (0 permit, 2 deny), seq 10 to 20, prefixes /8 to /8, 2 without effect
+    prefixList['Q']: 1 entry (0 permit, 1 deny), seq 5 to 5, prefixes /0 to /0 [1]
+c match --candidate prefix-list P 11.0.0.0/25 10.0.0.0/24 2>&- | cut -f2 => no match no match
+c match --candidate as-path-list "'A" 1.2 2>&1 | head -1 => pathList['\'A'].pathEntry[7]: warning: validPosixRegex is not set, so the entry matches nothing, though the POSIX engine accepts its pattern
+)");
+  std::string const kinds = "prefix-list, ipv6-prefix-list or as-path-list";
+  std::string const rest = " Try \"route-policy --help\". [2]\n";
+  table("c match => route-policy: KIND is required: " + kinds + rest +
+        "c compile => route-policy: KIND is required: " + kinds + rest +
+        "c check P => route-policy: P is no kind of lists: " + kinds + rest +
+        "c match prefix-list => route-policy: NAME is required" + rest +
+        "c match --origin egp prefix-list P => route-policy: --origin is for AS-path lists" + rest +
+        "c show --strict P => route-policy: --strict goes with a kind of lists: " + kinds + rest +
+        "for o in -6 -a '--regex-mode dfa' '--notation asdot' '--on-duplicate error'; do "
+        "c check $o prefix-list P 2>&1 | head -1; done | count => "
+        "5 route-policy: options of list files do not go with --config\n"
+        "t check --candidate f => route-policy: --candidate goes with --config" +
+        rest + "t show a b => route-policy: show takes one list file: b" + rest);
 }
 
 TEST_F(ConfigTool, LosesNoEditWhenManyWorkAtOnce) {
