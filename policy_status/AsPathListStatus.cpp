@@ -1,7 +1,5 @@
 #include "policy_status/AsPathListStatus.h"
 
-#include <functional>
-
 #include "platform/regex/RegexHelper.h"
 #include "policy_status/detail/Trace.h"
 
@@ -10,8 +8,6 @@ namespace Routing::RouteMap {
 ORB_ENTITY_TYPE(AsPathListStatus);
 
 namespace {
-
-using Keys = std::vector<Orb::U32>;
 
 struct FreeTranslation {
   void operator()(char* translated) const noexcept { asmatch_free_regex(translated); }
@@ -37,20 +33,6 @@ Orb::Ptr<Engine> compiledEngine(Orb::U32 seqno, Orb::String const& regexStr,
   if (std::is_same_v<Engine, PosixRegex> && result == REG_ESPACE) throw std::bad_alloc();
   ORB_TRACE(traceStatusType(), 6, function << "Failed to compile '" << regexStr << "'");
   return nullptr;
-}
-
-/// The keys under which two maps do not hold the same.
-template <class Items>
-Keys differingKeys(Items const& before, Items const& after) {
-  Keys keys;
-  for (auto const& item : before) {
-    auto const* const other = after.find(Items::keyOf(item));
-    if (!other || !(*other == item)) keys.push_back(Items::keyOf(item));
-  }
-  for (auto const& item : after) {
-    if (!before.has(Items::keyOf(item))) keys.push_back(Items::keyOf(item));
-  }
-  return keys;
 }
 
 }  // namespace
@@ -89,55 +71,19 @@ Orb::String AsPathListStatus::toStrep() const {
   return Orb::String(out);
 }
 
-/// Everything is copied first, then put into place, and then notified.
 void AsPathListStatus::clone(Keel::BaseNotifyingType const& other) {
   auto const& from = static_cast<AsPathListStatus const&>(other);
   if (&from == this) return;
-  auto entries = from.asPathEntry_;
-  auto posix = from.posixRegexMap_;
-  auto dfa = from.dfaRegexMap_;
-  bool const newVersion = configVersion() != from.configVersion();
-  bool const newNotation = asnNotation() != from.asnNotation();
-  bool const newMode = regexMode() != from.regexMode();
-  bool const isSeen = isWatched();
-  Keys const entryKeys = isSeen ? differingKeys(asPathEntry(), entries.all()) : Keys();
-  Keys const posixKeys = isSeen ? differingKeys(posixRegexMap(), posix.all()) : Keys();
-  Keys const dfaKeys = isSeen ? differingKeys(dfaRegexMap(), dfa.all()) : Keys();
-
-  detail::dropMatchEntries(*this);
-  swap(asPathEntry_, entries);
-  swap(posixRegexMap_, posix);
-  swap(dfaRegexMap_, dfa);
-  configVersion_.assign(from.configVersion_);
-  asnNotation_.assign(from.asnNotation_);
-  regexMode_.assign(from.regexMode_);
-  pathSetIs(Orb::Ptr<AsPath::PathSet const>(from.pathSet()));
-  isModifiedIs(true);
-  if (!isSeen) return;
-
-  Orb::Ptr<AsPathListStatus const> const alive(this);
-  Orb::FirstError error;
-  error.guard([&] { notifyAll(Attr::asPathEntry, entryKeys); });
-  for (auto const& [isNew, id] : {std::pair{newVersion, configVersionId_},
-                                  {newNotation, asnNotationId_},
-                                  {newMode, regexModeId_}}) {
-    if (isNew) error.guard([&, changed = id] { notify(changed); });
-  }
-  error.guard([&] { notifyAll(Attr::posixRegexMap, posixKeys); });
-  error.guard([&] { notifyAll(Attr::dfaRegexMap, dfaKeys); });
-  error.rethrow();
-}
-
-/// Notifies of each key of a collection that was replaced. A Notifiee of ours knows the first of
-/// them, of which it makes its one call, and passes over the others.
-void AsPathListStatus::notifyAll(Attr attribute, Keys const& keys) const {
-  Orb::FirstError error;
-  auto const outer = std::exchange(replaced_, std::span<Orb::U32 const>(keys));
-  for (Orb::U32 const& key : keys) {
-    error.guard([&] { notify(static_cast<Orb::AttrId>(attribute), &key); });
-  }
-  replaced_ = outer;
-  error.rethrow();
+  auto const with = [&](Attr attribute, auto object) {
+    return Replacement(*this, attribute, this->*object, from.*object);
+  };
+  replace([&]() noexcept { pathSetIs(Orb::Ptr<AsPath::PathSet const>(from.pathSet())); },
+          with(Attr::asPathEntry, &AsPathListStatus::asPathEntry_),
+          with(Attr::configVersion, &AsPathListStatus::configVersion_),
+          with(Attr::asnNotation, &AsPathListStatus::asnNotation_),
+          with(Attr::regexMode, &AsPathListStatus::regexMode_),
+          with(Attr::posixRegexMap, &AsPathListStatus::posixRegexMap_),
+          with(Attr::dfaRegexMap, &AsPathListStatus::dfaRegexMap_));
 }
 
 std::optional<AsPathMatchEntry> AsPathListStatus::matchEntryOf(
@@ -187,21 +133,10 @@ void AsPathListStatus::Notifiee::onDfaRegexMap() {}
 
 void AsPathListStatus::Notifiee::onAttribute(Orb::Entity const& entity, Orb::AttrId attribute,
                                              void const* key) {
-  auto const replaced = static_cast<AsPathListStatus const&>(entity).replaced_;
-  auto const* const seqno = static_cast<Orb::U32 const*>(key);
-  bool const isReplaced = !std::less<>()(seqno, replaced.data()) &&
-                          std::less<>()(seqno, replaced.data() + replaced.size());
-  if (isReplaced && seqno != replaced.data()) return;
-  auto const changed = [&](auto of, auto all) {
-    if (isReplaced) {
-      all();
-    } else {
-      of(*seqno);
-    }
-  };
+  auto const& status = static_cast<AsPathListStatus const&>(entity);
   switch (static_cast<AsPathListStatus::Attr>(attribute)) {
     case Attr::asPathEntry:
-      return changed([this](Orb::U32 k) { onAsPathEntry(k); }, [this] { onAsPathEntry(); });
+      return status.call(*this, &Notifiee::onAsPathEntry, &Notifiee::onAsPathEntry, key);
     case Attr::configVersion:
       return onConfigVersion();
     case Attr::asnNotation:
@@ -209,20 +144,18 @@ void AsPathListStatus::Notifiee::onAttribute(Orb::Entity const& entity, Orb::Att
     case Attr::regexMode:
       return onRegexMode();
     case Attr::posixRegexMap:
-      return changed([this](Orb::U32 k) { onPosixRegexMap(k); }, [this] { onPosixRegexMap(); });
+      return status.call(*this, &Notifiee::onPosixRegexMap, &Notifiee::onPosixRegexMap, key);
     case Attr::dfaRegexMap:
-      return changed([this](Orb::U32 k) { onDfaRegexMap(k); }, [this] { onDfaRegexMap(); });
+      return status.call(*this, &Notifiee::onDfaRegexMap, &Notifiee::onDfaRegexMap, key);
     case Attr::name:
       break;
   }
 }
 
-void detail::dropMatchEntries(Orb::Entity const& status) noexcept {
-  // Called by mutators alone, which had the status to change.
-  auto& changing = const_cast<AsPathListStatus&>(static_cast<AsPathListStatus const&>(status));
-  changing.matchEntries_.clear();
-  changing.isPrepared_ = false;
-  changing.pathSet_.drop();
+void AsPathListStatus::dropDerived() noexcept {
+  matchEntries_.clear();
+  isPrepared_ = false;
+  pathSet_.drop();
 }
 
 Orb::Ptr<AsPathListStatus> asPathListStatusFactory(Orb::String name) {

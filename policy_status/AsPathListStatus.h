@@ -14,57 +14,6 @@
 
 namespace Routing::RouteMap {
 
-namespace detail {
-
-/// Drops what an AsPathListStatus has derived for matches.
-ROUTEPOLICY_EXPORT void dropMatchEntries(Orb::Entity const& status) noexcept;
-
-/// The object of an attribute that matches depend on: before it changes, also by name, it drops
-/// what its owner has derived from it.
-template <class Object>
-class MatchedAttribute : public Object {
- public:
-  using Object::Object;
-
-  template <class... Rest>
-  void set(Orb::Entity const& owner, Rest&&... rest) {
-    dropMatchEntries(owner);
-    Object::set(owner, std::forward<Rest>(rest)...);
-  }
-  template <class... Rest>
-  void insert(Orb::Entity const& owner, Rest&&... rest) {
-    dropMatchEntries(owner);
-    Object::insert(owner, std::forward<Rest>(rest)...);
-  }
-  template <class... Rest>
-  void setMember(Orb::Entity const& owner, Rest&&... rest) {
-    dropMatchEntries(owner);
-    Object::setMember(owner, std::forward<Rest>(rest)...);
-  }
-  template <class... Rest>
-  void insertEach(Orb::Entity const& owner, Rest&&... rest) {
-    dropMatchEntries(owner);
-    Object::insertEach(owner, std::forward<Rest>(rest)...);
-  }
-  template <class... Rest>
-  void replace(Orb::Entity const& owner, Rest&&... rest) {
-    dropMatchEntries(owner);
-    Object::replace(owner, std::forward<Rest>(rest)...);
-  }
-  template <class... Rest>
-  auto erase(Orb::Entity const& owner, Rest&&... rest) {
-    dropMatchEntries(owner);
-    return Object::erase(owner, std::forward<Rest>(rest)...);
-  }
-  template <class... Rest>
-  void clear(Orb::Entity const& owner, Rest&&... rest) {
-    dropMatchEntries(owner);
-    Object::clear(owner, std::forward<Rest>(rest)...);
-  }
-};
-
-}  // namespace detail
-
 /// The compiled form of one AS-path list: its entries, and for each the expression that is compiled
 /// for the list's mode. An entry whose expression that engine does not accept has none, and matches
 /// nothing.
@@ -81,23 +30,20 @@ class ROUTEPOLICY_EXPORT AsPathListStatus final : public Keel::BaseNotifyingType
   Orb::String const& name() const noexcept { return name_; }
   ORB_GETTER_ROW(name, key);
   /// The entries, in ascending sequence number.
-  ORB_COLLECTION(
-      asPathEntry,
-      detail::MatchedAttribute<Orb::OrderedValues<Acl::AsPathEntry, &Acl::AsPathEntry::seqno>>);
+  ORB_COLLECTION(asPathEntry,
+                 Source<Orb::OrderedValues<Acl::AsPathEntry, &Acl::AsPathEntry::seqno>>);
   /// The version of the configured list that this was compiled from.
   ORB_ATTRIBUTE(configVersion, Orb::U32);
   /// The notation in which the POSIX engine reads a path.
   ORB_ATTRIBUTE(asnNotation, Routing::AsnNotation, asnNotationAsplain);
   /// The engine that matches use.
-  using regexModeObject = detail::MatchedAttribute<Orb::Scalar<Acl::RegexMode>>;
+  using regexModeObject = Source<Orb::Scalar<Acl::RegexMode>>;
   ORB_OBJECT(regexMode, Acl::regexModeDfa)
   Acl::RegexMode regexMode() const noexcept { return regexMode_.get(); }
   void regexModeIs(Acl::RegexMode mode) { regexMode_.set(*this, regexModeId_, mode); }
   /// The engines by the sequence number of their entry; a null one is a RangeException.
-  ORB_COLLECTION(posixRegexMap,
-                 detail::MatchedAttribute<Orb::HashShared<PosixRegex const, &PosixRegex::seqno>>);
-  ORB_COLLECTION(dfaRegexMap,
-                 detail::MatchedAttribute<Orb::HashShared<DfaRegex const, &DfaRegex::seqno>>);
+  ORB_COLLECTION(posixRegexMap, Source<Orb::HashShared<PosixRegex const, &PosixRegex::seqno>>);
+  ORB_COLLECTION(dfaRegexMap, Source<Orb::HashShared<DfaRegex const, &DfaRegex::seqno>>);
 
   /// Compiles an expression, as a user writes it, for the entry of that number. An expression that
   /// the engine refuses is traced, level 6, and changes nothing: what was compiled for the number
@@ -168,15 +114,12 @@ class ROUTEPOLICY_EXPORT AsPathListStatus final : public Keel::BaseNotifyingType
   };
 
  private:
-  friend void detail::dropMatchEntries(Orb::Entity const& status) noexcept;
-  using Keys = std::vector<Orb::U32>;
-  void notifyAll(Attr attribute, Keys const& keys) const;
+  void dropDerived() noexcept override;
 
   Orb::String const name_;
   std::vector<AsPathMatchEntry> matchEntries_;
   bool isPrepared_ = false;
   mutable detail::AttachedLater<AsPath::PathSet> pathSet_;
-  mutable std::span<Orb::U32 const> replaced_;  // the keys of which notifyAll() is notifying
 };
 
 ROUTEPOLICY_EXPORT Orb::Ptr<AsPathListStatus> asPathListStatusFactory(Orb::String name);

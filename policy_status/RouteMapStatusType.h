@@ -4,6 +4,10 @@
 
 #include "policy_status/AsPathListStatus.h"
 #include "policy_status/AsPathListSymbol.h"
+#include "policy_status/CommListIndex.h"
+#include "policy_status/CommListSnapshot.h"
+#include "policy_status/CommListStatus.h"
+#include "policy_status/CommListSymbol.h"
 #include "policy_status/DfaRegex.h"
 #include "policy_status/GenPrefixEntry.h"
 #include "policy_status/PolicySymbol.h"

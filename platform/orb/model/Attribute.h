@@ -20,8 +20,8 @@
 /// for copies that nobody watches, and for who notifies later.
 namespace Orb {
 
-/// The collections by name: values in the order of their keys or hashed, children in the order of
-/// theirs or hashed, shared objects hashed.
+/// The collections by name: values, children and shared objects, each in the order of their keys or
+/// hashed.
 template <class V, auto keyOf>
 using OrderedValues = ValueCollection<V, OrderedMap, keyOf>;
 template <class V, auto keyOf>
@@ -31,7 +31,9 @@ using OrderedChildren = Children<E, OrderedMap>;
 template <class E>
 using HashChildren = Children<E, KeyedHashMap>;
 template <class E, auto keyOf>
-using HashShared = SharedCollection<E, keyOf>;
+using OrderedShared = SharedCollection<E, OrderedMap, keyOf>;
+template <class E, auto keyOf>
+using HashShared = SharedCollection<E, KeyedHashMap, keyOf>;
 
 /// A C++ value as generic code sees it.
 template <class T>

@@ -8,6 +8,7 @@
 #include "platform/orb/containers/HashMap.h"
 #include "platform/orb/containers/OrderedMap.h"
 #include "platform/orb/model/TypeInfo.h"
+#include "platform/orb/model/detail/EachDifference.h"
 
 /// Attribute objects of collections of values and of shared objects. What holds for all attribute
 /// objects stands in Attribute.h.
@@ -49,6 +50,13 @@ class Collection {
 
   Items const& all() const { return items_; }
   bool has(Param<Key> key) const { return items_.has(key); }
+  /// The keys under which the two do not hold the same, each once.
+  std::vector<Key> differingKeys(Collection const& other) const {
+    std::vector<Key> keys;
+    detail::eachDifference(items_, other.items_, std::equal_to<>(),
+                           [&](Key const& key, auto const*, auto const*) { keys.push_back(key); });
+    return keys;
+  }
 
   /// Nobody is notified.
   void assign(Collection const& other) {
@@ -224,12 +232,12 @@ class Map : public Collection<OrderedMap<MapItem<K, V>, PairKey>> {
 };
 
 /// Shared objects, each under its own key; never holds a null one.
-template <class E, auto keyOf>
-class SharedCollection : public Collection<KeyedHashMap<Ptr<E>, TargetKey<keyOf>>> {
+template <class E, template <class, class> class MapOf, auto keyOf>
+class SharedCollection : public Collection<MapOf<Ptr<E>, TargetKey<keyOf>>> {
  public:
   static constexpr AttributeKind kKind = AttributeKind::collection;
   static constexpr std::string_view kTargetName = detail::targetName<E>();
-  using Base = Collection<KeyedHashMap<Ptr<E>, TargetKey<keyOf>>>;
+  using Base = Collection<MapOf<Ptr<E>, TargetKey<keyOf>>>;
   using Argument = Ptr<E> const&;
   using Result = void;
   using typename Base::Key;
@@ -243,7 +251,7 @@ class SharedCollection : public Collection<KeyedHashMap<Ptr<E>, TargetKey<keyOf>
       TypeInfo const& type = owner.type();
       throw RangeException(nullParameterMessage(type.name, type.attributes[id].name));
     }
-    Key key = ((*object).*keyOf)();
+    Key key = std::invoke(keyOf, *object);
     Ptr<E> const* const found = this->items_.find(key);
     if (found && *found == object) return;
     this->items_.insertOrAssign(Ptr<E>(object));
@@ -260,7 +268,7 @@ class SharedCollection : public Collection<KeyedHashMap<Ptr<E>, TargetKey<keyOf>
     char const* separator = "{ ";
     for (auto const& object : this->items_) {
       out += std::exchange(separator, ", ");
-      Orb::writeText(out, ((*object).*keyOf)());
+      Orb::writeText(out, std::invoke(keyOf, *object));
     }
     out += this->items_.empty() ? "{}" : " }";
   }

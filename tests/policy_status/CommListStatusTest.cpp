@@ -1,0 +1,173 @@
+#include "policy_status/CommListStatus.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "policy_status/CommListSymbol.h"
+#include "tests/support/Observer.h"
+#include "tests/support/RationedMemory.h"
+#include "tests/support/Thrown.h"
+#include "tests/support/Traced.h"
+
+namespace {
+
+using namespace Routing::RouteMap;
+using Acl::CommunityValue;
+using TestSupport::Traced;
+using Values = std::vector<CommunityValue>;
+
+CommunityValue const kOne = CommunityValue::of(0U, 0U, 1U);
+CommunityValue const kTwo = CommunityValue::of(0U, 1U, 0U);
+
+Orb::Ptr<Acl::CommunityListEntry> entry(Orb::U32 seqno, char const* regex = "") {
+  auto const list = Orb::make<Acl::CommunityList>(Orb::Name("C"));
+  auto const made = Orb::make<Acl::CommunityListEntry>(*list, seqno);
+  made->commRegexIs(regex);
+  made->listTypeIs(*regex ? Acl::communityExpanded : Acl::communityStandard);
+  return made;
+}
+
+TEST(CommListSnapshot, KeepsAFlagForEachValue) {
+  auto const status = commListStatusFactory("L");
+  for (auto const& value : {kTwo, kOne, kTwo}) status->commIs(value);
+  EXPECT_EQ(*status->commVectorRawPtr(), (Values{kTwo, kOne, kTwo}));
+  auto const snapshot = status->commSnapshot();
+  auto const copy = snapshot->clone();
+  snapshot->commIs(kOne, false);
+  snapshot->commDel(kTwo);
+  ASSERT_EQ(snapshot->comm().size(), 1U);
+  EXPECT_TRUE(snapshot->commHas(kOne) && !snapshot->comm(kOne) && !snapshot->comm(kTwo));
+  snapshot->commDelAll();
+  EXPECT_TRUE(snapshot->comm().empty());
+  Values sorted;
+  for (auto const& item : copy->comm()) {
+    sorted.push_back(item.key);
+    EXPECT_TRUE(item.value && copy->comm(item.key));
+  }
+  EXPECT_EQ(sorted, (Values{kOne, kTwo}));
+}
+
+TEST(CommListStatus, KeepsWhatIsCompiledWhenAnExpressionIsRefused) {
+  auto const status = commListStatusFactory("L");
+  status->regexAdd(10, "^65000:");
+  auto const engine = status->regex(10);
+  std::string const method = "void Routing::RouteMap::CommListStatus::regexAdd(U32, Orb::String)";
+  for (std::string const& refused : {std::string("["), std::string("6\0]", 3)}) {
+    Traced traced(7);
+    status->regexAdd(10, refused);
+    EXPECT_EQ(traced.lines, "6 " + method + "Failed to compile '" + refused + "'\n");
+    EXPECT_EQ(status->regex(10), engine);
+  }
+  {
+    Traced traced(8);
+    status->regexAdd(4294967295, "a|b");
+    EXPECT_EQ(traced.lines.substr(0, traced.lines.find('\n')),
+              "8 " + method + " seqno 4294967295, regex 'a|b'");
+  }
+  EXPECT_EQ(status->regex(4294967295)->execute("b"), 0);
+  status->regexAdd(10, "_");
+  EXPECT_NE(status->regex(10), engine);
+  EXPECT_EQ(status->regex(10)->execute("65000:1"), REG_NOMATCH) << "no translation";
+  status->regexDel(10);
+  status->regexDel(10);
+  EXPECT_EQ(status->regex(10), nullptr);
+}
+
+TEST(CommListStatus, RefusesNulls) {
+  auto const status = commListStatusFactory("L");
+  auto const symbols = allCommListSymbolFactory();
+  for (auto const& [act, type, attribute] :
+       {std::tuple{std::function([&] { status->communityListEntryIs(nullptr); }), "CommListStatus",
+                   "communityListEntry"},
+        {[&] { status->regexMapIs(nullptr); }, "CommListStatus", "regexMap"},
+        {[&] { symbols->symbolIs(nullptr); }, "AllCommListSymbol", "symbol"}}) {
+    EXPECT_EQ(TestSupport::thrown<Orb::RangeException>(act),
+              std::string("null _") + attribute + " parameter to mutator for Routing::RouteMap::" +
+                  type + "::" + attribute + " not allowed\"");
+  }
+}
+
+/// Writes down what it is notified of.
+struct Listener final : CommListStatus::Notifiee {
+  ~Listener() = default;
+  void onCommunityListEntry(Orb::U32 k) override { heard += "entry " + std::to_string(k) + '\n'; }
+  void onCommunityListEntry() override { heard += "entries\n"; }
+  void onFromCommSet() override { heard += "set\n"; }
+  void onRegexMap(Orb::U32 k) override { heard += "regex " + std::to_string(k) + '\n'; }
+  void onRegexMap() override { heard += "regexes\n"; }
+  std::string heard;
+};
+
+TEST(CommListStatus, NotifiesOfRealChangesAndOfAClone) {
+  auto const status = commListStatusFactory("M");
+  Listener listener;
+  listener.notifierIs(status);
+  auto const stored = entry(7);
+  for (int i = 0; i < 2; ++i) {
+    status->communityListEntryIs(stored);
+    status->fromCommSetIs(true);
+    status->communityListEntryDel(99);
+  }
+  status->communityListEntryIs(entry(7));
+  status->communityListEntryIs(entry(5));
+  status->regexAdd(5, "a");
+  status->commIs(kTwo);
+  status->communityListEntryDelAll();
+  status->regexDel(5);
+  EXPECT_EQ(std::exchange(listener.heard, ""),
+            "entry 7\nset\nentry 7\nentry 5\nregex 5\nentry 5\nentry 7\nregex 5\n");
+
+  auto const from = commListStatusFactory("L");
+  for (Orb::U32 const seqno : {20U, 10U}) {
+    from->communityListEntryIs(entry(seqno, "a|b"));
+    from->regexAdd(seqno, "a|b");
+    from->commIs(kOne);
+  }
+  status->clone(*from);
+  status->clone(*from);
+  status->clone(*status);
+  EXPECT_EQ(std::exchange(listener.heard, ""), "entries\nset\nregexes\n");
+  EXPECT_EQ(status->regex(20), from->regex(20));
+  EXPECT_EQ(status->communityListEntry(10), from->communityListEntry(10));
+  EXPECT_EQ(status->commVectorRawPtr(), from->commVectorRawPtr());
+
+  status->commIs(kTwo);
+  status->communityListEntryDel(20);
+  EXPECT_EQ(from->commVectorRawPtr()->size(), 2U) << "either changes without the other";
+  EXPECT_EQ(from->communityListEntry().size(), 2U);
+  std::string const text = "communityExpanded C seq 10 permit: permitMatch regex: a|b";
+  EXPECT_EQ(status->name(), "M");
+  std::string const one = Orb::toText(kOne) + ' ';
+  EXPECT_EQ(status->toStrep(), one + one + Orb::toText(kTwo) + " seq=10 " + text + " seq=20 ");
+  status->commDelAll();
+  EXPECT_TRUE(status->commVectorRawPtr()->empty());
+}
+
+TEST(CommListStatus, WhatFindsNoMemoryChangesNothing) {
+  auto const from = commListStatusFactory("L");
+  from->communityListEntryIs(entry(1));
+  from->regexAdd(1, "a");
+  from->commIs(kOne);
+  auto const status = commListStatusFactory("L");
+  status->clone(*from);
+  auto const other = commListStatusFactory("L");
+  other->communityListEntryIs(entry(2));
+  TestSupport::Observer const observer(*other);
+  auto const is = [](CommListStatus const& s, std::size_t count, Orb::U32 seqno) {
+    EXPECT_EQ(s.commVectorRawPtr()->size(), count);
+    EXPECT_EQ(s.regexMap().size(), count);
+    EXPECT_TRUE(s.communityListEntryHas(seqno));
+  };
+  auto const fails = TestSupport::withEverMoreMemory<std::function<void()>, std::function<void()>>;
+  EXPECT_GT(fails([&] { other->clone(*from); }, [&] { is(*other, 0, 2); }), 3);
+  EXPECT_GT(fails([&] { status->commIs(kTwo); }, [&] { is(*status, 1, 1); }), 1);
+  EXPECT_GT(
+      fails([&] { status->regexAdd(2, "b"); }, [&] { EXPECT_EQ(status->regexMap().size(), 1U); }),
+      1);
+  is(*status, 2, 1);
+  is(*other, 1, 1);
+  is(*from, 1, 1);
+}
+
+}  // namespace
