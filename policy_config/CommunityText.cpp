@@ -309,4 +309,10 @@ CommunityValue readCommunity(std::string_view text) {
                   "65000:1:2 or raw 0x with digits");
 }
 
+void writePlain(std::string& out, CommunityValue const& value) {
+  writeCommunity(out, communityTypeOf(value), value);
+}
+
+void readPlain(TextReader& in, CommunityValue& value) { value = readCommunity(in.word()); }
+
 }  // namespace Acl

@@ -6,6 +6,17 @@
 #include "platform/orb/model/Difference.h"
 #include "policy_config/RouteMapConfig.h"
 
+namespace Sample {
+
+class Marked : public Orb::Entity {
+ public:
+  ORB_ENTITY(Marked, "Sample::Marked", community);
+  ORB_ATTRIBUTE(community, Acl::CommunityValue);
+};
+ORB_ENTITY_TYPE(Marked);
+
+}  // namespace Sample
+
 namespace {
 
 using Routing::RouteMap::Config;
@@ -79,6 +90,32 @@ TEST(Path, LeadsToEntitiesAttributesMembersAndFields) {
   EXPECT_EQ(entry->asPathPrepend(1), 65000U);
 }
 
+TEST(Path, TakesKeysAndValuesInThePlainFormToo) {
+  auto const config = sampleConfig();
+  auto const marked = Orb::make<Sample::Marked>();
+  std::size_t const before = linesOf(*config).size();
+  std::string const set = kEntry + ".communityDelete.community";
+  for (auto const& [typed, parts] :
+       {std::pair{"65000:100", "{'part0': 0, 'part1': 0, 'part2': 4259840100}"},
+        {"no-export", "{'part0': 0, 'part1': 0, 'part2': 4294967041}"},
+        {"rt 192.0.2.1:7", "{'part0': 0, 'part1': 16957440, 'part2': 33619975}"},
+        {"65000:1:2", "{'part0': 65000, 'part1': 1, 'part2': 2}"}}) {
+    std::string const text = std::string("Value('Acl::CommunityValue', ** ") + parts + ")";
+    std::string const path = set + '[' + typed + ']';
+    assign(*config, path + "=True");
+    EXPECT_EQ(Orb::attributeText(*config, set), "{ " + text + ": True }");
+    EXPECT_EQ(Orb::attributeText(*config, path), "True");
+    EXPECT_EQ(linesOf(*config).size(), before + 1);
+    EXPECT_EQ(Orb::attributeDel(*config, path), true);
+    EXPECT_EQ(linesOf(*config).size(), before);
+    for (auto const& form : {std::string(typed), text}) {
+      marked->communityIs({});
+      assign(*marked, "community=" + form);
+      EXPECT_EQ(Orb::attributeText(*marked, "community"), text);
+    }
+  }
+}
+
 TEST(Path, Removes) {
   struct Case {
     std::string path;
@@ -146,6 +183,14 @@ TEST(Path, ChangesNothingWhenItFails) {
            {"routeMap.version=1", range, "@Config::routeMap needs a key"},
            {"?routeMap.version", range, "@Config::routeMap needs a key"},
            {e + "extCommunity.flag=commSetNone", range, "@MapEntry::extCommunity needs$"},
+           {e + "communityDelete.community[1:2=True", parse, "expected ] at ''"},
+           {e + "communityDelete.community[1]=True", parse,
+            "'1' is not a standard community: expected : at ''"},
+           {e + "communityDelete.community[1:2 ]=True", parse,
+            "'1:2 ' is not a standard community: unexpected text at ' '"},
+           {e + "communityDelete.community[Value(1:2)]=True", parse,
+            "Acl::CommunityValue::part0: expected Value('Acl::CommunityValue', ** { at "
+            "'Value(1:2)]'"},
            {e + "localPref[1]=1", range, "@MapEntry::localPref has no members"},
            {"?" + e + "metric[1]", range, "@MapEntry::metric has no members"},
            // what is not there is not made to be read
