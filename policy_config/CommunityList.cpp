@@ -7,12 +7,19 @@ ORB_ENTITY_TYPE(CommunityList);
 
 CommunityList::CommunityList(Orb::Name name) : NamedEntity(std::move(name)) {}
 
-Orb::Ptr<CommunityListEntry> CommunityListEntry::blank() {
-  return Orb::make<CommunityListEntry>(*Orb::make<CommunityList>(Orb::Name()), 0U);
-}
-
 CommunityListEntry::CommunityListEntry(CommunityList const& list, Orb::U32 seqno)
     : NumberedEntity(seqno), listName_(list.name()) {}
+
+CommunityListEntry::CommunityListEntry(Orb::U32 seqno) : NumberedEntity(seqno) {}
+
+Orb::Ptr<CommunityListEntry> CommunityListEntry::compiledCopy() const {
+  auto copy = Orb::make<CommunityListEntry>(seqno());
+  copy->permitIs(permit());
+  copy->community_.assign(community_);
+  copy->commRegexIs(commRegex());
+  copy->listTypeIs(listType());
+  return copy;
+}
 
 Orb::String CommunityListEntry::toStrep() const {
   std::string out;

@@ -14,8 +14,11 @@ class ROUTEPOLICY_EXPORT CommunityListEntry : public Orb::NumberedEntity {
   ORB_ENTITY(CommunityListEntry, "Acl::CommunityListEntry", seqno, permit, community, commRegex,
              commRegexDisplay, lbwDisplay, listType, version);
   CommunityListEntry(CommunityList const& list, Orb::U32 seqno);
-  /// An entry of no list.
-  static Orb::Ptr<CommunityListEntry> blank();
+  /// An entry of no list: its description shows an empty name.
+  explicit CommunityListEntry(Orb::U32 seqno);
+  /// What the compiled form of a list keeps: an entry of no list, with the same number, verdict,
+  /// communities, expression and type.
+  Orb::Ptr<CommunityListEntry> compiledCopy() const;
 
   ORB_GETTER_ROW(seqno, key);
   /// Permits by default, unlike an entry of a prefix list, on purpose.

@@ -32,8 +32,7 @@ using AsnNotationSm =
 }  // namespace
 
 HandlerNames const& AsPathLists::names() {
-  static constexpr HandlerNames kNames{"Routing::RouteMap::AsPathListConfigSm",
-                                       "asPathList",
+  static constexpr HandlerNames kNames{{"Routing::RouteMap::AsPathListConfigSm", "asPathList"},
                                        " as-path-list: ",
                                        "pathList",
                                        "handleAsPathList",
@@ -177,6 +176,7 @@ void AsPathListConfigSm::catchUp() {
   error.rethrow();
 }
 
+template class ListSmSet<AsPathLists>;
 template class ListMachine<AsPathLists>;
 
 Orb::Ptr<AsPathListConfigSm> asPathListConfigSmFactory(

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/orb/model/Reactor.h"
-#include "policy_config/AclListConfig.h"
+#include "policy_sm/ListSmSet.h"
 #include "policy_sm/SlicedBuild.h"
 
 namespace Routing::RouteMap {
@@ -10,9 +10,7 @@ template <class Kind>
 class ListMachine;
 
 /// How machines and lists of one kind are called in trace lines and errors.
-struct HandlerNames {
-  char const* machine;
-  char const* listSm;     ///< the attribute that holds the reactors
+struct HandlerNames : MachineNames {
   char const* listOf;     ///< the kind of lists, before a list's name
   char const* addedList;  ///< the list in the assertion of addList
   char const* handleList;

@@ -6,22 +6,21 @@ namespace Routing::RouteMap {
 
 template <class Family>
 HandlerNames const& PrefixLists<Family>::names() {
-  static constexpr HandlerNames kIpv4{"Routing::RouteMap::PrefixListConfigSm",
-                                      "prefixList",
+  static constexpr HandlerNames kIpv4{{"Routing::RouteMap::PrefixListConfigSm", "prefixList"},
                                       " prefix-list: ",
                                       "prefixList",
                                       "handlePrefixList",
                                       "addPrefixList",
                                       "handlePrefixEntry",
                                       "handlePrefixListVersion"};
-  static constexpr HandlerNames kIpv6{"Routing::RouteMap::Ipv6PrefixListConfigSm",
-                                      "ipv6PrefixList",
-                                      " prefix-list: ",
-                                      "prefixList",
-                                      "handleIpv6PrefixList",
-                                      "addIpv6PrefixList",
-                                      "handleIpv6PrefixEntry",
-                                      "handleIpv6PrefixListVersion"};
+  static constexpr HandlerNames kIpv6{
+      {"Routing::RouteMap::Ipv6PrefixListConfigSm", "ipv6PrefixList"},
+      " prefix-list: ",
+      "prefixList",
+      "handleIpv6PrefixList",
+      "addIpv6PrefixList",
+      "handleIpv6PrefixEntry",
+      "handleIpv6PrefixListVersion"};
   return Family::kFamily == Ipa::AddressFamily::ipv4 ? kIpv4 : kIpv6;
 }
 
@@ -36,7 +35,9 @@ Orb::Ptr<PrefixListStatus const> PrefixLists<Family>::initialStatus(
 
 template struct PrefixLists<Acl::Ipv4Family>;
 template struct PrefixLists<Acl::Ipv6Family>;
+template class ListSmSet<PrefixLists<Acl::Ipv4Family>>;
 template class ListMachine<PrefixLists<Acl::Ipv4Family>>;
+template class ListSmSet<PrefixLists<Acl::Ipv6Family>>;
 template class ListMachine<PrefixLists<Acl::Ipv6Family>>;
 
 Orb::Ptr<PrefixListConfigSm> prefixListConfigSmFactory(

@@ -67,10 +67,8 @@ class CommListIndexBuilder::Steps {
 
   /// Does one step; whether it was the last.
   bool step() {
-    static constexpr bool (Steps::*kPhases[])() = {&Steps::count, &Steps::grow, &Steps::copy,
-                                                   &Steps::file};
-    if (phase_ < std::size(kPhases) && (this->*kPhases[phase_])()) ++phase_;
-    return phase_ == std::size(kPhases);
+    if (phase_ != Phase::done && stepOf(phase_)) phase_ = Phase{static_cast<int>(phase_) + 1};
+    return phase_ == Phase::done;
   }
   Orb::Ptr<CommListIndex> const& index() const noexcept { return index_; }
 
@@ -78,6 +76,24 @@ class CommListIndexBuilder::Steps {
   using Entries = CommListStatus::communityListEntryObject::Items;
   using Values = Acl::CommunityListEntry::communityObject::Items;
   static constexpr std::default_sentinel_t kEnd{};
+
+  enum class Phase { count, grow, copy, file, done };
+
+  bool stepOf(Phase phase) {
+    switch (phase) {
+      case Phase::count:
+        return count();
+      case Phase::grow:
+        return grow();
+      case Phase::copy:
+        return copy();
+      case Phase::file:
+        return file();
+      case Phase::done:
+        break;
+    }
+    return false;
+  }
 
   // The phases: each does one step, and returns whether it was its last.
 
@@ -174,7 +190,7 @@ class CommListIndexBuilder::Steps {
 
   Orb::Ptr<CommListStatus const> const status_;
   Orb::Ptr<CommListIndex> const index_ = Orb::make<CommListIndex>();
-  std::size_t phase_ = 0;
+  Phase phase_ = Phase::count;
   Entries::Iterator entry_;
   std::size_t expandedCount_ = 0;
   std::size_t valueCount_ = 0;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "policy_sm/ListMachine.h"
+#include "policy_sm/detail/ListSmSetBody.h"
 #include "policy_sm/detail/Trace.h"
 
 // The member functions of ListMachine, for the source file that instantiates it for a kind.
@@ -15,38 +16,24 @@ ListMachine<Kind>::ListMachine(Orb::Ptr<Acl::AclListConfig const> config,
       symbolTable_(std::move(symbolTable)) {}
 
 template <class Kind>
-ListMachine<Kind>::~ListMachine() {
-  listSmDelAll();
-}
+ListMachine<Kind>::~ListMachine() = default;
 
 template <class Kind>
 void ListMachine<Kind>::start() {
   Orb::FirstError error;
   error.guard([] { ORB_TRACE(traceSm(), 8, Kind::names().handleList); });
-  for (Orb::Ptr<List const> const list : Kind::lists(*config())) {
+  for (Orb::Ptr<List const> const list : Kind::lists(*this->config())) {
     error.guard([&] { bringSymbolInLine(list->name()); });
   }
   error.rethrow();
-  for (Orb::Ptr<List const> const list : Kind::lists(*config())) listSmIs(list);
+  this->startLists();
 }
 
 template <class Kind>
-void ListMachine<Kind>::onList(Orb::Name const& name) {
-  Orb::Ptr<ListMachine> const alive(this);  // an observer may drop the machine
-  auto const list = [&]() -> Orb::Ptr<List const> { return Kind::list(*config(), name); };
-  // The reactor of a list that is gone publishes nothing from here on, until it goes.
-  if (auto const sm = listSm(name); sm && sm->list() != list()) sm->detach();
+void ListMachine<Kind>::prepareList(Orb::Name const& name) {
   Orb::FirstError error;
   error.guard([&] { traceList(Kind::names().handleList, name); });
   error.guard([&] { bringSymbolInLine(name); });
-  error.guard([&] {
-    if (!list()) {
-      listSmDel(name);
-    } else if (allSymbol_->symbolHas(name)) {
-      listSmIs(list());
-    }
-  });
-  if (list() && !isInLine(list())) error.guard([&] { catchUpSoon(); });
   error.rethrow();
 }
 
@@ -55,11 +42,11 @@ void ListMachine<Kind>::onList(Orb::Name const& name) {
 template <class Kind>
 void ListMachine<Kind>::bringSymbolInLine(Orb::Name const& name) {
   Orb::FirstError error;
-  if (Kind::list(*config(), name)) {
+  if (Kind::list(*this->config(), name)) {
     error.guard([&] { traceList(Kind::names().addList, name); });
   }
   error.guard([&] {
-    Orb::Ptr<List const> const list = Kind::list(*config(), name);
+    Orb::Ptr<List const> const list = Kind::list(*this->config(), name);
     if (!list) {
       dropSymbol(name);
     } else if (!isInLine(list)) {
@@ -72,25 +59,14 @@ void ListMachine<Kind>::bringSymbolInLine(Orb::Name const& name) {
 template <class Kind>
 bool ListMachine<Kind>::isInLine(Orb::Ptr<List const> const& list) const {
   auto const symbol = allSymbol_->symbol(list->name());
-  auto const sm = listSm(list->name());
-  return symbol && symbol->status() && sm && sm->list() == list;
-}
-
-template <class Kind>
-void ListMachine<Kind>::catchUp() {
-  Orb::Ptr<ListMachine> const alive(this);
-  Orb::FirstError error;
-  for (Orb::Ptr<List const> const list : Kind::lists(*config())) {
-    if (!isInLine(list)) error.guard([&] { onList(list->name()); });
-  }
-  error.rethrow();
+  return symbol && symbol->status() && Base::isInLine(list);
 }
 
 template <class Kind>
 void ListMachine<Kind>::handleLists() {
   Orb::FirstError error;
   error.guard([] { ORB_TRACE(traceSm(), 8, Kind::names().handleList); });
-  for (Orb::Ptr<List const> const list : Kind::lists(*config())) {
+  for (Orb::Ptr<List const> const list : Kind::lists(*this->config())) {
     error.guard([&] { addList(list->name(), list); });
   }
   error.rethrow();
@@ -101,7 +77,7 @@ void ListMachine<Kind>::handleList(Orb::Name const& name) {
   Orb::FirstError error;
   error.guard([&] { traceList(Kind::names().handleList, name); });
   error.guard([&] {
-    if (auto const list = Kind::list(*config(), name)) {
+    if (auto const list = Kind::list(*this->config(), name)) {
       addList(name, list);
     } else {
       dropSymbol(name);
@@ -118,7 +94,7 @@ void ListMachine<Kind>::dropSymbol(Orb::Name const& name) {
   Orb::FirstError error;
   error.guard([&] { symbol->versionInc(1); });
   // An observer may have added the list again, and its symbol stays then.
-  if (!Kind::list(*config(), name)) error.guard([&] { allSymbol_->symbolDel(name); });
+  if (!Kind::list(*this->config(), name)) error.guard([&] { allSymbol_->symbolDel(name); });
   error.rethrow();
 }
 
@@ -151,47 +127,6 @@ void ListMachine<Kind>::install(Orb::Name const& name, List const& list) {
     symbol->statusIs(status);
   }
   error.rethrow();
-}
-
-template <class Kind>
-auto ListMachine<Kind>::listSm(Orb::Name const& name) const -> Orb::Ptr<ListSm> {
-  auto const* const found = listSms_.find(name);
-  return found ? *found : nullptr;
-}
-
-template <class Kind>
-void ListMachine<Kind>::listSmIs(Orb::Ptr<List const> const& list) {
-  HandlerNames const& names = Kind::names();
-  if (!list) throw Orb::RangeException(Orb::nullParameterMessage(names.machine, names.listSm));
-  Orb::Name const& name = list->name();
-  if (auto const sm = listSm(name); sm && sm->list() == list) return;
-  auto const made = Orb::make<ListSm>(list, *this);
-  auto const replaced = listSm(name);
-  listSms_.insertOrAssign(Orb::Ptr<ListSm>(made));
-  if (replaced) replaced->detach();
-  // Only now, when the reactor is where changes of the configuration find it: trace sinks, the time
-  // source and observers may make such changes.
-  made->handleInitial();
-}
-
-template <class Kind>
-void ListMachine<Kind>::listSmDel(Orb::Name const& name) {
-  if (auto const sm = listSms_.take(name)) (*sm)->detach();
-}
-
-template <class Kind>
-void ListMachine<Kind>::listSmDelAll() {
-  ListSms const gone = std::exchange(listSms_, ListSms());
-  for (auto const& sm : gone) sm->detach();
-}
-
-template <class Kind>
-ListMachine<Kind>::CatchUp::CatchUp(ListMachine& machine)
-    : Notifiee(Orb::ActivityManager::current().clock()), machine_(machine) {}
-
-template <class Kind>
-void ListMachine<Kind>::CatchUp::onTime() {
-  machine_.catchUp();
 }
 
 }  // namespace Routing::RouteMap

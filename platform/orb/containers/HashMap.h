@@ -86,8 +86,8 @@ class HashMap {
     Slot const* const slot = locate(key, tagOf(key)).slot;
     return slot ? &slot->item : nullptr;
   }
-  /// For the owner, who must not change the item's key.
-  Item* find(Param<Key> key) { return const_cast<Item*>(std::as_const(*this).find(key)); }
+  /// The same, for the owner to change all but its key.
+  Item* editable(Param<Key> key) { return const_cast<Item*>(std::as_const(*this).find(key)); }
   bool has(Param<Key> key) const { return find(key) != nullptr; }
 
   /// In the order in which the keys came; a key that was erased and came again came anew.

@@ -28,18 +28,30 @@
 ///  4. An erasure that leaves a leaf below a quarter of its room joins it with a neighbour, if the
 ///     two leave a quarter free: it then takes many changes to split or join it again.
 ///  5. The generation rises whenever an item changes its place or a key comes or goes.
+///  6. A leaf that other maps hold too is not changed, nor joined. Who changes an item in it, or
+///  has
+///     one come or go, copies the leaf first, in one place (ownLeaf()), and all else after that
+///     works on a leaf that is the map's alone.
 ///
 /// A full leaf is split in the middle, but the last one at its end, if that is where the new item
 /// belongs: filling a map in the order of its keys leaves full leaves behind.
+///
+/// Copies of a map share its leaves: a copy costs the directory, a change of the copy a leaf, and a
+/// comparison skips what both hold. So a list of a million entries is copied, changed in one place
+/// and compared with what it was within a millisecond, and a map of which each change makes a new
+/// version, for readers that hold the old ones, costs no more than a leaf and the directory for
+/// each. The counts of a leaf's holders are atomic as references are: maps that share leaves may be
+/// used by different threads.
 namespace Orb {
 
 /// KeyOf is a stateless functor that gives an item's key, by value or reference; keys compare with
 /// `<`. Items need no default constructor and no assignment; moving one must not throw.
 ///
-/// Large contents (16,384 items and more) that are cleared, assigned over or destroyed go to the
-/// reaper: the map is empty at once, but the items are destroyed later, by the event loop.
+/// Large contents (16,384 items and more that no other map holds) that are cleared, assigned over
+/// or destroyed go to the reaper: the map is empty at once, but the items are destroyed later, by
+/// the event loop.
 ///
-/// Any number of threads may read a map while no thread changes it.
+/// Any number of threads may read or copy a map while no thread changes it.
 template <class Item, class KeyOf>
 class OrderedMap {
  public:
@@ -69,13 +81,17 @@ class OrderedMap {
   std::size_t size() const noexcept { return size_; }
   bool empty() const noexcept { return size_ == 0; }
 
-  /// The item under `key`, or null. Good until a key comes or goes.
+  /// The item under `key`, or null. Good until the map changes.
   Item const* find(Param<Key> key) const {
     Position const position = lowerPosition(key);
     return isAt(position, key) ? itemAt(position) : nullptr;
   }
-  /// For the owner, who must not change the item's key.
-  Item* find(Param<Key> key) { return const_cast<Item*>(std::as_const(*this).find(key)); }
+  /// The same, for the owner to change all but its key. Allocates nothing, and throws nothing, when
+  /// the item was stored or changed after the map was last copied.
+  Item* editable(Param<Key> key) {
+    Position const position = lowerPosition(key);
+    return isAt(position, key) ? ownLeaf(position.leaf).items() + position.index : nullptr;
+  }
   bool has(Param<Key> key) const { return find(key) != nullptr; }
 
   /// The first item whose key is not less than `key`.
@@ -91,8 +107,9 @@ class OrderedMap {
   /// whether the key is new. When this throws, the map is as it was.
   std::pair<Item*, bool> insertOrAssign(Item item);
 
-  /// Removes the item under `key`; whether there was one. Allocates nothing. The item is destroyed
-  /// last: its destructor may use the map.
+  /// Removes the item under `key`; whether there was one. Allocates nothing unless another map
+  /// holds its leaf; when that throws, the map is as it was. The item is destroyed last: its
+  /// destructor may use the map.
   bool erase(Param<Key> key) { return take(key).has_value(); }
   /// Removes the item under `key` and gives it to the caller.
   std::optional<Item> take(Param<Key> key) {
@@ -112,10 +129,26 @@ class OrderedMap {
     if (a.size_ != b.size_) return false;
     Position x;
     Position y;
-    for (std::size_t left = a.size_; left > 0; --left, ++x.index, ++y.index) {
-      if (!(*a.itemAt(x = a.settled(x)) == *b.itemAt(y = b.settled(y)))) return false;
+    while (x.leaf < a.leafCount()) {
+      if (a.itemAt(x) == b.itemAt(y)) {
+        skipShared(a, x, b, y);
+      } else if (*a.itemAt(x) == *b.itemAt(y)) {
+        x = a.settled({x.leaf, x.index + 1});
+        y = b.settled({y.leaf, y.index + 1});
+      } else {
+        return false;
+      }
     }
     return true;
+  }
+  /// For two iterators that stand at one and the same item in memory: leads both past all that
+  /// their maps share from there on, at the cost of the directory.
+  static void skipShared(Iterator& a, Iterator& b) {
+    Position x{a.leaf_, 0};
+    Position y{b.leaf_, 0};
+    skipShared(*a.map_, x, *b.map_, y);
+    a = Iterator(*a.map_, x);
+    b = Iterator(*b.map_, y);
   }
 
  private:
@@ -129,6 +162,7 @@ class OrderedMap {
   static constexpr std::size_t kLeafBytes = 3072;
   static constexpr std::size_t kLeafRoom = std::max<std::size_t>(16, Leaf::roomIn(kLeafBytes));
   static constexpr std::size_t kFar = 256;  // so many leaves outgrow the nearer caches
+  static constexpr std::size_t kAhead = 8;  // leaves whose counts are fetched ahead of their use
   // A first leaf of about a cache line: most maps hold an item or a few.
   static constexpr std::size_t kFirstRoom = std::clamp<std::size_t>(Leaf::roomIn(72), 1, 4);
 
@@ -138,13 +172,34 @@ class OrderedMap {
     std::size_t index = 0;
   };
 
-  /// The leaves when there are more than one; owns them.
+  /// The leaves when there are more than one; holds them. A null stands for one that was dropped.
   struct Directory {
     Directory() = default;
-    Directory(Directory const&) = delete;
+    /// Shares the leaves.
+    Directory(Directory const& other) : starts(other.starts) {
+      leaves.reserve(other.leaves.size());
+      for (std::size_t i = 0; i < other.leaves.size(); ++i) {
+        if (i + kAhead < other.leaves.size()) __builtin_prefetch(other.leaves[i + kAhead], 1);
+        leaves.push_back(other.leaves[i]->share().release());
+      }
+    }
     Directory& operator=(Directory const&) = delete;
     ~Directory() {
       for (Leaf* const leaf : leaves) LeafOwner{leaf};
+    }
+    /// Drops leaves that other maps hold too, from the last one on. Stops when the others that it
+    /// met hold `enough` items; returns how many they hold.
+    std::size_t dropShared(std::size_t enough) noexcept {
+      std::size_t items = 0;
+      for (std::size_t i = leaves.size(); i > 0 && items < enough; --i) {
+        if (i > kAhead) __builtin_prefetch(leaves[i - kAhead - 1], 1);
+        if (leaves[i - 1]->isShared()) {
+          LeafOwner{std::exchange(leaves[i - 1], nullptr)};
+        } else {
+          items += leaves[i - 1]->count();
+        }
+      }
+      return items;
     }
     /// Makes sure that add() can be called once.
     void reserveOne() {
@@ -176,17 +231,17 @@ class OrderedMap {
     bool freeSome(std::size_t count) {
       auto& leaves = directory->leaves;
       while (count > 0 && !leaves.empty()) {
-        Leaf& last = *leaves.back();
-        if constexpr (std::is_trivially_destructible_v<Item>) {
+        Leaf* const last = leaves.back();
+        if (std::is_trivially_destructible_v<Item> || !last || last->isShared()) {
           --count;  // the leaf is all there is to free
         } else {
-          std::size_t const dropped = std::min(count, last.count());
-          last.dropLast(dropped);
+          std::size_t const dropped = std::min(count, last->count());
+          last->dropLast(dropped);
           count -= dropped;
-          if (last.count() > 0) break;
+          if (last->count() > 0) break;
         }
         leaves.pop_back();
-        LeafOwner{&last};
+        LeafOwner{last};
       }
       return !leaves.empty();
     }
@@ -265,8 +320,24 @@ class OrderedMap {
     }
     return lowerPosition(key);
   }
+  /// Leaf i, which is the map's alone from here on. Items keep their positions.
+  Leaf& ownLeaf(std::size_t i) {
+    Leaf& leaf = *leafAt(i);
+    if (leaf.isShared()) [[unlikely]]
+      return copyLeaf(i);
+    return leaf;
+  }
+  Leaf& copyLeaf(std::size_t i);
+  /// Leads two positions at one and the same item past the leaves that the maps share from there.
+  static void skipShared(OrderedMap const& a, Position& x, OrderedMap const& b, Position& y) {
+    std::size_t const most = std::min(a.leafCount() - x.leaf, b.leafCount() - y.leaf);
+    std::size_t skipped = 1;
+    while (skipped < most && a.leafAt(x.leaf + skipped) == b.leafAt(y.leaf + skipped)) ++skipped;
+    x = {x.leaf + skipped, 0};
+    y = {y.leaf + skipped, 0};
+  }
   Position splitAt(Position position, Param<Key> key);
-  Item takeAt(Position position) noexcept;
+  Item takeAt(Position position);
   void tidy(std::size_t i) noexcept;
   void removeLeaf(std::size_t i) noexcept;
 
@@ -279,7 +350,9 @@ class OrderedMap {
     ++other.generation_;
   }
   void free() noexcept {
-    if (directory_) detail::release(Contents{std::move(directory_)}, size_);
+    if (!directory_) return;
+    std::size_t const items = directory_->dropShared(detail::kReapedSize);
+    detail::release(Contents{std::move(directory_)}, items);
   }
 
   LeafOwner only_;                        // the leaf when there is one
@@ -366,18 +439,22 @@ class OrderedMap<Item, KeyOf>::Iterator {
 };
 
 template <class Item, class KeyOf>
-OrderedMap<Item, KeyOf>::OrderedMap(OrderedMap const& other) {
-  if (other.only_) only_ = other.only_->copy(other.only_->count());
-  if (other.directory_) {
-    auto directory = std::make_unique<Directory>();
-    directory->starts = other.directory_->starts;
-    directory->leaves.reserve(directory->starts.size());
-    for (Leaf const* const leaf : other.directory_->leaves) {
-      directory->leaves.push_back(leaf->copy(kLeafRoom).release());
-    }
-    directory_ = std::move(directory);
+OrderedMap<Item, KeyOf>::OrderedMap(OrderedMap const& other)
+    : only_(other.only_ ? other.only_->share() : nullptr),
+      directory_(other.directory_ ? std::make_unique<Directory>(*other.directory_) : nullptr),
+      size_(other.size_) {}
+
+template <class Item, class KeyOf>
+auto OrderedMap<Item, KeyOf>::copyLeaf(std::size_t i) -> Leaf& {
+  LeafOwner own = leafAt(i)->copy(leafAt(i)->room());
+  Leaf& copied = *own;
+  ++generation_;
+  if (directory_) {
+    LeafOwner{std::exchange(directory_->leaves[i], own.release())};
+  } else {
+    only_ = std::move(own);
   }
-  size_ = other.size_;
+  return copied;
 }
 
 template <class Item, class KeyOf>
@@ -385,16 +462,17 @@ std::pair<Item*, bool> OrderedMap<Item, KeyOf>::insertOrAssign(Item item) {
   decltype(auto) key = keyOf(item);
   Position position = positionToInsert(key);
   if (isAt(position, key)) {
-    Item* const stored = itemAt(position);
+    Item* const stored = ownLeaf(position.leaf).items() + position.index;
     [[maybe_unused]] Item const old = detail::exchangeItem(*stored, std::move(item));
     return {stored, false};
   }
   if (!directory_ && (!only_ || (only_->full() && only_->room() < kLeafRoom))) {
     std::size_t const room = only_ ? std::min(2 * only_->room(), kLeafRoom) : kFirstRoom;
-    LeafOwner larger = Leaf::make(room);
-    if (only_) only_->moveTail(0, *larger);
+    bool const isShared = only_ && only_->isShared();
+    LeafOwner larger = isShared ? only_->copy(room) : Leaf::make(room);
+    if (only_ && !isShared) only_->moveTail(0, *larger);
     only_ = std::move(larger);
-  } else if (leafAt(position.leaf)->full()) {
+  } else if (ownLeaf(position.leaf).full()) {
     position = splitAt(position, key);
   }
   Item* const stored = leafAt(position.leaf)->insert(position.index, std::move(item));
@@ -403,7 +481,8 @@ std::pair<Item*, bool> OrderedMap<Item, KeyOf>::insertOrAssign(Item item) {
   return {stored, true};
 }
 
-/// Splits the full leaf of `position`; returns where an item with that key belongs now.
+/// Splits the full leaf of `position`, the map's own; returns where an item with that key belongs
+/// now.
 template <class Item, class KeyOf>
 auto OrderedMap<Item, KeyOf>::splitAt(Position position, Param<Key> key) -> Position {
   Leaf& leaf = *leafAt(position.leaf);
@@ -427,15 +506,16 @@ auto OrderedMap<Item, KeyOf>::splitAt(Position position, Param<Key> key) -> Posi
 }
 
 template <class Item, class KeyOf>
-Item OrderedMap<Item, KeyOf>::takeAt(Position position) noexcept {
-  Item taken = leafAt(position.leaf)->take(position.index);
+Item OrderedMap<Item, KeyOf>::takeAt(Position position) {
+  Item taken = ownLeaf(position.leaf).take(position.index);
   --size_;
   ++generation_;
   tidy(position.leaf);
   return taken;
 }
 
-/// Removes leaf i if it is empty; joins it with a neighbour if there is little in it.
+/// Removes leaf i, the map's own, if it is empty; joins it with a neighbour if there is little in
+/// it.
 template <class Item, class KeyOf>
 void OrderedMap<Item, KeyOf>::tidy(std::size_t i) noexcept {
   std::size_t const count = leafAt(i)->count();
@@ -443,6 +523,7 @@ void OrderedMap<Item, KeyOf>::tidy(std::size_t i) noexcept {
   if (!directory_ || count >= kLeafRoom / 4) return;
   auto const joins = [&](std::size_t left) {
     Leaf& right = *leafAt(left + 1);
+    if (leafAt(left)->isShared() || right.isShared()) return false;
     if (leafAt(left)->count() + right.count() > kLeafRoom - kLeafRoom / 4) return false;
     right.moveTail(0, *leafAt(left));
     removeLeaf(left + 1);

@@ -127,11 +127,12 @@ class ValueCollection : public Collection<MapOf<V, MemberKey<keyOf>>> {
     try {
       values.forEach([&](V const& value) {
         Key key = std::invoke(keyOf, value);
-        V* const found = this->items_.find(key);
+        V const* const found = this->items_.find(key);
         if (found && *found == value) return;
         if (found) {
+          V* const stored = this->items_.editable(key);
           replaced.push_back(value);
-          std::swap(replaced.back(), *found);
+          std::swap(replaced.back(), *stored);
         } else {
           this->items_.insertOrAssign(V(value));
         }
@@ -179,7 +180,7 @@ class ValueCollection : public Collection<MapOf<V, MemberKey<keyOf>>> {
   void takeBack(std::vector<Key> const& changed, std::vector<V>& replaced) noexcept {
     for (auto key = changed.rbegin(); key != changed.rend(); ++key) {
       if (!replaced.empty() && std::invoke(keyOf, replaced.back()) == *key) {
-        std::swap(*this->items_.find(*key), replaced.back());
+        std::swap(*this->items_.editable(*key), replaced.back());
         replaced.pop_back();
       } else {
         this->items_.erase(*key);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <atomic>
 #include <cstddef>
 #include <cstring>
 #include <memory>
@@ -8,6 +9,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "platform/orb/base/Ptr.h"
 #include "platform/orb/base/Types.h"
 
 namespace Orb::detail {
@@ -44,21 +46,28 @@ Item exchangeItem(Item& place, std::type_identity_t<Item>&& item) noexcept {
 }
 
 /// A run of items in one allocation with its own header: room() places, the first count() of
-/// them alive. Nothing here throws but make().
+/// them alive. Nothing here throws but make() and copy().
+///
+/// A leaf may have several holders, which are counted as references are. While there is more than
+/// one, nobody changes it. The one holder of a leaf that is not shared may: no other thread has it,
+/// and what those did that had it happened before (isShared() acquires what their leaving
+/// released).
 template <class Item>
 class Leaf {
  public:
-  struct Free {
+  /// One holder goes; the last one frees the leaf.
+  struct Leave {
     void operator()(Leaf* leaf) const noexcept {
+      if (!leaf->dropHolder()) return;
       leaf->dropLast(leaf->count_);
       ::operator delete(leaf);
     }
   };
-  using Owner = std::unique_ptr<Leaf, Free>;
+  using Owner = std::unique_ptr<Leaf, Leave>;
 
   static Owner make(std::size_t room) {
     return Owner(::new (::operator new(kHeader + room * sizeof(Item)))
-                     Leaf(static_cast<U32>(room)));
+                     Leaf(static_cast<U16>(room)));
   }
   /// A copy with the given room, at least count().
   Owner copy(std::size_t room) const {
@@ -68,6 +77,17 @@ class Leaf {
     }
     return fresh;
   }
+
+  /// Another holder of this leaf.
+  Owner share() noexcept {
+    if (threadSafePtr()) {
+      holders_.fetch_add(1, std::memory_order_relaxed);
+    } else {
+      holders_.store(holders_.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+    }
+    return Owner(this);
+  }
+  bool isShared() const noexcept { return holders_.load(std::memory_order_acquire) != 1; }
 
   /// How many items of this size lie in a leaf of the given number of bytes.
   static constexpr std::size_t roomIn(std::size_t bytes) noexcept {
@@ -104,8 +124,8 @@ class Leaf {
   void moveTail(std::size_t from, Leaf& to) noexcept {
     std::size_t const moved = count_ - from;
     relocate(items() + from, moved, to.items() + to.count_);
-    to.count_ += static_cast<U32>(moved);
-    count_ = static_cast<U32>(from);
+    to.count_ = static_cast<U16>(to.count_ + moved);
+    count_ = static_cast<U16>(from);
   }
   void dropLast(std::size_t dropped) noexcept {
     for (; dropped > 0; --dropped) std::destroy_at(items() + --count_);
@@ -113,12 +133,22 @@ class Leaf {
 
  private:
   static_assert(alignof(Item) <= __STDCPP_DEFAULT_NEW_ALIGNMENT__);
-  static constexpr std::size_t kHeader = std::max(2 * sizeof(U32), alignof(Item));
+  static constexpr std::size_t kHeader =
+      std::max(sizeof(std::atomic<U32>) + 2 * sizeof(U16), alignof(Item));
 
-  explicit Leaf(U32 room) noexcept : room_(room) {}
+  explicit Leaf(U16 room) noexcept : room_(room) {}
 
-  U32 count_ = 0;
-  U32 const room_;
+  /// Whether it was the last.
+  bool dropHolder() noexcept {
+    if (!isShared()) return true;
+    if (threadSafePtr()) return holders_.fetch_sub(1, std::memory_order_acq_rel) == 1;
+    holders_.store(holders_.load(std::memory_order_relaxed) - 1, std::memory_order_relaxed);
+    return false;
+  }
+
+  std::atomic<U32> holders_{1};
+  U16 count_ = 0;
+  U16 const room_;
 };
 
 }  // namespace Orb::detail

@@ -260,8 +260,6 @@ Ptr<Entity> makeBlank([[maybe_unused]] Name const& name) {
     return make<C>();
   } else if constexpr (std::is_constructible_v<C, U32>) {
     return make<C>(U32{0});
-  } else if constexpr (requires { C::blank(); }) {
-    return C::blank();
   } else {
     return nullptr;
   }

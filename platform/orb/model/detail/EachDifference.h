@@ -11,7 +11,8 @@ namespace Orb::detail {
 /// Calls `visit(key, mine, theirs)` for each key under which the two do not hold the same:
 /// pointers to the items, one of them null where a side has none. `visit` may change either
 /// collection, but must hold what it reads from an item before it does. Ordered collections are
-/// walked in the order of the keys, each once.
+/// walked in the order of the keys, each once, but for what both share: `same` holds for an item
+/// and itself.
 template <class Item, class KeyOf, class Same, class Visit>
 void eachDifference(OrderedMap<Item, KeyOf> const& mine, OrderedMap<Item, KeyOf> const& theirs,
                     Same const& same, Visit const& visit) {
@@ -20,6 +21,10 @@ void eachDifference(OrderedMap<Item, KeyOf> const& mine, OrderedMap<Item, KeyOf>
   auto a = mine.begin();
   auto b = theirs.begin();
   while (a != end || b != end) {
+    if (a != end && b != end && &*a == &*b) {
+      Items::skipShared(a, b);
+      continue;
+    }
     bool const onlyMine = b == end || (a != end && Items::keyOf(*a) < Items::keyOf(*b));
     bool const onlyTheirs = !onlyMine && (a == end || Items::keyOf(*b) < Items::keyOf(*a));
     if (!onlyMine && !onlyTheirs && same(*a, *b)) {
