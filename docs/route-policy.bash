@@ -5,7 +5,7 @@ _route_policy() {
   local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD - 1]}
   local commands='check show match compile get set unset diff commit abort' common='--help -h'
   local command='' words='' files=0 config=0 i
-  local kinds='prefix-list ipv6-prefix-list as-path-list'
+  local kinds='prefix-list ipv6-prefix-list as-path-list community-list'
   COMPREPLY=()
 
   local lists='--ipv6 -6 --as-path -a --on-duplicate --regex-mode --notation --strict'
@@ -51,7 +51,7 @@ _route_policy() {
     if ((config)); then words=$commands; fi
   elif [[ $cur == -* ]]; then
     case $command in
-      match) words="$common $lists --origin --json --config --candidate" ;;
+      match) words="$common $lists --origin --exact --json --config --candidate" ;;
       check | show | compile) words="$common $lists --json --config --candidate" ;;
       get) words="$common --json --config --candidate" ;;
       set | unset) words="$common --config" ;;

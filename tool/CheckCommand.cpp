@@ -14,7 +14,8 @@ template <class Kind>
 class Counts {
  public:
   explicit Counts(ReadList<Kind> const& read) : withoutEffect_(read.findings.withoutEffect) {
-    for (auto const& entry : Kind::entries(*read.list)) {
+    for (auto const& each : Kind::entries(*read.list)) {
+      auto const& entry = entryIn(each);
       if (permits_ + denies_ == 0) first_ = entry.seqno();
       ++(entry.permit() == Acl::permitMatch ? permits_ : denies_);
       last_ = entry.seqno();

@@ -29,7 +29,8 @@ constexpr Word<Acl::BGPOrigin> kOrigins[] = {
     {"igp", Acl::bgpIGP}, {"egp", Acl::bgpEGP}, {"incomplete", Acl::bgpIncomplete}};
 constexpr Word<ListKind> kKinds[] = {{"prefix-list", ListKind::prefix},
                                      {"ipv6-prefix-list", ListKind::ipv6Prefix},
-                                     {"as-path-list", ListKind::asPath}};
+                                     {"as-path-list", ListKind::asPath},
+                                     {"community-list", ListKind::community}};
 
 template <class Value, std::size_t count>
 std::optional<Value> valueOf(Word<Value> const (&words)[count], std::string const& word) {
@@ -135,6 +136,7 @@ void addListCommands(CLI::App& app, Options& options, Given& given) {
           "FILE|KIND", [&given](std::string const& word) { given.words = {word}; }, HelpText::kFile)
       ->type_name("");
   match.add_option("NAME|PREFIX|PATH", given.more, HelpText::kAsked)->type_name("");
+  match.add_flag("--exact", options.exact, HelpText::kExact);
   addWordOption(match, "--origin", kOrigins, options.origin, given.origin, HelpText::kOrigin);
   addWords(add(Command::compile, "compile", HelpText::kCompile, HelpText::kCompileEnd,
                HelpText::kListJson),
@@ -168,11 +170,14 @@ void addConfigCommands(CLI::App& app, Options& options) {
 
 // Why options that are fine one by one make no sense together; empty when they do.
 
+constexpr char kExactElsewhere[] = "--exact is for community lists of a configuration";
+
 /// Of a command on list files.
 std::string problemOfFiles(Options& options, Given& given, std::string const& command) {
   bool const isMatch = options.command == Command::match;
   if (options.candidate) return "--candidate goes with --config";
   if (given.words.empty()) return "FILE is required";
+  if (options.exact) return kExactElsewhere;
   if (given.ipv6 && given.asPath) return "a list is an IPv6 one or an AS-path list, not both";
   if ((given.engine || given.origin) && !given.asPath) {
     return "--regex-mode, --notation and --origin are for AS-path lists: --as-path is missing";
@@ -210,6 +215,7 @@ std::string problemOfConfigured(Options& options, Given& given) {
   if (words.empty()) return "KIND is required: " + textOf(kKinds);
   if (!options.kind) return words.front() + " is no kind of lists: " + textOf(kKinds);
   if (given.origin && options.kind != ListKind::asPath) return "--origin is for AS-path lists";
+  if (options.exact && options.kind != ListKind::community) return kExactElsewhere;
   if (isMatch && words.size() == 1) return "NAME is required";
   auto const names = words.begin() + 1;
   auto const asked = isMatch ? names + 1 : words.end();

@@ -55,7 +55,7 @@ Cost compileList(Compiler<Kind>& compiler, typename Kind::List const& list, Cons
     cost.longestSlice = std::max(cost.longestSlice, slice);
     if (!progress.isDue(cost.time) || compiler.isDone()) continue;
     Orb::U32 const bookmark = compiler.bookmark();
-    for (; at != entries.end() && at->seqno() < bookmark; ++at) ++done;
+    for (; at != entries.end() && entryIn(*at).seqno() < bookmark; ++at) ++done;
     progress.show(done, cost.time);
   }
   return cost;

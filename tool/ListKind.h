@@ -1,13 +1,30 @@
 #pragma once
 
 #include "tool/AsPathKind.h"
+#include "tool/CommunityKind.h"
 #include "tool/PrefixKind.h"
 
 namespace Tool {
 
+/// Whether there are list files of a kind.
+template <class Kind>
+inline constexpr bool kHasFiles = requires {
+  Kind::kLongestLine;
+};
+
+/// An entry of a list, be it a value or an entity.
+template <class Entry>
+Entry const& entryIn(Entry const& entry) noexcept {
+  return entry;
+}
+template <class Entry>
+Entry const& entryIn(Orb::Ptr<Entry> const& entry) noexcept {
+  return *entry;
+}
+
 /// Calls act(kind) with a kind of lists. The commands on lists are written once for all kinds; a
 /// kind says what is its own:
-///   List, Entry         what is read, and what it holds
+///   List, Entry         what is read, and what it holds: values or entities
 ///   newList(config, name), entries(list), copyEntries(from, to)
 ///   kLongestLine, import(source, onDuplicate, list)
 ///                       of list files, for kinds that have them
@@ -31,6 +48,8 @@ void withKind(ListKind kind, Options const& options, Do const& act) {
       return act(PrefixKind<Acl::Ipv6Family>(options));
     case ListKind::asPath:
       return act(AsPathKind(options));
+    case ListKind::community:
+      return act(CommunityKind(options));
   }
 }
 

@@ -40,10 +40,12 @@ ReadList<Kind> readConfigured(Kind const& kind, Acl::AclListConfig const& config
 template <class Do>
 void eachList(Options const& options, Console& console, Do const& act) {
   if (options.config.empty()) {
-    return withKind(*options.kind, options, [&](auto const& kind) {
-      for (std::string const& file : options.files) {
-        act(kind, readListFile(kind, file, options, console));
-        console.flush();
+    return withKind(*options.kind, options, [&]<class Kind>(Kind const& kind) {
+      if constexpr (kHasFiles<Kind>) {
+        for (std::string const& file : options.files) {
+          act(kind, readListFile(kind, file, options, console));
+          console.flush();
+        }
       }
     });
   }

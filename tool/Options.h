@@ -10,8 +10,9 @@
 namespace Tool {
 
 /// The kinds of lists.
-enum class ListKind { prefix, ipv6Prefix, asPath };
-inline constexpr ListKind kListKinds[] = {ListKind::prefix, ListKind::ipv6Prefix, ListKind::asPath};
+enum class ListKind { prefix, ipv6Prefix, asPath, community };
+inline constexpr ListKind kListKinds[] = {ListKind::prefix, ListKind::ipv6Prefix, ListKind::asPath,
+                                          ListKind::community};
 
 /// What the command line asks for.
 struct Options {
@@ -31,6 +32,7 @@ struct Options {
   Acl::RegexMode regexMode = Acl::regexModeDfa;
   Routing::AsnNotation notation = Routing::asnNotationAsplain;
   Acl::BGPOrigin origin = Acl::bgpIGP;  ///< of match: of routes that do not say theirs
+  bool exact = false;                   ///< of match, of community lists: and no other community
 
   // Of the commands on a configuration.
   std::string config;              ///< its file; empty when the command works on list files

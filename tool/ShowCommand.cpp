@@ -23,7 +23,7 @@ void showJson(Kind const& kind, typename Kind::List const& list, Console& consol
   console.text().append(open).append("\"entries\":[");
   char const* separator = "\n";
   for (auto const& entry : Kind::entries(list)) {
-    console.text().append(separator).append(written(Kind::jsonOf(entry)));
+    console.text().append(separator).append(written(Kind::jsonOf(entryIn(entry))));
     console.lineDone();
     separator = ",\n";
   }

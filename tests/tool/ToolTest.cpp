@@ -234,7 +234,8 @@ constexpr char kComplete[] =
 
 TEST_F(Tool, ManualHelpAndCompletionNameTheSame) {
   std::string const options =
-      "--as-path --candidate --config --help --ipv6 --json --notation --on-duplicate --origin "
+      "--as-path --candidate --config --exact --help --ipv6 --json --notation --on-duplicate "
+      "--origin "
       "--regex-mode --strict --version -6 -V -a -h\n";
   // Options are words that begin with hyphens; a manual writes a hyphen as "\-". It has the exit
   // statuses as sentences, with a capital letter.
@@ -242,7 +243,7 @@ TEST_F(Tool, ManualHelpAndCompletionNameTheSame) {
             "for c in '' check 'match x' get unset commit; do w $c -; done | options => " +
             options + R"(help | grep -c '^Examples*:' => 11
 help | grep -E '.{101}' => [1]
-status 'list has an error, is empty or is not there, a prefix or path is not one, a configuration or an edit of it is refused, or a commit failed' => 1 1
+status 'list has an error, is empty or is not there, a prefix, path or community is not one, a configuration or an edit of it is refused, or a commit failed' => 1 1
 status 'rong usage, a file that cannot be read or written, output that cannot be written, or not enough memory' => 1 1
 )",
         kComplete + std::string(R"(
@@ -260,7 +261,7 @@ w '' => check show match compile get set unset diff commit abort --help -h --con
 w --config a => a list 
 w --config = a => a list 
 w --config x s => show set 
-w --config x match '' => prefix-list ipv6-prefix-list as-path-list 
+w --config x match '' => prefix-list ipv6-prefix-list as-path-list community-list 
 w --config=x get --c => --config --candidate 
 w --config x show a => as-path-list 
 w --config x show as-path-list a =>
