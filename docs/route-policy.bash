@@ -5,6 +5,7 @@ _route_policy() {
   local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD - 1]}
   local commands='check show match compile get set unset diff commit abort' common='--help -h'
   local command='' words='' files=0 config=0 i
+  local kinds='prefix-list ipv6-prefix-list as-path-list community-list'
   COMPREPLY=()
 
   local lists='--ipv6 -6 --as-path -a --on-duplicate --regex-mode --notation --strict'
@@ -47,21 +48,21 @@ _route_policy() {
     words='igp egp incomplete'
   elif [[ -z $command ]]; then
     words="$commands $common --config --version -V"
-    if ((config)); then words='show get set unset diff commit abort'; fi
+    if ((config)); then words=$commands; fi
   elif [[ $cur == -* ]]; then
     case $command in
-      show) words="$common $lists --json --config --candidate" ;;
-      match) words="$common $lists --origin --json" ;;
-      check | compile) words="$common $lists --json" ;;
+      match) words="$common $lists --origin --exact --json --config --candidate" ;;
+      check | show | compile) words="$common $lists --json --config --candidate" ;;
       get) words="$common --json --config --candidate" ;;
       set | unset) words="$common --config" ;;
       *) words="$common --json --config" ;;
     esac
-  else
-    case $command in
-      check) words='file' ;;
-      show | match | compile) if ((!files && !config)); then words='file'; fi ;;
-    esac
+  elif [[ $command == @(check|show|match|compile) ]]; then
+    if ((config)); then
+      if ((!files)); then words=$kinds; fi
+    elif [[ $command == check ]] || ((!files)); then
+      words='file'
+    fi
   fi
 
   if [[ $words == 'file' ]]; then

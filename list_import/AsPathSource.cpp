@@ -8,7 +8,7 @@ namespace {
 
 struct AsPathSource {
   using Result = AsPathSourceResult;
-  static constexpr std::size_t kLineBuffer = 4096;
+  static constexpr std::size_t kLongestLine = kLongestAsPathLine;
   static constexpr Orb::U32 kFirstOrdinal = 1;
   static constexpr char kFileError[] = "Error: input file open error: %s";
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdio>
 #include <vector>
 
@@ -23,8 +24,11 @@ struct AsPathSourceResult : SourceResult<AsPathSourceFault> {
   std::vector<AsPathSourceWarning> warnings;
 };
 
-/// Reads a source file from where `source` stands; see SourceFile.h. Of a line, at most 4095
-/// characters are read at a time. A file without a line that has a word is refused.
+/// The most characters of a line that are read as one line, without the newline.
+inline constexpr std::size_t kLongestAsPathLine = 4094;
+
+/// Reads a source file from where `source` stands; see SourceFile.h. A file without a line that
+/// has a word is refused.
 ROUTEPOLICY_EXPORT AsPathSourceResult readAsPathSource(std::FILE& source,
                                                        AsPathEntryParser& parser);
 

@@ -11,7 +11,7 @@ namespace {
 template <class Family>
 struct PrefixSource {
   using Result = PrefixSourceResult;
-  static constexpr std::size_t kLineBuffer = 512;
+  static constexpr std::size_t kLongestLine = kLongestPrefixLine;
   static constexpr Orb::U32 kFirstOrdinal = 0;
   // The words name another call than the one that failed, on purpose: scripts look for them.
   static constexpr char kFileError[] = "Error: fdopen: %s";

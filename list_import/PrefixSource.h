@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdio>
 
 #include "list_import/PrefixEntryParser.h"
@@ -25,9 +26,11 @@ class ROUTEPOLICY_EXPORT PrefixSourceException : public Orb::RangeException {
   Orb::U64 line_;
 };
 
-/// Reads a source file from where `source` stands; see SourceFile.h. Of a line, at most 511
-/// characters are read at a time. Throws a PrefixSourceException for a line that the parser throws
-/// for.
+/// The most characters of a line that are read as one line, without the newline.
+inline constexpr std::size_t kLongestPrefixLine = 510;
+
+/// Reads a source file from where `source` stands; see SourceFile.h. Throws a
+/// PrefixSourceException for a line that the parser throws for.
 template <class Family>
 PrefixSourceResult readPrefixSource(std::FILE& source, PrefixEntryParser<Family>& parser);
 

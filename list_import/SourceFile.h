@@ -6,8 +6,8 @@
 ///
 /// A file is read line by line, to its end or to the first line that is refused; blank lines are
 /// skipped. On purpose, since existing files are read so:
-///  - so many characters are read at a time, and no more (511 of a prefix list), so a longer line
-///    is several;
+///  - so many characters are read at a time, and no more (511 of a prefix list, with the newline),
+///    so a longer line is several;
 ///  - what was read loses its last character, the newline or not: a last line without one is cut,
 ///    and so is each piece of a line that is too long;
 ///  - a line ends at a NUL.

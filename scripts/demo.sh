@@ -44,6 +44,11 @@ heading "What the compiled lists cost"
 run compile bogons-ipv4.txt
 run compile --as-path bogons-as-path.txt
 
+heading "The lists of a configuration: what is in them, and which entry a route meets"
+run --config border.conf check
+run --config border.conf show community-list
+run --config border.conf match community-list NO-EXPORT "64496:100 64496:663" "rt 64496:1 64496:0:660" 64496:100
+
 heading "A change to a configuration: what differs, the commit, and the versions that readers follow"
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT

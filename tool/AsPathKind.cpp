@@ -2,7 +2,6 @@
 
 #include <nlohmann/json.hpp>
 
-#include "list_import/AsPathSource.h"
 #include "list_import/CliHelper.h"
 #include "policy_eval/MatchAsPathList.h"
 
@@ -55,22 +54,43 @@ ListFindings AsPathKind::import(std::FILE& source, Acl::UrlImportDuplicateOperat
   auto const result = Acl::readAsPathSource(source, parser);
   ListFindings findings;
   for (Acl::AsPathSourceWarning const& warning : result.warnings) {
-    if (findings.warnings.size() == ListFindings::kMostWarnings) break;
-    findings.warnings.push_back(
-        {std::string(isPosixMode() ? "the POSIX" : "the DFA") + " engine does not accept " +
-             warning.userRegex.str() + ", so the entry matches nothing",
-         warning.line,
-         false,
-         {warning.userRegex, isPosixMode() ? Engines::posix : Engines::dfa}});
+    ListFault fault = refusal(warning.userRegex);
+    fault.line = warning.line;
+    findings.warn(std::move(fault));
   }
-  findings.moreWarnings = result.warnings.size() - findings.warnings.size();
   if (result.isError()) {
     findings.fault = faultOf(result);
-  } else {
-    list.pathEntryIsEach(entries);
+    return findings;
+  }
+  list.pathEntryIsEach(entries);
+  for (Entry const& entry : list.pathEntry()) findings.withoutEffect += isValid(entry) ? 0 : 1;
+  return findings;
+}
+
+ListFindings AsPathKind::findings(List const& list) const {
+  ListFindings findings;
+  for (Entry const& entry : list.pathEntry()) {
+    ListFault fault = refusal(entry.userRegex());
+    if (fault.pattern.empty()) {
+      if (isValid(entry)) continue;
+      fault.message = std::string(isPosixMode() ? "validPosixRegex" : "validDfaRegex") +
+                      " is not set, so the entry matches nothing, though the " + engine() +
+                      " accepts its pattern";
+    }
+    fault.seqno = entry.seqno();
+    findings.warn(std::move(fault));
+    ++findings.withoutEffect;
   }
   return findings;
 }
+
+ListFault AsPathKind::refusal(Orb::String const& userRegex) const {
+  return {.message = "the " + engine() + " does not accept " + userRegex.str() +
+                     ", so the entry matches nothing",
+          .pattern = {userRegex, isPosixMode() ? Engines::posix : Engines::dfa}};
+}
+
+std::string AsPathKind::engine() const { return isPosixMode() ? "POSIX engine" : "DFA engine"; }
 
 std::string AsPathKind::textOf(List const& list) const {
   return Acl::asPathListText(list, isPosixMode());
@@ -91,12 +111,6 @@ Json AsPathKind::jsonOf(Entry const& entry) {
           {"posix", entry.validPosixRegex()}};
 }
 
-void AsPathKind::Extent::appendTo(std::string& text) const {
-  if (idle_ != 0) text.append(", ").append(std::to_string(idle_)).append(" without effect");
-}
-
-void AsPathKind::Extent::addTo(Json& json) const { json["withoutEffect"] = idle_; }
-
 auto AsPathKind::machineOn(Orb::Ptr<Acl::AclListConfig const> const& config) const
     -> Orb::Ptr<Machine> {
   auto asnConfig = Orb::make<Routing::AsnConfig>();
@@ -107,12 +121,12 @@ auto AsPathKind::machineOn(Orb::Ptr<Acl::AclListConfig const> const& config) con
 
 void AsPathKind::describe(Status const& status, std::string& text) {
   text += "automaton        ";
-  auto const* const pathSet = status.pathSet();
+  auto const* const pathSet = status->pathSet();
   text += pathSet ? std::to_string(pathSet->bytes()) + " bytes\n" : "none\n";
 }
 
 void AsPathKind::describe(Status const& status, Json& json) {
-  auto const* const pathSet = status.pathSet();
+  auto const* const pathSet = status->pathSet();
   json["automatonBytes"] = pathSet ? Json(pathSet->bytes()) : Json();
 }
 

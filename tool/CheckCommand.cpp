@@ -1,7 +1,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tool/Commands.h"
-#include "tool/ListKind.h"
+#include "tool/ListsAsked.h"
 
 namespace Tool {
 
@@ -13,10 +13,10 @@ using Json = nlohmann::ordered_json;
 template <class Kind>
 class Counts {
  public:
-  Counts(Kind const& kind, typename Kind::List const& list) : extent_(kind.extent()) {
-    auto const& entries = Kind::entries(list);
-    first_ = entries.begin()->seqno();
-    for (auto const& entry : entries) {
+  explicit Counts(ReadList<Kind> const& read) : withoutEffect_(read.findings.withoutEffect) {
+    for (auto const& each : Kind::entries(*read.list)) {
+      auto const& entry = entryIn(each);
+      if (permits_ + denies_ == 0) first_ = entry.seqno();
       ++(entry.permit() == Acl::permitMatch ? permits_ : denies_);
       last_ = entry.seqno();
       extent_.add(entry);
@@ -30,6 +30,8 @@ class Counts {
     text.append(std::to_string(denies_)).append(" deny), seq ");
     text.append(std::to_string(first_)).append(" to ").append(std::to_string(last_));
     extent_.appendTo(text);
+    if (withoutEffect_ == 0) return;
+    text.append(", ").append(std::to_string(withoutEffect_)).append(" without effect");
   }
 
   void addTo(Json& json) const {
@@ -39,6 +41,7 @@ class Counts {
     json["firstSeqno"] = first_;
     json["lastSeqno"] = last_;
     extent_.addTo(json);
+    json["withoutEffect"] = withoutEffect_;
   }
 
  private:
@@ -47,6 +50,7 @@ class Counts {
   Orb::U32 first_ = 0;  // sequence numbers
   Orb::U32 last_ = 0;
   typename Kind::Extent extent_;
+  std::size_t withoutEffect_;
 };
 
 void addFault(Json& json, ListFault const& fault) {
@@ -56,13 +60,13 @@ void addFault(Json& json, ListFault const& fault) {
 }
 
 template <class Kind>
-void checkFile(Kind const& kind, std::string const& file, Options const& options,
-               Console& console) {
-  ListFile<Kind> const read = readListFile(kind, file, options, console);
-  if (options.json) {
-    Json json = {{"file", file}, {"ok", read.isOfUse()}};
+void checkList(ReadList<Kind> const& read, bool isJson, Console& console) {
+  if (isJson) {
+    Json json;
+    read.place.addTo(json);
+    json["ok"] = read.isOfUse();
     if (read.isOfUse()) {
-      Counts<Kind>(kind, *read.list).addTo(json);
+      Counts<Kind>(read).addTo(json);
     } else {
       addFault(json, *read.findings.fault);
     }
@@ -71,19 +75,16 @@ void checkFile(Kind const& kind, std::string const& file, Options const& options
   }
   if (!read.isOfUse()) return;
   std::string& text = console.text();
-  text.append(Subject(file).text()).append(": ");
-  Counts<Kind>(kind, *read.list).appendTo(text);
+  text.append(Subject(read.place.text()).text()).append(": ");
+  Counts<Kind>(read).appendTo(text);
   text += '\n';
 }
 
 }  // namespace
 
 void check(Options const& options, Console& console) {
-  withKind(options, [&](auto const& kind) {
-    for (std::string const& file : options.files) {
-      checkFile(kind, file, options, console);
-      console.flush();
-    }
+  eachList(options, console, [&]<class Kind>(Kind const&, ReadList<Kind> const& read) {
+    checkList(read, options.json, console);
   });
 }
 

@@ -27,15 +27,27 @@ constexpr Word<Routing::AsnNotation> kNotations[] = {{"asplain", Routing::asnNot
                                                      {"asdot", Routing::asnNotationAsdot}};
 constexpr Word<Acl::BGPOrigin> kOrigins[] = {
     {"igp", Acl::bgpIGP}, {"egp", Acl::bgpEGP}, {"incomplete", Acl::bgpIncomplete}};
+constexpr Word<ListKind> kKinds[] = {{"prefix-list", ListKind::prefix},
+                                     {"ipv6-prefix-list", ListKind::ipv6Prefix},
+                                     {"as-path-list", ListKind::asPath},
+                                     {"community-list", ListKind::community}};
 
 template <class Value, std::size_t count>
-Value valueOf(char const* option, Word<Value> const (&words)[count], std::string const& word) {
-  std::string known;
-  for (std::size_t i = 0; i < count; ++i) {
-    if (word == words[i].word) return words[i].value;
-    known.append(i == 0 ? "" : i + 1 < count ? ", " : " or ").append(words[i].word);
+std::optional<Value> valueOf(Word<Value> const (&words)[count], std::string const& word) {
+  for (auto const& known : words) {
+    if (word == known.word) return known.value;
   }
-  throw CLI::ValidationError(option, word + " is not " + known);
+  return std::nullopt;
+}
+
+/// "A, B or C".
+template <class Value, std::size_t count>
+std::string textOf(Word<Value> const (&words)[count]) {
+  std::string text;
+  for (std::size_t i = 0; i < count; ++i) {
+    text.append(i == 0 ? "" : i + 1 < count ? ", " : " or ").append(words[i].word);
+  }
+  return text;
 }
 
 /// An option that takes one of some words; `isGiven` is set with it.
@@ -45,7 +57,9 @@ void addWordOption(CLI::App& sub, char const* option, Word<Value> const (&words)
   sub.add_option_function<std::string>(
          option,
          [option, &words, &value, &isGiven](std::string const& word) {
-           value = valueOf(option, words, word);
+           auto const known = valueOf(words, word);
+           if (!known) throw CLI::ValidationError(option, word + " is not " + textOf(words));
+           value = *known;
            isGiven = true;
          },
          help)
@@ -56,9 +70,13 @@ constexpr char kCommands[] = "check, show, match, compile, get, set, unset, diff
 
 /// What of a command line is checked once all of it is read.
 struct Given {
+  bool ipv6 = false;
+  bool asPath = false;
   bool onDuplicate = false;
-  bool ofAsPaths = false;          // an option that is for AS-path lists alone
-  std::vector<std::string> files;  // of show: names, with a configuration
+  bool engine = false;  // --regex-mode or --notation
+  bool origin = false;
+  std::vector<std::string> words;  // of the commands on lists: files, or a kind and names
+  std::vector<std::string> more;   // of match: behind the first
 };
 
 /// A command with the options that all have; `json` is null for one that answers nothing.
@@ -73,23 +91,6 @@ CLI::App& addCommand(CLI::App& app, Options& options, Command command, char cons
   return sub;
 }
 
-/// A command on list files.
-CLI::App& addListCommand(CLI::App& app, Options& options, Given& given, Command command,
-                         char const* name, char const* description, char const* end,
-                         char const* json) {
-  CLI::App& sub = addCommand(app, options, command, name, description, end, json);
-  sub.add_flag("-6,--ipv6", options.ipv6, HelpText::kIpv6);
-  sub.add_flag("-a,--as-path", options.asPath, HelpText::kAsPath);
-  addWordOption(sub, "--regex-mode", kRegexModes, options.regexMode, given.ofAsPaths,
-                HelpText::kRegexMode);
-  addWordOption(sub, "--notation", kNotations, options.notation, given.ofAsPaths,
-                HelpText::kNotation);
-  addWordOption(sub, "--on-duplicate", kDuplicates, options.onDuplicate, given.onDuplicate,
-                HelpText::kOnDuplicate);
-  sub.add_flag("--strict", options.strict, HelpText::kStrict);
-  return sub;
-}
-
 void addConfig(CLI::App& app, Options& options) {
   app.add_option("--config", options.config, HelpText::kConfig)->type_name("FILE");
 }
@@ -98,32 +99,48 @@ void addCandidate(CLI::App& sub, Options& options) {
   sub.add_flag("--candidate", options.candidate, HelpText::kCandidate);
 }
 
-void addFile(CLI::App& sub, Options& options) {
-  sub.add_option_function<std::string>(
-         "FILE", [&options](std::string const& file) { options.files = {file}; }, HelpText::kFile)
-      ->required()
-      ->type_name("");
+/// A command on lists: list files, or lists of a configuration.
+CLI::App& addListCommand(CLI::App& app, Options& options, Given& given, Command command,
+                         char const* name, char const* description, char const* end,
+                         char const* json) {
+  CLI::App& sub = addCommand(app, options, command, name, description, end, json);
+  addConfig(sub, options);
+  addCandidate(sub, options);
+  sub.add_flag("-6,--ipv6", given.ipv6, HelpText::kIpv6);
+  sub.add_flag("-a,--as-path", given.asPath, HelpText::kAsPath);
+  addWordOption(sub, "--regex-mode", kRegexModes, options.regexMode, given.engine,
+                HelpText::kRegexMode);
+  addWordOption(sub, "--notation", kNotations, options.notation, given.engine, HelpText::kNotation);
+  addWordOption(sub, "--on-duplicate", kDuplicates, options.onDuplicate, given.onDuplicate,
+                HelpText::kOnDuplicate);
+  sub.add_flag("--strict", options.strict, HelpText::kStrict);
+  return sub;
 }
 
 void addListCommands(CLI::App& app, Options& options, Given& given) {
-  addListCommand(app, options, given, Command::check, "check", HelpText::kCheck,
-                 HelpText::kCheckEnd, HelpText::kJson)
-      .add_option("FILE", options.files, HelpText::kFiles)
-      ->required()
+  auto const add = [&](Command command, char const* name, char const* description, char const* end,
+                       char const* json) -> CLI::App& {
+    return addListCommand(app, options, given, command, name, description, end, json);
+  };
+  auto const addWords = [&](CLI::App& sub, char const* name, char const* description) {
+    sub.add_option(name, given.words, description)->type_name("");
+  };
+  addWords(add(Command::check, "check", HelpText::kCheck, HelpText::kCheckEnd, HelpText::kJson),
+           "FILE|KIND", HelpText::kFilesOrKind);
+  addWords(add(Command::show, "show", HelpText::kShow, HelpText::kShowEnd, HelpText::kListJson),
+           "FILE|KIND|NAME", HelpText::kFileOrNames);
+  CLI::App& match =
+      add(Command::match, "match", HelpText::kMatch, HelpText::kMatchEnd, HelpText::kJson);
+  match
+      .add_option_function<std::string>(
+          "FILE|KIND", [&given](std::string const& word) { given.words = {word}; }, HelpText::kFile)
       ->type_name("");
-  CLI::App& show = addListCommand(app, options, given, Command::show, "show", HelpText::kShow,
-                                  HelpText::kShowEnd, HelpText::kShowJson);
-  show.add_option("FILE|NAME", given.files, HelpText::kFileOrNames)->type_name("");
-  addConfig(show, options);
-  addCandidate(show, options);
-  CLI::App& match = addListCommand(app, options, given, Command::match, "match", HelpText::kMatch,
-                                   HelpText::kMatchEnd, HelpText::kJson);
-  addFile(match, options);
-  match.add_option("PREFIX|PATH", options.asked, HelpText::kAsked)->type_name("");
-  addWordOption(match, "--origin", kOrigins, options.origin, given.ofAsPaths, HelpText::kOrigin);
-  addFile(addListCommand(app, options, given, Command::compile, "compile", HelpText::kCompile,
-                         HelpText::kCompileEnd, HelpText::kShowJson),
-          options);
+  match.add_option("NAME|PREFIX|PATH", given.more, HelpText::kAsked)->type_name("");
+  match.add_flag("--exact", options.exact, HelpText::kExact);
+  addWordOption(match, "--origin", kOrigins, options.origin, given.origin, HelpText::kOrigin);
+  addWords(add(Command::compile, "compile", HelpText::kCompile, HelpText::kCompileEnd,
+               HelpText::kListJson),
+           "FILE|KIND", HelpText::kFileOrKind);
 }
 
 /// The commands on a configuration, but for show.
@@ -147,39 +164,75 @@ void addConfigCommands(CLI::App& app, Options& options) {
            HelpText::kUnsetPaths)
       ->required();
   add(Command::diff, "diff", HelpText::kDiff, HelpText::kDiffEnd, HelpText::kJson);
-  add(Command::commit, "commit", HelpText::kCommit, HelpText::kCommitEnd, HelpText::kShowJson);
-  add(Command::abort, "abort", HelpText::kAbort, HelpText::kAbortEnd, HelpText::kShowJson);
+  add(Command::commit, "commit", HelpText::kCommit, HelpText::kCommitEnd, HelpText::kOneJson);
+  add(Command::abort, "abort", HelpText::kAbort, HelpText::kAbortEnd, HelpText::kOneJson);
 }
 
-/// Why options that are fine one by one make no sense together; empty when they do.
-std::string problemOf(Options& options, Given& given, std::string const& command) {
-  bool const isShow = options.command == Command::show;
-  bool const isOnLists = isShow || options.command == Command::check ||
-                         options.command == Command::match || options.command == Command::compile;
-  bool const hasConfig = !options.config.empty();
-  if (options.config == kStandardInput) return "a configuration cannot be standard input";
-  if (hasConfig && isOnLists && !isShow) return command + " works on list files, not on --config";
-  if (!hasConfig && !isOnLists) return command + " works on a configuration: --config is required";
-  if (options.ipv6 && options.asPath) return "a list is an IPv6 one or an AS-path list, not both";
-  if (isShow && hasConfig) {
-    options.words = std::move(given.files);
-    if (options.ipv6 || options.asPath || options.strict || given.onDuplicate || given.ofAsPaths) {
-      return "options of list files do not go with --config";
-    }
-  } else if (isShow) {
-    if (options.candidate) return "--candidate goes with --config";
-    if (given.files.empty()) return "FILE is required";
-    if (given.files.size() > 1) return "one list file is shown at a time: " + given.files[1];
-    options.files = std::move(given.files);
-  }
-  if (given.ofAsPaths && !options.asPath) {
+// Why options that are fine one by one make no sense together; empty when they do.
+
+constexpr char kExactElsewhere[] = "--exact is for community lists of a configuration";
+
+/// Of a command on list files.
+std::string problemOfFiles(Options& options, Given& given, std::string const& command) {
+  bool const isMatch = options.command == Command::match;
+  if (options.candidate) return "--candidate goes with --config";
+  if (given.words.empty()) return "FILE is required";
+  if (options.exact) return kExactElsewhere;
+  if (given.ipv6 && given.asPath) return "a list is an IPv6 one or an AS-path list, not both";
+  if ((given.engine || given.origin) && !given.asPath) {
     return "--regex-mode, --notation and --origin are for AS-path lists: --as-path is missing";
   }
-  bool const isInputFile = options.command == Command::match && options.asked.empty() &&
-                           options.files.front() == kStandardInput;
-  return isInputFile ? std::string("standard input cannot be both the list and the ") +
-                           (options.asPath ? "paths" : "prefixes")
-                     : "";
+  if (options.command != Command::check && given.words.size() > 1) {
+    return command + " takes one list file: " + given.words[1];
+  }
+  options.kind = given.asPath ? ListKind::asPath
+                 : given.ipv6 ? ListKind::ipv6Prefix
+                              : ListKind::prefix;
+  options.files = std::move(given.words);
+  options.asked = std::move(given.more);
+  if (isMatch && options.asked.empty() && options.files.front() == kStandardInput) {
+    return std::string("standard input cannot be both the list and the ") +
+           (given.asPath ? "paths" : "prefixes");
+  }
+  return "";
+}
+
+/// Of a command on lists of a configuration: a first word that is a kind is taken for one.
+std::string problemOfConfigured(Options& options, Given& given) {
+  bool const isMatch = options.command == Command::match;
+  if (given.ipv6 || given.asPath || given.engine || given.onDuplicate) {
+    return "options of list files do not go with --config";
+  }
+  auto& words = given.words;
+  words.insert(words.end(), given.more.begin(), given.more.end());
+  if (!words.empty()) options.kind = valueOf(kKinds, words.front());
+  if (!options.kind && options.command == Command::show) {
+    if (options.strict) return "--strict goes with a kind of lists: " + textOf(kKinds);
+    options.words = std::move(words);
+    return "";
+  }
+  if (words.empty() && options.command == Command::check) return "";
+  if (words.empty()) return "KIND is required: " + textOf(kKinds);
+  if (!options.kind) return words.front() + " is no kind of lists: " + textOf(kKinds);
+  if (given.origin && options.kind != ListKind::asPath) return "--origin is for AS-path lists";
+  if (options.exact && options.kind != ListKind::community) return kExactElsewhere;
+  if (isMatch && words.size() == 1) return "NAME is required";
+  auto const names = words.begin() + 1;
+  auto const asked = isMatch ? names + 1 : words.end();
+  options.names.assign(names, asked);
+  options.asked.assign(asked, words.end());
+  return "";
+}
+
+std::string problemOf(Options& options, Given& given, std::string const& command) {
+  bool const isOnLists = options.command == Command::check || options.command == Command::show ||
+                         options.command == Command::match || options.command == Command::compile;
+  if (options.config == kStandardInput) return "a configuration cannot be standard input";
+  if (options.config.empty()) {
+    return isOnLists ? problemOfFiles(options, given, command)
+                     : command + " works on a configuration: --config is required";
+  }
+  return isOnLists ? problemOfConfigured(options, given) : "";
 }
 
 /// The help of the command that was named, or else of the program.

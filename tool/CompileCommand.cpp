@@ -7,7 +7,7 @@
 
 #include "tool/Commands.h"
 #include "tool/Compiler.h"
-#include "tool/ListKind.h"
+#include "tool/ListsAsked.h"
 #include "tool/Progress.h"
 
 namespace Tool {
@@ -54,8 +54,8 @@ Cost compileList(Compiler<Kind>& compiler, typename Kind::List const& list, Cons
     cost.time += slice;
     cost.longestSlice = std::max(cost.longestSlice, slice);
     if (!progress.isDue(cost.time) || compiler.isDone()) continue;
-    Orb::U32 const bookmark = Kind::bookmark(*compiler.reactor());
-    for (; at != entries.end() && at->seqno() < bookmark; ++at) ++done;
+    Orb::U32 const bookmark = compiler.bookmark();
+    for (; at != entries.end() && entryIn(*at).seqno() < bookmark; ++at) ++done;
     progress.show(done, cost.time);
   }
   return cost;
@@ -80,8 +80,10 @@ void writeText(Cost const& cost, typename Kind::Status const& status, std::strin
 }
 
 template <class Kind>
-Json jsonOf(std::string const& file, Cost const& cost, typename Kind::Status const& status) {
-  Json json = {{"file", file}, {"entries", cost.entries}};
+Json jsonOf(ListPlace const& place, Cost const& cost, typename Kind::Status const& status) {
+  Json json;
+  place.addTo(json);
+  json["entries"] = cost.entries;
   if (Kind::kCompilesAtOnce) json["atOnceSeconds"] = cost.atOnce;
   json["slices"] = cost.slices;
   json["longestSliceSeconds"] = cost.longestSlice;
@@ -92,27 +94,29 @@ Json jsonOf(std::string const& file, Cost const& cost, typename Kind::Status con
 }
 
 template <class Kind>
-void compileFile(Kind const& kind, Options const& options, Console& console) {
-  ListFile<Kind> const file = readListFile(kind, options.files.front(), options, console);
-  if (!file.isOfUse()) return;
+void compileRead(Kind const& kind, ReadList<Kind> const& read, bool isJson, Console& console) {
+  auto const config = configOf(kind, *read.list);
   std::size_t heapBefore = heapInUse();
-  Compiler<Kind> compiler(kind, file);
+  Compiler<Kind> compiler(kind, config, read.list->name());
   if (!Kind::kCompilesAtOnce) heapBefore = heapInUse();  // the list alone, without the machine
-  Cost cost = compileList(compiler, *file.list, console);
+  Cost cost = compileList(compiler, *read.list, console);
   std::size_t const heapAfter = heapInUse();
   auto const status = compiler.status();
   cost.bytes =
-      heapAfter > heapBefore ? heapAfter - heapBefore : Kind::bytesHeld(*status, cost.entries);
-  if (options.json) {
-    return console.jsonLine(jsonOf<Kind>(options.files.front(), cost, *status));
+      heapAfter > heapBefore ? heapAfter - heapBefore : Kind::bytesHeld(status, cost.entries);
+  if (isJson) return console.jsonLine(jsonOf<Kind>(read.place, cost, status));
+  if (!read.place.isFile()) {
+    console.text().append("list             ").append(read.place.text()).append("\n");
   }
-  writeText<Kind>(cost, *status, console.text());
+  writeText<Kind>(cost, status, console.text());
 }
 
 }  // namespace
 
 void compile(Options const& options, Console& console) {
-  withKind(options, [&](auto const& kind) { compileFile(kind, options, console); });
+  eachList(options, console, [&]<class Kind>(Kind const& kind, ReadList<Kind> const& read) {
+    if (read.isOfUse()) compileRead(kind, read, options.json, console);
+  });
 }
 
 }  // namespace Tool

@@ -5,9 +5,8 @@
 namespace Tool::HelpText {
 
 inline constexpr char kProgram[] =
-    "Checks, shows, matches and compiles prefix lists and AS-path lists, and edits a "
-    "configuration\n"
-    "of lists and route maps, with no router at hand.";
+    "Checks, shows, matches and compiles lists of prefixes, AS paths and communities, and edits a\n"
+    "configuration of lists and route maps, with no router at hand.";
 
 inline constexpr char kProgramEnd[] = R"(A prefix-list file has one entry a line:
   [seq NUMBER] permit|deny PREFIX [ge LENGTH] [le LENGTH] [eq LENGTH]
@@ -27,7 +26,9 @@ Its lines are numbered 1, 2, 3 and so on.
 A configuration has one attribute a line, and comments behind "#":
   prefixList['CUSTOMER']
   routeMap['CUSTOMER-IN'].mapEntry[20].localPref=250
-Edits wait beside it, in FILE.edits, until they are committed.
+Edits wait beside it, in FILE.edits, until they are committed. check, show, match and compile work
+on its lists when a KIND of them is the first word: prefix-list, ipv6-prefix-list, as-path-list or
+community-list.
 
 Examples:
   route-policy check bogons-ipv4.txt customer-ipv4.txt
@@ -36,20 +37,23 @@ Examples:
   route-policy match --json bogons-ipv4.txt < table.txt
   route-policy compile bogons-ipv4.txt
   route-policy match --as-path as-paths.txt "65001 65002 64512"
+  route-policy --config border.conf match prefix-list CUSTOMER 192.0.2.128/25
+  route-policy --config border.conf match community-list NO-EXPORT "64496:100 no-export"
   route-policy --config border.conf set "routeMap['CUSTOMER-IN'].mapEntry[20].localPref=250"
   route-policy --config border.conf diff
   route-policy --config border.conf commit
 
 Exit status:
   0  done, and nothing was found wrong
-  1  a list has an error or is empty, a prefix or path is not one, a configuration or an edit of
-     it is refused, or a commit failed; with --strict, a list has a warning
+  1  a list has an error, is empty or is not there, a prefix, path or community is not one, a
+     configuration or an edit of it is refused, or a commit failed; with --strict, a list has a
+     warning
   2  wrong usage, a file that cannot be read or written, output that cannot be written, or not
      enough memory
 
 "route-policy COMMAND --help" says more of a command; so does the manual, route-policy(1).)";
 
-inline constexpr char kCheck[] = "import files and report what is refused";
+inline constexpr char kCheck[] = "report what is wrong with lists, and what they hold";
 inline constexpr char kCheckEnd[] =
     R"(Imports each file and prints what it holds. An error reads "FILE:LINE: what is wrong" and ends the
 import of that file; the other files are still checked. An empty list is an error. Below a pattern
@@ -59,9 +63,15 @@ that is refused stand the place and the reason, of each engine that refuses it:
           ^ both engines: a [ without its ]
 A pattern that the other engine alone accepts is a warning: its entry matches nothing.
 
+With --config, checks the lists of these names, or all of a kind, or all. A list that is not there
+or is empty is an error, and an entry that matches nothing or, of a community list, every route is a
+warning, with its path.
+
 Examples:
   route-policy check bogons-ipv4.txt customer-ipv4.txt
-  route-policy check --as-path --regex-mode posix --strict as-paths.txt)";
+  route-policy check --as-path --regex-mode posix --strict as-paths.txt
+  route-policy --config border.conf check
+  route-policy --config border.conf check as-path-list FROM-CUSTOMER)";
 
 inline constexpr char kShow[] = "print a list, or route maps, for the eye";
 inline constexpr char kShowEnd[] =
@@ -69,14 +79,16 @@ inline constexpr char kShowEnd[] =
 is named after the file. Without its first line, the output is a list file again, unless "#" marks
 an entry of an AS-path list that matches nothing.
 
-With --config, prints the lists, route maps and peer filters of these names, or all: of prefix lists
-the same form, of the rest what is not at its default.
+With --config and a kind, prints the lists of these names, or all of the kind, in that form. Without
+a kind, prints the lists, route maps and peer filters of these names, or all: of prefix lists the
+same form, of the rest what is not at its default. A first word that is a kind always is one.
 
 Examples:
   route-policy show --on-duplicate override customer-ipv4.txt
-  route-policy --config border.conf show CUSTOMER-IN)";
+  route-policy --config border.conf show CUSTOMER-IN
+  route-policy --config border.conf show as-path-list)";
 
-inline constexpr char kMatch[] = "show which entry decides about prefixes or AS paths";
+inline constexpr char kMatch[] = "show which entry decides about prefixes, AS paths or communities";
 inline constexpr char kMatchEnd[] =
     R"(Prefixes are arguments or, when there are none, lines of standard input. Each answer is a line of
 fields parted by tabs: the prefix, the verdict ("permit", "deny" or "no match"), and the entry that
@@ -91,20 +103,32 @@ origin's. An argument, or a line of standard input, is one path; a blank one is 
 a router shows behind a path is its origin: i (IGP), e (EGP) or ? (incomplete).
   65001 64512     deny    seq 3 deny _64512_ any
 
+With --config, the list is one of a configuration, and the words tell its kind and its name. The
+engine and the notation of AS numbers are those of the configuration. Of a community list, the
+communities of a route are asked, parted by blanks: 64496:100, no-export, rt 64496:1, soo 64496:1,
+64496:0:1 and so on. Those of each family are matched against the entries of that family alone; of
+the entries that match, of any family, the one of the lowest number decides. With --exact, an entry
+of communities matches a route that carries these and no other of their family.
+  no-export 64496:0:1     permit  seq 10 permit no-export
+
 Examples:
   route-policy match bogons-ipv4.txt 10.1.0.0/16
   route-policy match --as-path as-paths.txt "65001 65002.7 3356" "65001 ?"
-  route-policy match bogons-ipv4.txt < table.txt | grep permit)";
+  route-policy match bogons-ipv4.txt < table.txt | grep permit
+  route-policy --config border.conf match as-path-list FROM-CUSTOMER "64500 64501 i"
+  route-policy --config border.conf match community-list NO-EXPORT "64496:100 rt 64496:1")";
 
 inline constexpr char kCompile[] = "compile a list and print what that costs";
 inline constexpr char kCompileEnd[] =
     R"(Compiles the list as the routing process does, in time slices of its event loop. Prints the number
 of entries and of slices, the longest slice, and the time and memory that the compiled form takes
 per entry. Of an AS-path list, each pattern is compiled at once, and in slices all of them into one
-automaton, unless that is too large.
+automaton, unless that is too large. With --config, each list of these names, or of the kind, is
+compiled by itself.
 
-Example:
-  route-policy compile bogons-ipv4.txt)";
+Examples:
+  route-policy compile bogons-ipv4.txt
+  route-policy --config border.conf compile prefix-list)";
 
 inline constexpr char kGet[] = "print what paths of a configuration lead to";
 inline constexpr char kGetEnd[] =
@@ -176,11 +200,21 @@ inline constexpr char kGetPaths[] = "paths; none = everything";
 inline constexpr char kUnsetPaths[] = "paths of what is to be removed";
 inline constexpr char kEdits[] = "PATH=VALUE, or PATH alone";
 inline constexpr char kGetJson[] = "answer in JSON, one object or value a path";
+inline constexpr char kFilesOrKind[] =
+    "list files; - is standard input. With --config a kind, and names\n"
+    "of lists behind it; none = all";
 inline constexpr char kFileOrNames[] =
-    "a list file; - is standard input. With --config names, none = all";
-inline constexpr char kFile[] = "a list file; - is standard input";
-inline constexpr char kFiles[] = "list files; - is standard input";
-inline constexpr char kAsked[] = "what to match: prefixes or addresses, or AS paths";
+    "a list file; - is standard input. With --config a kind, and names\n"
+    "of lists behind it, or names of anything; none = all";
+inline constexpr char kFileOrKind[] =
+    "a list file; - is standard input. With --config a kind, and names\n"
+    "of lists behind it; no name = all of the kind";
+inline constexpr char kFile[] =
+    "a list file; - is standard input. With --config a kind, and the\n"
+    "name of a list behind it";
+inline constexpr char kAsked[] =
+    "what to match: prefixes or addresses, AS paths, or the\n"
+    "communities of routes";
 inline constexpr char kIpv6[] = "the list is an IPv6 one";
 inline constexpr char kAsPath[] = "the list is an AS-path list";
 inline constexpr char kRegexMode[] =
@@ -189,13 +223,15 @@ inline constexpr char kNotation[] = "how AS numbers are written: asplain (the de
 inline constexpr char kOrigin[] =
     "the origin of routes that do not say theirs: igp (the default),\n"
     "egp or incomplete";
+inline constexpr char kExact[] = "an entry of communities matches a route that has no others";
 inline constexpr char kOnDuplicate[] =
     "a line that repeats the prefix and lengths, or the pattern, of\n"
     "an earlier one is refused (error, the default), skipped\n"
     "(ignore), or takes the earlier one's place (override)";
 inline constexpr char kStrict[] = "a list with a warning is refused";
 inline constexpr char kJson[] = "answer in JSON, one object a line";
-inline constexpr char kShowJson[] = "answer in JSON, one object";
+inline constexpr char kListJson[] = "answer in JSON, one object, or one for each list of a kind";
+inline constexpr char kOneJson[] = "answer in JSON, one object";
 inline constexpr char kHelp[] = "print this help and exit";
 inline constexpr char kVersion[] = "print the version and exit";
 inline constexpr char kTryHelp[] = "Try \"route-policy --help\".";

@@ -5,7 +5,7 @@
 #include "tool/Commands.h"
 #include "tool/Compiler.h"
 #include "tool/LineReader.h"
-#include "tool/ListKind.h"
+#include "tool/ListsAsked.h"
 
 namespace Tool {
 
@@ -25,8 +25,11 @@ std::string_view trimmed(std::string_view text) {
 template <class Kind>
 class Answers {
  public:
-  Answers(Kind const& kind, ListFile<Kind> const& file, bool isJson, Console& console)
-      : matcher_(kind, *file.list, compiled(kind, file)), isJson_(isJson), console_(console) {}
+  Answers(Kind const& kind, typename Kind::List const& list, bool isJson, Console& console)
+      : config_(configOf(kind, list)),
+        matcher_(kind, *Kind::list(*config_, list.name()), compiled(kind, list.name())),
+        isJson_(isJson),
+        console_(console) {}
 
   /// `place` and `number` say where the text stands, for the message when it cannot be read.
   void answer(std::string_view text, std::string const& place, std::size_t number) {
@@ -45,8 +48,8 @@ class Answers {
   }
 
  private:
-  static auto compiled(Kind const& kind, ListFile<Kind> const& file) {
-    Compiler<Kind> compiler(kind, file);
+  auto compiled(Kind const& kind, Orb::Name const& name) {
+    Compiler<Kind> compiler(kind, config_, name);
     while (!compiler.isDone()) compiler.slice();
     return compiler.status();
   }
@@ -72,6 +75,7 @@ class Answers {
     console_.jsonLine(json);
   }
 
+  Orb::Ptr<Acl::AclListConfig const> const config_;
   typename Kind::Matcher matcher_;
   bool const isJson_;
   Console& console_;
@@ -95,10 +99,9 @@ void answerInput(Answers<Kind>& answers, Console& console) {
 }
 
 template <class Kind>
-void matchFile(Kind const& kind, Options const& options, Console& console) {
-  auto const file = readListFile(kind, options.files.front(), options, console);
-  if (!file.isOfUse()) return;
-  Answers<Kind> answers(kind, file, options.json, console);
+void matchList(Kind const& kind, typename Kind::List const& list, Options const& options,
+               Console& console) {
+  Answers<Kind> answers(kind, list, options.json, console);
   if (options.asked.empty()) return answerInput(answers, console);
   std::size_t number = 0;
   std::string const place = std::string(Kind::Matcher::kAsked).append(" ");
@@ -108,7 +111,9 @@ void matchFile(Kind const& kind, Options const& options, Console& console) {
 }  // namespace
 
 void match(Options const& options, Console& console) {
-  withKind(options, [&](auto const& kind) { matchFile(kind, options, console); });
+  eachList(options, console, [&]<class Kind>(Kind const& kind, ReadList<Kind> const& read) {
+    if (read.isOfUse()) matchList(kind, *read.list, options, console);
+  });
 }
 
 }  // namespace Tool

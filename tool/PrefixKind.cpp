@@ -2,8 +2,6 @@
 
 #include <nlohmann/json.hpp>
 
-#include "list_import/PrefixSource.h"
-
 namespace Tool {
 
 namespace RouteMap = Routing::RouteMap;
@@ -17,6 +15,18 @@ ListFault faultOf(Acl::PrefixSourceResult const& result, bool isIpv6) {
     message += isIpv6 ? " (not an IPv6 prefix)" : " (IPv6 needs --ipv6)";
   }
   return {message, result.line, result.isFileError()};
+}
+
+/// Whether there is a length that the entry matches, as the machine reads its bounds.
+template <class Family>
+bool canMatch(typename Family::Entry const& entry) {
+  Orb::U32 const length = entry.prefix().length();
+  if (entry.eq() != 0) return length <= entry.eq() && entry.eq() <= Family::kMaxLength;
+  Orb::U32 const least = std::max(entry.ge(), length);
+  Orb::U32 const most = entry.le() != 0   ? std::min(entry.le(), Family::kMaxLength)
+                        : entry.ge() != 0 ? Family::kMaxLength
+                                          : length;
+  return least <= most;
 }
 
 }  // namespace
@@ -45,9 +55,30 @@ ListFindings PrefixKind<Family>::import(std::FILE& source,
 }
 
 template <class Family>
+void PrefixKind<Family>::copyEntries(List const& from, List& to) {
+  if constexpr (kIsIpv4) {
+    to.prefixEntryCopy(from);
+  } else {
+    to.ipv6PrefixEntryCopy(from);
+  }
+}
+
+template <class Family>
+ListFindings PrefixKind<Family>::findings(List const& list) const {
+  ListFindings findings;
+  for (Entry const& entry : entries(list)) {
+    if (canMatch<Family>(entry)) continue;
+    ++findings.withoutEffect;
+    findings.warn({.message = "its lengths leave no prefix, so the entry matches nothing",
+                   .seqno = entry.seqno()});
+  }
+  return findings;
+}
+
+template <class Family>
 void PrefixKind<Family>::describe(List const& list, Json& json) const {
   json["name"] = list.name().str();
-  json["family"] = Family::kFamily == Ipa::ipv4 ? "ipv4" : "ipv6";
+  json["family"] = kIsIpv4 ? "ipv4" : "ipv6";
 }
 
 template <class Family>
@@ -86,7 +117,7 @@ auto PrefixKind<Family>::machineOn(Orb::Ptr<Acl::AclListConfig const> const& con
 template <class Family>
 std::optional<std::size_t> PrefixKind<Family>::bytesHeld(Status const& status,
                                                          std::size_t entries) {
-  return status.trie()->memory() + entries * sizeof(RouteMap::PrefixListEntryData);
+  return status->trie()->memory() + entries * sizeof(RouteMap::PrefixListEntryData);
 }
 
 template <class Family>

@@ -5,23 +5,29 @@
 #include <optional>
 
 #include "list_import/CliHelper.h"
+#include "list_import/PrefixSource.h"
 #include "policy_config/PrefixListFamily.h"
 #include "policy_eval/MatchPrefixList.h"
 #include "policy_sm/RouteMapSm.h"
+#include "tool/ByListMachine.h"
 #include "tool/EntryText.h"
-#include "tool/ListFile.h"
+#include "tool/ListFindings.h"
 #include "tool/MatchAnswer.h"
 
 namespace Tool {
 
 /// The prefix lists of a family, Acl::Ipv4Family or Acl::Ipv6Family, as a kind of lists.
 template <class Family>
-class PrefixKind {
+class PrefixKind : public ByListMachine<Routing::RouteMap::MachineOf<Family>> {
  public:
   using List = typename Family::List;
   using Entry = typename Family::Entry;
   using Machine = Routing::RouteMap::MachineOf<Family>;
-  using Status = Routing::RouteMap::PrefixListStatus;
+  using Status = Orb::Ptr<Routing::RouteMap::PrefixListStatus const>;
+  static constexpr std::size_t kLongestLine = Acl::kLongestPrefixLine;
+  static constexpr bool kIsIpv4 = Family::kFamily == Ipa::ipv4;
+  static constexpr char const* kLists = kIsIpv4 ? "prefixList" : "ipv6PrefixList";
+  static constexpr char const* kEntries = kIsIpv4 ? "prefixEntry" : "ipv6PrefixEntry";
   static constexpr bool kCompilesAtOnce = false;
 
   explicit PrefixKind(Options const&) {}
@@ -31,7 +37,13 @@ class PrefixKind {
   }
   ListFindings import(std::FILE& source, Acl::UrlImportDuplicateOperation onDuplicate,
                       List& list) const;
+  static auto lists(Acl::AclListConfig const& config) { return Family::lists(config); }
+  static Orb::Ptr<List const> list(Acl::AclListConfig const& config, Orb::Name const& name) {
+    return Family::list(config, name);
+  }
   static auto const& entries(List const& list) { return Family::entries(list); }
+  static void copyEntries(List const& from, List& to);
+  ListFindings findings(List const& list) const;
 
   std::string textOf(List const& list) const { return Acl::prefixListText(list); }
   void describe(List const& list, nlohmann::ordered_json& json) const;
@@ -51,10 +63,11 @@ class PrefixKind {
     Orb::U32 shortest_ = 128;
     Orb::U32 longest_ = 0;
   };
-  Extent extent() const { return {}; }
 
   Orb::Ptr<Machine> machineOn(Orb::Ptr<Acl::AclListConfig const> const& config) const;
-  static Orb::U32 bookmark(typename Machine::ListSm const& reactor) { return reactor.bookmark(); }
+  static Orb::U32 bookmark(Machine const& machine, Orb::Name const& name) {
+    return machine.listSm(name)->bookmark();
+  }
   /// What the compiled list takes, where the allocator does not say.
   static std::optional<std::size_t> bytesHeld(Status const& status, std::size_t entries);
   static void describe(Status const&, std::string&) {}
@@ -66,7 +79,7 @@ class PrefixKind {
     static constexpr char kAsked[] = "prefix";
     static constexpr bool kIsBlankAsked = false;
 
-    Matcher(PrefixKind const&, List const& list, Orb::Ptr<Status const> status)
+    Matcher(PrefixKind const&, List const& list, Status status)
         : entries_(list), status_(std::move(status)) {}
     void read(std::string_view text);
     void appendAsked(std::string& text) const { prefix_.appendTo(text); }
@@ -74,7 +87,7 @@ class PrefixKind {
 
    private:
     EntryText const entries_;
-    Orb::Ptr<Status const> const status_;
+    Status const status_;
     typename Family::Prefix prefix_;
   };
 };

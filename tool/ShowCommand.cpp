@@ -1,7 +1,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tool/Commands.h"
-#include "tool/ListKind.h"
+#include "tool/ListsAsked.h"
 
 namespace Tool {
 
@@ -23,7 +23,7 @@ void showJson(Kind const& kind, typename Kind::List const& list, Console& consol
   console.text().append(open).append("\"entries\":[");
   char const* separator = "\n";
   for (auto const& entry : Kind::entries(list)) {
-    console.text().append(separator).append(written(Kind::jsonOf(entry)));
+    console.text().append(separator).append(written(Kind::jsonOf(entryIn(entry))));
     console.lineDone();
     separator = ",\n";
   }
@@ -33,8 +33,7 @@ void showJson(Kind const& kind, typename Kind::List const& list, Console& consol
 }  // namespace
 
 void show(Options const& options, Console& console) {
-  withKind(options, [&](auto const& kind) {
-    auto const read = readListFile(kind, options.files.front(), options, console);
+  eachList(options, console, [&]<class Kind>(Kind const& kind, ReadList<Kind> const& read) {
     if (!read.isOfUse()) return;
     if (options.json) return showJson(kind, *read.list, console);
     console.text() += kind.textOf(*read.list);

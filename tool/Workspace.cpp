@@ -74,7 +74,8 @@ Cli::Session::CommitReport commitOf(Cli::Session::Session& session) {
   return report;
 }
 
-std::optional<ConfigTree> readConfig(Options const& options, Console& console) {
+std::optional<ConfigTree> readConfig(Options const& options, Console& console,
+                                     Orb::Ptr<Orb::Entity> const& handlers) {
   ConfigFile file(options.config);
   auto edits =
       options.candidate ? PendingEdits::open(file, PendingEdits::Access::read) : std::nullopt;
@@ -82,8 +83,8 @@ std::optional<ConfigTree> readConfig(Options const& options, Console& console) {
   auto workspace = openWorkspace(std::move(file), std::move(edits), hasSome, console);
   if (!workspace) return std::nullopt;
   if (options.candidate) {
-    // A commit to this process's own copy, without handlers: no version is raised.
-    auto const session = openSession(*workspace, nullptr, console);
+    // A commit to this process's own copy.
+    auto const session = openSession(*workspace, handlers, console);
     if (!session) return std::nullopt;
     auto const report = commitOf(*session);
     if (!report.isComplete()) {

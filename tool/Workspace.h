@@ -38,8 +38,10 @@ Orb::Ptr<Cli::Session::Session> openSession(Workspace const& workspace,
 /// Commits a session. That memory ran out is thrown, since it says nothing of the configuration.
 Cli::Session::CommitReport commitOf(Cli::Session::Session& session);
 
-/// The running configuration or, for --candidate, what it would be with the pending edits.
-std::optional<ConfigTree> readConfig(Options const& options, Console& console);
+/// The running configuration or, for --candidate, what it would be with the pending edits. With the
+/// handlers of a commit, versions rise as by one; without, none does.
+std::optional<ConfigTree> readConfig(Options const& options, Console& console,
+                                     Orb::Ptr<Orb::Entity> const& handlers = nullptr);
 
 /// Whether any line is an edit.
 bool hasEdits(std::optional<PendingEdits> const& edits);

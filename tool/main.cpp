@@ -19,8 +19,8 @@ void run(Tool::Options const& options, Tool::Console& console) {
     case Command::check:
       return Tool::check(options, console);
     case Command::show:
-      return options.config.empty() ? Tool::show(options, console)
-                                    : Tool::showConfig(options, console);
+      return options.config.empty() || options.kind ? Tool::show(options, console)
+                                                    : Tool::showConfig(options, console);
     case Command::match:
       return Tool::match(options, console);
     case Command::compile:

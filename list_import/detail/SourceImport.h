@@ -12,7 +12,7 @@
 // The import of a source file, whatever the kind of list. What is a kind's own stands in a class
 // with
 //   Result         a SourceResult, or what is derived from one
-//   kLineBuffer    the size of the buffer for a line, in which it ends with a NUL
+//   kLongestLine   the most characters of a line that are read as one, without the newline
 //   kFirstOrdinal  the number of the first line that is not blank, in messages
 //   kFileError     the message when the file cannot be opened or read, with "%s" for the reason
 //   parse(line, number, result)  takes a line of the file, which it may change; -1 when it refuses
@@ -34,7 +34,7 @@ typename Source::Result fileError(int error) {
 template <class Source>
 typename Source::Result readSource(std::FILE& file, Source& source) {
   typename Source::Result result;
-  char buffer[Source::kLineBuffer];
+  char buffer[Source::kLongestLine + 2];  // with the newline, and a NUL behind it
   SourceLines lines(file, buffer);
   Orb::U32 count = 0;
   while (char* const line = lines.next()) {

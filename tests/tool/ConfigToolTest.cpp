@@ -88,7 +88,7 @@ TEST_F(ConfigTool, ReportsEveryBadLineAndThenDoesNothing) {
 for a in get show "set $R" diff; do c $a &>$T/.said; echo $? $(cksum <$T/.said); done | uniq | wc -l; ls $T => 1 c d d.edits
 for a in commit "set $R" diff 'show --candidate'; do d $a; done 2>&1 | count => 4 T/d.edits:4: routeMap['M']: it is not set, so it cannot be removed
 d show; d abort; cat $T/d => regexMode = regexModePosix 2 edits dropped regexMode=regexModePosix
-for a in get 'set x' commit 'show --candidate x' 'show a b' '--config - get' '--config x check y' 'show -6 --config x'; do t $a; echo $?; done 2>&- | count => 8 2
+for a in get 'set x' commit 'show --candidate x' 'show a b' '--config - get' '--config x check y'; do t $a; echo $?; done 2>&- | count => 7 2
 yes bad | head -250 >$T/c; c get 2>&1 | tail -2 => T/c:100: bad: no root has an attribute 'bad' T/c: 150 more lines are refused
 )",
       "d() { t --config $T/d \"$@\"; }");
@@ -122,6 +122,55 @@ c abort --json => {"dropped":0}
       "E=$M.mapEntry[9]");
 }
 
+// What is said of a list does not depend on where it comes from.
+TEST_F(ConfigTool, WorksOnListsByKindAndName) {
+  write("c",
+        "prefixList['P'].prefixEntry[10].prefix=10.0.0.0/8\nprefixList['P'].prefixEntry[10].le=24\n"
+        "prefixList['P'].prefixEntry[20].prefix=11.0.0.0/8\nprefixList['P'].prefixEntry[20].ge=25\n"
+        "prefixList['P'].source='x'\nprefixList['Q'].prefixEntry[5].prefix=0.0.0.0/0\n"
+        "ipv6PrefixList['P'].ipv6PrefixEntry[0].ip6Prefix=2001:db8::/32\n"
+        "pathList['\\'A'].pathEntry[7].userRegex='^1.2_'\n"
+        "pathList['\\'A'].pathEntry[7].validDfaRegex=True\n"
+        "pathList['\\'A'].pathEntry[8].userRegex='x'\nasnNotation=asnNotationAsdot\n");
+  table(
+      R"(c check => prefixList['P']: 2 entries (0 permit, 2 deny), seq 10 to 20, prefixes /8 to /8 prefixList['Q']: 1 entry (0 permit, 1 deny), seq 5 to 5, prefixes /0 to /0
+    ipv6PrefixList['P']: 1 entry (0 permit, 1 deny), seq 0 to 0, prefixes /32 to /32 pathList['\'A'].pathEntry[8]: warning: the DFA engine does not accept x, so the entry matches nothing     x     ^ DFA engine:
+    not a part of an AS number pathList['\'A']: 2 entries (2 permit, 0 deny), seq 7 to 8, 1 without effect
+c check --strict --json as-path-list "'A" Z 2>&- | sed 's/"faults.*}/}/' => {"path":"pathList['\\'A']","ok":false,"error":"a warning is an error with --strict","warnings":[{"seqno":8,"warning":"the DFA engine does not accept x, so the entry matches nothing","pattern":"x",}
+    {"path":"pathList['Z']","ok":false,"error":"there is no such list"}
+c match prefix-list P 10.0.0.0/24 11.0.0.0/24 11.0.0.0/25 | tr '\t' , => 10.0.0.0/24,deny,seq 10 deny 10.0.0.0/8 le 24 11.0.0.0/24,no match 11.0.0.0/25,deny,seq 20 deny 11.0.0.0/8 ge 25
+c match ipv6-prefix-list P 2001:db8::/32 x | cut -f2 => prefix 2: 'x' is not an IPv6 address deny
+echo 65538 1 ? | c match --origin egp as-path-list "'A" 2>&- | tr '\t' , => 1.2 1 ?,permit,seq 7 permit ^1.2_ notSet
+c match as-path-list Z 1 => pathList['Z']: there is no such list [1]
+c show ipv6-prefix-list; c show prefix-list Q; c show x prefix-list 2>&1 | tail -1 => ipv6 prefix-list P     seq 0 deny 2001:db8::/32 ip prefix-list Q     seq 5 deny 0.0.0.0/0
+    route-policy: no list, route map or peer filter has the name 'x'
+c compile prefix-list | sed -n '/list\|entries/s/  */ /p' => list prefixList['P'] entries 2 list prefixList['Q'] entries 1
+c compile --json prefix-list Q | cut -d, -f1,2 => {"path":"prefixList['Q']","entries":1
+c set $R "prefixList['E']" "prefixList['P'].prefixEntry[20].le=24" "prefixList['P'].prefixEntry[10].eq=7" =>
+c check --candidate prefix-list => prefixList['E']: the list is empty prefixList['P'].prefixEntry[10]: warning: its lengths leave no prefix, so the entry matches nothing
+    prefixList['P'].prefixEntry[20]: warning: its lengths leave no prefix, so the entry matches nothing prefixList['P']: 2 entries (0 permit, 2 deny), seq 10 to 20, prefixes /8 to /8, 2 without effect
+    prefixList['Q']: 1 entry (0 permit, 1 deny), seq 5 to 5, prefixes /0 to /0 [1]
+c match --candidate prefix-list P 11.0.0.0/25 10.0.0.0/24 2>&- | cut -f2 => no match no match
+c match --candidate as-path-list "'A" 1.2 2>&1 | head -1 => pathList['\'A'].pathEntry[7]: warning: validPosixRegex is not set, so the entry matches nothing, though the POSIX engine accepts its pattern
+)");
+  std::string const kinds = "prefix-list, ipv6-prefix-list, as-path-list or community-list";
+  std::string const rest = " Try \"route-policy --help\". [2]\n";
+  table("c match => route-policy: KIND is required: " + kinds + rest +
+        "c compile => route-policy: KIND is required: " + kinds + rest +
+        "c check P => route-policy: P is no kind of lists: " + kinds + rest +
+        "c match prefix-list => route-policy: NAME is required" + rest +
+        "c match --origin egp prefix-list P => route-policy: --origin is for AS-path lists" + rest +
+        "c match --exact prefix-list P => route-policy: --exact is for community lists of a "
+        "configuration" +
+        rest + "c show --strict P => route-policy: --strict goes with a kind of lists: " + kinds +
+        rest +
+        "for o in -6 -a '--regex-mode dfa' '--notation asdot' '--on-duplicate error'; do "
+        "c check $o prefix-list P 2>&1 | head -1; done | count => "
+        "5 route-policy: options of list files do not go with --config\n"
+        "t check --candidate f => route-policy: --candidate goes with --config" +
+        rest + "t show a b => route-policy: show takes one list file: b" + rest);
+}
+
 TEST_F(ConfigTool, HasTheTextOfCommunities) {
   table(
       R"(c set "$L.community[rt 65000:100]=True" "$L.community[no-export]=False" "$M.mapEntry[1].largeCommunity['S'].community[65000:1:2]=True" =>
@@ -133,6 +182,51 @@ c unset "$L.community[no-export]"; c set "$L.community[lbw 1:-1]=True" => edit 1
     extended community: a bandwidth is finite and not negative, not '-1' [1]
 )",
       "L=\"communityList['C'].communityListEntry[10]\"");
+}
+
+// One list of all families; what is behind entry 99 is warned of.
+TEST_F(ConfigTool, WorksOnCommunityLists) {
+  std::string config;
+  for (std::string const line :
+       {"10].community[no-advertise]=True", "10].community[1:1]=True", "10].permit=denyMatch",
+        "20].community[rt 1:2]=False", "20].listType=extCommunityStandard",
+        "30].community[1:2:3]=True", "30].listType=largeCommunityStandard",
+        "40].commRegex='^1:[0-9]+ 1:3'", "40].listType=communityExpanded",
+        "50].commRegex='(soo|lbw) '", "50].commRegexDisplay='it\\'s'",
+        "50].listType=extCommunityExpanded", "60].commRegex=':7:'",
+        "60].listType=largeCommunityExpanded", "100].listType=extCommunityStandard",
+        "110].commRegex='[a'", "110].listType=largeCommunityExpanded",
+        "120].community[rt 1:2]=True", "130].listType=communityExpanded"}) {
+    std::string const entries = "communityList['C'].communityListEntry[";
+    config += entries + line + "\n" + entries + line.substr(0, line.find('.')) + ".version=1\n";
+  }
+  write("c", config + "communityList['C'].communityListEntry[140].community[0:1]=True\n");
+  std::string const warnings =
+      "C[100]: warning: it has no community, so it matches every route "
+      "C[110]: warning: the expression '[a' does not compile, so the entry matches nothing: "
+      "Unmatched [, [^, [:, [., or [= "
+      "C[120]: warning: raw 0x0002000100000002 is no standard community, so the entry matches "
+      "nothing C[130]: warning: its expression is empty, so it matches every route "
+      "C[140]: warning: its version is 0, so a router ignores the entry until a commit stamps it ";
+  table(
+      "c check 2>&1 | sed \"s/communityList\\['C'].communityListEntry/C/\" => " + warnings +
+          R"(communityList['C']: 11 entries (10 permit, 1 deny), seq 10 to 140, 5 standard, 3 extended, 3 large, 3 without effect
+c show community-list C 2>&- => ip community-list C     seq 10 deny 1:1 no-advertise     seq 20 permit extended rt 1:2     seq 30 permit large 1:2:3     seq 40 permit standard regexp '^1:[0-9]+ 1:3'     seq 50 permit extended regexp 'it\'s'     seq 60 permit large regexp ':7:'     seq 100 permit extended     seq 110 permit large regexp '[a'     seq 120 permit raw 0x0002000100000002     seq 130 permit standard regexp ''     seq 140 permit 0:1
+c show community-list --json 2>&- | grep '":[1-5]0,' => {"seqno":10,"action":"deny","family":"standard","communities":["1:1","no-advertise"],"version":1}, {"seqno":20,"action":"permit","family":"extended","communities":["rt 1:2"],"version":1},
+    {"seqno":30,"action":"permit","family":"large","communities":["1:2:3"],"version":1}, {"seqno":40,"action":"permit","family":"standard","expression":"^1:[0-9]+ 1:3","version":1},
+    {"seqno":50,"action":"permit","family":"extended","expression":"(soo|lbw) ","display":"it's","version":1},
+m "no-advertise 1:1" "1:1 5:5 rt 1:2" "1:2:3 rt   1:2 1:9" "1:3 1:2 1:2" "soo 1:1" 0:7:1 "" => 1:1 no-advertise,10 1:1 5:5 rt 1:2,20 1:9 rt 1:2 1:2:3,20 1:2 1:3,40 soo 1:1,50 0:7:1,60 ,100
+m --exact "1:2 1:1 65535:65282" "rt 1:2 rt 1:3" "65535:65282 1:1 rt 1:5" 0:1 => 1:1 1:2 no-advertise,100 rt 1:2 rt 1:3,130 1:1 no-advertise rt 1:5,10 0:1,100
+m "raw 0x0002000100000002" "raw 0x000000010000000200000003" rt "rt x" "foo 1:1" "1:1 2" => rt 1:2,20 1:2:3,30 communities 3: 'rt' communities 4: 'rt x' communities 5: 'foo 1:1' communities 6: '2'
+printf '1:2:3\n\n' | c match --json community-list C 2>&- => {"communities":"1:2:3","verdict":"permit","seqno":30,"entry":"seq 30 permit large 1:2:3"} {"communities":"","verdict":"permit","seqno":100,"entry":"seq 100 permit extended"}
+c compile community-list 2>&- | sed -n '/list\|entries/s/  */ /p' => list communityList['C'] entries 11
+c check --json 2>&- | grep -o '"standard".*"withoutEffect":3' => "standard":5,"extended":3,"large":3,"withoutEffect":3
+c set "communityList['N'].communityListEntry[5].community[1:1]=True" =>
+c match --candidate community-list N 1:1; c abort => 1:1	permit	seq 5 permit 1:1 1 edit dropped
+)",
+      "m() { c match community-list C \"$@\" 2>&1 | grep -v warning | sed -E \"s/\\t[a-z]*\\tseq "
+      "/,/; "
+      "s/(,[0-9]+) .*/\\1/; s/^(comm.*'.*') is.*/\\1/\"; }\n");
 }
 
 TEST_F(ConfigTool, LosesNoEditWhenManyWorkAtOnce) {

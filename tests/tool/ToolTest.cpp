@@ -103,7 +103,6 @@ t match -a - => route-policy: standard input cannot be both the list and the pat
 t check -a -6 f => route-policy: a list is an IPv6 one or an AS-path list, not both Try "route-policy --help". [2]
 t match --origin egp f => route-policy: --regex-mode, --notation and --origin are for AS-path lists: --as-path is missing Try "route-policy --help". [2]
 t check -a --notation dot f => route-policy: --notation: dot is not asplain or asdot Try "route-policy --help". [2]
-t show --strict --config $T/c => route-policy: options of list files do not go with --config Try "route-policy --help". [2]
 t check --json -a $T/warn $T/bad 2>&- => {"file":"T/warn","ok":true,"entries":4,"permit":2,"deny":2,"firstSeqno":1,"lastSeqno":4,"withoutEffect":1,"warnings":[{"line":2,"warning":"the DFA engine does not accept [[:digit:]]+x,
     so the entry matches nothing","pattern":"[[:digit:]]+x","faults":[{"engine":"dfa","place":0,"reason":"not a part of an AS number"}]}]}
     {"file":"T/bad","ok":false,"line":3,"error":"Invalid AS PATH regular expression 6451[2-9","pattern":"6451[2-9","faults":[{"engine":"dfa","place":4,"reason":"a [ without its ]"},{"engine":"posix","place":4,"reason":"a [ without its ]"}]} [1]
@@ -161,7 +160,7 @@ TEST_F(Tool, AnswersInJson) {
   write("bad", "abort\n");
   write("eq", "permit 10.0.0.0/8 eq 16\ndeny 10.0.0.0/8 ge 20 le 24\n");
   table(
-      R"(t check --json $T/eq => {"file":"T/eq","ok":true,"entries":2,"permit":1,"deny":1,"firstSeqno":0,"lastSeqno":1,"shortestLength":8,"longestLength":8}
+      R"(t check --json $T/eq => {"file":"T/eq","ok":true,"entries":2,"permit":1,"deny":1,"firstSeqno":0,"lastSeqno":1,"shortestLength":8,"longestLength":8,"withoutEffect":0}
 t check --json $T/bad 2>&- => {"file":"T/bad","ok":false,"line":1,"error":"abort detected in sequence"} [1]
 t check --json no$'\xff' 2>&- => {"file":"no\ufffd","ok":false,"error":"cannot be read: No such file or directory"} [2]
 t show --json $T/eq => {"name":"eq","family":"ipv4","entries":[ {"seqno":0,"action":"permit","prefix":"10.0.0.0/8","eq":16},
@@ -235,7 +234,8 @@ constexpr char kComplete[] =
 
 TEST_F(Tool, ManualHelpAndCompletionNameTheSame) {
   std::string const options =
-      "--as-path --candidate --config --help --ipv6 --json --notation --on-duplicate --origin "
+      "--as-path --candidate --config --exact --help --ipv6 --json --notation --on-duplicate "
+      "--origin "
       "--regex-mode --strict --version -6 -V -a -h\n";
   // Options are words that begin with hyphens; a manual writes a hyphen as "\-". It has the exit
   // statuses as sentences, with a capital letter.
@@ -243,7 +243,7 @@ TEST_F(Tool, ManualHelpAndCompletionNameTheSame) {
             "for c in '' check 'match x' get unset commit; do w $c -; done | options => " +
             options + R"(help | grep -c '^Examples*:' => 11
 help | grep -E '.{101}' => [1]
-status 'list has an error or is empty, a prefix or path is not one, a configuration or an edit of it is refused, or a commit failed' => 1 1
+status 'list has an error, is empty or is not there, a prefix, path or community is not one, a configuration or an edit of it is refused, or a commit failed' => 1 1
 status 'rong usage, a file that cannot be read or written, output that cannot be written, or not enough memory' => 1 1
 )",
         kComplete + std::string(R"(
@@ -261,8 +261,10 @@ w '' => check show match compile get set unset diff commit abort --help -h --con
 w --config a => a list 
 w --config = a => a list 
 w --config x s => show set 
+w --config x match '' => prefix-list ipv6-prefix-list as-path-list community-list 
 w --config=x get --c => --config --candidate 
-w --config x show a =>
+w --config x show a => as-path-list 
+w --config x show as-path-list a =>
 w set a =>
 w check --on => --on-duplicate 
 w check --on-duplicate '' => error ignore override 
