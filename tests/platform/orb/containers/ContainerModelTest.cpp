@@ -503,6 +503,32 @@ TEST(OrderedMap, fillsItsLeaves) {
             20U);  // each second leaf is at least an eighth full
 }
 
+/// Ranges come and go, whole or but for some items, so that pages fill, empty and join while copies
+/// hold them too.
+TEST(OrderedMap, keepsCopiesApartWhenRangesComeAndGo) {
+  std::mt19937 random(7);
+  auto const below = [&](U32 bound) { return static_cast<U32>(random() % bound); };
+  std::vector<Twin<Ordered<Plain<60>>>> twins(3);
+  for (U32 round = 0; round < 120 && !HasFatalFailure(); ++round) {
+    auto& twin = twins[below(3)];
+    U32 const first = below(5) * 900;
+    U32 const kept = 1 + below(40);
+    for (U32 key = first; key < first + 1000; ++key) {
+      if (round % 5 < 2) {
+        twin.put(key, 2 * round);
+      } else if (key % 40 >= kept) {
+        twin.erase(key);
+      }
+    }
+    if (round % 3 == 0) {
+      twin.wasCopied = true;
+      twins[below(3)] = twin;
+    }
+    for (auto const& each : twins) each.check();
+    compare(twins[0], twins[1]);
+  }
+}
+
 /// What a copy costs, and a change of it: the leaves that both maps hold are the same memory.
 TEST(OrderedMap, copiesTheLeavesThatChange) {
   Ordered<Plain<5>> map;
