@@ -5,10 +5,10 @@
 #include <vector>
 
 #include "platform/orb/base/Value.h"
+#include "platform/orb/containers/EachDifference.h"
 #include "platform/orb/containers/HashMap.h"
 #include "platform/orb/containers/OrderedMap.h"
 #include "platform/orb/model/TypeInfo.h"
-#include "platform/orb/model/detail/EachDifference.h"
 
 /// Attribute objects of collections of values and of shared objects. What holds for all attribute
 /// objects stands in Attribute.h.
@@ -53,8 +53,8 @@ class Collection {
   /// The keys under which the two do not hold the same, each once.
   std::vector<Key> differingKeys(Collection const& other) const {
     std::vector<Key> keys;
-    detail::eachDifference(items_, other.items_, std::equal_to<>(),
-                           [&](Key const& key, auto const*, auto const*) { keys.push_back(key); });
+    eachDifference(items_, other.items_, std::equal_to<>(),
+                   [&](Key const& key, auto const*, auto const*) { keys.push_back(key); });
     return keys;
   }
 

@@ -5,9 +5,9 @@
 #include "platform/orb/base/Enum.h"
 #include "platform/orb/base/Flags.h"
 #include "platform/orb/base/Value.h"
+#include "platform/orb/containers/EachDifference.h"
 #include "platform/orb/containers/FieldMap.h"
 #include "platform/orb/model/detail/AttributeClass.h"
-#include "platform/orb/model/detail/EachDifference.h"
 
 /// The run-time form of value types, made from their declarations: kValueType<T>.
 namespace Orb::detail {

@@ -13,10 +13,10 @@
 #include <utility>
 #include <vector>
 
+#include "platform/orb/containers/EachDifference.h"
 #include "platform/orb/containers/HashMap.h"
 #include "platform/orb/containers/OrderedMap.h"
 #include "platform/orb/loop/Reaper.h"
-#include "platform/orb/model/detail/EachDifference.h"
 #include "tests/support/ScarceMemory.h"
 
 // Both containers beside a slow, obvious model of what they and their iterators promise.
@@ -165,13 +165,13 @@ void compare(Twin<Map> const& a, Twin<Map> const& b) {
   ASSERT_EQ(a.map == b.map, a.model == b.model);
   if constexpr (Twin<Map>::kOrdered) {
     std::vector<Change> changes;
-    Orb::detail::eachDifference(a.map, b.map, std::equal_to<>(),
-                                [&](U32 key, Item const* mine, Item const* theirs) {
-                                  auto const value = [](Item const* item) {
-                                    return item ? std::optional(item->value) : std::nullopt;
-                                  };
-                                  changes.emplace_back(key, value(mine), value(theirs));
-                                });
+    Orb::eachDifference(a.map, b.map, std::equal_to<>(),
+                        [&](U32 key, Item const* mine, Item const* theirs) {
+                          auto const value = [](Item const* item) {
+                            return item ? std::optional(item->value) : std::nullopt;
+                          };
+                          changes.emplace_back(key, value(mine), value(theirs));
+                        });
     std::vector<Change> expected;
     auto const value = [](auto const& model, U32 key) {
       auto const at = model.find(key);

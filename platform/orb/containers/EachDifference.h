@@ -6,7 +6,7 @@
 #include "platform/orb/containers/OrderedMap.h"
 
 /// Walking two collections side by side.
-namespace Orb::detail {
+namespace Orb {
 
 /// Calls `visit(key, mine, theirs)` for each key under which the two do not hold the same:
 /// pointers to the items, one of them null where a side has none. `visit` may change either
@@ -61,4 +61,4 @@ void eachDifference(HashMap<Item, KeyOf, Hash> const& mine,
   }
 }
 
-}  // namespace Orb::detail
+}  // namespace Orb
