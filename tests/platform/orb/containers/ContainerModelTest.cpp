@@ -529,6 +529,17 @@ TEST(OrderedMap, keepsCopiesApartWhenRangesComeAndGo) {
   }
 }
 
+TEST(OrderedMap, mayEndWithALeafThatIsShared) {
+  Twin<Ordered<Plain<60>>> twin;
+  for (U32 key = 0; key < 1025; ++key) twin.put(key, 0);  // one item more than a page has room for
+  twin.erase(1024);
+  auto copy = twin;
+  copy.wasCopied = true;
+  for (U32 key = 0; key < 1023; ++key) copy.erase(key);
+  copy.check();
+  twin.check();
+}
+
 /// What a copy costs, and a change of it: the leaves that both maps hold are the same memory.
 TEST(OrderedMap, copiesTheLeavesThatChange) {
   Ordered<Plain<5>> map;
