@@ -341,7 +341,7 @@ class OrderedMap {
   Position splitPage(Position position);
   Item takeAt(Position position);
   void tidy(Position position) noexcept;
-  void tidyPage(std::size_t page) noexcept;
+  void tidyPage(std::size_t at) noexcept;
 
   /// Takes the other's contents. REQUIRES: this map has just been made or emptied, so that no
   /// iterator of this generation stands in it.
