@@ -65,21 +65,35 @@ class CommListIndexBuilder::Steps {
   explicit Steps(Orb::Ptr<CommListStatus const> status)
       : status_(std::move(status)), entry_(status_->communityListEntry().begin()) {}
 
-  /// Does one step; whether it was the last.
+  /// Does one step, unless all is done; whether all is done then.
   bool step() {
-    static constexpr bool (Steps::*kPhases[])() = {&Steps::count, &Steps::grow, &Steps::copy,
-                                                   &Steps::file};
-    if (phase_ < std::size(kPhases) && (this->*kPhases[phase_])()) ++phase_;
-    return phase_ == std::size(kPhases);
+    if (phase_ != Phase::done && stepOfPhase()) phase_ = Phase(static_cast<int>(phase_) + 1);
+    return phase_ == Phase::done;
   }
   Orb::Ptr<CommListIndex> const& index() const noexcept { return index_; }
 
  private:
   using Entries = CommListStatus::communityListEntryObject::Items;
   using Values = Acl::CommunityListEntry::communityObject::Items;
+  enum class Phase { count, grow, copy, file, done };
   static constexpr std::default_sentinel_t kEnd{};
 
-  // The phases: each does one step, and returns whether it was its last.
+  /// Whether it was the last one of the phase. So it is with each of those below.
+  bool stepOfPhase() {
+    switch (phase_) {
+      case Phase::count:
+        return count();
+      case Phase::grow:
+        return grow();
+      case Phase::copy:
+        return copy();
+      case Phase::file:
+        return file();
+      case Phase::done:
+        break;
+    }
+    return false;
+  }
 
   bool count() {
     for (std::size_t left = kStep; left > 0 && entry_ != kEnd; --left, ++entry_) {
@@ -139,9 +153,7 @@ class CommListIndexBuilder::Steps {
       isOpen_ = true;
     }
   }
-  Orb::U32 valuesSoFar() const noexcept {
-    return static_cast<Orb::U32>(index_->values_.size());
-  }
+  Orb::U32 valuesSoFar() const noexcept { return static_cast<Orb::U32>(index_->values_.size()); }
 
   bool file() {
     for (std::size_t left = kStep; left > 0 && left_ > 0; --left) {
@@ -174,7 +186,7 @@ class CommListIndexBuilder::Steps {
 
   Orb::Ptr<CommListStatus const> const status_;
   Orb::Ptr<CommListIndex> const index_ = Orb::make<CommListIndex>();
-  std::size_t phase_ = 0;
+  Phase phase_ = Phase::count;
   Entries::Iterator entry_;
   std::size_t expandedCount_ = 0;
   std::size_t valueCount_ = 0;

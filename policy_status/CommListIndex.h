@@ -69,7 +69,7 @@ class ROUTEPOLICY_EXPORT CommListIndex final : public Orb::RefCounted {
 
   std::vector<Explicit> entries_;
   std::vector<Acl::CommunityValue> values_;
-  detail::ValueTable first_;   // by value, the number of an entry plus one
+  detail::ValueTable first_;        // by value, the number of an entry plus one
   Orb::U32 withoutValues_ = kNone;  // the first entry that has none
   std::vector<Expanded> expanded_;
 };

@@ -52,9 +52,9 @@ class ROUTEPOLICY_EXPORT CommListStatus final : public Keel::BaseNotifyingType {
   /// The engine, or null.
   Orb::Ptr<PosixRegex const> regex(Orb::U32 seqno) const { return regexMap(seqno); }
 
-  /// The index of this status, which makes matches quick. One thread attaches it, once, while others
-  /// match: they see it whole or not at all. A null one, and one behind the first, is ignored. Each
-  /// mutator of entries and engines drops it, and clone() does not take it over.
+  /// The index of this status, which makes matches quick. One thread attaches it, once, while
+  /// others match: they see it whole or not at all. A null one, and one behind the first, is
+  /// ignored. Each mutator of entries and engines drops it, and clone() does not take it over.
   void indexIs(Orb::Ptr<CommListIndex const> index) const noexcept {
     index_.attach(std::move(index));
   }

@@ -144,6 +144,19 @@ TEST(CommListStatus, NotifiesOfRealChangesAndOfAClone) {
   EXPECT_TRUE(status->commVectorRawPtr()->empty());
 }
 
+TEST(CommListStatus, LivesAsLongAsAClonesNotifications) {
+  auto const from = commListStatusFactory("L");
+  from->communityListEntryIs(entry(1));
+  from->fromCommSetIs(true);
+  auto status = commListStatusFactory("M");
+  Listener listener;
+  listener.notifierIs(status);
+  TestSupport::Observer const observer(*status, [&](Orb::AttrId, auto) { status = nullptr; });
+  auto& cloned = *status;
+  cloned.clone(*from);
+  EXPECT_EQ(listener.heard, "entries\nset\n");
+}
+
 TEST(CommListStatus, WhatFindsNoMemoryChangesNothing) {
   auto const from = commListStatusFactory("L");
   from->communityListEntryIs(entry(1));
