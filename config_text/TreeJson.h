@@ -9,9 +9,9 @@
 
 /// Trees of entities as JSON (RFC 8259), from the attribute tables. An entity is an object of its
 /// attributes in their order; a value type is an object of its fields, a collection one of its
-/// members by their keys. Numbers are numbers, booleans are booleans, an unset value is null, all
-/// else is a string. All of it is ASCII: other characters are escaped, and what is not UTF-8 is
-/// replaced by U+FFFD, a sequence that is cut short by one.
+/// members by their keys (plainText() in TreeWalk.h). Numbers are numbers, booleans are booleans,
+/// an unset value is null, all else is a string. All of it is ASCII: other characters are escaped,
+/// and what is not UTF-8 is replaced by U+FFFD, a sequence that is cut short by one.
 namespace ConfigText {
 
 /// "{", members, and "}" at the end of its life, unless an exception ends it.

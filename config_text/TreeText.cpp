@@ -20,9 +20,12 @@ std::string wordOf(std::string_view name) {
   return isPlain ? std::string(name) : Orb::toText(Orb::String(name));
 }
 
-/// A key in brackets: one of several parts is written part by part.
+/// Whether a value is written as one text, and not part by part.
+bool isWhole(ValueRef value) { return value.fields().empty() || value.hasPlainForm(); }
+
+/// A key in brackets.
 std::string keyOf(ValueRef key) {
-  if (key.fields().empty()) return "[" + key.text() + "]";
+  if (isWhole(key)) return "[" + key.plainText() + "]";
   std::string text;
   for (AttributeRef const field : key.fields()) {
     text.append(text.empty() ? "[" : ", ").append(field.name()).append(" = ");
@@ -48,9 +51,8 @@ void writeFields(std::string& out, std::string const& prefix, AttributeRef of,
     field.differencesFrom(before[i], [&](MemberDifference const& part) {
       std::string name = prefix + std::string(field.name());
       if (part.key) name += keyOf(part.key);
-      if (!part.after.fields().empty()) return writeFields(out, name + ".", field, part);
-      out.append(out.empty() ? "" : ", ").append(name).append(" = ");
-      part.after.writeText(out);
+      if (!isWhole(part.after)) return writeFields(out, name + ".", field, part);
+      out.append(out.empty() ? "" : ", ").append(name).append(" = ").append(part.after.plainText());
     });
   }
 }
@@ -92,8 +94,8 @@ void writeAttributeText(AttributeRef attribute, AttributeRef blank, Sink& sink, 
     std::string& out = sink.text();
     out.append(depth * std::size_t{kIndent}, ' ').append(attribute.name());
     if (member.key) out += keyOf(member.key);
-    if (member.after.fields().empty()) {
-      member.after.writeText(out += " = ");
+    if (isWhole(member.after)) {
+      out.append(" = ").append(member.after.plainText());
     } else {
       std::string fields;
       writeFields(fields, {}, attribute, member);

@@ -6,7 +6,8 @@
 #include "platform/orb/model/AttributeRef.h"
 
 /// Trees of entities for the eye, from the attribute tables: what is not at its default, a line
-/// each, and what an entity owns below it and indented. Counters, keys and what is computed from
+/// each, and what an entity owns below it and indented; values in their plain form where they have
+/// one. Counters, keys and what is computed from
 /// other attributes are left out.
 namespace ConfigText {
 

@@ -29,7 +29,7 @@ void countersBelow(Orb::Entity const& entity, std::string const& prefix, VisitCo
 }  // namespace
 
 std::string plainText(Orb::ValueRef value) {
-  std::string text = value.text();
+  std::string text = value.plainText();
   if (!text.starts_with('\'')) return text;
   Orb::String plain;
   Orb::fromText(plain, text);

@@ -8,7 +8,7 @@
 /// What the writers of trees share.
 namespace ConfigText {
 
-/// The text form of a value or key; a string is without quotes and escapes.
+/// The plain form of a value or key, else its text form; a string is without quotes and escapes.
 ROUTEPOLICY_EXPORT std::string plainText(Orb::ValueRef value);
 
 /// Whether one key comes before another: numbers first, by their value, then by the text.

@@ -27,4 +27,8 @@ class ROUTEPOLICY_EXPORT CommunityValue : public Orb::Value<CommunityValue> {
   friend bool operator<(CommunityValue const& a, Orb::U32 b) { return a.standardCommunity() < b; }
 };
 
+/// The plain form: the text in the family of communityTypeOf(), see CommunityText.h.
+ROUTEPOLICY_EXPORT void writePlain(std::string& out, CommunityValue const& value);
+ROUTEPOLICY_EXPORT void readPlain(Orb::TextReader& in, CommunityValue& value);
+
 }  // namespace Acl

@@ -112,6 +112,7 @@ inline constexpr char kGetEnd[] =
 whole configuration as lines. A path leads through names and keys:
   routeMap['CUSTOMER-IN'].mapEntry[20].localPref   an attribute of a child of a child
   prefixList['CUSTOMER'].prefixEntry[10].le        a field of a member
+  communityList['C'].communityListEntry[10].community[64496:100]   a community in its own text
   routeMap['CUSTOMER-IN']                          all of one route map
 What attributes there are: get --json of something that is there shows them all.
 

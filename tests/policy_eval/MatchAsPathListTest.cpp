@@ -12,10 +12,7 @@
 #include <vector>
 
 #include "tests/support/AsPathLists.h"
-
-namespace {
-bool hasNoMemory = false;
-}
+#include "tests/support/RegexMemory.h"
 
 // In front of the system's regexec(): the library finds this one.
 extern "C" [[gnu::visibility("default")]] int executed(regex_t const* regex, char const* text,
@@ -24,7 +21,7 @@ extern "C" [[gnu::visibility("default")]] int executed(regex_t const* regex, cha
 int executed(regex_t const* regex, char const* text, std::size_t count, regmatch_t* matches,
              int flags) {
   static auto const real = reinterpret_cast<decltype(&executed)>(dlsym(RTLD_NEXT, "regexec"));
-  return hasNoMemory ? REG_ESPACE : real(regex, text, count, matches, flags);
+  return TestSupport::hasNoRegexMemory ? REG_ESPACE : real(regex, text, count, matches, flags);
 }
 
 namespace {
@@ -139,9 +136,9 @@ TEST(MatchAsPathList, PassesOverNoEntryForWantOfMemory) {
   auto const status = compiled({{any, {}, true}}, Acl::regexModePosix);
   std::string text;
   auto const match = [&] { return matchAsPathList(status.get(), Path{1}, Acl::bgpIGP, text); };
-  hasNoMemory = true;
+  TestSupport::hasNoRegexMemory = true;
   EXPECT_THROW(match(), std::bad_alloc);
-  hasNoMemory = false;
+  TestSupport::hasNoRegexMemory = false;
   EXPECT_EQ(match().seqno, 1U);
 }
 

@@ -122,6 +122,19 @@ c abort --json => {"dropped":0}
       "E=$M.mapEntry[9]");
 }
 
+TEST_F(ConfigTool, HasTheTextOfCommunities) {
+  table(
+      R"(c set "$L.community[rt 65000:100]=True" "$L.community[no-export]=False" "$M.mapEntry[1].largeCommunity['S'].community[65000:1:2]=True" =>
+c diff | grep -c Value; c commit >$T/.said; grep -c 65000: $T/c; c get "$L.community[65535:65281]" => 3 0 False
+c show => communityList C     communityListEntry 10         community[no-export] = False         community[rt 65000:100] = True routeMap
+    M     mapEntry 1         largeCommunity S             community[65000:1:2] = True
+c get --json $L.community => {"no-export":false,"rt 65000:100":true}
+c unset "$L.community[no-export]"; c set "$L.community[lbw 1:-1]=True" => edit 1: communityList['C'].communityListEntry[10].community[lbw 1:-1]: 'lbw 1:-1' is not an
+    extended community: a bandwidth is finite and not negative, not '-1' [1]
+)",
+      "L=\"communityList['C'].communityListEntry[10]\"");
+}
+
 TEST_F(ConfigTool, LosesNoEditWhenManyWorkAtOnce) {
   table(
       R"(for i in {1..12}; do c set "routeMap['M$i']" & ((i % 4)) || c commit & done >$T/.said; wait =>

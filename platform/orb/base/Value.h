@@ -135,6 +135,26 @@ void readText(TextReader& in, V& v) {
   v = std::move(read);
 }
 
+/// A value type may have a second form, for people, by two functions that its namespace has beside
+/// it:
+///   void writePlain(std::string& out, T const& v);
+///   void readPlain(Orb::TextReader& in, T& v);    throws as readText() does
+/// Nothing in it ends a TextReader::word(), and it does not begin with "Value(". It is read where a
+/// path has a key or a value, and written for the eye alone: lines of a configuration and
+/// differences have the text form. (Keys of owned entities are names and numbers, which have one
+/// form: so has the path to an entity.)
+template <class V>
+concept HasPlainForm = Described<V> && requires(std::string& out, TextReader& in, V& v) {
+  writePlain(out, v);
+  readPlain(in, v);
+};
+
+/// Reads whichever of the two forms stands at the front.
+template <HasPlainForm V>
+void readTyped(TextReader& in, V& v) {
+  in.rest().starts_with("Value(") ? readText(in, v) : readPlain(in, v);
+}
+
 /// Appends the binary forms of the fields in their order; a set of flags is one number.
 template <Described V>
 void writeBinary(std::string& out, V const& v) {

@@ -56,6 +56,13 @@ std::string ValueRef::text() const {
   return out;
 }
 
+std::string ValueRef::plainText() const {
+  if (!hasPlainForm()) return text();
+  std::string out;
+  type_->writePlain(out, value_);
+  return out;
+}
+
 // To look at
 
 void AttributeRef::writeText(std::string& out) const {
@@ -130,7 +137,7 @@ Entity const* AttributeRef::owned(ValueRef key) const {
 
 void AttributeRef::withKey(TextReader& in, FunctionRef<void(ValueRef)> visit) const {
   ValueType const& type = *classOf(*info_).key;
-  type.readText(in, [&](void const* key) { visit({type, key}); });
+  type.readTyped(in, [&](void const* key) { visit({type, key}); });
 }
 
 void AttributeRef::withKey(std::string_view text, FunctionRef<void(ValueRef)> visit) const {

@@ -39,6 +39,9 @@ class ROUTEPOLICY_EXPORT ValueRef {
 
   void writeText(std::string& out) const { type_->writeText(out, value_); }
   std::string text() const;
+  /// The plain form (Value.h), for people; of a type without one, the text form.
+  std::string plainText() const;
+  bool hasPlainForm() const noexcept { return type_->writePlain != nullptr; }
   void writeBinary(std::string& out) const { type_->writeBinary(out, value_); }
   AttributeRange<AttributeRef> fields() const noexcept;
 

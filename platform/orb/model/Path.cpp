@@ -137,7 +137,7 @@ std::string_view followTypes(std::string_view typeName, std::span<AttributeInfo 
     if (!a.keyType()) refuse(typeName, a, "has no members");
     std::string_view const bracket = in.rest();
     in.skip(1);
-    a.keyType()->readText(in, [](void const*) {});
+    a.keyType()->readTyped(in, [](void const*) {});
     in.literal("]");
     isMember = true;
     std::string_view const key = bracket.substr(0, bracket.size() - in.rest().size());
@@ -161,12 +161,12 @@ std::string_view followTypes(std::string_view typeName, std::span<AttributeInfo 
 
 /// Reads a whole value.
 void readValue(ValueType const& type, std::string_view text, FunctionRef<void(ValueRef)> store) {
-  if (!type.readText) {
+  if (!type.readTyped) {
     throw RangeException(std::string(type.name) +
                          " holds a collection and has no text to be set from; set its fields");
   }
   TextReader in(text);
-  type.readText(in, [&](void const* value) {
+  type.readTyped(in, [&](void const* value) {
     in.end();
     store({type, value});
   });
@@ -344,7 +344,7 @@ FirstStep firstStep(TypeInfo const& root, std::string_view path) {
     if (!keyType) refuse(root.name, root.attributes[step.attribute], "has no members");
     in.skip(1);
     std::string_view const key = in.rest();
-    keyType->readText(in, [](void const*) {});
+    keyType->readTyped(in, [](void const*) {});
     step.key = key.substr(0, key.size() - in.rest().size());
     in.literal("]");
   });

@@ -9,11 +9,11 @@
 ///   prefixList['P'].prefixEntry[10].ge             a field of a member
 ///   mapEntry[10].communityAddReplace['C'].flag     a single child, asked for by its name
 ///
-/// Keys stand in brackets in their text form; the name of a single child may be left out once it
-/// is there. What fails is a RangeException that names the path, or a ParseException when a key or
-/// a value does not read; nothing has been changed then. What an observer throws goes to the
-/// caller; the change stands. Owned entities and members on the way are made when something is set
-/// in them.
+/// Keys stand in brackets in their text form, or in the plain form where their type has one
+/// (Value.h), as a whole value may; the name of a single child may be left out once it is there.
+/// What fails is a RangeException that names the path, or a ParseException when a key or a value
+/// does not read; nothing has been changed then. What an observer throws goes to the caller; the
+/// change stands. Owned entities and members on the way are made when something is set in them.
 namespace Orb {
 
 /// What a path leads to. Exactly one of the three is set.

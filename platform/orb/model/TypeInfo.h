@@ -54,6 +54,10 @@ struct ValueType {
   /// Takes a text form off the front and visits the value that it is. Null when the text form does
   /// not read back: the type holds a collection.
   void (*readText)(TextReader& in, Visit visit);
+  /// Appends the plain form (Value.h); null when there is none.
+  void (*writePlain)(std::string& out, void const* value);
+  /// As readText, and takes the plain form too.
+  void (*readTyped)(TextReader& in, Visit visit);
   /// The same for the binary form, which every type reads back.
   void (*writeBinary)(std::string& out, void const* value);
   void (*readBinary)(BinaryReader& in, Visit visit);

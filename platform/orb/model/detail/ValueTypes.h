@@ -241,6 +241,15 @@ constexpr ValueType makeValueType() {
       visit(&read);
     };
   }
+  type.readTyped = type.readText;
+  if constexpr (HasPlainForm<T>) {
+    type.writePlain = [](std::string& out, void const* v) { writePlain(out, as<T>(v)); };
+    type.readTyped = [](TextReader& in, Visit visit) {
+      T read{};
+      readTyped(in, read);
+      visit(&read);
+    };
+  }
   type.writeBinary = [](std::string& out, void const* v) { writeBinary(out, as<T>(v)); };
   type.readBinary = [](BinaryReader& in, Visit visit) {
     T read{};

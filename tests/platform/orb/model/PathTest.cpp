@@ -4,7 +4,19 @@
 
 #include "platform/orb/base/Error.h"
 #include "platform/orb/model/Difference.h"
+#include "policy_config/CommunityText.h"
 #include "policy_config/RouteMapConfig.h"
+
+namespace Sample {
+
+class Marked : public Orb::Entity {
+ public:
+  ORB_ENTITY(Marked, "Sample::Marked", community);
+  ORB_ATTRIBUTE(community, Acl::CommunityValue);
+};
+ORB_ENTITY_TYPE(Marked);
+
+}  // namespace Sample
 
 namespace {
 
@@ -79,6 +91,24 @@ TEST(Path, LeadsToEntitiesAttributesMembersAndFields) {
   EXPECT_EQ(entry->asPathPrepend(1), 65000U);
 }
 
+TEST(Path, TakesKeysAndValuesInThePlainFormToo) {
+  auto const config = sampleConfig();
+  auto const marked = Orb::make<Sample::Marked>();
+  std::string const set = kEntry + ".communityDelete.community";
+  for (std::string const typed : {"65000:100", "no-export", "rt 192.0.2.1:7", "65000:1:2"}) {
+    std::string const text = Orb::toText(Acl::readCommunity(typed));
+    for (auto const& form : {typed, text}) {
+      assign(*config, set + '[' + form + "]=True");
+      EXPECT_EQ(Orb::attributeText(*config, set), "{ " + text + ": True }");
+      EXPECT_EQ(Orb::attributeText(*config, set + '[' + typed + ']'), "True");
+      EXPECT_TRUE(Orb::attributeDel(*config, set + '[' + form + ']'));
+      marked->communityIs({});
+      assign(*marked, "community=" + form);
+      EXPECT_EQ(Orb::attributeText(*marked, "community"), text);
+    }
+  }
+}
+
 TEST(Path, Removes) {
   struct Case {
     std::string path;
@@ -146,6 +176,12 @@ TEST(Path, ChangesNothingWhenItFails) {
            {"routeMap.version=1", range, "@Config::routeMap needs a key"},
            {"?routeMap.version", range, "@Config::routeMap needs a key"},
            {e + "extCommunity.flag=commSetNone", range, "@MapEntry::extCommunity needs$"},
+           {e + "communityDelete.community[1:2=True", parse, "expected ] at ''"},
+           {e + "communityDelete.community[1:2 ]=True", parse,
+            "'1:2 ' is not a standard community: unexpected text at ' '"},
+           {e + "communityDelete.community[Value(1:2)]=True", parse,
+            "Acl::CommunityValue::part0: expected Value('Acl::CommunityValue', ** { at "
+            "'Value(1:2)]'"},
            {e + "localPref[1]=1", range, "@MapEntry::localPref has no members"},
            {"?" + e + "metric[1]", range, "@MapEntry::metric has no members"},
            // what is not there is not made to be read
