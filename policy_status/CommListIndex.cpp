@@ -36,19 +36,28 @@ auto CommListIndex::valuesOf(Orb::U32 i) const noexcept -> Values {
   return Values(values_).subspan(from, entries_[i + 1].values - from);
 }
 
+bool CommListIndex::isMatch(Orb::U32 i, Values values, bool isExact) const noexcept {
+  Values const wanted = valuesOf(i);
+  return wanted.size() <= values.size() && areAmong(wanted, values) &&
+         (!isExact || areAmong(values, wanted));
+}
+
+/// A short list is gone through, which is quicker than to look all values up.
 Acl::CommunityListEntry const* CommListIndex::firstExplicit(Values values,
                                                             bool isExact) const noexcept {
-  Orb::U32 first = isExact && !values.empty() ? kNone : withoutValues_;
-  for (Acl::CommunityValue const& value : values) {
-    for (Orb::U32 i = first_.find(value) - 1; i < first; i = entries_[i].next) {
-      Values const wanted = valuesOf(i);
-      if (wanted.size() <= values.size() && areAmong(wanted, values) &&
-          (!isExact || areAmong(values, wanted))) {
-        first = i;
-      }
+  auto const count = static_cast<Orb::U32>(entries_.size() - 1);
+  Orb::U32 first = count;
+  if (count <= values.size()) {
+    for (first = 0; first < count && !isMatch(first, values, isExact);) ++first;
+  } else {
+    if (!isExact || values.empty()) first = std::min(count, withoutValues_);
+    for (Acl::CommunityValue const& value : values) {
+      Orb::U32 i = first_.find(value) - 1;
+      while (i < first && !isMatch(i, values, isExact)) i = entries_[i].next;
+      first = std::min(first, i);
     }
   }
-  return first == kNone ? nullptr : entries_[first].entry;
+  return entries_[first].entry;
 }
 
 std::size_t CommListIndex::bytes() const noexcept {
@@ -65,12 +74,12 @@ class CommListIndexBuilder::Steps {
   explicit Steps(Orb::Ptr<CommListStatus const> status)
       : status_(std::move(status)), entry_(status_->communityListEntry().begin()) {}
 
-  /// Does one step, unless all is done; whether all is done then.
-  bool step() {
-    if (phase_ != Phase::done && stepOfPhase()) phase_ = Phase(static_cast<int>(phase_) + 1);
-    return phase_ == Phase::done;
+  bool isDone() const noexcept { return phase_ == Phase::done; }
+  /// REQUIRES: not done.
+  void step() {
+    if (stepOfPhase()) phase_ = Phase(static_cast<int>(phase_) + 1);
   }
-  Orb::Ptr<CommListIndex> const& index() const noexcept { return index_; }
+  Orb::Ptr<CommListIndex const> index() const noexcept { return index_; }
 
  private:
   using Entries = CommListStatus::communityListEntryObject::Items;
@@ -205,15 +214,16 @@ CommListIndexBuilder::CommListIndexBuilder(Orb::Ptr<CommListStatus const> status
 CommListIndexBuilder::~CommListIndexBuilder() = default;
 
 bool CommListIndexBuilder::work(Orb::FunctionRef<bool()> isSpent) {
-  while (!steps_->step()) {
-    if (isSpent()) return false;
+  while (steps_ && !steps_->isDone()) {
+    steps_->step();
+    if (!steps_->isDone() && isSpent()) return false;
   }
   return true;
 }
 
 Orb::Ptr<CommListIndex const> CommListIndexBuilder::take() {
-  auto const steps = std::move(steps_);
-  return steps ? steps->index() : nullptr;
+  if (!steps_ || !steps_->isDone()) return nullptr;
+  return std::exchange(steps_, nullptr)->index();
 }
 
 }  // namespace Routing::RouteMap

@@ -28,7 +28,7 @@ class PosixRegex;
 ///
 ///  1. entries_ holds the entries of explicit values in ascending sequence number; the values of
 ///     entry i are those of values_ from entries_[i].values to entries_[i + 1].values, ascending.
-///     One entry more ends the last.
+///     One more, which is none, ends the last: its entry is null.
 ///  2. Each entry that has values is in one chain: that of the value of its own which occurs in the
 ///     fewest entries. first_ leads to the first entry of a chain, and next to the others, in
 ///     ascending order.
@@ -66,6 +66,7 @@ class ROUTEPOLICY_EXPORT CommListIndex final : public Orb::RefCounted {
   };
 
   Values valuesOf(Orb::U32 i) const noexcept;
+  bool isMatch(Orb::U32 i, Values values, bool isExact) const noexcept;
 
   std::vector<Explicit> entries_;
   std::vector<Acl::CommunityValue> values_;
@@ -86,7 +87,7 @@ class ROUTEPOLICY_EXPORT CommListIndexBuilder {
   /// Works until it is done or `isSpent` says stop; at least one step, of some ten microseconds.
   /// True when done. After an exception (no memory) the builder is of no more use.
   bool work(Orb::FunctionRef<bool()> isSpent);
-  /// The index, once, when work() is done.
+  /// The index, once; null until work() is done.
   Orb::Ptr<CommListIndex const> take();
 
  private:

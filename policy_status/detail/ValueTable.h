@@ -17,6 +17,7 @@ class ValueTable {
   /// Takes the memory for so many values.
   void reserve(std::size_t values) {
     size_ = std::bit_ceil(std::max<std::size_t>(2 * values, 2));
+    shift_ = 64 - std::countr_zero(size_);
     slots_.reserve(size_);
   }
   /// Makes some of the slots that were reserved; whether all of them are there.
@@ -42,21 +43,22 @@ class ValueTable {
     Orb::U32 number = 0;  // nothing is here
   };
 
+  /// Spread in its highest bits.
   static Orb::U64 hash(Acl::CommunityValue const& value) noexcept {
     Orb::U64 bits = Orb::U64{value.part1()} << 32 | value.part2();
-    bits ^= value.part0() * Orb::U64{0x9e3779b97f4a7c15};
-    for (int round = 0; round < 2; ++round) bits = (bits ^ bits >> 32) * 0xd6e8feb86659fd93;
-    return bits ^ bits >> 32;
+    bits ^= value.part0() * Orb::U64{0xd6e8feb86659fd93};
+    return (bits ^ bits >> 32) * 0x9e3779b97f4a7c15;
   }
   /// Where a value is, or would be.
   std::size_t locate(Acl::CommunityValue const& value) const noexcept {
-    std::size_t i = hash(value) & (size_ - 1);
+    std::size_t i = hash(value) >> shift_;
     while (slots_[i].number != 0 && !(slots_[i].value == value)) i = (i + 1) & (size_ - 1);
     return i;
   }
 
   std::vector<Slot> slots_;
   std::size_t size_ = 0;  // a power of two, once it is reserved
+  int shift_ = 0;         // the hash's highest bits are the slot's number
 };
 
 }  // namespace Routing::RouteMap::detail

@@ -22,7 +22,7 @@ CommunityValue const kTwo = CommunityValue::of(0U, 1U, 0U);
 
 Orb::Ptr<Acl::CommunityListEntry> entry(Orb::U32 seqno, char const* regex = "") {
   auto const list = Orb::make<Acl::CommunityList>(Orb::Name("C"));
-  auto const made = Orb::make<Acl::CommunityListEntry>(*list, seqno);
+  auto made = Orb::make<Acl::CommunityListEntry>(*list, seqno);
   made->commRegexIs(regex);
   made->listTypeIs(*regex ? Acl::communityExpanded : Acl::communityStandard);
   return made;
@@ -53,10 +53,11 @@ TEST(CommListStatus, KeepsWhatIsCompiledWhenAnExpressionIsRefused) {
   status->regexAdd(10, "^65000:");
   auto const engine = status->regex(10);
   std::string const method = "void Routing::RouteMap::CommListStatus::regexAdd(U32, Orb::String)";
+  std::string const refusal = "6 " + method + "Failed to compile '";
   for (std::string const& refused : {std::string("["), std::string("6\0]", 3)}) {
     Traced traced(7);
     status->regexAdd(10, refused);
-    EXPECT_EQ(traced.lines, "6 " + method + "Failed to compile '" + refused + "'\n");
+    EXPECT_EQ(traced.lines, refusal + refused + "'\n");
     EXPECT_EQ(status->regex(10), engine);
   }
   {
