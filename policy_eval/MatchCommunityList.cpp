@@ -58,7 +58,8 @@ class CommunityTexts {
 
   /// Good until the text of another family is made.
   char const* textOf(CommunityType family) {
-    std::size_t& start = starts_[static_cast<std::size_t>(family)];
+    std::size_t& start =
+        starts_[std::min(static_cast<std::size_t>(family), std::size(starts_) - 1)];
     if (start == kNotMade) {
       start = buffer_.size();
       write(family);

@@ -43,9 +43,9 @@ enum class CommunityMatch : Orb::U8 {
 /// matches nothing.
 ///
 /// `text` is a buffer that the caller keeps from call to call, of one thread. The first expanded
-/// entry of a family that is reached writes the communities into it; nothing else is allocated than
-/// what it grows by. std::bad_alloc is thrown when there is no memory, for the system's engine too.
-/// Any thread that holds the status.
+/// entry of a family that is reached writes the communities into it; but for what the system's
+/// engine takes, nothing else is allocated than what it grows by. std::bad_alloc is thrown when
+/// there is no memory, for the system's engine too. Any thread that holds the status.
 ROUTEPOLICY_EXPORT CommunityListMatch
 matchCommunityList(CommListStatus const* status, std::span<Acl::CommunityValue const> communities,
                    CommunityMatch how, std::string& text);

@@ -50,7 +50,8 @@ class ROUTEPOLICY_EXPORT CommListIndex final : public Orb::RefCounted {
                                                bool isExact) const noexcept;
   /// The expanded entries, in ascending sequence number.
   std::span<Expanded const> expanded() const noexcept { return expanded_; }
-  /// What it takes, in bytes: 16 for each entry, 12 for each of its values, and 32 to 64 for each
+  /// What it takes, in bytes: 16 for each entry of explicit values and 24
+  /// for each expanded one, 12 for each of its values, and 32 to 64 for each
   /// entry of explicit values.
   std::size_t bytes() const noexcept;
 

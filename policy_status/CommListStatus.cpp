@@ -33,7 +33,9 @@ Orb::Ptr<CommListSnapshot> CommListStatus::commSnapshot() const {
   return snapshot;
 }
 
-void CommListStatus::regexAdd(Orb::U32 seqno, Orb::String const& regexStr) {
+// By value: a trace sink may change the entry that the text is of.
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
+void CommListStatus::regexAdd(Orb::U32 seqno, Orb::String regexStr) {
   static constexpr char const* kFunction =
       "void Routing::RouteMap::CommListStatus::regexAdd(U32, Orb::String)";
   ORB_TRACE(traceStatusType(), 8,

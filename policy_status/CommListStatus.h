@@ -47,14 +47,15 @@ class ROUTEPOLICY_EXPORT CommListStatus final : public Keel::BaseNotifyingType {
   /// one with a NUL, and one for which regcomp() finds no memory: it takes as much as the pattern
   /// asks for, and does not say which of the two was wrong. Throws std::bad_alloc, with nothing
   /// changed, for want of memory outside of regcomp().
-  void regexAdd(Orb::U32 seqno, Orb::String const& regexStr);
+  void regexAdd(Orb::U32 seqno, Orb::String regexStr);
   void regexDel(Orb::U32 seqno) { regexMapDel(seqno); }
   /// The engine, or null.
   Orb::Ptr<PosixRegex const> regex(Orb::U32 seqno) const { return regexMap(seqno); }
 
   /// The index of this status, which makes matches quick. One thread attaches it, once, while
   /// others match: they see it whole or not at all. A null one, and one behind the first, is
-  /// ignored. Each mutator of entries and engines drops it, and clone() does not take it over.
+  /// ignored. Each mutator of entries and engines drops it, whether it changes something or
+  /// not, and clone() does not take it over.
   void indexIs(Orb::Ptr<CommListIndex const> index) const noexcept {
     index_.attach(std::move(index));
   }

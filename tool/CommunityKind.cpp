@@ -73,7 +73,7 @@ EntryFault faultOf(Entry const& entry) {
   if (isExpanded(entry)) {
     if (auto const reason = refusalOf(entry.commRegex())) {
       return {"the expression " + Orb::quotedForMessage(entry.commRegex()) +
-                  " does not compile, so the entry matches nothing: " + *reason,
+                  " does not compile, so the entry does not match by it: " + *reason,
               true};
     }
     if (entry.commRegex().empty()) return {"its expression is empty, so it matches every route"};

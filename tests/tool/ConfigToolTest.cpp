@@ -203,7 +203,7 @@ TEST_F(ConfigTool, WorksOnCommunityLists) {
   write("c", config + "communityList['C'].communityListEntry[140].community[0:1]=True\n");
   std::string const warnings =
       "C[100]: warning: it has no community, so it matches every route "
-      "C[110]: warning: the expression '[a' does not compile, so the entry matches nothing: "
+      "C[110]: warning: the expression '[a' does not compile, so the entry does not match by it: "
       "Unmatched [, [^, [:, [., or [= "
       "C[120]: warning: raw 0x0002000100000002 is no standard community, so the entry matches "
       "nothing C[130]: warning: its expression is empty, so it matches every route "

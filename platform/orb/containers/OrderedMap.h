@@ -28,9 +28,8 @@
 ///     is less. The start of the first leaf of a page means nothing, nor does that of the first
 ///     page; the others need not be keys that are there still.
 ///  4. An erasure that leaves a leaf or a page below a quarter of its room joins it with a
-///  neighbour
-///     (leaves: in the same page), if the two leave a quarter free: it then takes many changes to
-///     split or join it again.
+///     neighbour, a leaf with one of the same page, if the two leave a quarter free: it then takes
+///     many changes to split or join it again.
 ///  5. The generation rises whenever an item changes its place or a key comes or goes.
 ///  6. A leaf or a page that other maps hold too is not changed, nor joined, and what such a page
 ///     holds counts as held by them. Who changes an item, or has one come or go, copies its page

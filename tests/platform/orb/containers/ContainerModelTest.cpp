@@ -540,6 +540,24 @@ TEST(OrderedMap, mayEndWithALeafThatIsShared) {
   twin.check();
 }
 
+TEST(OrderedMap, leavesToTheReaperWhatNoOtherMapHolds) {
+  Orb::reapAll();
+  {
+    Ordered<Counted> map;
+    for (U32 i = 0; i < 40000; ++i) map.insertOrAssign(Counted(i, 0));
+    Ordered<Counted> copy(map);
+    for (U32 i = 0; i < 20000; ++i) copy.insertOrAssign(Counted(i, 1));
+    copy.insertOrAssign(Counted(30000, 1));  // a leaf in a page that is shared otherwise
+    copy.clear();
+    EXPECT_GT(Orb::pendingGarbage(), 0U);
+    Orb::reapAll();
+    EXPECT_EQ(Counted::alive, 40000);
+    for (auto const& item : map) ASSERT_TRUE(item.value == 0 && *item.owned == item.key);
+  }
+  Orb::reapAll();
+  EXPECT_EQ(Counted::alive, 0);
+}
+
 /// What a copy costs, and a change of it: the leaves that both maps hold are the same memory.
 TEST(OrderedMap, copiesTheLeavesThatChange) {
   Ordered<Plain<5>> map;
