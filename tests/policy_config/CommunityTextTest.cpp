@@ -59,16 +59,20 @@ TEST(CommunityText, EachFamilyHasItsForms) {
 
 // A family, a text, and what is wrong; parted by semicolons. "$" stands for an excess.
 constexpr char const* kRefused =
-    R"(0|neither the name of a well-known one nor 65000:100;0No-export|neither the name of a well-known
-one nor 65000:100;065000|expected : at '';01:01|needless zeros at '01';01:1 |unexpected text at ' ';
-065536:1|$ 65535;01:65536|$ 65535;11:2|rt, soo, lbw or raw was expected at '1:2';1rt|expected   at
-'';1rt  1:2|a number was expected at ' 1:2';1rt 65536:65536|$ 65535;1rt 1.2.3.4:65536|$ 65535;
+    R"(0|neither the name of a well-known one nor 65000:100;
+0No-export|neither the name of a well-known one nor 65000:100;065000|expected : at '';
+01:01|needless zeros at '01';01:1 |unexpected text at ' ';065536:1|$ 65535;01:65536|$ 65535;
+11:2|rt, soo, lbw or raw was expected at '1:2';1rt|expected   at '';
+1rt  1:2|a number was expected at ' 1:2';1rt 65536:65536|$ 65535;1rt 1.2.3.4:65536|$ 65535;
 1rt 65536L:1|a needless L at '65536L';1rt 1.2.3:1|'1.2.3' is not an IPv4 address;
 1lbw 1L:1|an AS number up to 65535, without L, stands behind lbw;1lbw 1:1]|unexpected text at ']';
-1lbw 1:-1|a bandwidth is finite and not negative, not '-1';1raw 0x01|16 or 24 hexadecimal digits, in
-lower case, were expected at '01';1raw 0x000000000000000A|16 or 24 hexadecimal digits, in lower case,
-were expected at '000000000000000A';1raw 0x000000000000000000000001|needless zeros at
-'000000000000000000000001';21:2|expected : at '';21:2:3:4|unexpected text at ':4')";
+1lbw 1:-1|a bandwidth is finite and not negative, not '-1';
+1raw 0x01|16 or 24 hexadecimal digits, in lower case, were expected at '01';
+1raw 0x000000000000000A|16 or 24 hexadecimal digits, in lower case, were expected at
+'000000000000000A';
+1raw 0x00000000000000001|16 or 24 hexadecimal digits, in lower case, were expected at
+'00000000000000001';1raw 0x000000000000000000000001|needless zeros at '000000000000000000000001';
+21:2|expected : at '';21:2:3:4|unexpected text at ':4')";
 
 TEST(CommunityText, WhatIsRefusedSaysWhatIsWrong) {
   std::istringstream refused(kRefused);
@@ -87,6 +91,13 @@ TEST(CommunityText, WhatIsRefusedSaysWhatIsWrong) {
   EXPECT_TRUE(TestSupport::thrown([] {
                 readCommunity("a\n");
               }).starts_with(R"('a\n' is not a community: expected 65000:100, a name)"));
+}
+
+TEST(CommunityText, ListsHaveAFamily) {
+  for (U32 type = 0; type < 6; ++type) {
+    EXPECT_EQ(communityTypeOf(CommunityListType{type}), kFamilies[type / 2]);
+    EXPECT_EQ(isExpanded(CommunityListType{type}), type % 2 == 1);
+  }
 }
 
 TEST(CommunityText, EveryValueReadsBackWithAndWithoutItsFamily) {
