@@ -30,8 +30,8 @@ struct ROUTEPOLICY_EXPORT CommLists {
 class ROUTEPOLICY_EXPORT CommListConfigSm final : public ListSmSet<CommLists> {
  public:
   /// Deletes the symbols of lists that are not configured, then compiles every entry that has a
-  /// version. When an observer throws, or there is no memory, this throws, and no symbol of a
-  /// configured list is left. REQUIRES: no argument is null.
+  /// version. When an observer throws, or there is no memory, this throws, and the symbols of the
+  /// lists that it came to are deleted. REQUIRES: no argument is null.
   CommListConfigSm(Orb::Ptr<Acl::AclListConfig const> config, CommListSymbols allClSymbol,
                    CommListSymbols allExtClSymbol, CommListSymbols allLargeClSymbol,
                    CommListSymbolTable clSymbolTable, CommListSymbolTable extClSymbolTable,

@@ -90,8 +90,9 @@ void CommListEntryReactor::compile() {
     bool const isEmpty =
         symbol && (!symbol->status() || symbol->status()->communityListEntry().empty());
     if (!isEmpty || !isWanted()) {
-      // No symbol is left that nothing has been compiled into.
-      if (isEmpty && !isAtWork()) error.guard([&] { deleteSymbol(family.all, name); });
+      // No symbol is left that nothing has been compiled into: the entry may have gone meanwhile,
+      // or been given another family.
+      if (isEmpty) error.guard([&] { deleteSymbol(family.all, name); });
       return error.rethrow();
     }
   }
@@ -128,12 +129,15 @@ bool CommListEntryReactor::remove(Orb::FirstError& error) {
   Orb::Ptr<CommListReactor> const listSm = listSm_;
   if (!listSm) return true;
   bool const isInMany = std::popcount(compiledInto_) > 1;
-  for (CommListFamily const& family : listSm->families()) {
+  CommListFamilies const& families = listSm->families();
+  for (std::size_t i = 0; i < families.size(); ++i) {
     if (!isAtWork()) return true;
-    bool const had = detail::hasEntry(family.all, listSm->name(), seqno());
-    error.guard([&] { deleteSymbolSeq(family.all, listSm->name(), seqno()); });
+    CommListSymbols const& all = families[i].all;
+    bool const had = detail::hasEntry(all, listSm->name(), seqno());
+    error.guard([&] { deleteSymbolSeq(all, listSm->name(), seqno()); });
     if (!had) continue;
-    if (isAtWork() && detail::hasEntry(family.all, listSm->name(), seqno())) return false;
+    error.guard([&] { listSm->index(i); });
+    if (isAtWork() && detail::hasEntry(all, listSm->name(), seqno())) return false;
     if (!isInMany) break;
   }
   return true;

@@ -22,7 +22,7 @@ class ROUTEPOLICY_EXPORT CommListEntryReactor final
   /// The entry's sequence number, the reactor's key in its list's reactor.
   Orb::U32 const& seqno() const noexcept { return entry()->ownKey(); }
   Orb::Ptr<Acl::CommunityListEntry const> const& entry() const noexcept { return notifier(); }
-  /// The reactor of the list; null once the entry has been removed.
+  /// The reactor of the list; null once the entry has left it.
   Orb::Ptr<CommListReactor> const& commListReactor() const noexcept { return listSm_; }
   /// Whether nothing is left to compile.
   bool isDone() const noexcept { return isDone_; }

@@ -7,6 +7,16 @@
 
 namespace Routing::RouteMap {
 
+namespace {
+
+void requireEntry(Orb::Ptr<Acl::CommunityListEntry const> const& entry) {
+  if (entry) return;
+  throw Orb::RangeException(
+      Orb::nullParameterMessage("Routing::RouteMap::CommListReactor", "communityListEntry"));
+}
+
+}  // namespace
+
 CommListReactor::CommListReactor(Orb::Ptr<Acl::CommunityList const> list, Machine& machine)
     : Reactor(std::move(list)),
       SlicedBuild(*static_cast<Reactor*>(this)),
@@ -23,21 +33,20 @@ Orb::Ptr<CommListEntryReactor> CommListReactor::communityListEntry(Orb::U32 seqn
 }
 
 void CommListReactor::communityListEntryIs(Orb::Ptr<Acl::CommunityListEntry const> const& entry) {
-  if (!entry) {
-    throw Orb::RangeException(
-        Orb::nullParameterMessage("Routing::RouteMap::CommListReactor", "communityListEntry"));
-  }
+  requireEntry(entry);
   Orb::Ptr<CommListReactor> const alive(this);
   Orb::FirstError error;
   if (auto const sm = communityListEntry(entry->seqno())) {
     if (sm->entry() == entry) return;
     error.guard([&] { communityListEntryDel(entry->seqno()); });
   }
-  if (!entrySms_.has(entry->seqno())) error.guard([&] { newCommunityListEntry(entry); });
+  error.guard([&] { newCommunityListEntry(entry); });
   error.rethrow();
 }
 
 void CommListReactor::newCommunityListEntry(Orb::Ptr<Acl::CommunityListEntry const> const& entry) {
+  requireEntry(entry);
+  if (!machine_ || entrySms_.has(entry->seqno())) return;
   auto const made = Orb::make<CommListEntryReactor>(entry, Orb::Ptr<CommListReactor>(this));
   entrySms_.insertOrAssign(Orb::Ptr<CommListEntryReactor>(made));
   made->handleVersion();
@@ -156,6 +165,14 @@ void CommListReactor::index(std::size_t family) {
   if (machine_ && isToIndex_[family] && !isBuilding()) begin();
 }
 
+/// There is no memory for the index of that status.
+void CommListReactor::giveUp(CommListStatus const& status) noexcept {
+  for (std::size_t i = 0; i < isToIndex_.size(); ++i) {
+    auto const symbol = families()[i].all->symbol(name());
+    if (symbol && symbol->status().get() == &status) isToIndex_[i] = false;
+  }
+}
+
 /// The next status that is to have an index, or null.
 Orb::Ptr<CommListStatus const> CommListReactor::statusToIndex() {
   for (std::size_t i = 0; i < isToIndex_.size(); ++i) {
@@ -173,8 +190,8 @@ void CommListReactor::runSlice(Orb::U64& count) {
   Slice const slice(*this);
   if (slice.isOver()) return;
   auto const isSpent = [&] { return slice.isSpent() || slice.isOver(); };
-  try {
-    while (auto const status = statusToIndex()) {
+  while (auto const status = statusToIndex()) {
+    try {
       if (status != indexed_) {
         indexed_ = nullptr;
         builder_ = std::make_shared<CommListIndexBuilder>(status);
@@ -184,9 +201,10 @@ void CommListReactor::runSlice(Orb::U64& count) {
       ++count;
       if (!builder->work(isSpent) || slice.isOver()) return;
       status->indexIs(builder->take());
+    } catch (std::bad_alloc const&) {
+      if (slice.isOver()) return;
+      giveUp(*status);
     }
-  } catch (std::bad_alloc const&) {
-    if (slice.isOver()) return;
   }
   stop();
 }

@@ -46,7 +46,8 @@ class ROUTEPOLICY_EXPORT CommListReactor final
   void communityListEntryIs(Orb::Ptr<Acl::CommunityListEntry const> const& entry);
   void communityListEntryDel(Orb::U32 seqno);
   void communityListEntryDelAll();
-  /// Makes the reactor of an entry that has none, and runs its initial handler.
+  /// Makes the reactor of an entry, and runs its initial handler. Does nothing when its number has
+  /// one, or when the machine has let this reactor go.
   void newCommunityListEntry(Orb::Ptr<Acl::CommunityListEntry const> const& entry);
 
   /// Run by the machine once it has the reactor: communityListEntryIs() for every entry, whichever
@@ -81,6 +82,7 @@ class ROUTEPOLICY_EXPORT CommListReactor final
   void runSlice(Orb::U64& count) override;
   void drop() noexcept override;
   Orb::Ptr<CommListStatus const> statusToIndex();
+  void giveUp(CommListStatus const& status) noexcept;
 
   Machine* machine_;
   std::shared_ptr<CommListFamilies const> const families_;

@@ -28,6 +28,8 @@ Orb::Ptr<CommListSymbol> dedupCommListSym(CommListSymbolTable const& table,
   ORB_TRACE(traceSm(), 8, "creating the symbol for community list " << name);
   auto const status = commListStatusFactory(name);
   auto const symbol = commListSymbolFactory(name)->dedup(table);
+  // Others may still hold it, as a list left it that had it in another collection.
+  if (all->symbol(name) != symbol) symbol->statusIs(nullptr);
   Orb::FirstError error;
   error.guard([&] { all->symbolIs(symbol); });
   // An observer may have removed it again, or compiled an entry into it.
