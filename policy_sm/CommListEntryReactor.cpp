@@ -87,12 +87,11 @@ void CommListEntryReactor::compile() {
   if (!symbol) {
     error.guard([&] { dedupCommListSym(family.table, family.all, name); });
     symbol = family.all->symbol(name);
-    bool const isEmpty =
-        symbol && (!symbol->status() || symbol->status()->communityListEntry().empty());
+    bool const isEmpty = detail::isEmpty(family.all, name);
     if (!isEmpty || !isWanted()) {
       // No symbol is left that nothing has been compiled into: the entry may have gone meanwhile,
       // or been given another family.
-      if (isEmpty) error.guard([&] { deleteSymbol(family.all, name); });
+      error.guard([&] { detail::deleteSymbolIfEmpty(family.all, name); });
       return error.rethrow();
     }
   }

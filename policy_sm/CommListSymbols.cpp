@@ -1,5 +1,6 @@
 #include "policy_sm/CommListSymbols.h"
 
+#include "platform/orb/base/FunctionRef.h"
 #include "policy_sm/detail/Trace.h"
 
 namespace Routing::RouteMap {
@@ -21,6 +22,18 @@ void withdraw(CommListSymbols const& all, CommListSymbol& symbol) {
   error.rethrow();
 }
 
+/// deleteSymbol(), unless a trace sink has made it wrong.
+void deleteSymbolIf(CommListSymbols const& all, Orb::Name const& name,
+                    Orb::FunctionRef<bool()> isToGo) {
+  Orb::FirstError error;
+  error.guard([&] { traceDeletion(name); });
+  if (auto const symbol = all->symbol(name); symbol && isToGo()) {
+    symbol->statusIs(nullptr);
+    error.guard([&] { withdraw(all, *symbol); });
+  }
+  error.rethrow();
+}
+
 }  // namespace
 
 Orb::Ptr<CommListSymbol> dedupCommListSym(CommListSymbolTable const& table,
@@ -39,13 +52,7 @@ Orb::Ptr<CommListSymbol> dedupCommListSym(CommListSymbolTable const& table,
 }
 
 void deleteSymbol(CommListSymbols const& all, Orb::Name const& name) {
-  Orb::FirstError error;
-  error.guard([&] { traceDeletion(name); });
-  if (auto const symbol = all->symbol(name)) {
-    symbol->statusIs(nullptr);
-    error.guard([&] { withdraw(all, *symbol); });
-  }
-  error.rethrow();
+  deleteSymbolIf(all, name, [] { return true; });
 }
 
 void deleteSymbolIfExists(CommListSymbols const& all, Orb::Name const& name) {
@@ -57,7 +64,8 @@ void deleteSymbolIfMissingInConfig(CommListSymbols const& all,
   Orb::FirstError error;
   for (auto const& symbol : all->symbol()) {
     Orb::Name const name(symbol->name());
-    if (!config->communityListHas(name)) error.guard([&] { deleteSymbol(all, name); });
+    auto const isMissing = [&] { return !config->communityListHas(name); };
+    if (isMissing()) error.guard([&] { deleteSymbolIf(all, name, isMissing); });
   }
   error.rethrow();
 }
@@ -67,18 +75,32 @@ bool detail::hasEntry(CommListSymbols const& all, Orb::Name const& name, Orb::U3
   return symbol && symbol->status() && symbol->status()->communityListEntryHas(seqno);
 }
 
+bool detail::isEmpty(CommListSymbols const& all, Orb::Name const& name) {
+  auto const symbol = all->symbol(name);
+  return symbol && (!symbol->status() || symbol->status()->communityListEntry().empty());
+}
+
+void detail::deleteSymbolIfEmpty(CommListSymbols const& all, Orb::Name const& name) {
+  auto const isStillEmpty = [&] { return isEmpty(all, name); };
+  if (isStillEmpty()) deleteSymbolIf(all, name, isStillEmpty);
+}
+
 Orb::U32 deleteSymbolSeq(CommListSymbols const& all, Orb::Name const& name, Orb::U32 seqno) {
-  auto const isLast = [&] { return all->symbol(name)->status()->communityListEntry().size() == 1; };
-  if (!detail::hasEntry(all, name, seqno)) return 0;
+  auto const isThere = [&] { return detail::hasEntry(all, name, seqno); };
+  auto const isLast = [&] {
+    return isThere() && all->symbol(name)->status()->communityListEntry().size() == 1;
+  };
+  if (!isThere()) return 0;
   Orb::FirstError error;
   if (!isLast()) {
     error.guard(
         [&] { ORB_TRACE(traceSm(), 8, "Removing seqno " << seqno << " from community " << name); });
-    if (!detail::hasEntry(all, name, seqno)) return error.rethrow(), 1;  // by a trace sink
   }
-  if (isLast()) {
-    error.guard([&] { deleteSymbol(all, name); });
-  } else {
+  // A trace sink may have made it the last one, or not the last one, or removed it.
+  bool isDone = false;
+  auto const isToGo = [&] { return isDone = isLast(); };
+  if (isLast()) error.guard([&] { deleteSymbolIf(all, name, isToGo); });
+  if (!isDone && isThere()) {
     auto const symbol = all->symbol(name);
     auto const status = commListStatusFactory(name);
     status->clone(*symbol->status());

@@ -48,6 +48,10 @@ namespace detail {
 
 /// Whether a compiled entry is in the collection.
 bool hasEntry(CommListSymbols const& all, Orb::Name const& name, Orb::U32 seqno);
+/// Whether there is a symbol that nothing has been compiled into.
+bool isEmpty(CommListSymbols const& all, Orb::Name const& name);
+/// deleteSymbol() of such a one.
+void deleteSymbolIfEmpty(CommListSymbols const& all, Orb::Name const& name);
 /// deleteSymbol() of a name in all families: holders find no status in any before the first of them
 /// is notified.
 void deleteSymbols(CommListFamilies const& families, Orb::Name const& name);

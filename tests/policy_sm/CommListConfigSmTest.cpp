@@ -3,9 +3,11 @@
 #include <atomic>
 #include <bit>
 #include <functional>
+#include <list>
 #include <map>
 #include <mutex>
 #include <random>
+#include <stdexcept>
 #include <thread>
 
 #include "config_copy/RouteMapCopy.h"
@@ -13,6 +15,7 @@
 #include "platform/session/Manager.h"
 #include "platform/session/Session.h"
 #include "tests/support/CommListWorld.h"
+#include "tests/support/Observer.h"
 #include "tests/support/RationedMemory.h"
 #include "tests/support/Thrown.h"
 
@@ -24,6 +27,7 @@ using Orb::U32;
 using Entry = Acl::CommunityListEntry;
 using Status = Orb::Ptr<CommListStatus const>;
 using TestSupport::CommListWorld;
+using TestSupport::Observer;
 
 constexpr std::size_t kFamilies = 3;
 /// Expressions, and which of two texts their engines match; "[" is wrong.
@@ -244,6 +248,77 @@ TEST(CommListSm, KeepsEverySymbolAsItsTableSays) {
     }
   }
   for (auto const& [status, content] : held) EXPECT_EQ(contentOf(status), content);
+}
+
+// Observers, trace sinks and the time source change everything, drop the machine and throw, from
+// within whatever goes on. In the end all is as configured.
+TEST(CommListSm, IsInLineWhateverChangesMeanwhile) {
+  std::mt19937 random(11);
+  auto const below = [&](U32 n) { return static_cast<U32>(random() % n); };
+  for (int round = 0; round < 1000; ++round) {
+    CommListWorld w;
+    int left = 0;
+    auto const meddle = [&](auto...) {
+      if (left == 0 || below(3) == 0) return;
+      --left;
+      auto const list = w.list(Orb::Name("L" + std::to_string(below(2))));
+      U32 const seqno = below(4);
+      U32 const what = below(24);
+      if (what < 2) w.config->communityListDel(list->name());
+      if (what == 2 && round % 4 == 0) w.machine = nullptr;
+      if (what > 2 && what < 10) list->communityListEntryDel(seqno);
+      if (what < 10) return;
+      auto const entry = list->communityListEntryIs(seqno);
+      edit(*entry, below, 3);
+      entry->versionIs(what == 10 ? 0 : entry->version() + 1);
+    };
+    auto const silently = [&] {
+      Orb::FirstError error;
+      error.guard(meddle);
+    };
+    auto const loudly = [&](auto...) {
+      meddle();
+      if (left > 0 && below(5) == 0) throw std::runtime_error("observer");
+    };
+    struct Followed {
+      Followed(Orb::Ptr<CommListSymbol> const& s, std::function<void()> const& act)
+          : symbol(s), meddler(*s->symbolNotifier(), [act](auto...) { act(); }) {}
+      Orb::Ptr<CommListSymbol> const symbol;
+      Observer meddler;
+    };
+    std::map<CommListSymbol*, Followed> followed;
+    std::list<Observer> collections;
+    for (auto const& all : w.all) {
+      collections.emplace_back(*all, [&](auto, auto key) {
+        auto const symbol = all->symbol(*static_cast<Orb::String const*>(key));
+        if (symbol) followed.try_emplace(symbol.get(), symbol, loudly);
+        loudly();
+      });
+    }
+    w.list("L0");
+    w.start();
+    Orb::traceSinkIs([&](auto...) { silently(); });
+    if (round % 3) Orb::traceLevelsAre("RouteMapStatusType/8,RouteMapSm/8");
+    if (round % 2) {
+      w.manager.clock()->timeSourceIs([&] {
+        silently();
+        return w.time += 0.004;
+      });
+    }
+    for (int i = 0; i < 30 && w.machine; ++i) {
+      left = 5;
+      silently();
+      Orb::FirstError error;
+      error.guard([&] { w.manager.turn(); });
+    }
+    left = 0;
+    Orb::traceReset();
+    for (auto const& all : w.all) EXPECT_TRUE(w.machine || all->symbol().empty());
+    if (!w.machine) w.start();
+    w.settle();
+    expectInLine(w);
+    if (HasFailure()) FAIL() << "round " << round;
+  }
 }
 
 // Whatever allocation fails, alone or with all behind it: nothing half-made is published, and all
