@@ -190,7 +190,7 @@ TEST_F(ConfigTool, WorksOnCommunityLists) {
   for (std::string const line :
        {"10].community[no-advertise]=True", "10].community[1:1]=True", "10].permit=denyMatch",
         "20].community[rt 1:2]=False", "20].listType=extCommunityStandard",
-        "30].community[1:2:3]=True", "30].listType=largeCommunityStandard",
+        "30].community[0:2:3]=True", "30].listType=largeCommunityStandard",
         "40].commRegex='^1:[0-9]+ 1:3'", "40].listType=communityExpanded",
         "50].commRegex='(soo|lbw) '", "50].commRegexDisplay='it\\'s'",
         "50].listType=extCommunityExpanded", "60].commRegex=':7:'",
@@ -211,14 +211,14 @@ TEST_F(ConfigTool, WorksOnCommunityLists) {
   table(
       "c check 2>&1 | sed \"s/communityList\\['C'].communityListEntry/C/\" => " + warnings +
           R"(communityList['C']: 11 entries (10 permit, 1 deny), seq 10 to 140, 5 standard, 3 extended, 3 large, 3 without effect
-c show community-list C 2>&- => ip community-list C     seq 10 deny 1:1 no-advertise     seq 20 permit extended rt 1:2     seq 30 permit large 1:2:3     seq 40 permit standard regexp '^1:[0-9]+ 1:3'     seq 50 permit extended regexp 'it\'s'     seq 60 permit large regexp ':7:'     seq 100 permit extended     seq 110 permit large regexp '[a'     seq 120 permit raw 0x0002000100000002     seq 130 permit standard regexp ''     seq 140 permit 0:1
+c show community-list C 2>&- => ip community-list C     seq 10 deny 1:1 no-advertise     seq 20 permit extended rt 1:2     seq 30 permit large 0:2:3     seq 40 permit standard regexp '^1:[0-9]+ 1:3'     seq 50 permit extended regexp 'it\'s'     seq 60 permit large regexp ':7:'     seq 100 permit extended     seq 110 permit large regexp '[a'     seq 120 permit raw 0x0002000100000002     seq 130 permit standard regexp ''     seq 140 permit 0:1
 c show community-list --json 2>&- | grep '":[1-5]0,' => {"seqno":10,"action":"deny","family":"standard","communities":["1:1","no-advertise"],"version":1}, {"seqno":20,"action":"permit","family":"extended","communities":["rt 1:2"],"version":1},
-    {"seqno":30,"action":"permit","family":"large","communities":["1:2:3"],"version":1}, {"seqno":40,"action":"permit","family":"standard","expression":"^1:[0-9]+ 1:3","version":1},
+    {"seqno":30,"action":"permit","family":"large","communities":["0:2:3"],"version":1}, {"seqno":40,"action":"permit","family":"standard","expression":"^1:[0-9]+ 1:3","version":1},
     {"seqno":50,"action":"permit","family":"extended","expression":"(soo|lbw) ","display":"it's","version":1},
 m "no-advertise 1:1" "1:1 5:5 rt 1:2" "1:2:3 rt   1:2 1:9" "1:3 1:2 1:2" "soo 1:1" 0:7:1 "" => 1:1 no-advertise,10 1:1 5:5 rt 1:2,20 1:9 rt 1:2 1:2:3,20 1:2 1:3,40 soo 1:1,50 0:7:1,60 ,100
 m --exact "1:2 1:1 65535:65282" "rt 1:2 rt 1:3" "65535:65282 1:1 rt 1:5" 0:1 => 1:1 1:2 no-advertise,100 rt 1:2 rt 1:3,130 1:1 no-advertise rt 1:5,10 0:1,100
-m "raw 0x0002000100000002" "raw 0x000000010000000200000003" rt "rt x" "foo 1:1" "1:1 2" => rt 1:2,20 1:2:3,30 communities 3: 'rt' communities 4: 'rt x' communities 5: 'foo 1:1' communities 6: '2'
-printf '1:2:3\n\n' | c match --json community-list C 2>&- => {"communities":"1:2:3","verdict":"permit","seqno":30,"entry":"seq 30 permit large 1:2:3"} {"communities":"","verdict":"permit","seqno":100,"entry":"seq 100 permit extended"}
+m "raw 0x0002000100000002" "raw 0x000000010000000200000003" rt "rt x" "foo 1:1" "1:1 2" => rt 1:2,20 1:2:3,100 communities 3: 'rt' communities 4: 'rt x' communities 5: 'foo 1:1' communities 6: '2'
+printf '0:2:3\n\n' | c match --json community-list C 2>&- => {"communities":"0:2:3","verdict":"permit","seqno":30,"entry":"seq 30 permit large 0:2:3"} {"communities":"","verdict":"permit","seqno":100,"entry":"seq 100 permit extended"}
 c compile community-list 2>&- | sed -n '/list\|entries/s/  */ /p' => list communityList['C'] entries 11
 c check --json 2>&- | grep -o '"standard".*"withoutEffect":3' => "standard":5,"extended":3,"large":3,"withoutEffect":3
 c set "communityList['N'].communityListEntry[5].community[1:1]=True" =>
