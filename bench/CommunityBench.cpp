@@ -43,7 +43,7 @@ std::string textOf(Orb::U32 value) {
 enum class Shape { single, pair, expression };
 
 Status listOf(Orb::U32 count, Shape shape) {
-  auto const status = commListStatusFactory("BENCH");
+  auto status = commListStatusFactory("BENCH");
   auto const list = Orb::make<Acl::CommunityList>(Orb::Name("BENCH"));
   for (Orb::U32 i = 0; i < count; ++i) {
     auto const entry = Orb::make<Acl::CommunityListEntry>(*list, 10 * (i + 1));
