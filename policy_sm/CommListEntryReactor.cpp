@@ -106,11 +106,10 @@ void CommListEntryReactor::compile() {
 void CommListEntryReactor::leave() {
   Orb::Ptr<CommListEntryReactor> const alive(this);
   stopReacting();
+  isLeaving_ = true;
   Orb::FirstError error;
-  bool isGone = false;
-  error.guard([&] { trace("handleCommListEntryDel"); });
-  error.guard([&] { isGone = remove(error); });
-  if (isGone) listSm_ = nullptr;
+  error.guard([&] { handleCommListEntryDel(); });
+  if (isRemoved_) listSm_ = nullptr;
   error.rethrow();
 }
 
@@ -118,7 +117,7 @@ void CommListEntryReactor::handleCommListEntryDel() {
   Orb::Ptr<CommListEntryReactor> const alive(this);
   Orb::FirstError error;
   error.guard([&] { trace("handleCommListEntryDel"); });
-  error.guard([&] { remove(error); });
+  error.guard([&] { isRemoved_ = remove(error); });
   error.rethrow();
 }
 
@@ -132,11 +131,11 @@ bool CommListEntryReactor::remove(Orb::FirstError& error) {
   for (std::size_t i = 0; i < families.size(); ++i) {
     if (!isAtWork()) return true;
     CommListSymbols const& all = families[i].all;
-    bool const had = detail::hasEntry(all, listSm->name(), seqno());
+    auto const compiled = detail::compiledEntry(all, listSm->name(), seqno());
     error.guard([&] { deleteSymbolSeq(all, listSm->name(), seqno()); });
-    if (!had) continue;
+    if (!compiled) continue;
     error.guard([&] { listSm->index(i); });
-    if (isAtWork() && detail::hasEntry(all, listSm->name(), seqno())) return false;
+    if (detail::compiledEntry(all, listSm->name(), seqno()) == compiled) return !isAtWork();
     if (!isInMany) break;
   }
   return true;

@@ -31,6 +31,8 @@ class ROUTEPOLICY_EXPORT CommListEntryReactor final
   /// they like meanwhile: what they make stale is compiled again, and not published. When there is
   /// no memory, the next turn repeats it. A list type that is none is a fatal assertion.
   void handleVersion();
+  /// Whether leave() has been called.
+  bool isLeaving() const noexcept { return isLeaving_; }
   /// Compiles what handleVersion() left to do.
   void catchUp();
 
@@ -63,6 +65,8 @@ class ROUTEPOLICY_EXPORT CommListEntryReactor final
   Orb::U32 number_ = 0;       // of the handled changes of the version
   Orb::U8 compiledInto_ = 0;  // a bit for each family
   bool isDone_ = false;
+  bool isLeaving_ = false;
+  bool isRemoved_ = false;
 };
 
 }  // namespace Routing::RouteMap

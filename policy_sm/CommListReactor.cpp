@@ -102,7 +102,8 @@ void CommListReactor::bringInLine(Orb::U32 seqno) {
     return list()->communityListEntry(seqno);
   };
   Orb::FirstError error;
-  if (auto const sm = communityListEntry(seqno); sm && sm->entry() != entry()) {
+  if (auto const sm = communityListEntry(seqno);
+      sm && (sm->entry() != entry() || sm->isLeaving())) {
     error.guard([&] { communityListEntryDel(seqno); });
   }
   if (machine_ && entry()) error.guard([&] { communityListEntryIs(entry()); });
@@ -124,7 +125,7 @@ void CommListReactor::catchUp() {
   Orb::FirstError error;
   for (auto const& held : entrySms_) {
     Orb::Ptr<CommListEntryReactor> const sm = held;
-    if (sm->entry() != list()->communityListEntry(sm->seqno())) {
+    if (sm->isLeaving() || sm->entry() != list()->communityListEntry(sm->seqno())) {
       error.guard([&] { bringInLine(sm->seqno()); });
     } else if (!sm->isDone()) {
       error.guard([&] { sm->catchUp(); });
@@ -152,10 +153,8 @@ void CommListReactor::detach() {
 
 void CommListReactor::handleCommListDel() {
   Orb::Ptr<CommListReactor> const alive(this);
-  Orb::FirstError error;
-  error.guard([&] { ORB_TRACE(traceSm(), 8, " community-list: " << name()); });
-  error.guard([&] { detail::deleteSymbols(families(), name()); });
-  error.rethrow();
+  detail::deleteSymbols(families(), name(),
+                        [&] { ORB_TRACE(traceSm(), 8, " community-list: " << name()); });
 }
 
 void CommListReactor::index(std::size_t family) {

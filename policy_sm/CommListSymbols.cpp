@@ -1,6 +1,5 @@
 #include "policy_sm/CommListSymbols.h"
 
-#include "platform/orb/base/FunctionRef.h"
 #include "policy_sm/detail/Trace.h"
 
 namespace Routing::RouteMap {
@@ -14,6 +13,7 @@ void traceDeletion(Orb::Name const& name) {
 /// The last steps for a symbol that has just lost its status. An observer may give it another one:
 /// the list is there again, and the symbol stays.
 void withdraw(CommListSymbols const& all, CommListSymbol& symbol) {
+  if (symbol.status()) return;
   Orb::FirstError error;
   error.guard([&] { symbol.versionInc(1); });
   error.guard([&] {
@@ -28,6 +28,7 @@ void deleteSymbolIf(CommListSymbols const& all, Orb::Name const& name,
   Orb::FirstError error;
   error.guard([&] { traceDeletion(name); });
   if (auto const symbol = all->symbol(name); symbol && isToGo()) {
+    auto const old = symbol->status();  // its engines trace when they go
     symbol->statusIs(nullptr);
     error.guard([&] { withdraw(all, *symbol); });
   }
@@ -70,9 +71,12 @@ void deleteSymbolIfMissingInConfig(CommListSymbols const& all,
   error.rethrow();
 }
 
-bool detail::hasEntry(CommListSymbols const& all, Orb::Name const& name, Orb::U32 seqno) {
+Orb::Ptr<Acl::CommunityListEntry const> detail::compiledEntry(CommListSymbols const& all,
+                                                              Orb::Name const& name,
+                                                              Orb::U32 seqno) {
   auto const symbol = all->symbol(name);
-  return symbol && symbol->status() && symbol->status()->communityListEntryHas(seqno);
+  if (!symbol || !symbol->status()) return nullptr;
+  return symbol->status()->communityListEntry(seqno);
 }
 
 bool detail::isEmpty(CommListSymbols const& all, Orb::Name const& name) {
@@ -86,24 +90,27 @@ void detail::deleteSymbolIfEmpty(CommListSymbols const& all, Orb::Name const& na
 }
 
 Orb::U32 deleteSymbolSeq(CommListSymbols const& all, Orb::Name const& name, Orb::U32 seqno) {
-  auto const isThere = [&] { return detail::hasEntry(all, name, seqno); };
+  auto const entry = detail::compiledEntry(all, name, seqno);
+  if (!entry) return 0;
+  auto const isThere = [&] { return detail::compiledEntry(all, name, seqno) == entry; };
   auto const isLast = [&] {
     return isThere() && all->symbol(name)->status()->communityListEntry().size() == 1;
   };
-  if (!isThere()) return 0;
   Orb::FirstError error;
   if (!isLast()) {
     error.guard(
         [&] { ORB_TRACE(traceSm(), 8, "Removing seqno " << seqno << " from community " << name); });
   }
-  // A trace sink may have made it the last one, or not the last one, or removed it.
+  // A trace sink may have made it the last one, or not the last one, or removed it and added
+  // another of its number.
   bool isDone = false;
   auto const isToGo = [&] { return isDone = isLast(); };
   if (isLast()) error.guard([&] { deleteSymbolIf(all, name, isToGo); });
   if (!isDone && isThere()) {
     auto const symbol = all->symbol(name);
+    auto const old = symbol->status();
     auto const status = commListStatusFactory(name);
-    status->clone(*symbol->status());
+    status->clone(*old);
     status->communityListEntryDel(seqno);
     status->regexDel(seqno);
     symbol->statusIs(status);
@@ -113,13 +120,18 @@ Orb::U32 deleteSymbolSeq(CommListSymbols const& all, Orb::Name const& name, Orb:
   return 1;
 }
 
-void detail::deleteSymbols(CommListFamilies const& families, Orb::Name const& name) {
+void detail::deleteSymbols(CommListFamilies const& families, Orb::Name const& name,
+                           Orb::FunctionRef<void()> announce) {
   std::array<Orb::Ptr<CommListSymbol>, 3> symbols;
+  std::array<Orb::Ptr<CommListStatus const>, 3> statuses;  // engines trace when they go
   for (std::size_t i = 0; i < families.size(); ++i) {
     symbols[i] = families[i].all->symbol(name);
-    if (symbols[i]) symbols[i]->statusIs(nullptr);
+    if (!symbols[i]) continue;
+    statuses[i] = symbols[i]->status();
+    symbols[i]->statusIs(nullptr);
   }
   Orb::FirstError error;
+  error.guard(announce);
   for (std::size_t i = 0; i < families.size(); ++i) {
     if (!symbols[i]) continue;
     error.guard([&] { traceDeletion(name); });

@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "platform/orb/base/FunctionRef.h"
 #include "policy_config/AclListConfig.h"
 #include "policy_status/CommListSymbol.h"
 
@@ -46,15 +47,17 @@ ROUTEPOLICY_EXPORT Orb::U32 deleteSymbolSeq(CommListSymbols const& all, Orb::Nam
 
 namespace detail {
 
-/// Whether a compiled entry is in the collection.
-bool hasEntry(CommListSymbols const& all, Orb::Name const& name, Orb::U32 seqno);
+/// The entry in the status of that symbol; null when there is none.
+Orb::Ptr<Acl::CommunityListEntry const> compiledEntry(CommListSymbols const& all,
+                                                      Orb::Name const& name, Orb::U32 seqno);
 /// Whether there is a symbol that nothing has been compiled into.
 bool isEmpty(CommListSymbols const& all, Orb::Name const& name);
 /// deleteSymbol() of such a one.
 void deleteSymbolIfEmpty(CommListSymbols const& all, Orb::Name const& name);
 /// deleteSymbol() of a name in all families: holders find no status in any before the first of them
-/// is notified.
-void deleteSymbols(CommListFamilies const& families, Orb::Name const& name);
+/// is notified, and before `announce` is called, which is the first that may call others.
+void deleteSymbols(CommListFamilies const& families, Orb::Name const& name,
+                   Orb::FunctionRef<void()> announce);
 
 }  // namespace detail
 

@@ -94,7 +94,9 @@ void expectInLine(CommListWorld& w, bool hasIndexes = true) {
     for (auto const& entry : list->communityListEntry()) {
       if (entry->version() == 0) continue;
       std::string const& content = contents[familyOf(*entry)];
-      EXPECT_NE(content.find('\n' + textOf(*entry, engineOf(*entry))), content.npos) << content;
+      EXPECT_NE(content.find('\n' + textOf(*entry, engineOf(*entry))), content.npos)
+          << content << "; not " << textOf(*entry, engineOf(*entry)) << " version "
+          << entry->version() << " done " << sm->communityListEntry(entry->seqno())->isDone();
     }
   }
   for (auto const& all : w.all) {
