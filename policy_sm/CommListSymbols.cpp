@@ -41,7 +41,7 @@ Orb::Ptr<CommListSymbol> dedupCommListSym(CommListSymbolTable const& table,
                                           CommListSymbols const& all, Orb::Name const& name) {
   ORB_TRACE(traceSm(), 8, "creating the symbol for community list " << name);
   auto const status = commListStatusFactory(name);
-  auto const symbol = commListSymbolFactory(name)->dedup(table);
+  auto symbol = commListSymbolFactory(name)->dedup(table);
   // Others may still hold it, as a list left it that had it in another collection.
   if (all->symbol(name) != symbol) symbol->statusIs(nullptr);
   Orb::FirstError error;
