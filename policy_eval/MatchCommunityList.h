@@ -12,7 +12,7 @@ using RouteMap::CommListStatus;
 /// The result of matching a route's communities against a community list.
 struct CommunityListMatch {
   enum class Outcome : Orb::U8 {
-    noSuchList,  ///< no status: the list is not configured
+    noSuchList,  ///< no status: no entry of such a list is compiled into this family
     noMatch,     ///< no entry matches
     match,       ///< `entry` matches, and no entry of a lower sequence number does
   };

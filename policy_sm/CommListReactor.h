@@ -59,7 +59,7 @@ class ROUTEPOLICY_EXPORT CommListReactor final
   /// The delete handler: deletes the list's symbols in all families.
   void handleCommListDel();
 
-  /// Whether every entry, and none besides, has a reactor that is done.
+  /// Whether no step is left to be done again, for want of memory.
   bool isInLine() const noexcept { return isInLine_; }
   /// Notes that it is not so, for want of memory: the machine's next turn is to call catchUp().
   void catchUpSoon();

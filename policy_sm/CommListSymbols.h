@@ -31,7 +31,7 @@ ROUTEPOLICY_EXPORT Orb::Ptr<CommListSymbol> dedupCommListSym(CommListSymbolTable
 
 /// Makes a symbol's status null, raises its version by one, and removes it from the collection,
 /// unless it has been given a status meanwhile. Whoever holds it is left with a valid symbol. Needs
-/// no memory. Does nothing when there is no symbol of that name.
+/// no memory. Changes nothing when there is no symbol of that name.
 ROUTEPOLICY_EXPORT void deleteSymbol(CommListSymbols const& all, Orb::Name const& name);
 /// The same, for collections that need not hold the name.
 ROUTEPOLICY_EXPORT void deleteSymbolIfExists(CommListSymbols const& all, Orb::Name const& name);
