@@ -220,6 +220,7 @@ CommunityValue takeExtended(TextReader& in) {
     notSo("rt, soo, lbw or raw was expected at " + Orb::quotedForMessage(word));
   }
   in.skip(word.size());
+  if (in.rest().empty()) notSo("a value was expected behind it, such as rt 65000:100");
   in.literal(" ");
   AdministratorText const before = takeAdministrator(in);
   auto const* const form = std::find_if(

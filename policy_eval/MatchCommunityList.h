@@ -33,7 +33,9 @@ enum class CommunityMatch : Orb::U8 {
 };
 
 /// Finds the entry of the lowest sequence number that matches the communities that a route carries,
-/// of one family. REQUIRES: they ascend; one that stands there twice counts once.
+/// of one family. REQUIRES: they ascend; one that stands there twice counts once. A list has a
+/// status in each family that it has entries of; where all of a route's communities count, the
+/// lowest of the sequence numbers that the families give decides.
 ///
 /// An entry of explicit values matches as `how` says; the flags of its values do not count, and one
 /// without values is contained in every route. An expanded entry matches when its expression does:

@@ -26,6 +26,7 @@ void CommListEntryReactor::trace(char const* handler) const {
 }
 
 void CommListEntryReactor::handleVersion() {
+  if (!isAtWork()) return;  // it waits to be freed
   Orb::Ptr<CommListEntryReactor> const alive(this);
   ++number_;  // before anything that may throw: no change of the version is lost
   isDone_ = false;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <new>
 
+#include "policy_config/CommunityText.h"
 #include "policy_status/CommListStatus.h"
 
 namespace Routing::RouteMap {
@@ -23,10 +24,6 @@ bool areAmong(std::span<Acl::CommunityValue const> values,
     if (at == others.end() || !(*at == value)) return false;
   }
   return true;
-}
-
-bool isExpanded(Acl::CommunityListEntry const& entry) noexcept {
-  return (static_cast<Orb::U32>(entry.listType()) & 1) != 0;
 }
 
 }  // namespace
@@ -107,7 +104,7 @@ class CommListIndexBuilder::Steps {
   bool count() {
     for (std::size_t left = kStep; left > 0 && entry_ != kEnd; --left, ++entry_) {
       Acl::CommunityListEntry const& entry = **entry_;
-      if (isExpanded(entry)) {
+      if (Acl::isExpanded(entry.listType())) {
         ++expandedCount_;
       } else {
         valueCount_ += entry.community().size();
@@ -152,7 +149,7 @@ class CommListIndexBuilder::Steps {
   }
   /// Copies all of an entry but its values.
   void open(Acl::CommunityListEntry const& entry) {
-    if (isExpanded(entry)) {
+    if (Acl::isExpanded(entry.listType())) {
       auto const* const engine = status_->regexMap().find(entry.seqno());
       if (!engine || !(*engine)->compiled()) return;
       index_->expanded_.push_back({entry.seqno(), engine->get(), &entry});

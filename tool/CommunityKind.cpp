@@ -60,35 +60,46 @@ std::optional<std::string> refusalOf(Orb::String const& expression) {
   return reason;
 }
 
-/// What is wrong with an entry; an empty message when nothing is.
-struct EntryFault {
-  std::string message = {};
-  bool isWithoutEffect = false;
-};
+/// A value in the form that its parts have, which is how it was written, most likely.
+std::string plainText(Acl::CommunityValue const& value) {
+  std::string text;
+  writePlain(text, value);
+  return text;
+}
 
-EntryFault faultOf(Entry const& entry) {
+/// What is wrong with an entry, each fault with `warn(message, isWithoutEffect)`.
+template <class Warn>
+void eachFault(Entry const& entry, Warn const& warn) {
+  std::string const type = "its listType is " + Orb::toText(entry.listType());
   if (entry.version() == 0) {
-    return {"its version is 0, so a router ignores the entry until a commit stamps it", true};
+    warn(
+        "its version is 0, so a router ignores the entry until a commit that changes it, or a line "
+        "of its own, raises that",
+        true);
   }
   if (isExpanded(entry)) {
+    if (!entry.community().empty()) warn(type + ", so its communities are ignored", false);
     if (auto const reason = refusalOf(entry.commRegex())) {
-      return {"the expression " + Orb::quotedForMessage(entry.commRegex()) +
-                  " does not compile, so the entry does not match by it: " + *reason,
-              true};
+      warn("the expression " + Orb::quotedForMessage(entry.commRegex()) +
+               " does not compile, so the entry does not match by it: " + *reason,
+           true);
+    } else if (entry.commRegex().empty()) {
+      warn("its expression is empty, so it matches every route", false);
     }
-    if (entry.commRegex().empty()) return {"its expression is empty, so it matches every route"};
-    return {};
+    return;
   }
-  if (entry.community().empty()) return {"it has no community, so it matches every route"};
+  if (!entry.commRegex().empty()) warn(type + ", so its commRegex is ignored", false);
+  if (entry.community().empty()) warn("it has no community, so it matches every route", false);
   for (auto const& member : entry.community()) {
-    if (Acl::communityTypeOf(member.key) <= familyOf(entry)) continue;
-    std::string text;
-    Acl::writeCommunity(text, familyOf(entry), member.key);
-    return {
-        text + " is no " + kFamilies[familyOf(entry)] + " community, so the entry matches nothing",
-        true};
+    auto const family = Acl::communityTypeOf(member.key);
+    if (family == familyOf(entry)) continue;
+    std::string const text =
+        plainText(member.key) + " is no " + kFamilies[familyOf(entry)] + " community, and " + type;
+    // By its parts, a value may be of a later family than it was written in, but of no earlier one.
+    bool const isWithoutEffect = family > familyOf(entry);
+    warn(isWithoutEffect ? text + ": the entry matches nothing" : text, isWithoutEffect);
+    break;
   }
-  return {};
 }
 
 /// The family of a text that was read: its form shows it.
@@ -132,10 +143,12 @@ void CommunityKind::copyEntries(List const& from, List& to) {
 ListFindings CommunityKind::findings(List const& list) const {
   ListFindings findings;
   for (auto const& entry : list.communityListEntry()) {
-    EntryFault fault = faultOf(*entry);
-    if (fault.message.empty()) continue;
-    findings.withoutEffect += fault.isWithoutEffect ? 1 : 0;
-    findings.warn({.message = std::move(fault.message), .seqno = entry->seqno()});
+    bool hasEffect = true;
+    eachFault(*entry, [&](std::string message, bool isWithoutEffect) {
+      hasEffect = hasEffect && !isWithoutEffect;
+      findings.warn({.message = std::move(message), .seqno = entry->seqno()});
+    });
+    findings.withoutEffect += hasEffect ? 0 : 1;
   }
   return findings;
 }
@@ -201,6 +214,26 @@ auto CommunityKind::statusOf(Machine const& machine, Orb::Name const& name) -> S
   };
   return {
       {of(machine.allClSymbol()), of(machine.allExtClSymbol()), of(machine.allLargeClSymbol())}};
+}
+
+namespace {
+
+std::size_t indexBytes(CommunityKind::Status const& status) {
+  std::size_t bytes = 0;
+  for (auto const& family : status.all) {
+    if (family && family->index()) bytes += family->index()->bytes();
+  }
+  return bytes;
+}
+
+}  // namespace
+
+void CommunityKind::describe(Status const& status, std::string& text) {
+  text.append("bytes of index   ").append(std::to_string(indexBytes(status))).append("\n");
+}
+
+void CommunityKind::describe(Status const& status, Json& json) {
+  json["indexBytes"] = indexBytes(status);
 }
 
 CommunityKind::Matcher::Matcher(CommunityKind const& kind, List const& list, Status status)

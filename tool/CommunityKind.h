@@ -70,12 +70,15 @@ class CommunityKind {
   };
 
   Orb::Ptr<Machine> machineOn(Orb::Ptr<Acl::AclListConfig const> const& config) const;
-  static bool isBuilding(Machine const&, Orb::Name const&) { return false; }
+  static bool isBuilding(Machine const& machine, Orb::Name const& name) {
+    return machine.communityList(name)->isBuilding();
+  }
   static Status statusOf(Machine const& machine, Orb::Name const& name);
   static Orb::U32 bookmark(Machine const&, Orb::Name const&) { return 0; }
   static std::optional<std::size_t> bytesHeld(Status const&, std::size_t) { return std::nullopt; }
-  static void describe(Status const&, std::string&) {}
-  static void describe(Status const&, nlohmann::ordered_json&) {}
+  /// Says what the indexes take, which is part of the bytes held.
+  static void describe(Status const& status, std::string& text);
+  static void describe(Status const& status, nlohmann::ordered_json& json);
 
   /// Answers routes: their communities, parted by blanks, of any family. Each family is matched
   /// against the entries of its own; the lowest sequence number among what these give decides.

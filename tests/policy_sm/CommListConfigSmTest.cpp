@@ -400,6 +400,7 @@ TEST(CommListSm, StartsOverWhatIsThere) {
     return symbol;
   };
   auto const gone = fill(2, "GONE", other);
+  fill(0, "GONE2", other);
   auto const kept = fill(0, "L", other);
   auto const null = fill(1, "L", nullptr);
   w.entry("L", 10)->versionIs(1);
@@ -407,6 +408,7 @@ TEST(CommListSm, StartsOverWhatIsThere) {
   w.entry("L", 20)->versionIs(1);
   EXPECT_EQ(deleteSymbolSeq(w.all[1], "L", 20), 0U) << "a null status holds nothing";
   EXPECT_EQ(traced([&] { w.start(); }),
+            "deleting the symbol for community list GONE2\n"
             "deleting the symbol for community list GONE\nhandleVersion community-list: L seqno: "
             "10\nhandleVersion community-list: L seqno: 20\n");
   EXPECT_TRUE(w.machine->initialized() && !gone->status() && w.all[2]->symbol().empty());
