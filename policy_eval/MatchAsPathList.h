@@ -3,28 +3,14 @@
 #include <span>
 #include <string>
 
+#include "policy_eval/ListMatch.h"
 #include "policy_status/AsPathListStatus.h"
 
 namespace Routing::PolicyEval {
 
 using RouteMap::AsPathListStatus;
 
-/// The result of matching a route's AS path against an AS-path list.
-struct AsPathListMatch {
-  enum class Outcome : Orb::U8 {
-    noSuchList,  ///< no status: the list is not configured
-    noMatch,     ///< no entry matches
-    match,       ///< `entry` matches, and no entry of a lower sequence number does
-  };
-
-  Outcome outcome = Outcome::noSuchList;
-  bool isPermit = false;  ///< the entry's verdict; false unless it matches
-  Orb::U32 seqno = 0;     ///< the entry's sequence number; 0 unless it matches
-  /// The entry; null unless it matches. It belongs to the status: good as long as that is held.
-  Acl::AsPathEntry const* entry = nullptr;
-
-  friend bool operator==(AsPathListMatch const&, AsPathListMatch const&) = default;
-};
+using AsPathListMatch = ListMatch<Acl::AsPathEntry>;
 
 /// Finds the entry of the lowest sequence number whose expression matches the path, and whose
 /// origin is bgpAny, notSet, or that of the route. `path` goes from the neighbour's number to the

@@ -3,28 +3,14 @@
 #include <span>
 #include <string>
 
+#include "policy_eval/ListMatch.h"
 #include "policy_status/CommListStatus.h"
 
 namespace Routing::PolicyEval {
 
 using RouteMap::CommListStatus;
 
-/// The result of matching a route's communities against a community list.
-struct CommunityListMatch {
-  enum class Outcome : Orb::U8 {
-    noSuchList,  ///< no status: no entry of such a list is compiled into this family
-    noMatch,     ///< no entry matches
-    match,       ///< `entry` matches, and no entry of a lower sequence number does
-  };
-
-  Outcome outcome = Outcome::noSuchList;
-  bool isPermit = false;  ///< the entry's verdict; false unless it matches
-  Orb::U32 seqno = 0;     ///< the entry's sequence number; 0 unless it matches
-  /// The entry; null unless it matches. It belongs to the status: good as long as that is held.
-  Acl::CommunityListEntry const* entry = nullptr;
-
-  friend bool operator==(CommunityListMatch const&, CommunityListMatch const&) = default;
-};
+using CommunityListMatch = ListMatch<Acl::CommunityListEntry>;
 
 /// Which routes an entry of explicit values matches.
 enum class CommunityMatch : Orb::U8 {
