@@ -52,8 +52,6 @@ class AsPathKind : public ByListMachine<Routing::RouteMap::AsPathListConfigSm> {
   };
 
   Orb::Ptr<Machine> machineOn(Orb::Ptr<Acl::AclListConfig const> const& config) const;
-  static Orb::U32 bookmark(Machine const&, Orb::Name const&) { return 0; }
-  static std::optional<std::size_t> bytesHeld(Status const&, std::size_t) { return std::nullopt; }
   static void describe(Status const& status, std::string& text);
   static void describe(Status const& status, nlohmann::ordered_json& json);
 

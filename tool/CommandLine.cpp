@@ -177,6 +177,9 @@ std::string problemOfFiles(Options& options, Given& given, std::string const& co
   bool const isMatch = options.command == Command::match;
   if (options.candidate) return "--candidate goes with --config";
   if (given.words.empty()) return "FILE is required";
+  if (valueOf(kKinds, given.words.front())) {
+    return given.words.front() + " is a kind of lists of a configuration: --config is required";
+  }
   if (options.exact) return kExactElsewhere;
   if (given.ipv6 && given.asPath) return "a list is an IPv6 one or an AS-path list, not both";
   if ((given.engine || given.origin) && !given.asPath) {

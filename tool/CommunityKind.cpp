@@ -60,7 +60,12 @@ std::optional<std::string> refusalOf(Orb::String const& expression) {
   return reason;
 }
 
-/// A value in the form that its parts have, which is how it was written, most likely.
+std::string communityText(Acl::CommunityType family, Acl::CommunityValue const& value) {
+  std::string text;
+  Acl::writeCommunity(text, family, value);
+  return text;
+}
+/// A value in the form that its parts have.
 std::string plainText(Acl::CommunityValue const& value) {
   std::string text;
   writePlain(text, value);
@@ -92,12 +97,14 @@ void eachFault(Entry const& entry, Warn const& warn) {
   if (entry.community().empty()) warn("it has no community, so it matches every route", false);
   for (auto const& member : entry.community()) {
     auto const family = Acl::communityTypeOf(member.key);
-    if (family == familyOf(entry)) continue;
-    std::string const text =
-        plainText(member.key) + " is no " + kFamilies[familyOf(entry)] + " community, and " + type;
-    // By its parts, a value may be of a later family than it was written in, but of no earlier one.
+    // By its parts, a value may be meant for a later family than they show, but for no earlier one.
     bool const isWithoutEffect = family > familyOf(entry);
-    warn(isWithoutEffect ? text + ": the entry matches nothing" : text, isWithoutEffect);
+    std::string const text = plainText(member.key);
+    if (family == familyOf(entry) || (!isWithoutEffect && text.starts_with("raw "))) continue;
+    warn(text + " is of the " + kFamilies[family] + " family, and " + type + ": " +
+             (isWithoutEffect ? "the entry matches nothing"
+                              : "it stands for " + communityText(familyOf(entry), member.key)),
+         isWithoutEffect);
     break;
   }
 }
@@ -177,9 +184,7 @@ Json CommunityKind::jsonOf(Entry const& entry) {
   } else {
     auto& communities = json["communities"] = Json::array();
     for (auto const& member : entry.community()) {
-      std::string text;
-      Acl::writeCommunity(text, familyOf(entry), member.key);
-      communities.push_back(std::move(text));
+      communities.push_back(communityText(familyOf(entry), member.key));
     }
   }
   json["version"] = entry.version();

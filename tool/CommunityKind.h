@@ -74,8 +74,6 @@ class CommunityKind {
     return machine.communityList(name)->isBuilding();
   }
   static Status statusOf(Machine const& machine, Orb::Name const& name);
-  static Orb::U32 bookmark(Machine const&, Orb::Name const&) { return 0; }
-  static std::optional<std::size_t> bytesHeld(Status const&, std::size_t) { return std::nullopt; }
   /// Says what the indexes take, which is part of the bytes held.
   static void describe(Status const& status, std::string& text);
   static void describe(Status const& status, nlohmann::ordered_json& json);

@@ -54,8 +54,10 @@ Cost compileList(Compiler<Kind>& compiler, typename Kind::List const& list, Cons
     cost.time += slice;
     cost.longestSlice = std::max(cost.longestSlice, slice);
     if (!progress.isDue(cost.time) || compiler.isDone()) continue;
-    Orb::U32 const bookmark = compiler.bookmark();
-    for (; at != entries.end() && entryIn(*at).seqno() < bookmark; ++at) ++done;
+    if constexpr (!Kind::kCompilesAtOnce) {
+      Orb::U32 const bookmark = compiler.bookmark();
+      for (; at != entries.end() && entryIn(*at).seqno() < bookmark; ++at) ++done;
+    }
     progress.show(done, cost.time);
   }
   return cost;
@@ -102,8 +104,11 @@ void compileRead(Kind const& kind, ReadList<Kind> const& read, bool isJson, Cons
   Cost cost = compileList(compiler, *read.list, console);
   std::size_t const heapAfter = heapInUse();
   auto const status = compiler.status();
-  cost.bytes =
-      heapAfter > heapBefore ? heapAfter - heapBefore : Kind::bytesHeld(status, cost.entries);
+  if (heapAfter > heapBefore) {
+    cost.bytes = heapAfter - heapBefore;
+  } else if constexpr (!Kind::kCompilesAtOnce) {
+    cost.bytes = Kind::bytesHeld(status, cost.entries);
+  }
   if (isJson) return console.jsonLine(jsonOf<Kind>(read.place, cost, status));
   if (!read.place.isFile()) {
     console.text().append("list             ").append(read.place.text()).append("\n");

@@ -154,7 +154,10 @@ action of a route map counts when its flag in setFlags is True.
 Examples:
   route-policy --config border.conf set "routeMap['CUSTOMER-IN'].mapEntry[20].weight=10" \
       "routeMap['CUSTOMER-IN'].mapEntry[20].setFlags.hasWeight=True"
-  route-policy --config border.conf set "communityList['C']" "routeMap['CUSTOMER-IN'].mapEntry[30]")";
+  route-policy --config border.conf set "prefixList['P'].prefixEntry[10].prefix=192.0.2.0/24" \
+      "prefixList['P'].prefixEntry[10].permit=permitMatch"
+  route-policy --config border.conf set "communityList['C'].communityListEntry[5].community[1:100]"
+  route-policy --config border.conf set "routeMap['CUSTOMER-IN'].mapEntry[30]")";
 
 inline constexpr char kUnset[] = "add removals to the edits that wait for the commit";
 inline constexpr char kUnsetEnd[] =

@@ -36,8 +36,10 @@ Entry const& entryIn(Orb::Ptr<Entry> const& entry) noexcept {
 ///   Machine, Status     what compiles, and what that gives; machineOn(config)
 ///   isBuilding(machine, name), statusOf(machine, name)
 ///   kCompilesAtOnce     the machine has compiled the list when it is made, but for what slices add
-///   bookmark(machine, name)  the sequence number at which the next slice goes on
-///   bytesHeld(status, entries), describe(status, ...)
+///   bookmark(machine, name), bytesHeld(status, entries)
+///                       of kinds that do not: the sequence number at which the next slice goes on,
+///                       and what a compiled list takes where the allocator does not say
+///   describe(status, ...)
 ///   Matcher             reads what is asked, and answers it
 template <class Do>
 void withKind(ListKind kind, Options const& options, Do const& act) {

@@ -68,7 +68,6 @@ class PrefixKind : public ByListMachine<Routing::RouteMap::MachineOf<Family>> {
   static Orb::U32 bookmark(Machine const& machine, Orb::Name const& name) {
     return machine.listSm(name)->bookmark();
   }
-  /// What the compiled list takes, where the allocator does not say.
   static std::optional<std::size_t> bytesHeld(Status const& status, std::size_t entries);
   static void describe(Status const&, std::string&) {}
   static void describe(Status const&, nlohmann::ordered_json&) {}

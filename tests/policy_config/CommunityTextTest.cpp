@@ -62,7 +62,7 @@ constexpr char const* kRefused =
     R"(0|neither the name of a well-known one nor 65000:100;
 0No-export|neither the name of a well-known one nor 65000:100;065000|expected : at '';
 01:01|needless zeros at '01';01:1 |unexpected text at ' ';065536:1|$ 65535;01:65536|$ 65535;
-11:2|rt, soo, lbw or raw was expected at '1:2';1rt|expected   at '';
+11:2|rt, soo, lbw or raw was expected at '1:2';1rt|a value was expected behind it, such as rt 65000:100;
 1rt  1:2|a number was expected at ' 1:2';1rt 65536:65536|$ 65535;1rt 1.2.3.4:65536|$ 65535;
 1rt 65536L:1|a needless L at '65536L';1rt 1.2.3:1|'1.2.3' is not an IPv4 address;
 1lbw 1L:1|an AS number up to 65535, without L, stands behind lbw;1lbw 1:1]|unexpected text at ']';

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <sstream>
 #include <string>
 
 #include "tests/tool/RunsTool.h"
@@ -168,6 +169,9 @@ c match --candidate as-path-list "'A" 1.2 2>&1 | head -1 => pathList['\'A'].path
         "c check $o prefix-list P 2>&1 | head -1; done | count => "
         "5 route-policy: options of list files do not go with --config\n"
         "t check --candidate f => route-policy: --candidate goes with --config" +
+        rest +
+        "t match community-list C 1:1 => route-policy: community-list is a kind of lists of a "
+        "configuration: --config is required" +
         rest + "t show a b => route-policy: show takes one list file: b" + rest);
 }
 
@@ -186,17 +190,17 @@ c unset "$L.community[no-export]"; c set "$L.community[lbw 1:-1]=True" => edit 1
 
 // One list of all families; what is behind entry 99 is warned of.
 TEST_F(ConfigTool, WorksOnCommunityLists) {
+  std::istringstream lines(R"(10].community[no-advertise]=True;10].community[1:1]=True;
+10].permit=denyMatch;20].community[rt 1:2]=False;20].listType=extCommunityStandard;
+30].community[0:2:3]=True;30].listType=largeCommunityStandard;
+40].commRegex='^1:[0-9]+ 1:3';40].listType=communityExpanded;50].commRegex='(soo|lbw) ';
+50].commRegexDisplay='it\'s';50].listType=extCommunityExpanded;60].commRegex=':7:';
+60].listType=largeCommunityExpanded;100].listType=extCommunityStandard;110].commRegex='[a';
+110].listType=largeCommunityExpanded;120].community[rt 1:2]=True;120].commRegex='1';
+130].community[1:1]=True;130].listType=communityExpanded;150].community[rt 1:2]=True;
+150].community[raw 0x0000000200000003]=True;150].listType=largeCommunityStandard)");
   std::string config;
-  for (std::string const line :
-       {"10].community[no-advertise]=True", "10].community[1:1]=True", "10].permit=denyMatch",
-        "20].community[rt 1:2]=False", "20].listType=extCommunityStandard",
-        "30].community[0:2:3]=True", "30].listType=largeCommunityStandard",
-        "40].commRegex='^1:[0-9]+ 1:3'", "40].listType=communityExpanded",
-        "50].commRegex='(soo|lbw) '", "50].commRegexDisplay='it\\'s'",
-        "50].listType=extCommunityExpanded", "60].commRegex=':7:'",
-        "60].listType=largeCommunityExpanded", "100].listType=extCommunityStandard",
-        "110].commRegex='[a'", "110].listType=largeCommunityExpanded",
-        "120].community[rt 1:2]=True", "130].listType=communityExpanded"}) {
+  for (std::string line; std::getline(lines >> std::ws, line, ';');) {
     std::string const entries = "communityList['C'].communityListEntry[";
     config += entries + line + "\n" + entries + line.substr(0, line.find('.')) + ".version=1\n";
   }
@@ -205,13 +209,20 @@ TEST_F(ConfigTool, WorksOnCommunityLists) {
       "C[100]: warning: it has no community, so it matches every route "
       "C[110]: warning: the expression '[a' does not compile, so the entry does not match by it: "
       "Unmatched [, [^, [:, [., or [= "
-      "C[120]: warning: raw 0x0002000100000002 is no standard community, so the entry matches "
-      "nothing C[130]: warning: its expression is empty, so it matches every route "
-      "C[140]: warning: its version is 0, so a router ignores the entry until a commit stamps it ";
+      "C[120]: warning: its listType is communityStandard, so its commRegex is ignored "
+      "C[120]: warning: rt 1:2 is of the extended family, and its listType is communityStandard: "
+      "the entry matches nothing "
+      "C[130]: warning: its listType is communityExpanded, so its communities are ignored "
+      "C[130]: warning: its expression is empty, so it matches every route "
+      "C[140]: warning: its version is 0, so a router ignores the entry until a commit that "
+      "changes "
+      "it, or a line of its own, raises that "
+      "C[150]: warning: rt 1:2 is of the extended family, and its listType is "
+      "largeCommunityStandard: it stands for 0:131073:2 ";
   table(
       "c check 2>&1 | sed \"s/communityList\\['C'].communityListEntry/C/\" => " + warnings +
-          R"(communityList['C']: 11 entries (10 permit, 1 deny), seq 10 to 140, 5 standard, 3 extended, 3 large, 3 without effect
-c show community-list C 2>&- => ip community-list C     seq 10 deny 1:1 no-advertise     seq 20 permit extended rt 1:2     seq 30 permit large 0:2:3     seq 40 permit standard regexp '^1:[0-9]+ 1:3'     seq 50 permit extended regexp 'it\'s'     seq 60 permit large regexp ':7:'     seq 100 permit extended     seq 110 permit large regexp '[a'     seq 120 permit raw 0x0002000100000002     seq 130 permit standard regexp ''     seq 140 permit 0:1
+          R"(communityList['C']: 12 entries (11 permit, 1 deny), seq 10 to 150, 5 standard, 3 extended, 4 large, 3 without effect
+c show community-list C 2>&- => ip community-list C     seq 10 deny 1:1 no-advertise     seq 20 permit extended rt 1:2     seq 30 permit large 0:2:3     seq 40 permit standard regexp '^1:[0-9]+ 1:3'     seq 50 permit extended regexp 'it\'s'     seq 60 permit large regexp ':7:'     seq 100 permit extended     seq 110 permit large regexp '[a'     seq 120 permit raw 0x0002000100000002     seq 130 permit standard regexp ''     seq 140 permit 0:1     seq 150 permit large 0:2:3 0:131073:2
 c show community-list --json 2>&- | grep '":[1-5]0,' => {"seqno":10,"action":"deny","family":"standard","communities":["1:1","no-advertise"],"version":1}, {"seqno":20,"action":"permit","family":"extended","communities":["rt 1:2"],"version":1},
     {"seqno":30,"action":"permit","family":"large","communities":["0:2:3"],"version":1}, {"seqno":40,"action":"permit","family":"standard","expression":"^1:[0-9]+ 1:3","version":1},
     {"seqno":50,"action":"permit","family":"extended","expression":"(soo|lbw) ","display":"it's","version":1},
@@ -219,8 +230,8 @@ m "no-advertise 1:1" "1:1 5:5 rt 1:2" "1:2:3 rt   1:2 1:9" "1:3 1:2 1:2" "soo 1:
 m --exact "1:2 1:1 65535:65282" "rt 1:2 rt 1:3" "65535:65282 1:1 rt 1:5" 0:1 => 1:1 1:2 no-advertise,100 rt 1:2 rt 1:3,130 1:1 no-advertise rt 1:5,10 0:1,100
 m "raw 0x0002000100000002" "raw 0x000000010000000200000003" rt "rt x" "foo 1:1" "1:1 2" => rt 1:2,20 1:2:3,100 communities 3: 'rt' communities 4: 'rt x' communities 5: 'foo 1:1' communities 6: '2'
 printf '0:2:3\n\n' | c match --json community-list C 2>&- => {"communities":"0:2:3","verdict":"permit","seqno":30,"entry":"seq 30 permit large 0:2:3"} {"communities":"","verdict":"permit","seqno":100,"entry":"seq 100 permit extended"}
-c compile community-list 2>&- | sed -n '/list\|entries/s/  */ /p' => list communityList['C'] entries 11
-c check --json 2>&- | grep -o '"standard".*"withoutEffect":3' => "standard":5,"extended":3,"large":3,"withoutEffect":3
+c compile community-list 2>&- | sed -n '/list\|entries/s/  */ /p' => list communityList['C'] entries 12
+c check --json 2>&- | grep -o '"standard".*"withoutEffect":3' => "standard":5,"extended":3,"large":4,"withoutEffect":3
 c set "communityList['N'].communityListEntry[5].community[1:1]=True" =>
 c match --candidate community-list N 1:1; c abort => 1:1	permit	seq 5 permit 1:1 1 edit dropped
 )",
