@@ -41,7 +41,7 @@ void add(CommListStatus& status, Orb::U32 seqno, CommunityListType type, Values 
   entry->commRegexIs(Orb::String(regex));
   for (auto const& value : values) entry->communityIs(value, value.part2() % 2 != 0);
   status.communityListEntryIs(entry);
-  if (!regex.empty()) status.regexAdd(seqno, Orb::String(regex));
+  regex.empty() ? status.regexDel(seqno) : status.regexAdd(seqno, Orb::String(regex));
 }
 
 std::string textOf(std::set<Acl::CommunityValue> const& values, Acl::CommunityType family) {
@@ -69,6 +69,7 @@ CommunityListMatch plainMatch(CommListStatus const& status, Values const& route,
     for (auto const& member : entry->community()) isMatch = isMatch && those.contains(member.key);
     if (isExpanded(entry->listType())) {
       isMatch =
+          status.regex(entry->seqno()) &&
           isFound(textOf(those, communityTypeOf(entry->listType())), entry->commRegex().str());
     }
     if (!isMatch) continue;
@@ -77,6 +78,7 @@ CommunityListMatch plainMatch(CommListStatus const& status, Values const& route,
   return {Outcome::noMatch, false, 0, nullptr};
 }
 
+// With an index and without one, and after changes of what an index was made of.
 TEST(MatchCommunityList, AgreesWithAScanOverRandomLists) {
   std::mt19937 random(8);
   auto const below = [&](std::size_t n) { return random() % n; };
@@ -93,21 +95,36 @@ TEST(MatchCommunityList, AgreesWithAScanOverRandomLists) {
   };
   std::string text;
   std::size_t matches[2]{};
-  for (int trial = 0; trial < 1500; ++trial) {
+  for (int trial = 0; trial < 2000; ++trial) {
     auto const status = commListStatusFactory("L");
+    auto const other = commListStatusFactory("L");
     std::size_t const family = below(3);
-    for (std::size_t i = 1, count = below(9); i <= count; ++i) {
-      // Now and then an entry of another family, an expression that was not compiled, or both
-      // expression and values, of which the type says what counts.
+    std::size_t const length = trial % 4 ? 9 : 60;
+    // Now and then an entry of another family, an expression that was not compiled, or both
+    // expression and values, of which the type says what counts.
+    auto const addAny = [&](CommListStatus& to) {
       std::size_t const own = below(8) == 0 ? below(3) : family;
       auto const type = CommunityListType{static_cast<Orb::U32>(2 * own + below(2))};
       Values const values = someOf(own, 3);
       std::string const whole = '^' + textOf({values.begin(), values.end()}, kFamilies[own]) + '$';
-      std::string const regexes[] = {whole, whole, "65000:1", "2 65", "0x", ".*", ""};
-      add(*status, static_cast<Orb::U32>(i * 10), type, someOf(own, 3), regexes[below(7)]);
-    }
+      std::string const regexes[] = {whole, whole, whole, "65000:1", "2 65", "0x", ".*", ""};
+      std::size_t const which = below(length > 9 ? 6 : 8);
+      add(to, static_cast<Orb::U32>(10 * below(length)), type, someOf(own, 3), regexes[which]);
+    };
+    for (std::size_t i = below(length); i > 0; --i) addAny(*status);
+    addAny(*other);
     for (int step = 0; step < 40; ++step) {
-      if (step == 20) status->prepare();
+      if (step % 16 == 8) status->prepare();
+      if (step == 12 || step == 28) {
+        auto const seqno = static_cast<Orb::U32>(10 * below(length));
+        std::size_t const what = below(24);
+        if (what == 0) status->communityListEntryDelAll();
+        if (what == 1) status->regexMapDelAll();
+        if (what == 2) status->clone(*other);
+        if (what > 2 && what < 12) addAny(*status);
+        if (what >= 12 && what < 18) status->communityListEntryDel(seqno);
+        if (what >= 18) status->regexDel(seqno);
+      }
       Values const route = someOf(family, 2);
       bool const isExact = below(2) == 0;
       auto const expected = plainMatch(*status, route, isExact);
