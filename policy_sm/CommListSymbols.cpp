@@ -10,10 +10,9 @@ void traceDeletion(Orb::Name const& name) {
   ORB_TRACE(traceSm(), 8, "deleting the symbol for community list " << name);
 }
 
-/// The last steps for a symbol that has just lost its status. An observer may give it another one:
-/// the list is there again, and the symbol stays.
+/// The last steps for a symbol that has just lost its status. What trace sinks and observers do may
+/// give it another one: the list is there again, and the symbol stays.
 void withdraw(CommListSymbols const& all, CommListSymbol& symbol) {
-  if (symbol.status()) return;
   Orb::FirstError error;
   error.guard([&] { symbol.versionInc(1); });
   error.guard([&] {
@@ -103,10 +102,8 @@ Orb::U32 deleteSymbolSeq(CommListSymbols const& all, Orb::Name const& name, Orb:
   }
   // A trace sink may have made it the last one, or not the last one, or removed it and added
   // another of its number.
-  bool isDone = false;
-  auto const isToGo = [&] { return isDone = isLast(); };
-  if (isLast()) error.guard([&] { deleteSymbolIf(all, name, isToGo); });
-  if (!isDone && isThere()) {
+  if (isLast()) error.guard([&] { deleteSymbolIf(all, name, isLast); });
+  if (isThere()) {
     auto const symbol = all->symbol(name);
     auto const old = symbol->status();
     auto const status = commListStatusFactory(name);
