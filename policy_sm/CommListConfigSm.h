@@ -23,9 +23,10 @@ struct ROUTEPOLICY_EXPORT CommLists {
 /// family then.
 ///
 /// Lists are compiled entry by entry. A family's symbol is there as long as an entry of the list is
-/// compiled into it. Each change of an entry's version replaces the symbol's status by a changed
-/// copy, and raises the symbol's version by one; copies share what did not change, so that this
-/// costs hardly more in a long list than in a short one. An entry that is given another family
+/// compiled into it. A change of an entry's version, unless it is to 0, replaces the symbol's
+/// status by a changed copy, and raises the symbol's version by one; copies share what did not
+/// change, so that this costs hardly more in a long list than in a short one. Changes that come
+/// while an entry is being compiled are published as one. An entry that is given another family
 /// stays in the old family's symbol as it was, until it is deleted.
 class ROUTEPOLICY_EXPORT CommListConfigSm final : public ListSmSet<CommLists> {
  public:

@@ -22,7 +22,8 @@ class ROUTEPOLICY_EXPORT CommListEntryReactor final
   /// The entry's sequence number, the reactor's key in its list's reactor.
   Orb::U32 const& seqno() const noexcept { return entry()->ownKey(); }
   Orb::Ptr<Acl::CommunityListEntry const> const& entry() const noexcept { return notifier(); }
-  /// The reactor of the list; null once the entry has left it.
+  /// The reactor of the list; null once the entry has left it, but not when the list or the machine
+  /// went.
   Orb::Ptr<CommListReactor> const& commListReactor() const noexcept { return listSm_; }
   /// Whether nothing is left to compile.
   bool isDone() const noexcept { return isDone_; }
@@ -36,8 +37,9 @@ class ROUTEPOLICY_EXPORT CommListEntryReactor final
   /// Compiles what handleVersion() left to do.
   void catchUp();
 
-  /// The entry has left its list, or its list has left the configuration: reacts to nothing more,
-  /// and runs the delete handler. When there is no memory for that, the reactor stays where it is,
+  /// The entry has left its list: reacts to nothing more, and runs the delete handler. (When its
+  /// list goes, or the machine, this is called only where that is traced: nothing is left to do.)
+  /// When there is no memory for that, the reactor stays where it is,
   /// with its commListReactor(), and this is to be called again.
   void leave();
   /// The delete handler: removes the entry from the first family that holds it; from all that do,

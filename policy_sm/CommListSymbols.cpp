@@ -38,15 +38,16 @@ void deleteSymbolIf(CommListSymbols const& all, Orb::Name const& name,
 
 Orb::Ptr<CommListSymbol> dedupCommListSym(CommListSymbolTable const& table,
                                           CommListSymbols const& all, Orb::Name const& name) {
+  auto const before = all->symbol(name);
   ORB_TRACE(traceSm(), 8, "creating the symbol for community list " << name);
   auto const status = commListStatusFactory(name);
   auto symbol = commListSymbolFactory(name)->dedup(table);
-  // Others may still hold it, as a list left it that had it in another collection.
-  if (all->symbol(name) != symbol) symbol->statusIs(nullptr);
+  auto const old = symbol->status();  // that of another collection, where others hold the symbol
+  if (all->symbol(name) == before || all->symbol(name) != symbol) symbol->statusIs(nullptr);
   Orb::FirstError error;
   error.guard([&] { all->symbolIs(symbol); });
-  // An observer may have removed it again, or compiled an entry into it.
-  if (all->symbol(name) == symbol && !symbol->status()) symbol->statusIs(status);
+  // A trace sink or an observer may have compiled an entry into it, or removed it again.
+  if (!symbol->status()) symbol->statusIs(all->symbol(name) == symbol ? status : old);
   error.rethrow();
   return symbol;
 }

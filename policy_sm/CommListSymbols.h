@@ -23,7 +23,7 @@ struct CommListFamily {
 using CommListFamilies = std::array<CommListFamily, 3>;
 
 /// Installs a symbol, the canonical one of its name, with an empty status. One that an observer of
-/// the collection has removed again is left without a status. Changes nothing when there is no
+/// the collection has removed again keeps the status that it had. Changes nothing when there is no
 /// memory.
 ROUTEPOLICY_EXPORT Orb::Ptr<CommListSymbol> dedupCommListSym(CommListSymbolTable const& table,
                                                              CommListSymbols const& all,
@@ -41,7 +41,7 @@ ROUTEPOLICY_EXPORT void deleteSymbolIfMissingInConfig(
 
 /// Removes one entry: the last one takes the symbol with it, another one leaves a new status behind
 /// and raises the version by one. Returns 1, or 0 when the collection did not hold the entry. A
-/// null status holds none. Changes nothing when there is no memory.
+/// null status holds none. Changes nothing when there is no memory for the new status.
 ROUTEPOLICY_EXPORT Orb::U32 deleteSymbolSeq(CommListSymbols const& all, Orb::Name const& name,
                                             Orb::U32 seqno);
 

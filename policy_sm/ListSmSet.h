@@ -26,9 +26,9 @@ struct MachineNames {
 ///   List                     the configured list
 ///   kLists, lists(config), list(config, name)
 ///                            the root's collection of lists
-///   ListSm                   the reactor of a list: made of a list and the machine, with name(),
-///                            list(), handleInitial() and detach(), which may throw what observers
-///                            throw
+///   ListSm                   the reactor of a list: made of a list and the machine, a
+///                            ListSm::Machine, with name(), list(), handleInitial() and detach(),
+///                            which may throw what observers throw
 ///   names()                  its MachineNames
 template <class Kind>
 class ROUTEPOLICY_EXPORT ListSmSet : public Orb::Reactor<ListSmSet<Kind>, Acl::AclListConfig> {

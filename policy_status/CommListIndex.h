@@ -23,8 +23,8 @@ class PosixRegex;
 ///
 /// An entry of explicit values matches routes that carry all of them, so it is enough to look for
 /// it under one, and that is the one which the fewest entries of the list have. A match looks each
-/// of the route's values up, and compares the entries filed under it, whose number hardly depends
-/// on the length of the list.
+/// of the route's values up, and compares the entries filed under it. Their number hardly depends
+/// on the length of the list, where most entries have a value that few others have.
 ///
 ///  1. entries_ holds the entries of explicit values in ascending sequence number; the values of
 ///     entry i are those of values_ from entries_[i].values to entries_[i + 1].values, ascending.
@@ -50,9 +50,8 @@ class ROUTEPOLICY_EXPORT CommListIndex final : public Orb::RefCounted {
                                                bool isExact) const noexcept;
   /// The expanded entries, in ascending sequence number.
   std::span<Expanded const> expanded() const noexcept { return expanded_; }
-  /// What it takes, in bytes: 16 for each entry of explicit values and 24
-  /// for each expanded one, 12 for each of its values, and 32 to 64 for each
-  /// entry of explicit values.
+  /// What it takes, in bytes: 48 to 80 for each entry of explicit values and 12 for each of its
+  /// values, and 24 for each expanded entry.
   std::size_t bytes() const noexcept;
 
  private:

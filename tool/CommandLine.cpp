@@ -135,7 +135,7 @@ void addListCommands(CLI::App& app, Options& options, Given& given) {
       .add_option_function<std::string>(
           "FILE|KIND", [&given](std::string const& word) { given.words = {word}; }, HelpText::kFile)
       ->type_name("");
-  match.add_option("NAME|PREFIX|PATH", given.more, HelpText::kAsked)->type_name("");
+  match.add_option("NAME|PREFIX|PATH|COMMUNITIES", given.more, HelpText::kAsked)->type_name("");
   match.add_flag("--exact", options.exact, HelpText::kExact);
   addWordOption(match, "--origin", kOrigins, options.origin, given.origin, HelpText::kOrigin);
   addWords(add(Command::compile, "compile", HelpText::kCompile, HelpText::kCompileEnd,

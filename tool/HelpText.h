@@ -64,8 +64,8 @@ that is refused stand the place and the reason, of each engine that refuses it:
 A pattern that the other engine alone accepts is a warning: its entry matches nothing.
 
 With --config, checks the lists of these names, or all of a kind, or all. A list that is not there
-or is empty is an error, and an entry that matches nothing or, of a community list, every route is a
-warning, with its path.
+or is empty is an error, and an entry that matches nothing is a warning, with its path. So is, of a
+community list, one that matches every route, or has what its listType ignores or does not mean.
 
 Examples:
   route-policy check bogons-ipv4.txt customer-ipv4.txt
@@ -123,8 +123,9 @@ inline constexpr char kCompileEnd[] =
     R"(Compiles the list as the routing process does, in time slices of its event loop. Prints the number
 of entries and of slices, the longest slice, and the time and memory that the compiled form takes
 per entry. Of an AS-path list, each pattern is compiled at once, and in slices all of them into one
-automaton, unless that is too large. With --config, each list of these names, or of the kind, is
-compiled by itself.
+automaton, unless that is too large. Of a community list, each entry is compiled at once, and in
+slices an index of those of a family, unless they are few. With --config, each list of these names,
+or of the kind, is compiled by itself.
 
 Examples:
   route-policy compile bogons-ipv4.txt

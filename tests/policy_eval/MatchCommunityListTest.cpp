@@ -113,6 +113,7 @@ TEST(MatchCommunityList, AgreesWithAScanOverRandomLists) {
     };
     for (std::size_t i = below(length); i > 0; --i) addAny(*status);
     addAny(*other);
+    other->prepare();
     for (int step = 0; step < 40; ++step) {
       if (step % 16 == 8) status->prepare();
       if (step == 12 || step == 28) {

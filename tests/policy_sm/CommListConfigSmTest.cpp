@@ -50,6 +50,7 @@ std::string textOf(Entry const& entry, std::string const& engine) {
 }
 std::string contentOf(Status const& status) {
   if (!status) return "";
+  EXPECT_TRUE(status->commVectorRawPtr()->empty() && !status->fromCommSet());
   std::string text = status->name().str() + '\n';
   for (auto const& entry : status->communityListEntry()) {
     EXPECT_TRUE(entry->version() == 0 && entry->commRegexDisplay().empty());
@@ -124,7 +125,10 @@ void expectInLine(CommListWorld& w, bool hasIndexes = true) {
 
 std::string traced(std::function<void()> const& act) {
   std::string lines;
-  Orb::traceSinkIs([&](auto, int, auto line) { (lines += line) += '\n'; });
+  Orb::traceSinkIs([&](auto, int level, auto line) {
+    EXPECT_EQ(level, 8);
+    (lines += line) += '\n';
+  });
   Orb::traceLevelIs("RouteMapSm", 8);
   act();
   Orb::traceReset();
@@ -448,7 +452,15 @@ TEST(CommListSm, StartsOverWhatIsThere) {
   w.list("L")->communityListEntryDel(20);  // in one family by what its reactor knows
   EXPECT_FALSE(kept->status()->communityListEntryHas(20)) << "the first that holds the number";
   EXPECT_TRUE(w.symbol(1, "L") == null && null->status()->communityListEntryHas(20));
+  w.entry("L", 30)->listTypeIs(Acl::largeCommunityStandard);
+  w.entry("L", 30)->versionIs(1);
+  std::string removed;
+  std::list<Observer> removals;
+  for (char const family : {'2', '1', '0'}) {
+    removals.emplace_back(*w.all[family - '0'], [&, family](auto...) { removed += family; });
+  }
   w.config->communityListDel("L");
+  EXPECT_EQ(removed, "012");
   EXPECT_TRUE(!null->status() && null->symbolNotifier()->version() == 2U);
   kept->statusIs(other);  // as when another collection has it still
   w.entry("L", 10)->versionIs(1);
@@ -495,9 +507,17 @@ TEST(CommListSm, MakesIndexesBehindTheStatuses) {
       w.list("L")->communityListEntryDel(1);
       EXPECT_GT(w.settle(), 10) << "in slices";
       EXPECT_FALSE(replaced->index()) << "not gone on with";
-      w.list("L")->communityListEntryDel(3);
+      {
+        TestSupport::ScarceMemory const few(40);
+        w.list("L")->communityListEntryDel(3);
+        w.entry("L", 5)->versionIs(2);
+      }
       w.settle();
       expectInLine(w);
+      for (U32 i = 0; i < 17000; ++i) w.entry("M", i)->versionIs(1);
+      std::size_t const pending = Orb::pendingGarbage();
+      w.config->communityListDel("M");
+      EXPECT_GT(Orb::pendingGarbage(), pending) << "freed in slices";
       continue;
     }
     {

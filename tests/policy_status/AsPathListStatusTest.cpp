@@ -201,6 +201,12 @@ TEST(AsPathListStatus, NotifiesOfRealChangesAndOfAClone) {
 }
 
 TEST(AsPathListStatus, ChangesDropWhatIsDerivedFromWhatTheyChange) {
+  auto const empty = asPathListStatusFactory("M");
+  empty->prepare();
+  auto const from = twoEntries();
+  constexpr auto kEntries = static_cast<Orb::AttrId>(AsPathListStatus::Attr::asPathEntry);
+  Orb::attributeOf(*empty, kEntries).copy(Orb::attributeOf(std::as_const(*from), kEntries));
+  EXPECT_FALSE(empty->isPrepared()) << "copied by name";
   using Change = std::function<void(AsPathListStatus&)>;
   for (auto const& [name, drops, change] :
        {std::tuple{"mode", true, Change([](auto& s) { s.regexModeIs(Acl::regexModePosix); })},

@@ -232,10 +232,13 @@ m "raw 0x0002000100000002" "raw 0x000000010000000200000003" rt "rt x" "foo 1:1" 
 printf '0:2:3\n\n' | c match --json community-list C 2>&- => {"communities":"0:2:3","verdict":"permit","seqno":30,"entry":"seq 30 permit large 0:2:3"} {"communities":"","verdict":"permit","seqno":100,"entry":"seq 100 permit extended"}
 c compile community-list 2>&- | sed -n '/list\|entries/s/  */ /p' => list communityList['C'] entries 12
 c check --json 2>&- | grep -o '"standard".*"withoutEffect":3' => "standard":5,"extended":3,"large":4,"withoutEffect":3
+for i in {1..8}; do printf "$I[$i].%s\n" version=1 community[1:1]; done >$T/d =>
+t --config $T/d compile --json community-list I | grep -c 'indexBytes":[1-9]' => 1
 c set "communityList['N'].communityListEntry[5].community[1:1]=True" =>
 c match --candidate community-list N 1:1; c abort => 1:1	permit	seq 5 permit 1:1 1 edit dropped
 )",
-      "m() { c match community-list C \"$@\" 2>&1 | grep -v warning | sed -E \"s/\\t[a-z]*\\tseq "
+      "I=\"communityList['I'].communityListEntry\"; m() { c match community-list C \"$@\" 2>&1 | "
+      "grep -v warning | sed -E \"s/\\t[a-z]*\\tseq "
       "/,/; "
       "s/(,[0-9]+) .*/\\1/; s/^(comm.*'.*') is.*/\\1/\"; }\n");
 }

@@ -111,9 +111,9 @@ class OrderedMap {
   /// whether the key is new. When this throws, the map is as it was.
   std::pair<Item*, bool> insertOrAssign(Item item);
 
-  /// Removes the item under `key`; whether there was one. Allocates nothing unless another map
-  /// holds its leaf; when that throws, the map is as it was. The item is destroyed last: its
-  /// destructor may use the map.
+  /// Removes the item under `key`; whether there was one. Allocates nothing unless its leaf is
+  /// held elsewhere, by another map or as garbage; when that throws, the map is as it was. The item
+  /// is destroyed last: its destructor may use the map.
   bool erase(Param<Key> key) { return take(key).has_value(); }
   /// Removes the item under `key` and gives it to the caller.
   std::optional<Item> take(Param<Key> key) {

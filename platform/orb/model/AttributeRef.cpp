@@ -271,14 +271,15 @@ bool MutableAttributeRef::copy(AttributeRef from) const {
   if (a.scalar && a.scalar->copy)
     return a.scalar->copy(placeOf(object_, owner_, id_), from.object_);
   if (!a.members) return false;
+  Place const place = placeOf(object_, owner_, id_);
   if (hasNoMember() && !owner_->isWatched()) {
-    assign(from);  // at once, as no observer is to be notified of each key
+    a.members->clear(place);  // of nothing: an owner may have derived something from that
+    assign(from);             // at once, as no observer is to be notified of each key
     if (hasNoMember()) return false;
     owner_->isModifiedIs(true);
     return true;
   }
   bool changed = false;
-  Place const place = placeOf(object_, owner_, id_);
   a.members->differ(object_, from.object_, [&](void const* key, void const*, void const* theirs) {
     changed = true;
     if (theirs) {
