@@ -264,7 +264,7 @@ TEST(CommListSm, IsInLineWhateverChangesMeanwhile) {
       if (left == 0 || below(3) == 0) return;
       --left;
       auto const list = w.list(Orb::Name("L" + std::to_string(below(2))));
-      U32 const seqno = below(round % 2 ? 3 : 12);
+      U32 const seqno = below(round % 4 < 2 ? 3 : 24);
       U32 const what = below(24);
       if (what < 2) w.config->communityListDel(list->name());
       if (what == 2 && round % 4 == 0) w.machine = nullptr;
@@ -547,6 +547,11 @@ TEST(CommListSm, RefusesWhatIsNone) {
   Orb::traceLevelIs("RouteMapSm", 0);
   EXPECT_DEATH(entry->versionIs(1), "unrecognized community list ype: 6\n.*assertion failed");
   Orb::traceReset();
+  entry->listTypeIs(Acl::communityStandard);
+  entry->versionIs(2);
+  sm->communityListEntryIs(entry);
+  sm->newCommunityListEntry(entry);
+  EXPECT_EQ(w.version(0, "L"), 1U) << "they are there";
   w.machine->communityListDelAll();
   sm->communityListEntryIs(entry);
   EXPECT_TRUE(sm->communityListEntry().empty()) << "it has been let go of";
