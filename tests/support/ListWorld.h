@@ -1,48 +1,73 @@
 #pragma once
 
+#include <map>
 #include <string>
 
-#include "platform/orb/loop/ActivityLock.h"
 #include "policy_config/PrefixListFamily.h"
 #include "policy_eval/MatchPrefixList.h"
-#include "policy_sm/RouteMapSm.h"
-#include "tests/support/TestLoop.h"
+#include "tests/support/MachineWorld.h"
 
 namespace TestSupport {
 
-/// The configuration and the compiled lists of one family.
+/// The prefix lists of one family.
 template <class Family>
-struct ListWorld : TestLoop {
-  using Machine = Routing::RouteMap::MachineOf<Family>;
+struct ListWorld : MachineWorld<Routing::RouteMap::MachineOf<Family>> {
   using Entry = typename Family::Entry;
   using List = typename Family::List;
+  using Status = Orb::Ptr<Routing::RouteMap::PrefixListStatus const>;
+  using Compiled = Routing::RouteMap::GenPrefixEntry;
+  using Content = std::multimap<Orb::U32, Compiled>;  // by the numbers of the entries
+  static constexpr bool kIsIpv4 = Family::kFamily == Ipa::ipv4;
+  static constexpr char const* kMachine = kIsIpv4 ? "PrefixList" : "Ipv6PrefixList";
+  static constexpr char const* kAttribute = kIsIpv4 ? "prefixList" : "ipv6PrefixList";
+  static constexpr char const* kListInAssertions = "prefixList";
+  static constexpr Orb::U32 kLongList = 80;  // with four chains that have an index each
+  static constexpr bool kHasSettings = false;
 
-  Orb::Ptr<Acl::AclListConfig> config = Orb::make<Acl::AclListConfig>("root");
-  Orb::Ptr<Routing::RouteMap::AllPrefixListSymbol> all =
-      Routing::RouteMap::allPrefixListSymbolFactory();
-  Orb::Ptr<Routing::RouteMap::PrefixListSymbolDedupTable> table =
-      Routing::RouteMap::prefixListSymbolDedupTableFactory();
-  Orb::Ptr<Machine> machine;
-
-  ~ListWorld() { machine = nullptr; }
-
-  void start() { machine = Orb::make<Machine>(config, all, table); }
-  Orb::Ptr<List> list(Orb::Name const& name) { return Family::listIs(*config, name); }
-  void listDel(Orb::Name const& name) { Family::listDel(*config, name); }
-  Orb::Ptr<typename Machine::ListSm> sm(Orb::Name const& name) {
-    return machine ? machine->listSm(name) : nullptr;
+  void start() {
+    this->machine =
+        Orb::make<Routing::RouteMap::MachineOf<Family>>(this->config, this->all, this->table);
   }
-  Orb::Ptr<Routing::RouteMap::PrefixListSymbol> symbol(Orb::Name const& name) {
-    return all->symbol(name);
-  }
-  Orb::U32 version(Orb::Name const& name) { return symbol(name)->symbolNotifier()->version(); }
+  auto lists() { return Family::lists(*this->config); }
+  Orb::Ptr<List> list(Orb::Name const& name) { return Family::listIs(*this->config, name); }
+  void listDel(Orb::Name const& name) { Family::listDel(*this->config, name); }
 
   /// A permitting entry of a list; bounds that are 0 are not set.
   static Entry entry(Orb::U32 seqno, std::string const& prefix, Orb::U32 ge = 0, Orb::U32 le = 0,
                      Orb::U32 eq = 0, Acl::MatchPermit permit = Acl::permitMatch) {
     return Entry::of(seqno, Family::Prefix::parse(prefix), permit, ge, le, eq);
   }
+  /// The same for the i-th prefix of one length.
+  static Entry entry(Orb::U32 seqno, Orb::U32 i, Orb::U32 ge = 0, Orb::U32 le = 0,
+                     Orb::U32 eq = 0) {
+    char text[32];
+    std::snprintf(text, sizeof text, kIsIpv4 ? "10.%u.0.0/16" : "2001:db8:%x::/48", i);
+    return entry(seqno, text, ge, le, eq);
+  }
   void add(Orb::Name const& name, Entry const& added) { Family::entryIs(*list(name), added); }
+  void settingIs(Orb::U32 /*i*/, bool /*isOn*/) {}
+  static bool isWhole(Status const& /*status*/) { return true; }
+
+  static Content contentOf(Status const& status) {
+    Content entries;
+    status->trie()->forEach([&](auto const&, auto const& head) {
+      auto* entry = static_cast<Routing::RouteMap::PrefixListEntryData const*>(&head);
+      for (; entry; entry = entry->nextEntryData().get())
+        entries.emplace(entry->seqno(), entry->data());
+    });
+    return entries;
+  }
+  static Content modelOf(List const& list) {
+    Content entries;
+    for (auto const& e : Family::entries(list)) entries.emplace(e.seqno(), compiled(e));
+    return entries;
+  }
+  static Compiled compiled(Entry const& e) {
+    Orb::U32 const length = e.prefix().length();
+    Orb::U32 const le = e.le() ? e.le() : e.ge() ? Family::kMaxLength : length;
+    return Compiled::of(e.seqno(), Ipa::IpGenPrefix(e.prefix()), e.permit(),
+                        e.ge() ? e.ge() : length, le, e.eq());
+  }
 };
 
 }  // namespace TestSupport
