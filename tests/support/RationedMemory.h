@@ -24,6 +24,9 @@ struct ScarceMemory {
   ScarceMemory(ScarceMemory const&) = delete;
   ScarceMemory& operator=(ScarceMemory const&) = delete;
   ~ScarceMemory() { grantedAllocations = kPlenty; }
+
+  /// Whether an allocation has failed, or the next one would.
+  bool isSpent() const { return grantedAllocations % kPlenty == 0; }
 };
 
 /// Does it with one more allocation granted each time, until they are enough. Calls `check` each
