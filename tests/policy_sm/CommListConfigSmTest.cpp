@@ -311,6 +311,12 @@ TEST(CommListSm, IsInLineWhateverChangesMeanwhile) {
       left = 0;
       w.start();
     }
+    left = 0;
+    for (auto const& entry : w.list("L1")->communityListEntry()) {
+      auto const status = w.status(familyOf(*entry), "L1");
+      EXPECT_TRUE(entry->version() == 0 ||
+                  (status && status->communityListEntryHas(entry->seqno())));
+    }
     throws = true;
     Orb::traceSinkIs([&](auto...) { silently(); });
     if (round % 3) Orb::traceLevelsAre("RouteMapStatusType/8,RouteMapSm/8");
@@ -341,7 +347,7 @@ TEST(CommListSm, IsInLineWhateverChangesMeanwhile) {
 // anew meanwhile.
 TEST(CommListSm, CatchesUpWhenThereIsMemoryAgain) {
   constexpr U32 kRises[][kFamilies] = {{}, {0, 0, 1}, {0, 1, 0}, {0, 0, 1}, {1, 0, 1}, {1, 0, 0}};
-  for (std::size_t variant = 0; variant < 4 * 8; ++variant) {
+  for (std::size_t variant = 0; variant < 4 * 9; ++variant) {
     int const level = variant & 1 ? 8 : Orb::TraceFacility::kOff;
     for (char const* facility : {"RouteMapSm", "RouteMapStatusType"}) {
       Orb::traceLevelIs(facility, level);
@@ -386,6 +392,7 @@ TEST(CommListSm, CatchesUpWhenThereIsMemoryAgain) {
         if (what == 5) a->communityListEntryIs(0)->versionIs(1);
         if (what == 6) w.machine->communityListIs(a);
         if (what == 7) w.config->communityListDel(a->name());
+        if (what == 8) w.machine->communityList("A")->communityListEntryDel(2);
         w.settle();
         hasFailed = scarce.isSpent();
       } catch (std::bad_alloc const&) {
@@ -405,7 +412,10 @@ TEST(CommListSm, CatchesUpWhenThereIsMemoryAgain) {
       }
       if (what == 5) w.entry("A", 0)->versionIs(1);
       if (what == 6) w.machine->communityListIs(a);
+      if (what == 8) w.machine->communityList("A")->communityListEntryIs(entry);
       w.settle();
+      if (what == 8) entry->permitIs(Acl::denyMatch);
+      if (what == 8) entry->versionInc(1);
       expectInLine(w, false);
       for (std::size_t i = 0; what > 0 && what < 6 && !isStamped && i < kFamilies; ++i) {
         EXPECT_EQ(versionOf(i), before[i] + kRises[what][i]) << i;
@@ -471,6 +481,17 @@ TEST(CommListSm, StartsOverWhatIsThere) {
   fill(0, "L", other);
   EXPECT_EQ(deleteSymbolSeq(w.all[0], "L", 10) + 2 * deleteSymbolSeq(w.all[0], "L", 20), 2U);
   for (int i = 0; i < 2; ++i) deleteSymbolIfExists(w.all[0], "L");
+}
+
+TEST(CommListSm, DeletesWhatIsMissingWhateverObserversThrow) {
+  CommListWorld w;
+  std::list<Observer> throwers;
+  for (char const* name : {"A", "B"}) {
+    auto const symbol = dedupCommListSym(w.tables[0], w.all[0], name);
+    throwers.emplace_back(*symbol->symbolNotifier(), [](auto...) { throw std::runtime_error(""); });
+  }
+  EXPECT_THROW(deleteSymbolIfMissingInConfig(w.all[0], w.config), std::runtime_error);
+  EXPECT_TRUE(w.all[0]->symbol().empty());
 }
 
 // A session stamps what it has changed: an entry with all attributes at their defaults stays out.
