@@ -45,6 +45,22 @@ inline std::string differenceText(Orb::Entity const& before, Orb::Entity const& 
   return lines;
 }
 
+/// Makes an edit of a session: "PATH=TEXT" sets, "PATH" makes and "-PATH" removes.
+inline void edit(Cli::Session::Session& session, std::string_view line) {
+  if (line.starts_with('-')) return void(session.attributeDel(line.substr(1)));
+  auto const [path, text, hasText] = Orb::splitAssignment(line);
+  hasText ? session.attributeTextIs(path, text) : void(session.attributeIs(path));
+}
+
+/// A new session with these edits.
+inline Orb::Ptr<Cli::Session::Session> openWith(Cli::Session::Manager& manager,
+                                                Orb::Name const& name,
+                                                std::initializer_list<char const*> edits) {
+  auto session = manager.open(name);
+  for (auto const* const line : edits) edit(*session, line);
+  return session;
+}
+
 /// What a session would change, a line each, with the texts before and after.
 inline std::string differenceText(Cli::Session::Session& session) {
   std::string lines;

@@ -18,30 +18,20 @@ using TestSupport::thrown;
 TEST(PrefixTest, notAllowedValuesAreRefused) {
   IpAddr const four(0x0a000001);
   Ip6Addr const six(0x20010db800000000, 1);
-  struct {
-    std::string error;
-    char const* expected;
-  } const cases[] = {
-      {thrown<Orb::RangeException>([&] { Prefix(four, 31); }),
-       "Prefix::validAsPrefix != true not allowed"},
-      {thrown<Orb::RangeException>([&] { Prefix::subnet(four, 33); }),
-       "Prefix::length > 32 not allowed"},
-      {thrown<Orb::RangeException>([&] { Ip6Prefix(six, 127); }),
-       "Ip6Prefix::validAsPrefix != true not allowed"},
-      {thrown<Orb::RangeException>([&] { Ip6Prefix(six, 129); }),
-       "Ip6Prefix::length > 128 not allowed"},
-      {thrown<Orb::RangeException>([&] { IpGenPrefix(six, 127); }),
-       "IpGenPrefix::validAsPrefix != true not allowed"},
-      {thrown<Orb::RangeException>([&] { IpGenPrefix(six, 129); }),
-       "IpGenPrefix::length > 128 not allowed"},
-      {thrown<Orb::RangeException>([&] { IpGenPrefix::subnet(four, 256); }),
-       "IpGenPrefix::length > 32 not allowed"},
-      {thrown<Orb::RangeException>([&] { static_cast<void>(Ip6Prefix(IpGenPrefix(four, 32))); }),
-       "IpGenPrefix::family != ipv6 not allowed"},
-      {thrown<Orb::RangeException>([&] { static_cast<void>(Prefix(IpGenPrefix(six, 128))); }),
-       "IpGenPrefix::family != ipv4 not allowed"},
-  };
-  for (auto const& c : cases) EXPECT_EQ(c.error, c.expected);
+  auto const refused = [](auto const& make) { return thrown<Orb::RangeException>(make); };
+  EXPECT_EQ(refused([&] { Prefix(four, 31); }), "Prefix::validAsPrefix != true not allowed");
+  EXPECT_EQ(refused([&] { Prefix::subnet(four, 33); }), "Prefix::length > 32 not allowed");
+  EXPECT_EQ(refused([&] { Ip6Prefix(six, 127); }), "Ip6Prefix::validAsPrefix != true not allowed");
+  EXPECT_EQ(refused([&] { Ip6Prefix(six, 129); }), "Ip6Prefix::length > 128 not allowed");
+  EXPECT_EQ(refused([&] { IpGenPrefix(six, 127); }),
+            "IpGenPrefix::validAsPrefix != true not allowed");
+  EXPECT_EQ(refused([&] { IpGenPrefix(six, 129); }), "IpGenPrefix::length > 128 not allowed");
+  EXPECT_EQ(refused([&] { IpGenPrefix::subnet(four, 256); }),
+            "IpGenPrefix::length > 32 not allowed");
+  EXPECT_EQ(refused([&] { static_cast<void>(Ip6Prefix(IpGenPrefix(four, 32))); }),
+            "IpGenPrefix::family != ipv6 not allowed");
+  EXPECT_EQ(refused([&] { static_cast<void>(Prefix(IpGenPrefix(six, 128))); }),
+            "IpGenPrefix::family != ipv4 not allowed");
 }
 
 TEST(PrefixTest, badTextIsRefusedAndNamed) {

@@ -142,26 +142,6 @@ TEST(EntityCopyTest, EndsThoughWhatItRemovesComesBack) {
   EXPECT_TRUE(to->matchRuleHas(Routing::RouteMap::matchTag));
 }
 
-TEST(EntityCopyTest, OwnedEntitiesAreMadeReplacedAndRemoved) {
-  auto const from = Orb::make<MapEntry>(1U);
-  auto const to = Orb::make<MapEntry>(1U);
-  from->communityDeleteIs("A")->useCommunityListIs(true);
-  EXPECT_TRUE(copy(*to, *from));
-  auto const first = to->communityDelete();
-  EXPECT_FALSE(copy(*to, *from));
-  EXPECT_EQ(to->communityDelete(), first) << "the one that is there is changed, not replaced";
-  from->communityDelete()->flagIs(Acl::commSetAdditive);
-  EXPECT_TRUE(copy(*to, *from));
-  EXPECT_EQ(first->flag(), Acl::commSetAdditive);
-  from->communityDeleteIs("B");
-  EXPECT_TRUE(copy(*to, *from));
-  EXPECT_EQ(to->communityDelete()->name(), "B");
-  EXPECT_FALSE(to->communityDelete()->useCommunityList());
-  from->communityDeleteDel();
-  EXPECT_TRUE(copy(*to, *from));
-  EXPECT_FALSE(to->communityDelete());
-}
-
 TEST(EntityCopyDeathTest, TypesMustBeTheSame) {
   auto const list = Orb::make<Acl::PrefixList>("l");
   auto const other = Orb::make<Acl::Ipv6PrefixList>("l");

@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <functional>
-
 #include "platform/session/Session.h"
 #include "tests/support/PolicyRoots.h"
 #include "tests/support/ScarceMemory.h"
@@ -12,6 +10,7 @@ namespace {
 
 using Cli::Session::CommitReport;
 using Cli::Session::Session;
+using TestSupport::openWith;
 using TestSupport::PolicyRoots;
 using TestSupport::ScarceMemory;
 
@@ -29,38 +28,35 @@ struct World {
     for (Orb::U32 i : {10U, 20U, 30U}) map->mapEntryIs(i)->communityDeleteIs("C");
     roots.lists->prefixListIs("P");
     roots.lists->prefixListIs("Q");
-    auto const first = manager->open("first");
-    session = manager->open("second");
-    session->attributeTextIs("routeMap['M'].mapEntry[10].weight", "2");
-    session->edit<Routing::RouteMap::Map>("routeMap['M']")->mapEntryDel(30);
-    session->edit<Routing::RouteMap::Map>("routeMap['M']")->mapEntryIs(50)->weightIs(5);
-    session->attributeTextIs("prefixList['P'].source", "'second'");
-    session->attributeTextIs("regexMode", "regexModePosix");
-    first->attributeTextIs("routeMap['M'].mapEntry[10].weight", "1");
-    first->attributeTextIs("routeMap['M'].mapEntry[40].communityDelete['D'].flag", "commSetNone");
-    first->attributeDel("routeMap['M'].mapEntry[20]");
-    first->attributeTextIs("prefixList['P'].prefixEntry[10].ge", "9");
+    auto const first =
+        openWith(*manager, "first",
+                 {"routeMap['M'].mapEntry[10].weight=1", "-routeMap['M'].mapEntry[20]",
+                  "routeMap['M'].mapEntry[40].communityDelete['D'].flag=commSetNone",
+                  "prefixList['P'].prefixEntry[10].ge=9"});
+    session = openWith(*manager, "second",
+                       {"routeMap['M'].mapEntry[10].weight=2", "prefixList['P'].source='second'",
+                        "regexMode=regexModePosix"});
+    auto const mine = session->edit<Routing::RouteMap::Map>("routeMap['M']");
+    mine->mapEntryDel(30);
+    mine->mapEntryIs(50)->weightIs(5);
     EXPECT_TRUE(first->commit().isComplete());
   }
   std::string shown() const { return TestSupport::differenceText(*session); }
 };
 
 TEST(SessionMemory, WhatFailsLeavesTheSessionAsItWas) {
-  using Act = std::function<void(Session&)>;
-  for (Act const& act : std::vector<Act>{
-           [](Session& s) { s.attributeTextIs("routeMap['M'].mapEntry[60].tag", "5"); },
-           [](Session& s) {
-             s.attributeTextIs("prefixList['Q'].source", "'a long text, not kept'");
-           },
-           [](Session& s) { s.attributeTextIs("prefixListModeCount", "3"); },
-           [](Session& s) { s.attributeTextIs("routeMap['N'].mapEntry[1].weight", "5"); },
-           [](Session& s) { s.attributeIs("routeMap['M'].mapEntry[40]"); },
-           [](Session& s) { s.edit<Acl::Ipv6PrefixList>("ipv6PrefixList['V']"); },
-           [](Session& s) { s.attributeDel("routeMap['M'].mapEntry[10]"); },
-           [](Session& s) { s.attributeDel("prefixList['Q']"); },
-           [](Session& s) { s.attributeDel("prefixList"); },
-           [](Session& s) { s.attributeText("routeMap"); },
-           [](Session& s) { s.difference([](Orb::Difference const&) {}); }}) {
+  // As edit() takes them; "?PATH" and "?" read, "+PATH" asks for a list.
+  for (std::string_view const line :
+       {"routeMap['M'].mapEntry[60].tag=5", "prefixList['Q'].source='a long text, not kept'",
+        "prefixListModeCount=3", "routeMap['N'].mapEntry[1].weight=5", "routeMap['M'].mapEntry[40]",
+        "-routeMap['M'].mapEntry[10]", "-prefixList['Q']", "-prefixList", "?routeMap", "?",
+        "+ipv6PrefixList['V']"}) {
+    auto const act = [line](Session& s) {
+      if (line == "?") return s.difference([](Orb::Difference const&) {});
+      if (line[0] == '?') return void(s.attributeText(line.substr(1)));
+      if (line[0] == '+') return void(s.edit<Acl::Ipv6PrefixList>(line.substr(1)));
+      TestSupport::edit(s, line);
+    };
     World const untouched;
     std::string const before = untouched.shown();
     act(*untouched.session);

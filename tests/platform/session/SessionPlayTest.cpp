@@ -79,23 +79,27 @@ bool writesOver(Strings const& paths, std::string const& other) {
   return std::any_of(paths.begin(), paths.end(), [&](auto const& p) { return isWithin(other, p); });
 }
 
+/// What a session says of a place.
+enum Claim : unsigned { modified = 1, masked = 2, kept = 4, made = 8 };
+
 /// What a session has done to one map.
 struct Edits {
   Tree base;
   Tree mine;  // the entities that it made, modified or wants to be there
-  Strings modified, masked, kept, made;
+  std::map<std::string, unsigned> claims;
   std::vector<std::pair<std::string, Strings>> foreign;  // who changed what since
 
+  bool has(std::string const& place, unsigned claim) const {
+    auto const at = claims.find(place);
+    return at != claims.end() && (at->second & claim) != 0;
+  }
   bool reach(std::string const& place) const {
-    auto const isIn = [&](Strings const& places) {
-      return std::any_of(places.begin(), places.end(),
-                         [&](std::string const& p) { return isWithin(p, place); });
-    };
-    return isIn(modified) || isIn(masked) || isIn(kept) || isIn(made);
+    return std::any_of(claims.begin(), claims.end(),
+                       [&](auto const& claim) { return isWithin(claim.first, place); });
   }
 
   void show(Tree const& running, Tree const& from, std::string const& place, Tree& shown) const {
-    if (masked.contains(place)) return void(shown.merge(within(mine, place)));
+    if (has(place, masked)) return void(shown.merge(within(mine, place)));
     auto const own = mine.find(place);
     auto const runs = running.find(place);
     std::string const name = own == mine.end() ? "" : own->second.name;
@@ -104,7 +108,7 @@ struct Edits {
     if (!isThere && !isOurs) return;
     auto const began = from.find(place);
     Tree const ofBase =  // what it made has nothing of the base
-        began == from.end() || made.contains(place) ? Tree() : within(from, place);
+        began == from.end() || has(place, made) ? Tree() : within(from, place);
     Tree source;
     if (isThere) {
       source = within(running, place);
@@ -112,7 +116,7 @@ struct Edits {
       source = ofBase;
     }
     Node& node = shown[place] = source.contains(place) ? source[place] : Node{name, ""};
-    if (modified.contains(place)) node = own->second;
+    if (has(place, modified)) node = own->second;
     Strings below;
     auto const add = [&](std::string p) {  // the place right below, on the way to p
       if (!isWithin(p, place)) return;
@@ -120,9 +124,7 @@ struct Edits {
       if (p != place) below.insert(p);
     };
     for (auto const& [p, ignored] : source) add(p);
-    for (Strings const* const places : {&modified, &masked, &kept, &made}) {
-      for (std::string const& p : *places) add(p);
-    }
+    for (auto const& [p, ignored] : claims) add(p);
     for (std::string const& p : below) show(source, ofBase, p, shown);
   }
 };
@@ -155,9 +157,8 @@ struct Model {
     Edits& edits = touch(running, unit);
     auto const there = shown.find(place);
     if (there != shown.end() && there->second.name == name) return there->second;
-    if (running.contains(place)) edits.masked.insert(place);
-    edits.made.insert(place);
-    edits.modified.erase(place);
+    unsigned& claim = edits.claims[place];
+    claim = (claim & ~modified) | made | (running.contains(place) ? masked : 0U);
     return edits.mine[place] = {name, ""};
   }
 };
@@ -209,14 +210,14 @@ class SessionPlay : public testing::TestWithParam<unsigned> {
   void modify(int i, std::string const& place, Node const& node) {
     Edits& edits = model_[i].touch(running_, place.substr(0, place.find('.')));
     edits.mine[place] = node;
-    edits.modified.insert(place);
+    edits.claims[place] |= modified;
   }
   void make(int i, std::string const& place, std::string const& name) {
     log("make " + pathOf(place, name));
     session_[i]->attributeIs(pathOf(place, name));
     Node const node = model_[i].make(running_, place, name);
     Edits& edits = model_[i].touch(running_, place.substr(0, place.find('.')));
-    edits.kept.insert(place);
+    edits.claims[place] |= kept;
     edits.mine.try_emplace(place, node);
   }
   void remove(int i, std::string const& place, std::string const& name) {
@@ -227,7 +228,7 @@ class SessionPlay : public testing::TestWithParam<unsigned> {
     bool const isThere = there != shown.end() && there->second.name == name;
     Edits* const had = model_[i].units.contains(unit) ? &model_[i].units[unit] : nullptr;
     // By a mutator, that is an edit if there is something of others to remove.
-    bool const isOwn = had && (had->made.contains(place) || had->masked.contains(place));
+    bool const isOwn = had && had->has(place, made | masked);
     if (place != unit && isThere && running_.contains(place) && !isOwn && pick(2)) {
       removeByMutator(*session_[i], place);
     } else {
@@ -235,12 +236,12 @@ class SessionPlay : public testing::TestWithParam<unsigned> {
     }
     if (!isThere) return;
     Edits& edits = model_[i].touch(running_, unit);
-    auto const isGone = [&](auto const& p) { return isWithin(p, place); };
-    std::erase_if(edits.mine, [&](auto const& item) { return isGone(item.first); });
-    std::erase_if(edits.modified, isGone);
-    std::erase_if(edits.kept, isGone);
-    std::erase_if(edits.made, isGone);
-    edits.masked.insert(place);
+    std::erase_if(edits.mine, [&](auto const& item) { return isWithin(item.first, place); });
+    for (auto& [p, claim] : edits.claims) {
+      if (isWithin(p, place)) claim &= masked;
+    }
+    std::erase_if(edits.claims, [](auto const& item) { return item.second == 0; });
+    edits.claims[place] |= masked;
   }
 
   static void removeByMutator(Session& session, std::string const& place) {
@@ -257,34 +258,27 @@ class SessionPlay : public testing::TestWithParam<unsigned> {
     log("look");
     Session& s = *session_[i];
     std::string const keys = s.attributeText("routeMap");
-    for (char const* const unit : kMaps) {
-      Tree shown;
-      Strings places = {unit};
-      for (auto const* const entry : {".mapEntry[10]", ".mapEntry[20]"}) {
-        places.insert(unit + std::string(entry));
-        places.insert(unit + std::string(entry) + ".communityDelete");
+    auto const read = [&](std::string const& path) {
+      try {
+        return s.attributeText(path);
+      } catch (Orb::RangeException const&) {
+        return std::string();
       }
-      for (std::string const& place : places) {
-        auto const read = [&](std::string const& path) {
-          try {
-            return s.attributeText(path);
-          } catch (Orb::RangeException const&) {
-            return std::string();
-          }
-        };
-        std::string name;
-        if (isSet(place)) {
-          name = read(place);
-          if (name.empty() || name == "None") continue;
-          name = name.substr(1, name.size() - 2);
-        } else if (read(place).empty()) {
-          continue;
-        }
+    };
+    for (std::string const unit : kMaps) {
+      Tree shown;
+      std::string const ten = unit + ".mapEntry[10]";
+      std::string const twenty = unit + ".mapEntry[20]";
+      for (std::string const& place :
+           {unit, ten, ten + ".communityDelete", twenty, twenty + ".communityDelete"}) {
+        std::string name = read(place);
+        if (name.empty() || name == "None") continue;
+        name = isSet(place) ? name.substr(1, name.size() - 2) : "";
         std::string const text = read(valuePath(place, name));
         shown[place] = {name, text == "None" || text == "commSetDefault" ? "" : text};
       }
       ASSERT_EQ(shown, model_[i].view(running_, unit)) << unit << '\n' << log_;
-      bool const isListed = keys.find(std::string(unit).substr(9, 3)) != keys.npos;
+      bool const isListed = keys.find(unit.substr(9, 3)) != keys.npos;
       ASSERT_EQ(isListed, shown.contains(unit)) << unit << '\n' << log_;
     }
   }
@@ -325,6 +319,19 @@ class SessionPlay : public testing::TestWithParam<unsigned> {
     look(i);
   }
 
+  void step() {
+    int const i = actor_ = pick(3);
+    std::string const place = pickPlace();
+    std::string const name = isSet(place) ? (pick(2) ? "X" : "Y") : "";
+    int const act = pick(12);
+    if (act < 2) return commit(i);
+    if (act < 4) return look(i);
+    if (act < 5) return make(i, place, name);
+    if (act < 7) return remove(i, place, name);
+    if (act > 7) return set(i, place, name, pickValue(place));
+    if (isEntry(place)) mutate(i, place, pickValue(place));
+  }
+
   void log(std::string const& what) { log_ += name_[actor_] + ' ' + what + '\n'; }
 
   std::mt19937 random_{GetParam()};
@@ -340,33 +347,7 @@ class SessionPlay : public testing::TestWithParam<unsigned> {
 };
 
 TEST_P(SessionPlay, ShowsCommitsAndReportsWhatTheModelDoes) {
-  for (int step = 0; step < 400 && !HasFatalFailure(); ++step) {
-    actor_ = pick(3);
-    std::string const place = pickPlace();
-    std::string const name = isSet(place) ? (pick(2) ? "X" : "Y") : "";
-    switch (pick(12)) {
-      case 0:
-      case 1:
-        commit(actor_);
-        break;
-      case 2:
-      case 3:
-        look(actor_);
-        break;
-      case 4:
-        make(actor_, place, name);
-        break;
-      case 5:
-      case 6:
-        remove(actor_, place, name);
-        break;
-      case 7:
-        if (isEntry(place)) mutate(actor_, place, pickValue(place));
-        break;
-      default:
-        set(actor_, place, name, pickValue(place));
-    }
-  }
+  for (int i = 0; i < 400 && !HasFatalFailure(); ++i) step();
 }
 
 INSTANTIATE_TEST_SUITE_P(Seeds, SessionPlay, testing::Range(1U, 41U));
