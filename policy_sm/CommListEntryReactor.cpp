@@ -9,6 +9,13 @@
 
 namespace Routing::RouteMap {
 
+namespace {
+
+/// The next turn goes on: an observer may undo each of them.
+constexpr int kMostRounds = 100;
+
+}  // namespace
+
 CommListEntryReactor::CommListEntryReactor(Orb::Ptr<Acl::CommunityListEntry const> entry,
                                            Orb::Ptr<CommListReactor> listSm)
     : Reactor(std::move(entry)), listSm_(std::move(listSm)) {}
@@ -39,7 +46,7 @@ void CommListEntryReactor::handleVersion() {
 void CommListEntryReactor::catchUp() {
   Orb::Ptr<CommListEntryReactor> const alive(this);
   Orb::FirstError error;
-  while (isAtWork() && !isDone_) {
+  for (int round = 0; isAtWork() && !isDone_ && round < kMostRounds; ++round) {
     if (entry()->version() == 0) {
       isDone_ = true;
       error.guard([] { ORB_TRACE(traceSm(), 8, "version is yet to be set"); });

@@ -29,8 +29,9 @@ class ROUTEPOLICY_EXPORT CommListEntryReactor final
   bool isDone() const noexcept { return isDone_; }
 
   /// Compiles the entry; run by the list's reactor at first. Trace sinks and observers may do what
-  /// they like meanwhile: what they make stale is compiled again, and not published. When there is
-  /// no memory, the next turn repeats it. A list type that is none is a fatal assertion.
+  /// they like meanwhile: what they make stale is compiled again, and not published. When they do
+  /// so again and again, or there is no memory, the next turn goes on. A list type above 5 is
+  /// fatal.
   void handleVersion();
   /// Whether leave() has been called.
   bool isLeaving() const noexcept { return isLeaving_; }

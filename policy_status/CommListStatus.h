@@ -44,9 +44,9 @@ class ROUTEPOLICY_EXPORT CommListStatus final : public Keel::BaseNotifyingType {
 
   /// Compiles an expression, as it stands, for the entry of that number. One that does not compile
   /// is traced, level 6, and changes nothing: what was compiled for the number before stays. So is
-  /// one with a NUL, and one for which regcomp() finds no memory: it takes as much as the pattern
-  /// asks for, and does not say which of the two was wrong. Throws std::bad_alloc, with nothing
-  /// changed, for want of memory outside of regcomp().
+  /// one with a NUL, one that is beyond the bounds of platform/regex/PosixBounds.h, and one for
+  /// which regcomp() finds no memory, which it says of some wrong ones too. Throws std::bad_alloc,
+  /// with nothing changed, for want of memory outside of regcomp().
   void regexAdd(Orb::U32 seqno, Orb::String regexStr);
   void regexDel(Orb::U32 seqno) { regexMapDel(seqno); }
   /// The engine, or null.

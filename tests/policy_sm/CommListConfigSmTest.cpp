@@ -481,6 +481,14 @@ TEST(CommListSm, StartsOverWhatIsThere) {
   fill(0, "L", other);
   EXPECT_EQ(deleteSymbolSeq(w.all[0], "L", 10) + 2 * deleteSymbolSeq(w.all[0], "L", 20), 2U);
   for (int i = 0; i < 2; ++i) deleteSymbolIfExists(w.all[0], "L");
+  int left = 5000;
+  Observer const remover(*w.all[0], [&](auto...) {
+    if (left-- > 0) w.all[0]->symbolDel("L");
+  });
+  w.entry("L", 30)->versionIs(1);
+  EXPECT_GT(left, 1000) << "what observers undo again and again waits for the next turn";
+  w.settle();
+  expectInLine(w);
 }
 
 TEST(CommListSm, DeletesWhatIsMissingWhateverObserversThrow) {

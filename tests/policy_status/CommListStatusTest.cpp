@@ -48,7 +48,18 @@ TEST(CommListStatus, KeepsWhatIsCompiledWhenAnExpressionIsRefused) {
   auto const engine = status->regex(10);
   std::string const method = "void Routing::RouteMap::CommListStatus::regexAdd(U32, Orb::String)";
   std::string const refusal = "6 " + method + "Failed to compile '";
-  for (std::string const& refused : {std::string("["), std::string("6\0]", 3)}) {
+  auto const times = [](int count, std::string const& text) {
+    std::string all;
+    while (count-- > 0) all += text;
+    return all;
+  };
+  // Beyond the bounds the system's engine would end the process, or take hours or gigabytes.
+  for (std::string const& refused :
+       {std::string("["), std::string("6\0]", 3), times(20000, "(") + "a" + times(20000, ")"),
+        "a" + times(30, "+"), "a" + times(3000, "*"), "[]*+?]" + times(30, "{2}"),
+        std::string("(((a{9}){1,999}){,999}){9,}"), times(300, "\\b") + "a",
+        "^" + times(20, "(a*)*"), "(" + times(20, "(^|a)*") + ")*",
+        "(" + times(400, "(a*)*|") + ")*"}) {
     Traced traced(7);
     status->regexAdd(10, refused);
     EXPECT_EQ(traced.lines, refusal + refused + "'\n");
@@ -64,6 +75,13 @@ TEST(CommListStatus, KeepsWhatIsCompiledWhenAnExpressionIsRefused) {
   status->regexAdd(10, "_");
   EXPECT_NE(status->regex(10), engine);
   EXPECT_EQ(status->regex(10)->execute("65000:1"), REG_NOMATCH) << "no translation";
+  for (std::string const& taken :
+       {times(1000, "65000:1|") + "1", times(200, "[]+*{9}(]?\\(?\\+?"),
+        times(400, "(") + "a" + times(400, ")") + "?",
+        times(600, "(^| )65000:[0-9]{1,5}( |$)|") + "1", std::string("a{,9}{,}\\b")}) {
+    status->regexAdd(10, taken);
+    EXPECT_EQ(status->regex(10)->execute("1"), 0) << taken;
+  }
   status->regexDel(10);
   status->regexDel(10);
   EXPECT_EQ(status->regex(10), nullptr);
