@@ -7,10 +7,10 @@
 #include <vector>
 
 #include "platform/orb/base/Error.h"
-#include "platform/orb/base/Trace.h"
 #include "platform/orb/loop/Activity.h"
 #include "platform/orb/loop/Reaper.h"
 #include "tests/support/ScarceMemory.h"
+#include "tests/support/Traced.h"
 
 namespace {
 
@@ -158,23 +158,15 @@ TEST(PrefixListEntryData, NullsAndTraces) {
   EXPECT_FALSE(c.head->removeData(nullptr)) << "on purpose";
   EXPECT_DEATH(c.head->insertData(nullptr), "assertion failed: data");
 
-  std::vector<std::string> lines;
-  Orb::traceSinkIs([&](std::string_view, int level, std::string_view line) {
-    EXPECT_EQ(level, 6);
-    lines.emplace_back(line);
-  });
-  c.insert(entry(20));
-  EXPECT_TRUE(lines.empty());
-  Orb::traceLevelIs("RouteMapStatusType", 6);
+  TestSupport::Traced const traced(6);
   c.insert(entry(30));
   c.remove(99);
-  Orb::traceReset();
   std::string const method =
-      "virtual Routing::PrefixData::Ptr Routing::RouteMap::PrefixListEntryData::";
-  EXPECT_EQ(lines,
-            (std::vector{method + "insertData(const Ptr&) inserting " + Orb::toText(entry(30)),
-                         method + "removeData(const Ptr&) removing " + Orb::toText(entry(99)),
-                         method + "removeData(const Ptr&)no element with seq: 99 in the list"}));
+      "6 virtual Routing::PrefixData::Ptr Routing::RouteMap::PrefixListEntryData::";
+  EXPECT_EQ(traced.lines, method + "insertData(const Ptr&) inserting " + Orb::toText(entry(30)) +
+                              '\n' + method + "removeData(const Ptr&) removing " +
+                              Orb::toText(entry(99)) + '\n' + method +
+                              "removeData(const Ptr&)no element with seq: 99 in the list\n");
 }
 
 TEST(PrefixListEntryData, EntriesNameTheirFields) {
@@ -210,6 +202,8 @@ TEST(PolicySymbol, IsDeduplicatedByNameAlone) {
   Orb::U32 const h = Orb::String("A").hash();
   Orb::U32 const b = h * 9 ^ h * 9 >> 11;
   EXPECT_EQ(first->hash(), b * 32769);
+  EXPECT_EQ(Orb::inspect(*allPrefixListSymbolFactory()).substr(0, 38),
+            "Routing::RouteMap::AllPrefixListSymbol");
 }
 
 TEST(PolicySymbol, RaisesItsVersion) {
@@ -236,16 +230,6 @@ TEST(PolicySymbol, RaisesItsVersion) {
   symbol = prefixListSymbolFactory("A");
   EXPECT_TRUE(symbol->symbolNotifierDel());
   EXPECT_EQ(symbol->versionInc(1), 0U) << "there is nothing to raise";
-}
-
-TEST(AllPrefixListSymbol, KeepsOneSymbolOfAName) {
-  auto const all = allPrefixListSymbolFactory();
-  all->symbolIs(prefixListSymbolFactory("A"));
-  auto const other = prefixListSymbolFactory("A");
-  all->symbolIs(other);
-  EXPECT_EQ(all->symbol("A"), other);
-  EXPECT_EQ(all->symbol().size(), 1U);
-  EXPECT_EQ(Orb::inspect(*all).substr(0, 38), "Routing::RouteMap::AllPrefixListSymbol");
 }
 
 }  // namespace
