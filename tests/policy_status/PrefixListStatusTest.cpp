@@ -9,6 +9,7 @@
 #include "platform/orb/base/Error.h"
 #include "platform/orb/loop/Activity.h"
 #include "platform/orb/loop/Reaper.h"
+#include "tests/support/Observer.h"
 #include "tests/support/ScarceMemory.h"
 #include "tests/support/Traced.h"
 
@@ -16,6 +17,7 @@ namespace {
 
 using namespace Routing::RouteMap;
 using Data = Orb::Ptr<Routing::PrefixData>;
+using TestSupport::Observer;
 
 using Entries = std::vector<GenPrefixEntry>;
 
@@ -177,17 +179,6 @@ TEST(PrefixListEntryData, EntriesNameTheirFields) {
             "Value('Routing::RouteMap::SeqPrefix', ** {'seqno': 0, 'prefix': 0.0.0.0/0})");
 }
 
-struct Listener final : PolicySymbolNotifier::Notifiee {
-  explicit Listener(Orb::Ptr<PolicySymbolNotifier const> const& n) { notifierIs(n); }
-  ~Listener() = default;
-  void onVersion() override {
-    ++notified;
-    then();
-  }
-  int notified = 0;
-  std::function<void()> then = [] {};
-};
-
 TEST(PolicySymbol, IsDeduplicatedByNameAlone) {
   auto const table = prefixListSymbolDedupTableFactory();
   auto fresh = prefixListSymbolFactory("A");
@@ -210,7 +201,7 @@ TEST(PolicySymbol, RaisesItsVersion) {
   auto symbol = prefixListSymbolFactory("A");
   ASSERT_TRUE(symbol->symbolNotifier());
   EXPECT_EQ(symbol->symbolNotifierIs(), symbol->symbolNotifier());
-  Listener listener(symbol->symbolNotifier());
+  Observer listener(*symbol->symbolNotifier());
   EXPECT_EQ(symbol->versionInc(4294967295U), 4294967295U);
   EXPECT_EQ(symbol->versionInc(0), 4294967295U);
   EXPECT_EQ(listener.notified, 1);
@@ -218,13 +209,13 @@ TEST(PolicySymbol, RaisesItsVersion) {
   symbol->symbolNotifier()->versionIs(0);
   EXPECT_EQ(listener.notified, 2);
 
-  auto const late = std::make_unique<Listener>(nullptr);
-  listener.then = [&] {  // drops the symbol with its notifier in the notice
-    late->notifierIs(symbol->symbolNotifier());
+  Observer late([](auto...) {});
+  listener.changed = [&](auto...) {  // drops the symbol with its notifier in the notice
+    symbol->symbolNotifier()->notifieeIs(late);
     symbol = nullptr;
   };
   EXPECT_EQ(symbol->versionInc(7), 7U);
-  EXPECT_EQ(late->notified, 0);
+  EXPECT_EQ(late.notified, 0);
   EXPECT_FALSE(listener.isLinked());
 
   symbol = prefixListSymbolFactory("A");
