@@ -11,8 +11,9 @@ namespace Routing::AsPath {
 /// time nor the memory that it takes: one more "+" doubles both. True for what takes some 20 MB and
 /// a fraction of a second, as far as that can be estimated: for up to a thousand plain
 /// alternatives, groups and repetitions nested up to 500 deep, and, where a part that may take
-/// nothing is repeated, 40 characters and operators, counted as often as they are repeated. Of what
-/// is no expression, it is true as far as that is read. Throws std::bad_alloc.
+/// nothing is repeated, 40 characters and operators, counted as often as they are repeated, and two
+/// anchors or back-references. Of what is no expression, it is true as far as that is read. Throws
+/// std::bad_alloc.
 ROUTEPOLICY_EXPORT bool isWithinPosixBounds(std::string_view expression);
 
 }  // namespace Routing::AsPath

@@ -2,10 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/orb/base/Trace.h"
 #include "tests/support/FillTree.h"
 #include "tests/support/Observer.h"
 #include "tests/support/PolicyRoots.h"
+#include "tests/support/Traced.h"
 
 using namespace Routing::RouteMap;
 using Cli::Session::EntityCopy;
@@ -32,11 +32,10 @@ TEST(CopyHandlersTest, RaiseTheVersionByOneWhenTheCopyChangedSomething) {
   Cli::Session::HandlerTable::fillDirectory(*dir);
   table->directoryIs(*dir);
   EXPECT_EQ(table->handlers().size(), 5U);
+  EXPECT_FALSE(table->handler(dir->type()));
+  EXPECT_THROW(table->handlerIs(nullptr), Orb::RangeException);
   auto const engine = Orb::make<EntityCopy>();
-  std::string lines;
-  Orb::traceSinkIs([&](std::string_view facility, int level, std::string_view line) {
-    lines += std::string(facility) + '/' + std::to_string(level) + ' ' + std::string(line) + '\n';
-  });
+  TestSupport::Traced traced(7, "RouteMapCopy");
   for (auto const& handler : table->handlers()) {
     SCOPED_TRACE(handler->type().name);
     Orb::TypeInfo const& type = *Orb::entityType(handler->handledType());
@@ -49,16 +48,15 @@ TEST(CopyHandlersTest, RaiseTheVersionByOneWhenTheCopyChangedSomething) {
     EXPECT_TRUE(handler->handleEntity(engine, to, from, "it"));
     EXPECT_EQ(versionOf(*to), 1U);
     EXPECT_EQ(TestSupport::differenceText(*to, *from), "");
-    EXPECT_EQ(lines, "");
+    EXPECT_EQ(traced.lines, "");
     Orb::traceLevelIs("RouteMapCopy", 8);
     EXPECT_FALSE(handler->handleEntity(engine, to, from, "it"));
     Orb::traceLevelIs("RouteMapCopy", 7);
     EXPECT_EQ(versionOf(*to), 1U);
-    EXPECT_EQ(std::exchange(lines, {}),
-              "RouteMapCopy/8 virtual bool " + std::string(handler->type().name) +
+    EXPECT_EQ(std::exchange(traced.lines, {}),
+              "8 virtual bool " + std::string(handler->type().name) +
                   "::handleEntity(const Ptr&, const Ptr&, const PtrConst&, Orb::String): it\n");
   }
-  Orb::traceReset();
 }
 
 TEST(CopyHandlersTest, TheMapsEntriesAreRaisedByEveryCopy) {

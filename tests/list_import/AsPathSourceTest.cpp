@@ -118,39 +118,16 @@ TEST(AsPathSource, HandlesRepeatedExpressions) {
             "2: Error: Invalid BGPOrigin x");
 }
 
-TEST(AsPathEntries, RemoveTheVeryEntry) {
+TEST(AsPathEntries, AreRemovedByNumberAndExpression) {
   AsPathEntries entries;
-  auto const add = [&](Orb::U32 seqno, char const* regex) {
+  for (auto const& [seqno, regex] : {std::pair{1U, "p"}, {2U, "p"}, {3U, "q"}}) {
     entries.add(AsPathEntry::of(seqno, Orb::String(regex), denyMatch, bgpAny, true, true));
-  };
-  add(1, "p");
-  add(2, "p");
-  add(3, "q");
+  }
   entries.removeEntry(1, "p");
   EXPECT_EQ(entries.withRegex("p"), AsPathEntries::kNone) << "the whole key is gone";
-  EXPECT_FALSE(entries.seqnoHas(1));
   EXPECT_DEATH(entries.removeEntry(1, "q"), "seqnoDictIter != seqnoDict.end\\(\\)");
   EXPECT_DEATH(entries.removeEntry(2, "p"), "asPathDictIter != asPathDict.end\\(\\)");
   EXPECT_DEATH(entries.removeEntry(2, "q"), "collIter != collection.end\\(\\)");
-  add(4, "p");
-  entries.removeEntry(2, "p");  // not seen by duplicate checks any more, but there
-  std::string left;
-  entries.forEach([&](AsPathEntry const& entry) { left += std::to_string(entry.seqno()) + ' '; });
-  EXPECT_EQ(left, "3 4 ");
-  EXPECT_EQ(entries.size(), 2U);
-}
-
-TEST(AsPathSource, SaysWhyAFileCannotBeRead) {
-  for (auto [path, reason] :
-       {std::pair{"/tmp/no/such/file", "No such file or directory"}, {"/tmp", "Is a directory"}}) {
-    AsPathList list("A");
-    AsPathUrlLoadReturnStatus status;
-    auto const result = importAsPathList(list, path, duplicateError, false, status);
-    EXPECT_EQ(status.errorStr(), "Error: input file open error: "s + reason);
-    EXPECT_EQ(result.message, status.errorStr());
-    EXPECT_TRUE(result.isFileError());
-    EXPECT_STREQ(std::strerror(result.errorNumber), reason);
-  }
 }
 
 // The status is written while the file is read, without the lock; the list once that is held again.

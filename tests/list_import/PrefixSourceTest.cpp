@@ -16,6 +16,7 @@
 #include "tests/list_import/TempFile.h"
 #include "tests/support/Observer.h"
 #include "tests/support/ScarceMemory.h"
+#include "tests/support/Thrown.h"
 
 namespace {
 
@@ -60,8 +61,10 @@ TEST(PrefixSource, CutsTheFileIntoLines) {
   }
 }
 
-TEST(PrefixSource, SaysWhyAFileCannotBeRead) {
+TEST(Sources, SayWhyAFileCannotBeRead) {
   PrefixList list("P");
+  AsPathList asPathList("A");
+  AsPathUrlLoadReturnStatus status;
   for (auto [path, reason] :
        {std::pair{"/tmp/no/such/file", "No such file or directory"}, {"/tmp", "Is a directory"}}) {
     auto const result = importPrefixList<Ipv4Family>(list, path, duplicateError);
@@ -69,6 +72,8 @@ TEST(PrefixSource, SaysWhyAFileCannotBeRead) {
     EXPECT_EQ(result.message, result.error);
     EXPECT_TRUE(result.isFileError());
     EXPECT_STREQ(std::strerror(result.errorNumber), reason);
+    EXPECT_TRUE(importAsPathList(asPathList, path, duplicateError, false, status).isFileError());
+    EXPECT_EQ(status.errorStr(), "Error: input file open error: "s + reason);
   }
   std::string const text = "permit 1.0.0.0/8\ndeny 2.0.0.0/8\nper";
   int ends[2];
@@ -122,78 +127,68 @@ long failures(Entries const& entries, Do const& act) {
   return TestSupport::withEverMoreMemory(act, [&] { ASSERT_EQ(entries, before); });
 }
 
-// Half of the numbers are in the list already, and one is in the file twice.
-TEST(PrefixSource, AddsOrCopiesAllOrNothingWhenMemoryRunsOut) {
+// Half of the numbers are in the lists already, and one is in each file twice.
+TEST(Sources, AreAddedOrCopiedAsAWholeOrNotAtAllWhenMemoryRunsOut) {
   std::string text = "seq 5 deny 5.0.0.0/8\n";
   for (int i = 0; i < 2000; ++i) {
     text += "permit 10." + std::to_string(i / 256) + '.' + std::to_string(i % 256) + ".0/24\n";
   }
   TempFile const file(text);
-  auto const list = Orb::make<PrefixList>("P");
-  auto const source = Orb::make<PrefixList>("S");
+  TempFile const asPathFile("permit 1\npermit 2\npermit 3\npermit 4\npermit 5\ndeny 2\n");
+  PrefixList list("P"), source("S");
+  AsPathList asPathList("P"), asPathSource("S");
   for (Orb::U32 i = 1000; i < 3000; ++i) {
-    for (auto const& l : {list, source})
-      l->prefixEntryIs(PrefixEntry::of(i, Ipa::Prefix(), denyMatch, 0U, 0U, 0U));
+    for (auto* to : {&list, &source})
+      to->prefixEntryIs(PrefixEntry::of(i, Ipa::Prefix(), denyMatch, 0U, 0U, 0U));
+    for (auto* to : {&asPathList, &asPathSource})
+      to->pathEntryIs(AsPathEntry::of(i - 996, Orb::String("1"), denyMatch, bgpAny, true, true));
   }
-  auto const& entries = list->prefixEntry();
-  auto const import = [&] { importPrefixList<Ipv4Family>(*list, file.path(), duplicateError); };
+  auto const& entries = list.prefixEntry();
+  auto const import = [&] { importPrefixList<Ipv4Family>(list, file.path(), duplicateError); };
   EXPECT_GT(failures(entries, import), 20);
   EXPECT_EQ(entries.size(), 3000U);
-  EXPECT_EQ(list->prefixEntry(5).prefix().toString(), "10.0.5.0/24");
-  EXPECT_GT(failures(entries, [&] { CliHelper::copyPrefixListEntries(*source, *list); }), 1);
-  EXPECT_EQ(source->prefixEntry(), entries);
-}
+  EXPECT_EQ(list.prefixEntry(5).prefix().toString(), "10.0.5.0/24");
+  EXPECT_GT(failures(entries, [&] { CliHelper::copyPrefixListEntries(source, list); }), 1);
+  EXPECT_EQ(source.prefixEntry(), entries);
 
-TEST(AsPathSource, AddsOrCopiesAllOrNothingWhenMemoryRunsOut) {
-  std::string text;
-  for (int i = 1; i < 8; ++i) text += "permit _6450" + std::to_string(i) + "$ igp\n";
-  TempFile const file(text + "deny _64502$\n");
-  AsPathList list("P");
-  AsPathList source("S");
   AsPathUrlLoadReturnStatus status;
-  for (Orb::U32 i = 5; i < 300; ++i) {
-    for (auto* l : {&list, &source})
-      l->pathEntryIs(AsPathEntry::of(i, Orb::String("1"), denyMatch, bgpAny, true, true));
-  }
-  auto const& entries = list.pathEntry();
   auto const load = [&] {
-    AsPathCliHelper::loadAsPathListEntries(list, file.path(), duplicateOverride, false, status);
+    AsPathCliHelper::loadAsPathListEntries(asPathList, asPathFile.path(), duplicateOverride, false,
+                                           status);
   };
-  EXPECT_GT(failures(entries, load), 30);
-  EXPECT_EQ(entries.size(), 298U);
-  EXPECT_EQ(list.pathEntry(8).userRegex(), "_64502$");
-  EXPECT_GT(failures(entries, [&] { AsPathCliHelper::copyAsPathListEntries(source, list); }), 1);
-  EXPECT_EQ(source.pathEntry(), entries);
+  EXPECT_GT(failures(asPathList.pathEntry(), load), 30);
+  EXPECT_EQ(asPathList.pathEntry().size(), 2002U);
+  EXPECT_EQ(asPathList.pathEntry(6).userRegex(), "2");
+  auto const copy = [&] { AsPathCliHelper::copyAsPathListEntries(asPathSource, asPathList); };
+  EXPECT_GT(failures(asPathList.pathEntry(), copy), 1);
+  EXPECT_EQ(asPathSource.pathEntry(), asPathList.pathEntry());
 }
 
 // Each observer throws, and the first one drops the list.
 TEST(PrefixSource, NotifiesOfTheWholeChangeWhateverObserversDo) {
   std::string const more = "permit 2.0.0.0/8\npermit 3.0.0.0/8\n";
-  auto source = Orb::make<PrefixList>("S");
-  imported(*source, more);
   for (bool const isCopy : {false, true}) {
+    auto source = Orb::make<PrefixList>("S");
+    imported(*source, more);
     auto list = Orb::make<PrefixList>("P");
     PrefixList& changed = *list;
     imported(changed, "seq 7 permit 7.0.0.0/8\nseq 8 permit 9.0.0.0/8\n");
+    std::string const expected =
+        entriesOf(*source) +
+        (isCopy ? "" : "    seq 7 permit 7.0.0.0/8\n    seq 8 permit 8.0.0.0/8\n");
     std::string keys;
-    std::string expected = entriesOf(*source);
-    if (!isCopy) expected += "    seq 7 permit 7.0.0.0/8\n    seq 8 permit 8.0.0.0/8\n";
     Observer const observer(changed, [&](Orb::AttrId, void const* key) {
       EXPECT_EQ(entriesOf(changed), expected);
       keys += std::to_string(*static_cast<Orb::U32 const*>(key)) + ' ';
       list = nullptr;
       throw std::runtime_error(keys);
     });
-    std::string const file =
-        "seq 8 permit 8.0.0.0/8\nseq 7 permit 7.0.0.0/8\nseq 1 deny 1.0.0.0/8\n";
-    std::string thrown;
-    try {
-      if (!isCopy) imported(changed, file + more);
-      if (isCopy) CliHelper::copyPrefixListEntries(*std::exchange(source, nullptr), changed);
-    } catch (std::runtime_error const& error) {
-      thrown = error.what();
-    }
-    EXPECT_EQ(thrown, isCopy ? "7 " : "8 ");
+    auto const change = [&] {
+      if (isCopy) return CliHelper::copyPrefixListEntries(*std::exchange(source, nullptr), changed);
+      imported(changed,
+               "seq 8 permit 8.0.0.0/8\nseq 7 permit 7.0.0.0/8\nseq 1 deny 1.0.0.0/8\n" + more);
+    };
+    EXPECT_EQ(TestSupport::thrown(change), isCopy ? "7 " : "8 ");
     EXPECT_EQ(keys, isCopy ? "7 8 0 1 " : "8 1 0 1 ");
     EXPECT_FALSE(observer.isLinked()) << "the list is gone";
   }

@@ -6,6 +6,7 @@
 #include "platform/orb/base/Trace.h"
 #include "tests/support/AsPathWorld.h"
 #include "tests/support/Observer.h"
+#include "tests/support/Traced.h"
 
 namespace {
 
@@ -191,30 +192,23 @@ TEST(AsPathListSm, CompilesAPathSetBehindTheStatus) {
 
 TEST(AsPathListSm, HasItsNamesAndTraces) {
   AsPathWorld w;
-  std::string lines;
-  auto const traced = [&](auto const& act) {
-    lines.clear();
-    act();
-    return lines;
-  };
-  Orb::traceSinkIs([&](auto, int level, auto line) {
-    if (level == 8) (lines += line) += '\n';
-  });
-  Orb::traceLevelIs("RouteMapSm", 8);
+  TestSupport::Traced const traced(8, "RouteMapSm");
   w.list("L")->pathEntryIs(w.entry(1, 1));
-  EXPECT_EQ(traced([&] { w.start(); }),
-            "handleRegexMode regexMode: regexModeDfa\nNo change in regexMode\n"
-            "handleAsnNotation asnNotation: asnNotationAsplain\nNo change in asnNotation\n"
-            "handleAsPathList\naddAsPathList as-path-list: L\nhandleAsPathEntry\n"
-            "handleAsPathListVersion version: 0\n");
+  w.start();
   w.machine->regexModeIs(Acl::regexModePosix);  // applied by nobody
   w.machine->asnNotationIs(Routing::asnNotationAsdot);
-  EXPECT_EQ(traced([&] { w.machine->handleRegexMode(); }),
-            "handleRegexMode regexMode: regexModeDfa\nNo change in regexMode for L\n");
-  EXPECT_EQ(traced([&] { w.machine->handleAsnNotation(); }),
-            "handleAsnNotation asnNotation: asnNotationAsplain\nNo change in asnNotation for L\n");
-  EXPECT_EQ(traced([&] { w.config->pathListDel("L"); }), "handleAsPathList as-path-list: L\n");
-  Orb::traceReset();
+  w.machine->handleRegexMode();
+  w.machine->handleAsnNotation();
+  w.config->pathListDel("L");
+  EXPECT_EQ(
+      traced.lines,
+      "8 handleRegexMode regexMode: regexModeDfa\n8 No change in regexMode\n"
+      "8 handleAsnNotation asnNotation: asnNotationAsplain\n8 No change in asnNotation\n"
+      "8 handleAsPathList\n8 addAsPathList as-path-list: L\n8 handleAsPathEntry\n"
+      "8 handleAsPathListVersion version: 0\n"
+      "8 handleRegexMode regexMode: regexModeDfa\n8 No change in regexMode for L\n"
+      "8 handleAsnNotation asnNotation: asnNotationAsplain\n8 No change in asnNotation for L\n"
+      "8 handleAsPathList as-path-list: L\n");
 
   change(w, "L", w.entry(1, 1));
   w.machine->asPathListDelAll();

@@ -162,25 +162,38 @@ TYPED_TEST(ListMachine, CatchesUpWhenThereIsMemoryAgain) {
       int const what = variant / 4;
       auto const a = w.list("A");
       Orb::Name const c("C");
+      Orb::Name const d("D");
       auto const symbol = w.symbol("A");
       Observer const follower(*symbol->symbolNotifier(), [&](auto...) {
-        if (what == 4) w.list("A");
+        if (what == 4) w.list("A");  // brings it back, without entries
         if (!symbol->status()) return;
         EXPECT_EQ(w.contentOf(symbol->status()), w.modelOf(*w.list("A")));
       });
+      hasFailed = false;
+      auto const scarcely = [&](auto const& act) {
+        try {
+          TestSupport::ScarceMemory const scarce(granted, variant & 2 ? 1 : TestSupport::kPlenty);
+          act();
+          hasFailed |= scarce.isSpent();
+        } catch (std::bad_alloc const&) {
+          hasFailed = true;
+        }
+      };
       if (what == 0) w.machine = nullptr;
       if (what == 1) w.add("A", w.entry(2, 0));
-      try {
-        TestSupport::ScarceMemory const scarce(granted, variant & 2 ? 1 : TestSupport::kPlenty);
+      if (what == 2) {
+        scarcely([&] { w.list(c); });
+        scarcely([&] { w.list(d); });
+        w.add(c, w.entry(1, 1));
+        w.list(c)->versionInc(1);
+      }
+      scarcely([&] {
         if (what == 0) w.start();
-        if (what == 1 || what == 3) a->versionInc(1);
-        if (what == 2) w.list(c);
+        if (what == 1 || what == 3 || what == 4) a->versionInc(1);
         if (what == 3 || what == 4) w.listDel(a->name());
         if (what > 4) w.settingIs(what - 5, true);
         w.settle();
-        hasFailed = scarce.isSpent();
-      } catch (std::bad_alloc const&) {
-      }
+      });
       if (!w.machine) w.start();
       if (what == 3 && w.lists().size() == 1) expectInLine(w);  // to delete takes no memory
       Observer const collection(*w.all, [](auto...) { throw std::runtime_error("observer"); });

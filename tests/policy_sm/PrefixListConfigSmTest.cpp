@@ -9,6 +9,7 @@
 #include "platform/orb/base/Trace.h"
 #include "tests/support/ListWorld.h"
 #include "tests/support/Observer.h"
+#include "tests/support/Traced.h"
 
 namespace {
 
@@ -152,11 +153,7 @@ TYPED_TEST(PrefixListSm, GoesOnWhateverChangesMeanwhile) {
 
 TYPED_TEST(PrefixListSm, TracesItsHandlers) {
   auto& w = this->world;
-  std::string lines;
-  Orb::traceSinkIs([&](std::string_view, int level, std::string_view line) {
-    lines += std::to_string(level) + ' ' + std::string(line) + '\n';
-  });
-  Orb::traceLevelIs("RouteMapSm", 8);
+  TestSupport::Traced const traced(8, "RouteMapSm");
   auto const list = w.list("L");
   for (U32 const seqno : {5U, 7U}) w.add("L", w.entry(seqno, seqno));
   w.start();
@@ -165,13 +162,13 @@ TYPED_TEST(PrefixListSm, TracesItsHandlers) {
   w.settle();
   w.listDel("L");
   list->versionInc(1);  // which no reactor hears
-  Orb::traceReset();
   std::string const n = w.kMachine;
-  EXPECT_EQ(lines, "8 handle" + n + "\n8 add" + n + " prefix-list: L\n8 handle" +
-                       n.substr(0, n.size() - 4) + "Entry\n8 handle" + n +
-                       "Version version: 0\n8 processClock\n8 PL: L seqno: 5\n5 PL: L pausing "
-                       "processing at 7\n8 processClock\n8 PL: L seqno: 7\n8 handle" +
-                       n + " prefix-list: L\n");
+  EXPECT_EQ(traced.lines,
+            "8 handle" + n + "\n8 add" + n + " prefix-list: L\n8 handle" +
+                n.substr(0, n.size() - 4) + "Entry\n8 handle" + n +
+                "Version version: 0\n8 processClock\n8 PL: L seqno: 5\n5 PL: L pausing "
+                "processing at 7\n8 processClock\n8 PL: L seqno: 7\n8 handle" +
+                n + " prefix-list: L\n");
 }
 
 // A large list is built anew while another thread matches against what it holds.

@@ -7,12 +7,10 @@
 #include <sstream>
 
 #include "platform/orb/model/Path.h"
-#include "policy_status/AsPathListSymbol.h"
 #include "policy_status/Regex.h"
 #include "tests/support/AsPathLists.h"
 #include "tests/support/Observer.h"
 #include "tests/support/RationedMemory.h"
-#include "tests/support/Thrown.h"
 #include "tests/support/Traced.h"
 
 namespace {
@@ -133,20 +131,6 @@ TEST(AsPathListStatus, KeepsWhatIsCompiledWhenAnExpressionIsRefused) {
     status->prepare();
     ASSERT_EQ(status->matchEntries().size(), 1U);
     EXPECT_EQ(status->matchEntries()[0].seqno, left);
-  }
-}
-
-TEST(AsPathListStatus, RefusesNulls) {
-  auto const status = asPathListStatusFactory("L");
-  auto const symbols = allAsPathListSymbolFactory();
-  for (auto const& [act, type, attribute] :
-       {std::tuple{std::function([&] { status->posixRegexMapIs(nullptr); }), "AsPathListStatus",
-                   "posixRegexMap"},
-        {[&] { status->dfaRegexMapIs(nullptr); }, "AsPathListStatus", "dfaRegexMap"},
-        {[&] { symbols->symbolIs(nullptr); }, "AllAsPathListSymbol", "symbol"}}) {
-    EXPECT_EQ(TestSupport::thrown<Orb::RangeException>(act),
-              std::string("null _") + attribute + " parameter to mutator for Routing::RouteMap::" +
-                  type + "::" + attribute + " not allowed\"");
   }
 }
 

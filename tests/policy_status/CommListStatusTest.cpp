@@ -58,7 +58,8 @@ TEST(CommListStatus, KeepsWhatIsCompiledWhenAnExpressionIsRefused) {
        {std::string("["), std::string("6\0]", 3), times(20000, "(") + "a" + times(20000, ")"),
         "a" + times(30, "+"), "a" + times(3000, "*"), "[]*+?]" + times(30, "{2}"),
         std::string("(((a{9}){1,999}){,999}){9,}"), times(300, "\\b") + "a",
-        "^" + times(20, "(a*)*"), "(" + times(20, "(^|a)*") + ")*",
+        "^" + times(20, "(a*)*"), std::string("(\\B(^|a)*[ab]*\\b\\b\\B)*"),
+        std::string("\\B\\1[^a]{,9}\\1+{300}"), "(" + times(20, "(^|a)*") + ")*",
         "(" + times(400, "(a*)*|") + ")*"}) {
     Traced traced(7);
     status->regexAdd(10, refused);

@@ -7,15 +7,17 @@
 #include <vector>
 
 #include "platform/orb/base/Error.h"
-#include "platform/orb/base/Trace.h"
 #include "platform/orb/loop/Activity.h"
 #include "platform/orb/loop/Reaper.h"
+#include "tests/support/Observer.h"
 #include "tests/support/ScarceMemory.h"
+#include "tests/support/Traced.h"
 
 namespace {
 
 using namespace Routing::RouteMap;
 using Data = Orb::Ptr<Routing::PrefixData>;
+using TestSupport::Observer;
 
 using Entries = std::vector<GenPrefixEntry>;
 
@@ -158,23 +160,15 @@ TEST(PrefixListEntryData, NullsAndTraces) {
   EXPECT_FALSE(c.head->removeData(nullptr)) << "on purpose";
   EXPECT_DEATH(c.head->insertData(nullptr), "assertion failed: data");
 
-  std::vector<std::string> lines;
-  Orb::traceSinkIs([&](std::string_view, int level, std::string_view line) {
-    EXPECT_EQ(level, 6);
-    lines.emplace_back(line);
-  });
-  c.insert(entry(20));
-  EXPECT_TRUE(lines.empty());
-  Orb::traceLevelIs("RouteMapStatusType", 6);
+  TestSupport::Traced const traced(6);
   c.insert(entry(30));
   c.remove(99);
-  Orb::traceReset();
   std::string const method =
-      "virtual Routing::PrefixData::Ptr Routing::RouteMap::PrefixListEntryData::";
-  EXPECT_EQ(lines,
-            (std::vector{method + "insertData(const Ptr&) inserting " + Orb::toText(entry(30)),
-                         method + "removeData(const Ptr&) removing " + Orb::toText(entry(99)),
-                         method + "removeData(const Ptr&)no element with seq: 99 in the list"}));
+      "6 virtual Routing::PrefixData::Ptr Routing::RouteMap::PrefixListEntryData::";
+  EXPECT_EQ(traced.lines, method + "insertData(const Ptr&) inserting " + Orb::toText(entry(30)) +
+                              '\n' + method + "removeData(const Ptr&) removing " +
+                              Orb::toText(entry(99)) + '\n' + method +
+                              "removeData(const Ptr&)no element with seq: 99 in the list\n");
 }
 
 TEST(PrefixListEntryData, EntriesNameTheirFields) {
@@ -184,17 +178,6 @@ TEST(PrefixListEntryData, EntriesNameTheirFields) {
   EXPECT_EQ(Orb::toText(SeqPrefix()),
             "Value('Routing::RouteMap::SeqPrefix', ** {'seqno': 0, 'prefix': 0.0.0.0/0})");
 }
-
-struct Listener final : PolicySymbolNotifier::Notifiee {
-  explicit Listener(Orb::Ptr<PolicySymbolNotifier const> const& n) { notifierIs(n); }
-  ~Listener() = default;
-  void onVersion() override {
-    ++notified;
-    then();
-  }
-  int notified = 0;
-  std::function<void()> then = [] {};
-};
 
 TEST(PolicySymbol, IsDeduplicatedByNameAlone) {
   auto const table = prefixListSymbolDedupTableFactory();
@@ -210,13 +193,15 @@ TEST(PolicySymbol, IsDeduplicatedByNameAlone) {
   Orb::U32 const h = Orb::String("A").hash();
   Orb::U32 const b = h * 9 ^ h * 9 >> 11;
   EXPECT_EQ(first->hash(), b * 32769);
+  EXPECT_EQ(Orb::inspect(*allPrefixListSymbolFactory()).substr(0, 38),
+            "Routing::RouteMap::AllPrefixListSymbol");
 }
 
 TEST(PolicySymbol, RaisesItsVersion) {
   auto symbol = prefixListSymbolFactory("A");
   ASSERT_TRUE(symbol->symbolNotifier());
   EXPECT_EQ(symbol->symbolNotifierIs(), symbol->symbolNotifier());
-  Listener listener(symbol->symbolNotifier());
+  Observer listener(*symbol->symbolNotifier());
   EXPECT_EQ(symbol->versionInc(4294967295U), 4294967295U);
   EXPECT_EQ(symbol->versionInc(0), 4294967295U);
   EXPECT_EQ(listener.notified, 1);
@@ -224,28 +209,18 @@ TEST(PolicySymbol, RaisesItsVersion) {
   symbol->symbolNotifier()->versionIs(0);
   EXPECT_EQ(listener.notified, 2);
 
-  auto const late = std::make_unique<Listener>(nullptr);
-  listener.then = [&] {  // drops the symbol with its notifier in the notice
-    late->notifierIs(symbol->symbolNotifier());
+  Observer late([](auto...) {});
+  listener.changed = [&](auto...) {  // drops the symbol with its notifier in the notice
+    symbol->symbolNotifier()->notifieeIs(late);
     symbol = nullptr;
   };
   EXPECT_EQ(symbol->versionInc(7), 7U);
-  EXPECT_EQ(late->notified, 0);
+  EXPECT_EQ(late.notified, 0);
   EXPECT_FALSE(listener.isLinked());
 
   symbol = prefixListSymbolFactory("A");
   EXPECT_TRUE(symbol->symbolNotifierDel());
   EXPECT_EQ(symbol->versionInc(1), 0U) << "there is nothing to raise";
-}
-
-TEST(AllPrefixListSymbol, KeepsOneSymbolOfAName) {
-  auto const all = allPrefixListSymbolFactory();
-  all->symbolIs(prefixListSymbolFactory("A"));
-  auto const other = prefixListSymbolFactory("A");
-  all->symbolIs(other);
-  EXPECT_EQ(all->symbol("A"), other);
-  EXPECT_EQ(all->symbol().size(), 1U);
-  EXPECT_EQ(Orb::inspect(*all).substr(0, 38), "Routing::RouteMap::AllPrefixListSymbol");
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 #include "platform/orb/base/Enum.h"
 #include "platform/orb/model/Path.h"
@@ -19,23 +20,21 @@ inline std::string otherText(Orb::ValueType const& type, std::string const& now,
     auto const pick = [&](std::size_t i) { return enumeration->enumerators[i % count].name; };
     return std::string(pick(n) == now ? pick(n + 1) : pick(n));
   }
-  struct Plain {
-    std::string_view type;
-    std::string text;
-  };
-  for (Plain const& plain : {Plain{"bool", now == "True" ? "False" : "True"},
-                             {"U8", std::to_string(n % 15 + 1)},  // no number of turns is higher
-                             {"U32", number},
-                             {"float", number + ".5"},
-                             {"Orb::String", R"('it\'s = [)" + number + "].'"},
-                             {"Orb::Name", R"('name\\.)" + number + "='"},
-                             {"Keel::MaybeU63", number},
-                             {"Ipa::IpAddr", "10.0.0." + number},
-                             {"Ipa::Ip6Addr", "2001:db8::" + number},
-                             {"Ipa::IpGenAddr", "2001:db8::" + number},
-                             {"Ipa::Prefix", "10." + number + ".0.0/16"},
-                             {"Ipa::Ip6Prefix", "2001:db8:" + number + "::/48"}}) {
-    if (plain.type == type.name && plain.text != now) return plain.text;
+  std::pair<std::string_view, std::string> const texts[] = {
+      {"bool", now == "True" ? "False" : "True"},
+      {"U8", std::to_string(n % 15 + 1)},  // no number of turns is higher
+      {"U32", number},
+      {"float", number + ".5"},
+      {"Orb::String", R"('it\'s = [)" + number + "].'"},
+      {"Orb::Name", R"('name\\.)" + number + "='"},
+      {"Keel::MaybeU63", number},
+      {"Ipa::IpAddr", "10.0.0." + number},
+      {"Ipa::Ip6Addr", "2001:db8::" + number},
+      {"Ipa::IpGenAddr", "2001:db8::" + number},
+      {"Ipa::Prefix", "10." + number + ".0.0/16"},
+      {"Ipa::Ip6Prefix", "2001:db8:" + number + "::/48"}};
+  for (auto const& [name, text] : texts) {
+    if (name == type.name && text != now) return text;
   }
   throw std::logic_error("no text for the type " + std::string(type.name));
 }

@@ -43,6 +43,11 @@ class PathModel {
       return from < path.size() && holds(path[from]) ? Places{from + 1} : Places{};
     };
   }
+  static Part anchor(bool (*holds)(Path const&, std::size_t)) {
+    return [holds](Path const& path, std::size_t from) {
+      return holds(path, from) ? Places{from} : Places{};
+    };
+  }
   static Part chained(Part const& a, Part const& b) {
     return [a, b](Path const& path, std::size_t from) {
       Places ends;
@@ -77,12 +82,10 @@ class PathModel {
     switch (choices_(depth > 0 ? 9 : 6)) {
       case 0:
         text += '^';
-        return [](Path const&, std::size_t from) { return from == 0 ? Places{from} : Places{}; };
+        return anchor([](Path const&, std::size_t from) { return from == 0; });
       case 1:
         text += '$';
-        return [](Path const& path, std::size_t from) {
-          return from == path.size() ? Places{from} : Places{};
-        };
+        return anchor([](Path const& path, std::size_t from) { return from == path.size(); });
       case 2:
         text += '.';
         return repeated(one([](std::uint32_t) { return true; }), text);
@@ -133,27 +136,17 @@ class PathModel {
   }
 
   Part repeated(Part part, std::string& text) {
-    unsigned min = 0;
-    unsigned max = 9;  // more than a path has numbers
-    switch (choices_(8)) {
-      case 0:
-        text += '*';
-        break;
-      case 1:
-        text += '+';
-        min = 1;
-        break;
-      case 2:
-        text += '?';
-        max = 1;
-        break;
-      case 3:
-        min = choices_(3);
-        max = min + choices_(2) + (min == 0 ? 1 : 0);
-        text += "{" + std::to_string(min) + "," + std::to_string(max) + "}";
-        break;
-      default:
-        return part;
+    constexpr unsigned kMany = 9;  // more than a path has numbers
+    unsigned const kind = choices_(8);
+    if (kind > 3) return part;
+    unsigned min = kind == 1 ? 1 : 0;
+    unsigned max = kind == 2 ? 1 : kMany;
+    if (kind < 3) {
+      text += "*+?"[kind];
+    } else {
+      min = choices_(3);
+      max = min + choices_(2) + (min == 0 ? 1 : 0);
+      text += "{" + std::to_string(min) + "," + std::to_string(max) + "}";
     }
     return [=](Path const& path, std::size_t from) {
       Places ends;
