@@ -143,8 +143,8 @@ TEST(MatchCommunityList, PassesOverNoEntryForWantOfMemory) {
   auto const status = commListStatusFactory("L");
   add(*status, 10, Acl::communityExpanded, {}, "65000:1");
   for (Orb::U32 const other : {11U, 12U}) add(*status, other, Acl::extCommunityExpanded, {}, "x:");
-  status->regexMapIs(posixRegexFactory(20));  // never compiled: matches nothing
   add(*status, 20, Acl::communityExpanded, {}, "");
+  status->regexMapIs(posixRegexFactory(20));  // never compiled: matches nothing
   add(*status, 30, Acl::communityStandard, valuesOf({"65001:1"}), "");
   Values const route = valuesOf({"65001:1", "65002:1", "65003:1", "65004:1"});
   for (int step = 0; step < 2; ++step) {
