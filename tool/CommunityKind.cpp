@@ -99,12 +99,12 @@ void eachFault(Entry const& entry, Warn const& warn) {
     auto const family = Acl::communityTypeOf(member.key);
     // By its parts, a value may be meant for a later family than they show, but for no earlier one.
     bool const isWithoutEffect = family > familyOf(entry);
-    std::string const text = plainText(member.key);
+    std::string text = plainText(member.key);
     if (family == familyOf(entry) || (!isWithoutEffect && text.starts_with("raw "))) continue;
-    warn(text + " is of the " + kFamilies[family] + " family, and " + type + ": " +
-             (isWithoutEffect ? "the entry matches nothing"
-                              : "it stands for " + communityText(familyOf(entry), member.key)),
-         isWithoutEffect);
+    text.append(" is of the ").append(kFamilies[family]).append(" family, and ").append(type);
+    text += isWithoutEffect ? ": the entry matches nothing"
+                            : ": it stands for " + communityText(familyOf(entry), member.key);
+    warn(std::move(text), isWithoutEffect);
     break;
   }
 }
