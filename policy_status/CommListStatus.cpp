@@ -1,5 +1,6 @@
 #include "policy_status/CommListStatus.h"
 
+#include "platform/regex/PosixBounds.h"
 #include "policy_status/detail/Trace.h"
 
 namespace Routing::RouteMap {
@@ -42,8 +43,9 @@ void CommListStatus::regexAdd(Orb::U32 seqno, Orb::String regexStr) {
             kFunction << " seqno " << seqno << ", regex '" << regexStr << "'");
   // compile() would stop at a NUL, and what stands in front of it may match more.
   bool const hasNul = regexStr.view().find('\0') != std::string_view::npos;
+  bool const isRefused = hasNul || !AsPath::isWithinPosixBounds(regexStr.view());
   auto const engine = Orb::make<PosixRegex>(seqno);
-  if (hasNul || engine->compile(regexStr.c_str()) != 0) {
+  if (isRefused || engine->compile(regexStr.c_str()) != 0) {
     ORB_TRACE(traceStatusType(), 6, kFunction << "Failed to compile '" << regexStr << "'");
     return;
   }

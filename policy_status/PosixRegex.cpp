@@ -2,7 +2,6 @@
 
 #include "platform/keel/SharedByText.h"
 #include "platform/orb/base/Error.h"
-#include "platform/regex/PosixBounds.h"
 #include "policy_status/detail/Trace.h"
 
 namespace Routing::RouteMap {
@@ -83,10 +82,7 @@ Orb::S32 PosixRegex::compile(Orb::CharPtrConst pattern) {
   if (!pattern) return REG_BADPAT;
   int result = 0;
   pattern_.reset(posixPatterns().hold(pattern, [&] {
-    std::unique_ptr<detail::PosixPattern> made;
-    result = REG_ESIZE;
-    if (!AsPath::isWithinPosixBounds(pattern)) return made;
-    made = std::make_unique<detail::PosixPattern>(pattern);
+    auto made = std::make_unique<detail::PosixPattern>(pattern);
     result = made->result();
     if (result != 0) made.reset();
     return made;

@@ -30,8 +30,8 @@ class ROUTEPOLICY_EXPORT PosixRegex final : public Orb::RefCounted {
   /// Sets the flag alone.
   void compiledIs(bool compiled) noexcept { compiled_ = compiled; }
 
-  /// Compiles a pattern in place of the one before. 0, or the error of regcomp(); REG_BADPAT for a
-  /// null, REG_ESIZE for one beyond isWithinPosixBounds(). Throws std::bad_alloc, and nothing else.
+  /// Compiles a pattern in the place of the one before, which goes first. 0, or the error of
+  /// regcomp(); REG_BADPAT for a null. Throws std::bad_alloc, and nothing else.
   Orb::S32 compile(Orb::CharPtrConst pattern);
   /// 0 when the pattern matches, else REG_NOMATCH, also when the last compile() failed; REG_ESPACE
   /// when the system's engine had no memory. REQUIRES: compiled(), a fatal assertion otherwise, and

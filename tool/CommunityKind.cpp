@@ -7,6 +7,7 @@
 
 #include "platform/orb/base/Error.h"
 #include "platform/orb/base/Text.h"
+#include "platform/regex/PosixBounds.h"
 #include "platform/session/EntityCopy.h"
 #include "policy_config/CommunityText.h"
 
@@ -52,6 +53,9 @@ void appendEntry(std::string& text, Entry const& entry) {
 /// Why an expression does not compile; nothing when it does.
 std::optional<std::string> refusalOf(Orb::String const& expression) {
   if (expression.view().find('\0') != std::string_view::npos) return "it has a NUL character";
+  if (!Routing::AsPath::isWithinPosixBounds(expression.view())) {
+    return "the system's engine would need too much time or memory for it";
+  }
   auto const engine = RouteMap::posixRegexFactory(0);
   int const error = engine->compile(expression.c_str());
   if (error == 0) return std::nullopt;

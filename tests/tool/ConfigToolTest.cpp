@@ -234,6 +234,8 @@ c compile community-list 2>&- | sed -n '/list\|entries/s/  */ /p' => list commun
 c check --json 2>&- | grep -o '"standard".*"withoutEffect":3' => "standard":5,"extended":3,"large":4,"withoutEffect":3
 for i in {1..8}; do printf "$I[$i].%s\n" version=1 community[1:1]; done >$T/d =>
 t --config $T/d compile --json community-list I | grep -c 'indexBytes":[1-9]' => 1
+printf "$I[1].%s\n" listType=communityExpanded commRegex="'$(printf '(%.0s' {1..20000})'" >$T/d =>
+t --config $T/d check 2>&1 | grep -c 'too much time or memory' => 1
 c set "communityList['N'].communityListEntry[5].community[1:1]=True" =>
 c match --candidate community-list N 1:1; c abort => 1:1	permit	seq 5 permit 1:1 1 edit dropped
 )",
