@@ -82,8 +82,8 @@ void eachFault(Entry const& entry, Warn const& warn) {
   std::string const type = "its listType is " + Orb::toText(entry.listType());
   if (entry.version() == 0) {
     warn(
-        "its version is 0, so a router ignores the entry until a commit that changes it, or a line "
-        "of its own, raises that",
+        "its version is 0, so a router ignores the entry until a commit changes it; in a file "
+        "written by hand, a line that ends in .version=1 does the same",
         true);
   }
   if (isExpanded(entry)) {
@@ -98,19 +98,25 @@ void eachFault(Entry const& entry, Warn const& warn) {
     return;
   }
   if (!entry.commRegex().empty()) warn(type + ", so its commRegex is ignored", false);
-  if (entry.community().empty()) warn("it has no community, so it matches every route", false);
+  if (entry.community().empty()) {
+    warn("it has no community, so it matches every route, or those without one with --exact",
+         false);
+  }
+  // By its parts, a value may be meant for a later family than they show, but for no earlier one:
+  // such a one decides, whatever the others are.
+  std::string misfit;
   for (auto const& member : entry.community()) {
     auto const family = Acl::communityTypeOf(member.key);
-    // By its parts, a value may be meant for a later family than they show, but for no earlier one.
     bool const isWithoutEffect = family > familyOf(entry);
     std::string text = plainText(member.key);
-    if (family == familyOf(entry) || (!isWithoutEffect && text.starts_with("raw "))) continue;
+    bool const isMisfit = family < familyOf(entry) && !text.starts_with("raw ");
+    if (!isWithoutEffect && !(isMisfit && misfit.empty())) continue;
     text.append(" is of the ").append(kFamilies[family]).append(" family, and ").append(type);
-    text += isWithoutEffect ? ": the entry matches nothing"
-                            : ": it stands for " + communityText(familyOf(entry), member.key);
-    warn(std::move(text), isWithoutEffect);
-    break;
+    if (isWithoutEffect) return warn(text + ": the entry matches nothing", true);
+    text += ": it stands for " + communityText(familyOf(entry), member.key);
+    misfit = std::move(text);
   }
+  if (!misfit.empty()) warn(std::move(misfit), false);
 }
 
 /// The family of a text that was read: its form shows it.

@@ -23,7 +23,7 @@ So has an AS-path file, with a pattern over AS paths; --as-path says that a file
   permit _65001$ igp              routes that originate in 65001, of origin IGP
 Its lines are numbered 1, 2, 3 and so on.
 
-A configuration has one attribute a line, and comments behind "#":
+A configuration has one attribute a line; lines that begin with "#" are comments:
   prefixList['CUSTOMER']
   routeMap['CUSTOMER-IN'].mapEntry[20].localPref=250
 Edits wait beside it, in FILE.edits, until they are committed. check, show, match and compile work
@@ -65,7 +65,8 @@ A pattern that the other engine alone accepts is a warning: its entry matches no
 
 With --config, checks the lists of these names, or all of a kind, or all. A list that is not there
 or is empty is an error, and an entry that matches nothing is a warning, with its path. So is, of a
-community list, one that matches every route, or has what its listType ignores or does not mean.
+community list, one without a community or with an empty expression, and one that has what its
+listType ignores or does not mean.
 
 Examples:
   route-policy check bogons-ipv4.txt customer-ipv4.txt
@@ -227,7 +228,9 @@ inline constexpr char kNotation[] = "how AS numbers are written: asplain (the de
 inline constexpr char kOrigin[] =
     "the origin of routes that do not say theirs: igp (the default),\n"
     "egp or incomplete";
-inline constexpr char kExact[] = "an entry of communities matches a route that has no others";
+inline constexpr char kExact[] =
+    "an entry of communities matches a route that has no others of\n"
+    "the family";
 inline constexpr char kOnDuplicate[] =
     "a line that repeats the prefix and lengths, or the pattern, of\n"
     "an earlier one is refused (error, the default), skipped\n"

@@ -70,7 +70,7 @@ void ListPlace::report(ListFindings& findings, Options const& options, Console& 
   }
   if (findings.moreWarnings != 0) {
     console.warning(subject(), std::to_string(findings.moreWarnings) +
-                                   (isFile() ? " more such lines" : " more such entries"));
+                                   (isFile() ? " more such lines" : " more warnings"));
   }
   if (!findings.fault) return;
   say(*findings.fault, console, [&](Subject const& subject, std::string const& message) {

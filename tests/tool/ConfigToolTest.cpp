@@ -198,7 +198,8 @@ TEST_F(ConfigTool, WorksOnCommunityLists) {
 60].listType=largeCommunityExpanded;100].listType=extCommunityStandard;110].commRegex='[a';
 110].listType=largeCommunityExpanded;120].community[rt 1:2]=True;120].commRegex='1';
 130].community[1:1]=True;130].listType=communityExpanded;150].community[rt 1:2]=True;
-150].community[raw 0x0000000200000003]=True;150].listType=largeCommunityStandard)");
+150].community[raw 0x0000000200000003]=True;150].listType=largeCommunityStandard;
+160].community[1:1]=True;160].community[1:1:1]=True;160].listType=extCommunityStandard)");
   std::string config;
   for (std::string line; std::getline(lines >> std::ws, line, ';');) {
     std::string const entries = "communityList['C'].communityListEntry[";
@@ -206,7 +207,8 @@ TEST_F(ConfigTool, WorksOnCommunityLists) {
   }
   write("c", config + "communityList['C'].communityListEntry[140].community[0:1]=True\n");
   std::string const warnings =
-      "C[100]: warning: it has no community, so it matches every route "
+      "C[100]: warning: it has no community, so it matches every route, or those without one with "
+      "--exact "
       "C[110]: warning: the expression '[a' does not compile, so the entry does not match by it: "
       "Unmatched [, [^, [:, [., or [= "
       "C[120]: warning: its listType is communityStandard, so its commRegex is ignored "
@@ -214,15 +216,15 @@ TEST_F(ConfigTool, WorksOnCommunityLists) {
       "the entry matches nothing "
       "C[130]: warning: its listType is communityExpanded, so its communities are ignored "
       "C[130]: warning: its expression is empty, so it matches every route "
-      "C[140]: warning: its version is 0, so a router ignores the entry until a commit that "
-      "changes "
-      "it, or a line of its own, raises that "
+      "C[140]: warning: its version is 0, so a router ignores the entry until a commit changes it; "
+      "in a file written by hand, a line that ends in .version=1 does the same "
       "C[150]: warning: rt 1:2 is of the extended family, and its listType is "
-      "largeCommunityStandard: it stands for 0:131073:2 ";
+      "largeCommunityStandard: it stands for 0:131073:2 C[160]: warning: 1:1:1 is of the large "
+      "family, and its listType is extCommunityStandard: the entry matches nothing ";
   table(
       "c check 2>&1 | sed \"s/communityList\\['C'].communityListEntry/C/\" => " + warnings +
-          R"(communityList['C']: 12 entries (11 permit, 1 deny), seq 10 to 150, 5 standard, 3 extended, 4 large, 3 without effect
-c show community-list C 2>&- => ip community-list C     seq 10 deny 1:1 no-advertise     seq 20 permit extended rt 1:2     seq 30 permit large 0:2:3     seq 40 permit standard regexp '^1:[0-9]+ 1:3'     seq 50 permit extended regexp 'it\'s'     seq 60 permit large regexp ':7:'     seq 100 permit extended     seq 110 permit large regexp '[a'     seq 120 permit raw 0x0002000100000002     seq 130 permit standard regexp ''     seq 140 permit 0:1     seq 150 permit large 0:2:3 0:131073:2
+          R"(communityList['C']: 13 entries (12 permit, 1 deny), seq 10 to 160, 5 standard, 4 extended, 4 large, 4 without effect
+c show community-list C 2>&- => ip community-list C     seq 10 deny 1:1 no-advertise     seq 20 permit extended rt 1:2     seq 30 permit large 0:2:3     seq 40 permit standard regexp '^1:[0-9]+ 1:3'     seq 50 permit extended regexp 'it\'s'     seq 60 permit large regexp ':7:'     seq 100 permit extended     seq 110 permit large regexp '[a'     seq 120 permit raw 0x0002000100000002     seq 130 permit standard regexp ''     seq 140 permit 0:1     seq 150 permit large 0:2:3 0:131073:2     seq 160 permit extended raw 0x0000000000010001 raw 0x000000010000000100000001
 c show community-list --json 2>&- | grep '":[1-5]0,' => {"seqno":10,"action":"deny","family":"standard","communities":["1:1","no-advertise"],"version":1}, {"seqno":20,"action":"permit","family":"extended","communities":["rt 1:2"],"version":1},
     {"seqno":30,"action":"permit","family":"large","communities":["0:2:3"],"version":1}, {"seqno":40,"action":"permit","family":"standard","expression":"^1:[0-9]+ 1:3","version":1},
     {"seqno":50,"action":"permit","family":"extended","expression":"(soo|lbw) ","display":"it's","version":1},
@@ -230,8 +232,8 @@ m "no-advertise 1:1" "1:1 5:5 rt 1:2" "1:2:3 rt   1:2 1:9" "1:3 1:2 1:2" "soo 1:
 m --exact "1:2 1:1 65535:65282" "rt 1:2 rt 1:3" "65535:65282 1:1 rt 1:5" 0:1 => 1:1 1:2 no-advertise,100 rt 1:2 rt 1:3,130 1:1 no-advertise rt 1:5,10 0:1,100
 m "raw 0x0002000100000002" "raw 0x000000010000000200000003" rt "rt x" "foo 1:1" "1:1 2" => rt 1:2,20 1:2:3,100 communities 3: 'rt' communities 4: 'rt x' communities 5: 'foo 1:1' communities 6: '2'
 printf '0:2:3\n\n' | c match --json community-list C 2>&- => {"communities":"0:2:3","verdict":"permit","seqno":30,"entry":"seq 30 permit large 0:2:3"} {"communities":"","verdict":"permit","seqno":100,"entry":"seq 100 permit extended"}
-c compile community-list 2>&- | sed -n '/list\|entries/s/  */ /p' => list communityList['C'] entries 12
-c check --json 2>&- | grep -o '"standard".*"withoutEffect":3' => "standard":5,"extended":3,"large":4,"withoutEffect":3
+c compile community-list 2>&- | sed -n '/list\|entries/s/  */ /p' => list communityList['C'] entries 13
+c check --json 2>&- | grep -o '"standard".*"withoutEffect":4' => "standard":5,"extended":4,"large":4,"withoutEffect":4
 for i in {1..8}; do printf "$I[$i].%s\n" version=1 community[1:1]; done >$T/d =>
 t --config $T/d compile --json community-list I | grep -c 'indexBytes":[1-9]' => 1
 printf "$I[1].%s\n" listType=communityExpanded commRegex="'$(printf '(%.0s' {1..20000})'" >$T/d =>
