@@ -80,7 +80,8 @@ void eachLine(std::string_view text, Orb::FunctionRef<void(std::size_t, std::str
 
 ConfigTree::ConfigTree()
     : roots_{Orb::make<Acl::AclListConfig>("route-policy"), Orb::make<Routing::RouteMap::Config>(),
-             Orb::make<Routing::RouteMap::PeerFilterConfig>(), Orb::make<Routing::AsnConfig>()} {}
+             Orb::make<Routing::RouteMap::PeerFilterConfig>(),
+             Orb::make<Routing::DynamicPrefixList::Config>(), Orb::make<Routing::AsnConfig>()} {}
 
 Orb::Entity& ConfigTree::rootOf(std::string_view path) const {
   return *roots_[Orb::rootOf(roots_, path)];

@@ -7,6 +7,7 @@
 #include "policy_config/AsnConfig.h"
 #include "policy_config/CommunityList.h"
 #include "policy_config/CommunityValue.h"
+#include "policy_config/DynamicPrefixList.h"
 #include "policy_config/ListTypes.h"
 #include "policy_config/MapEntry.h"
 #include "policy_config/MatchRule.h"

@@ -6,28 +6,10 @@ namespace Routing::RouteMap {
 
 namespace {
 
-/// Has a handler of the machine called when a setting changes.
-template <class E, auto attribute, auto handler>
-class SettingSm final : public Orb::Reactor<SettingSm<E, attribute, handler>, E> {
- public:
-  SettingSm(Orb::Ptr<E const> entity, AsPathListConfigSm& machine)
-      : Base(std::move(entity)), machine_(machine) {}
-
- private:
-  using Base = Orb::Reactor<SettingSm, E>;
-  friend Base;
-  static constexpr auto reactions() {
-    return std::tuple{Base::template on<attribute, &SettingSm::onSetting>};
-  }
-  void onSetting() { (machine_.*handler)(); }
-
-  AsPathListConfigSm& machine_;
-};
-
-using RegexModeSm = SettingSm<Acl::AclListConfig, Acl::AclListConfig::Attr::regexMode,
-                              &AsPathListConfigSm::handleRegexMode>;
+using RegexModeSm = Orb::Relay<Acl::AclListConfig, Acl::AclListConfig::Attr::regexMode,
+                               &AsPathListConfigSm::handleRegexMode>;
 using AsnNotationSm =
-    SettingSm<AsnConfig, AsnConfig::Attr::asnNotation, &AsPathListConfigSm::handleAsnNotation>;
+    Orb::Relay<AsnConfig, AsnConfig::Attr::asnNotation, &AsPathListConfigSm::handleAsnNotation>;
 
 }  // namespace
 

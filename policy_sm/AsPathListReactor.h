@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "platform/regex/PathSet.h"
+#include "policy_config/AclListConfig.h"
 #include "policy_sm/ListReactor.h"
 #include "policy_status/AsPathListSymbol.h"
 
@@ -13,14 +14,16 @@ class AsPathListReactor;
 
 /// The AS-path lists as a kind of lists.
 struct ROUTEPOLICY_EXPORT AsPathLists {
+  using Root = Acl::AclListConfig;
   using List = Acl::AsPathList;
+  using Source = Orb::Ptr<List const>;
   using ListSm = AsPathListReactor;
   using SymbolKind = AsPathListKind;
-  static constexpr Acl::AclListConfig::Attr kLists = Acl::AclListConfig::Attr::pathList;
+  static constexpr Root::Attr kLists = Root::Attr::pathList;
   static constexpr bool kInstallsWithStatus = true;
 
-  static auto lists(Acl::AclListConfig const& config) { return config.pathList(); }
-  static Orb::Ptr<List> list(Acl::AclListConfig const& config, Orb::Name const& name) {
+  static auto lists(Root const& config) { return config.pathList(); }
+  static Orb::Ptr<List> list(Root const& config, Orb::Name const& name) {
     return config.pathList(name);
   }
   static auto const& entries(List const& list) { return list.pathEntry(); }

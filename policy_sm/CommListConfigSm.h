@@ -6,14 +6,13 @@ namespace Routing::RouteMap {
 
 /// The community lists as a kind of lists.
 struct ROUTEPOLICY_EXPORT CommLists {
+  using Root = Acl::AclListConfig;
   using List = Acl::CommunityList;
+  using Source = Orb::Ptr<List const>;
   using ListSm = CommListReactor;
-  static constexpr Acl::AclListConfig::Attr kLists = Acl::AclListConfig::Attr::communityList;
+  static constexpr Root::Attr kLists = Root::Attr::communityList;
 
-  static auto lists(Acl::AclListConfig const& config) { return config.communityList(); }
-  static Orb::Ptr<List> list(Acl::AclListConfig const& config, Orb::Name const& name) {
-    return config.communityList(name);
-  }
+  static auto lists(Root const& config) { return config.communityList(); }
   static MachineNames const& names();
 };
 
@@ -71,8 +70,8 @@ class ROUTEPOLICY_EXPORT CommListConfigSm final : public ListSmSet<CommLists> {
   ~CommListConfigSm() override;
 
  private:
-  void prepareList(Orb::Name const&) override {}
-  bool mayHaveSm(Orb::Name const&) const override { return true; }
+  Source source(Orb::Name const& name) const override { return config()->communityList(name); }
+  Orb::Ptr<ListSm> makeSm(Source const& list) override { return Orb::make<ListSm>(list, *this); }
   bool isInLine(Orb::Ptr<Acl::CommunityList const> const& list) const override;
   void catchUp() override;
 

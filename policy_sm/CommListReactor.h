@@ -33,6 +33,7 @@ class ROUTEPOLICY_EXPORT CommListReactor final
   /// The list's name, the reactor's key in its machine.
   Orb::Name const& name() const noexcept { return list()->name(); }
   Orb::Ptr<Acl::CommunityList const> const& list() const noexcept { return notifier(); }
+  Orb::Ptr<Acl::CommunityList const> const& source() const noexcept { return list(); }
   Orb::Ptr<Acl::CommunityList const> const& communityList() const noexcept { return list(); }
   /// The owning machine; null once that has let the reactor go, which does nothing from then on.
   CommListConfigSm* commListConfigSm() const noexcept { return machine_; }

@@ -1,6 +1,7 @@
 #include "policy_sm/CommListSymbols.h"
 
 #include "policy_sm/detail/Trace.h"
+#include "policy_sm/detail/Withdraw.h"
 
 namespace Routing::RouteMap {
 
@@ -10,26 +11,13 @@ void traceDeletion(Orb::Name const& name) {
   ORB_TRACE(traceSm(), 8, "deleting the symbol for community list " << name);
 }
 
-/// The last steps for a symbol that has just lost its status. What trace sinks and observers do may
-/// give it another one: the list is there again, and the symbol stays.
-void withdraw(CommListSymbols const& all, CommListSymbol& symbol) {
-  Orb::FirstError error;
-  error.guard([&] { symbol.versionInc(1); });
-  error.guard([&] {
-    if (!symbol.status() && all->symbol(symbol.name()) == &symbol) all->symbolDel(symbol.name());
-  });
-  error.rethrow();
-}
-
 /// deleteSymbol(), unless a trace sink has made it wrong.
 void deleteSymbolIf(CommListSymbols const& all, Orb::Name const& name,
                     Orb::FunctionRef<bool()> isToGo) {
   Orb::FirstError error;
   error.guard([&] { traceDeletion(name); });
   if (auto const symbol = all->symbol(name); symbol && isToGo()) {
-    auto const old = symbol->status();  // its engines trace when they go
-    symbol->statusIs(nullptr);
-    error.guard([&] { withdraw(all, *symbol); });
+    error.guard([&] { withdrawWithStatus(*all, *symbol); });
   }
   error.rethrow();
 }
@@ -133,7 +121,7 @@ void detail::deleteSymbols(CommListFamilies const& families, Orb::Name const& na
   for (std::size_t i = 0; i < families.size(); ++i) {
     if (!symbols[i]) continue;
     error.guard([&] { traceDeletion(name); });
-    error.guard([&] { withdraw(families[i].all, *symbols[i]); });
+    error.guard([&] { withdraw(*families[i].all, *symbols[i]); });
   }
   error.rethrow();
 }

@@ -16,6 +16,7 @@ namespace Routing::RouteMap {
 /// reactor alone leaves the symbol as it is.
 ///
 /// Kind says, besides what ListSmSet.h names:
+///   list(config, name)       a list of the root
 ///   entries(list)            what is in a list
 ///   ListSm                   a ListReactor<Kind>
 ///   SymbolKind               the kind of symbols
@@ -27,7 +28,9 @@ namespace Routing::RouteMap {
 template <class Kind>
 class ROUTEPOLICY_EXPORT ListMachine : public ListSmSet<Kind> {
  public:
+  using typename ListSmSet<Kind>::Root;
   using typename ListSmSet<Kind>::List;
+  using typename ListSmSet<Kind>::ListSm;
   using Symbol = SymbolOf<typename Kind::SymbolKind>;
   using AllSymbols = AllSymbolsOf<typename Kind::SymbolKind>;
   using SymbolTable = DedupTableOf<typename Kind::SymbolKind>;
@@ -46,7 +49,7 @@ class ROUTEPOLICY_EXPORT ListMachine : public ListSmSet<Kind> {
   void addList(Orb::Name const& name, Orb::Ptr<List const> const& list);
 
  protected:
-  ListMachine(Orb::Ptr<Acl::AclListConfig const> config, Orb::Ptr<AllSymbols> allSymbol,
+  ListMachine(Orb::Ptr<Root const> config, Orb::Ptr<AllSymbols> allSymbol,
               Orb::Ptr<SymbolTable const> symbolTable);
   ~ListMachine() override;
 
@@ -58,6 +61,8 @@ class ROUTEPOLICY_EXPORT ListMachine : public ListSmSet<Kind> {
   using Base = ListSmSet<Kind>;
 
   static void traceList(char const* handler, Orb::Name const& name);
+  Orb::Ptr<List const> source(Orb::Name const& name) const final;
+  Orb::Ptr<ListSm> makeSm(Orb::Ptr<List const> const& list) final;
   void prepareList(Orb::Name const& name) final;
   bool mayHaveSm(Orb::Name const& name) const final { return allSymbol_->symbolHas(name); }
   void bringSymbolInLine(Orb::Name const& name);

@@ -32,6 +32,7 @@ class ROUTEPOLICY_EXPORT ListReactor : public Orb::Reactor<ListReactor<Kind>, ty
   /// The list's name, the reactor's key in its machine.
   Orb::Name const& name() const noexcept { return list()->name(); }
   Orb::Ptr<List const> const& list() const noexcept { return this->notifier(); }
+  Orb::Ptr<List const> const& source() const noexcept { return list(); }
   /// The owning machine; null once that has let the reactor go, which does nothing from then on.
   Machine* machine() const noexcept { return machine_; }
   /// Whether the initial handler has run; slices do nothing before.

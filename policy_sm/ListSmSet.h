@@ -1,8 +1,9 @@
 #pragma once
 
+#include "platform/orb/containers/OrderedMap.h"
 #include "platform/orb/loop/Activity.h"
+#include "platform/orb/model/Collections.h"
 #include "platform/orb/model/Reactor.h"
-#include "policy_config/AclListConfig.h"
 
 namespace Routing::RouteMap {
 
@@ -23,27 +24,30 @@ struct MachineNames {
 ///     detached, also by the machine's end, and compiles nothing from then on.
 ///
 /// Kind says what is the kind's own:
+///   Root                     the root that owns the configured lists
 ///   List                     the configured list
-///   kLists, lists(config), list(config, name)
-///                            the root's collection of lists
-///   ListSm                   the reactor of a list: made of a list and the machine, a
-///                            ListSm::Machine, with name(), list(), handleInitial() and detach(),
-///                            which may throw what observers throw
+///   kLists, lists(config)    the root's collection of lists
+///   Source                   what the reactor of a list is made of: a pointer to the list, or what
+///                            behaves as one
+///   ListSm                   the reactor of a list, with name(), source(), handleInitial() and
+///                            detach(), which may throw what observers throw
 ///   names()                  its MachineNames
 template <class Kind>
-class ROUTEPOLICY_EXPORT ListSmSet : public Orb::Reactor<ListSmSet<Kind>, Acl::AclListConfig> {
+class ROUTEPOLICY_EXPORT ListSmSet : public Orb::Reactor<ListSmSet<Kind>, typename Kind::Root> {
  public:
+  using Root = typename Kind::Root;
   using List = typename Kind::List;
+  using Source = typename Kind::Source;
   using ListSm = typename Kind::ListSm;
   using ListSms = Orb::OrderedMap<Orb::Ptr<ListSm>, Orb::TargetKey<&ListSm::name>>;
 
-  Orb::Ptr<Acl::AclListConfig const> const& config() const noexcept { return this->notifier(); }
+  Orb::Ptr<Root const> const& config() const noexcept { return this->notifier(); }
 
-  /// The reactors of the lists, by name. listSmIs() makes one, in place of that of another list of
-  /// the name, which stays when there is no memory; a null list is a RangeException.
+  /// The reactors of the lists, by name. listSmIs() makes one, in place of one of another source,
+  /// which stays when there is no memory; a null source is a RangeException.
   ListSms const& listSms() const noexcept { return listSms_; }
   Orb::Ptr<ListSm> listSm(Orb::Name const& name) const;
-  void listSmIs(Orb::Ptr<List const> const& list);
+  void listSmIs(Source const& source);
   void listSmDel(Orb::Name const& name);
   void listSmDelAll();
 
@@ -51,7 +55,7 @@ class ROUTEPOLICY_EXPORT ListSmSet : public Orb::Reactor<ListSmSet<Kind>, Acl::A
   void catchUpSoon() { catchUp_.timeMinIs(Orb::Clock::kNextTurn); }
 
  protected:
-  explicit ListSmSet(Orb::Ptr<Acl::AclListConfig const> config);
+  explicit ListSmSet(Orb::Ptr<Root const> config);
   ~ListSmSet() override;
 
   /// Makes a reactor for every configured list, until one throws.
@@ -59,24 +63,31 @@ class ROUTEPOLICY_EXPORT ListSmSet : public Orb::Reactor<ListSmSet<Kind>, Acl::A
   /// Reacts to nothing more, and lets go of all reactors; what observers throw is dropped. Called
   /// by the destructor, and before by that of a derived class whose reactors use what it has.
   void stopLists() noexcept;
-  /// A list came, went, or was replaced. The reactor of a list that is gone is detached first.
+  /// A list came, went, or was replaced. The reactor of a list that is gone is detached before its
+  /// symbol goes.
   void onList(Orb::Name const& name);
-  /// What is to be done for a list before its reactor comes or goes.
-  virtual void prepareList(Orb::Name const& name) = 0;
-  /// Whether a configured list may have a reactor after that.
-  virtual bool mayHaveSm(Orb::Name const& name) const = 0;
-  /// Whether nothing is left to do for a configured list.
-  virtual bool isInLine(Orb::Ptr<List const> const& list) const;
+  /// What the reactor of that name is to be made of; null when there is to be none.
+  virtual Source source(Orb::Name const& name) const = 0;
+  virtual Orb::Ptr<ListSm> makeSm(Source const& source) = 0;
+  /// What is to be done before a reactor comes or goes: at first, and once a reactor of another
+  /// source has been detached.
+  virtual void announceList(Orb::Name const& /*name*/) {}
+  virtual void prepareList(Orb::Name const& /*name*/) {}
+  /// Whether the name may have a reactor after that.
+  virtual bool mayHaveSm(Orb::Name const& /*name*/) const { return true; }
+  /// Whether nothing is left to do for a name whose reactor has a source.
+  virtual bool isInLine(Source const& source) const;
   /// Brings every list in line, whichever throws.
   virtual void catchUp();
 
  private:
-  using Base = Orb::Reactor<ListSmSet, Acl::AclListConfig>;
+  using Base = Orb::Reactor<ListSmSet, Root>;
   friend Base;
 
   static constexpr auto reactions() {
     return std::tuple{Base::template on<Kind::kLists, &ListSmSet::onList>};
   }
+  bool isBehind(Orb::Name const& name) const;
 
   class CatchUp final : public Orb::Clock::Notifiee {
    public:

@@ -13,6 +13,8 @@ class PrefixListReactor;
 /// The prefix lists of a family, Acl::Ipv4Family or Acl::Ipv6Family, as a kind of lists.
 template <class Family>
 struct ROUTEPOLICY_EXPORT PrefixLists : Family {
+  using Root = Acl::AclListConfig;
+  using Source = Orb::Ptr<typename Family::List const>;
   using ListSm = PrefixListReactor<Family>;
   using SymbolKind = PrefixListKind;
   static constexpr bool kInstallsWithStatus = false;

@@ -4,4 +4,5 @@
 
 #include "policy_sm/AsPathListConfigSm.h"
 #include "policy_sm/CommListConfigSm.h"
+#include "policy_sm/DynPrefixListConfigSm.h"
 #include "policy_sm/PrefixListConfigSm.h"

@@ -9,6 +9,8 @@
 #include "policy_status/CommListStatus.h"
 #include "policy_status/CommListSymbol.h"
 #include "policy_status/DfaRegex.h"
+#include "policy_status/DynPrefixListStatus.h"
+#include "policy_status/DynPrefixListSymbol.h"
 #include "policy_status/GenPrefixEntry.h"
 #include "policy_status/PolicySymbol.h"
 #include "policy_status/PosixRegex.h"

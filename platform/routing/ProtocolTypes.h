@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/orb/base/Enum.h"
+#include "platform/orb/base/Types.h"
 
 /// Attribute types of the routing protocols that policy can set.
 namespace Routing {
@@ -20,3 +21,10 @@ ORB_ENUM(Level, "Routing::Isis::Level", level1 = 1, level2 = 2, level1And2 = 3);
 
 }  // namespace Isis
 }  // namespace Routing
+
+namespace Vrf::VrfIdMap {
+
+/// The number that the system has given to a VRF (a routing and forwarding instance, RFC 4364).
+using VrfId = Orb::U32;
+
+}  // namespace Vrf::VrfIdMap

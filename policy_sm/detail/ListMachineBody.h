@@ -3,13 +3,13 @@
 #include "policy_sm/ListMachine.h"
 #include "policy_sm/detail/ListSmSetBody.h"
 #include "policy_sm/detail/Trace.h"
+#include "policy_sm/detail/Withdraw.h"
 
 // The member functions of ListMachine, for the source file that instantiates it for a kind.
 namespace Routing::RouteMap {
 
 template <class Kind>
-ListMachine<Kind>::ListMachine(Orb::Ptr<Acl::AclListConfig const> config,
-                               Orb::Ptr<AllSymbols> allSymbol,
+ListMachine<Kind>::ListMachine(Orb::Ptr<Root const> config, Orb::Ptr<AllSymbols> allSymbol,
                                Orb::Ptr<SymbolTable const> symbolTable)
     : Base(std::move(config)),
       allSymbol_(std::move(allSymbol)),
@@ -27,6 +27,16 @@ void ListMachine<Kind>::start() {
   }
   error.rethrow();
   this->startLists();
+}
+
+template <class Kind>
+auto ListMachine<Kind>::source(Orb::Name const& name) const -> Orb::Ptr<List const> {
+  return Kind::list(*this->config(), name);
+}
+
+template <class Kind>
+auto ListMachine<Kind>::makeSm(Orb::Ptr<List const> const& list) -> Orb::Ptr<ListSm> {
+  return Orb::make<ListSm>(list, *this);
 }
 
 template <class Kind>
@@ -89,13 +99,7 @@ void ListMachine<Kind>::handleList(Orb::Name const& name) {
 template <class Kind>
 void ListMachine<Kind>::dropSymbol(Orb::Name const& name) {
   auto const symbol = allSymbol_->symbol(name);
-  if (!symbol) return;
-  symbol->statusIs(nullptr);
-  Orb::FirstError error;
-  error.guard([&] { symbol->versionInc(1); });
-  // An observer may have added the list again, and its symbol stays then.
-  if (!Kind::list(*this->config(), name)) error.guard([&] { allSymbol_->symbolDel(name); });
-  error.rethrow();
+  if (symbol) withdrawWithStatus(*allSymbol_, *symbol);
 }
 
 template <class Kind>

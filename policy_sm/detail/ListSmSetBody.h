@@ -6,7 +6,7 @@
 namespace Routing::RouteMap {
 
 template <class Kind>
-ListSmSet<Kind>::ListSmSet(Orb::Ptr<Acl::AclListConfig const> config) : Base(std::move(config)) {}
+ListSmSet<Kind>::ListSmSet(Orb::Ptr<Root const> config) : Base(std::move(config)) {}
 
 template <class Kind>
 ListSmSet<Kind>::~ListSmSet() {
@@ -25,32 +25,40 @@ void ListSmSet<Kind>::stopLists() noexcept {
 
 template <class Kind>
 void ListSmSet<Kind>::startLists() {
-  for (Orb::Ptr<List const> const list : Kind::lists(*config())) listSmIs(list);
+  for (Orb::Ptr<List const> const list : Kind::lists(*config())) listSmIs(source(list->name()));
 }
 
 template <class Kind>
 void ListSmSet<Kind>::onList(Orb::Name const& name) {
   Orb::Ptr<ListSmSet> const alive(this);  // an observer may drop the machine
-  auto const list = [&]() -> Orb::Ptr<List const> { return Kind::list(*config(), name); };
   Orb::FirstError error;
+  error.guard([&] { announceList(name); });
   // The reactor of a list that is gone publishes nothing from here on, until it goes.
-  if (auto const sm = listSm(name); sm && sm->list() != list()) error.guard([&] { sm->detach(); });
+  if (auto const sm = listSm(name); sm && sm->source() != source(name)) {
+    error.guard([&] { sm->detach(); });
+  }
   error.guard([&] { prepareList(name); });
   error.guard([&] {
-    if (!list()) {
+    if (auto const made = source(name); !made) {
       listSmDel(name);
     } else if (mayHaveSm(name)) {
-      listSmIs(list());
+      listSmIs(made);
     }
   });
-  if (list() && !isInLine(list())) error.guard([&] { catchUpSoon(); });
+  if (isBehind(name)) error.guard([&] { catchUpSoon(); });
   error.rethrow();
 }
 
 template <class Kind>
-bool ListSmSet<Kind>::isInLine(Orb::Ptr<List const> const& list) const {
-  auto const sm = listSm(list->name());
-  return sm && sm->list() == list;
+bool ListSmSet<Kind>::isInLine(Source const& source) const {
+  auto const sm = listSm(source->name());
+  return sm && sm->source() == source;
+}
+
+template <class Kind>
+bool ListSmSet<Kind>::isBehind(Orb::Name const& name) const {
+  auto const now = source(name);
+  return now && !isInLine(now);
 }
 
 template <class Kind>
@@ -58,7 +66,7 @@ void ListSmSet<Kind>::catchUp() {
   Orb::Ptr<ListSmSet> const alive(this);
   Orb::FirstError error;
   for (Orb::Ptr<List const> const list : Kind::lists(*config())) {
-    if (!isInLine(list)) error.guard([&] { onList(list->name()); });
+    if (isBehind(list->name())) error.guard([&] { onList(list->name()); });
   }
   error.rethrow();
 }
@@ -70,12 +78,12 @@ auto ListSmSet<Kind>::listSm(Orb::Name const& name) const -> Orb::Ptr<ListSm> {
 }
 
 template <class Kind>
-void ListSmSet<Kind>::listSmIs(Orb::Ptr<List const> const& list) {
+void ListSmSet<Kind>::listSmIs(Source const& source) {
   MachineNames const& names = Kind::names();
-  if (!list) throw Orb::RangeException(Orb::nullParameterMessage(names.machine, names.listSm));
-  Orb::Name const& name = list->name();
-  if (auto const sm = listSm(name); sm && sm->list() == list) return;
-  auto const made = Orb::make<ListSm>(list, static_cast<typename ListSm::Machine&>(*this));
+  if (!source) throw Orb::RangeException(Orb::nullParameterMessage(names.machine, names.listSm));
+  Orb::Name const& name = source->name();
+  if (auto const sm = listSm(name); sm && sm->source() == source) return;
+  auto const made = makeSm(source);
   auto const replaced = listSm(name);
   listSms_.insertOrAssign(Orb::Ptr<ListSm>(made));
   Orb::FirstError error;

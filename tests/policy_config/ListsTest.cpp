@@ -90,6 +90,8 @@ Routing::RouteMap::RouteMapOpModeType routeMapSetOpModeMerged 0 routeMapSetOpMod
 
 Routing::AsnNotation asnNotationAsplain 1 asnNotationAsdot 2
 
+Routing::DynamicPrefixList::DplEvalState inactive 0 active 1
+
 Routing::Ospf::OspfExtMetricType ospfExtMetricType1 1 ospfExtMetricType2 2
 
 Routing::Isis::Level level1 1 level2 2 level1And2 3
@@ -116,6 +118,15 @@ Routing::RouteMap::PeerFilterConfig peerFilter = {}
 
 Routing::AsnConfig asnNotationDefault = asnNotationAsplain asnNotation = asnNotationAsplain
   isAsdotConfigured = False
+
+Routing::DynamicPrefixList::Config dynamicPrefixList = {}
+
+Routing::DynamicPrefixList::DynamicPrefixListEntry dplName = '' matchMap = '' ipv4PrefixList = ''
+  ipv6PrefixList = '' version = 0
+
+Routing::DynamicPrefixList::AllDynamicPrefixListVrfSet dynamicPrefixList = {}
+
+Routing::DynamicPrefixList::DynamicPrefixListVrfSet dplName = '' activeInVrf = {}
 
 Routing::RouteMap::Map name = '' mapEntry = {} description = {} version = 0
 
@@ -163,7 +174,7 @@ TEST(Types, AreAsOthersStoreThem) {
     EXPECT_EQ(text, expected);
     ++types;
   }
-  EXPECT_EQ(types, 29);
+  EXPECT_EQ(types, 34);
 }
 
 TEST(Types, ValuesNameTheirFields) {

@@ -15,9 +15,11 @@ struct PolicyRoots {
   Orb::Ptr<Routing::RouteMap::Config> maps = Orb::make<Routing::RouteMap::Config>();
   Orb::Ptr<Routing::RouteMap::PeerFilterConfig> filters =
       Orb::make<Routing::RouteMap::PeerFilterConfig>();
+  Orb::Ptr<Routing::DynamicPrefixList::Config> dynamic =
+      Orb::make<Routing::DynamicPrefixList::Config>();
   Orb::Ptr<Routing::AsnConfig> asn = Orb::make<Routing::AsnConfig>();
 
-  std::vector<Orb::Ptr<Orb::Entity>> all() const { return {lists, maps, filters, asn}; }
+  std::vector<Orb::Ptr<Orb::Entity>> all() const { return {lists, maps, filters, dynamic, asn}; }
 
   Orb::Ptr<Cli::Session::Manager> manager() const {
     return Orb::make<Cli::Session::Manager>(

@@ -102,4 +102,26 @@ class Reactor : public RefCounted, private Notifiee {
   Ptr<E const> const notifier_;
 };
 
+/// Leads the changes of one attribute to a member function of another object, which holds this and
+/// outlives it: for objects that watch more than one entity.
+template <class E, auto attribute, auto handler>
+class Relay;
+
+template <class E, auto attribute, class Target, class... Key, void (Target::*handler)(Key...)>
+class Relay<E, attribute, handler> final : public Reactor<Relay<E, attribute, handler>, E> {
+ public:
+  Relay(Ptr<E const> entity, Target& target) : Base(std::move(entity)), target_(target) {}
+  using Reactor<Relay, E>::stopReacting;
+
+ private:
+  using Base = Reactor<Relay, E>;
+  friend Base;
+  static constexpr auto reactions() {
+    return std::tuple{Base::template on<attribute, &Relay::onChange>};
+  }
+  void onChange(Key... key) { (target_.*handler)(key...); }
+
+  Target& target_;
+};
+
 }  // namespace Orb
