@@ -20,7 +20,9 @@ struct MachineNames {
 ///  2. A list that is not in line after that, since a step found no memory, is brought in line at
 ///     the next turn of the event loop. Arming the timer for it needs no memory, and is repeated
 ///     until every list is in line.
-///  3. A reactor compiles nothing before the machine has it. One that the machine lets go of is
+///  3. A machine that is dropped while it handles a change ends after that. Who makes another one
+///     over the same collections does so in a later turn.
+///  4. A reactor compiles nothing before the machine has it. One that the machine lets go of is
 ///     detached, also by the machine's end, and compiles nothing from then on.
 ///
 /// Kind says what is the kind's own:

@@ -64,15 +64,18 @@ struct AsPathWorld : MachineWorld<Routing::RouteMap::AsPathListConfigSm> {
     return (status->pathSet() != nullptr) == (status->dfaRegexMapSize() > 1);
   }
   std::string modelOf(List const& list) { return contentOf(statusOf(list)); }
-  /// The status that a list is to have, made in the slowest way.
   Status statusOf(List const& list) {
+    return statusOf(list, config->regexMode(), asn->asnNotation());
+  }
+  /// The status that a list is to have, made in the slowest way.
+  static Status statusOf(List const& list, Acl::RegexMode mode, Routing::AsnNotation notation) {
     auto const status = Routing::RouteMap::asPathListStatusFactory(list.name());
     status->configVersionIs(list.version());
-    status->regexModeIs(config->regexMode());
-    status->asnNotationIs(asn->asnNotation());
+    status->regexModeIs(mode);
+    status->asnNotationIs(notation);
     for (auto const& e : list.pathEntry()) {
       status->asPathEntryIs(e);
-      bool const isDfa = config->regexMode() == Acl::regexModeDfa;
+      bool const isDfa = mode == Acl::regexModeDfa;
       if (isDfa && e.validDfaRegex()) status->dfaRegexAdd(e.seqno(), e.userRegex());
       if (!isDfa && e.validPosixRegex()) status->posixRegexAdd(e.seqno(), e.userRegex());
     }

@@ -26,6 +26,27 @@ struct PolicyRoots {
         all(), Orb::make<Routing::RouteMap::RouteMapCopyHandlerDir>("handlers"));
   }
 
+  /// Makes an edit past all sessions: "PATH=TEXT" sets, "PATH" makes and "-PATH" removes.
+  void edit(std::string_view line) const {
+    bool const isRemoval = line.starts_with('-');
+    auto const [path, text, hasText] = Orb::splitAssignment(line.substr(isRemoval));
+    auto const roots = all();
+    Orb::Entity& root = *roots[Orb::rootOf(roots, path)];
+    if (isRemoval) {
+      Orb::attributeDel(root, path);
+    } else {
+      hasText ? Orb::attributeTextIs(root, path, text) : void(Orb::attributeIs(root, path));
+    }
+  }
+  /// Makes them what text() says.
+  void load(std::string const& text) const {
+    for (std::size_t from = 0; from < text.size();) {
+      std::size_t const end = text.find('\n', from);
+      edit(std::string_view(text).substr(from, end - from));
+      from = end + 1;
+    }
+  }
+
   /// What makes them what they are, a line each.
   std::string text() const {
     std::string lines;
