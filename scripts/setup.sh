@@ -15,7 +15,7 @@ for purpose in "$@"; do
   case $purpose in
     build) packages+=(cmake g++ ninja-build) ;;
     tool) packages+=(libcli11-dev nlohmann-json3-dev) ;;
-    test) packages+=(libgtest-dev pkgconf) ;;
+    test) packages+=(fish libgtest-dev pkgconf zsh) ;;
     benchmark) packages+=(libbenchmark-dev) ;;
     lint) packages+=(clang-format clang-tidy) ;;
     fuzz) packages+=(clang libclang-rt-dev) ;;
