@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs what is missing of the Debian packages that the named purposes need.
-#   scripts/setup.sh [--list] build|tool|test|benchmark|lint|fuzz...
+#   scripts/setup.sh [--list] build|tool|test|benchmark|lint|fuzz|package...
 # --list only prints the packages. On a system without dpkg nothing is installed.
 set -euo pipefail
 
@@ -18,6 +18,7 @@ for purpose in "$@"; do
     test) packages+=(fish libgtest-dev pkgconf zsh) ;;
     benchmark) packages+=(libbenchmark-dev) ;;
     lint) packages+=(clang-format clang-tidy) ;;
+    package) packages+=(debhelper lintian mmdebstrap) ;;
     fuzz) packages+=(clang libclang-rt-dev) ;;
     *)
       echo "setup: no such purpose: $purpose" >&2
