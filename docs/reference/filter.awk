@@ -1,10 +1,11 @@
-# What Doxygen reads in place of a header. The lines that declare attributes, fields, enumerations and
-# the like (platform/orb/model/Declare.h, platform/orb/base/DeclareValue.h, Enum.h, Flags.h) become
-# the accessors that they stand for, below a heading with the comment that stands above or behind the
-# line. What a namespace holds joins the group of its folder. What is private, and friends, stay out.
+# What Doxygen reads in place of a header. The lines that declare attributes, fields, enumerations
+# and the like (platform/orb/model/Declare.h, platform/orb/base/DeclareValue.h, Enum.h, Flags.h)
+# become the accessors that they stand for, below a heading with the comment that stands above or
+# behind the line. What a namespace holds joins the group of its folder. What is private, and
+# friends, stay out.
 
 # The accessors of each kind of declaration, with what they do, in the words of these arguments:
-# NAME, TYPE (of an entity or value), KEY (its type), WHOLE (of a collection).
+# NAME, TYPE (of an entity or value), KEY (the parameter), WHOLE (of a collection).
 BEGIN {
   get = "TYPE NAME() const: Returns it.\n"
   put = "void NAMEIs(TYPE value): Sets it.\n"
@@ -13,11 +14,11 @@ BEGIN {
           "void NAMEDel(): Removes it and notifies, when it is there.\n"
   make = ": Returns it, made and notified of when it is not there.\n"
   all = "WHOLE const& NAME() const: All members.\n"
-  keyed = "bool NAMEHas(KEY key) const: Whether there is a member of a key.\n" \
-          "void NAMEDel(KEY key): Removes a member and notifies of its key, when it is there.\n" \
+  keyed = "bool NAMEHas(KEY) const: Whether there is a member of a key.\n" \
+          "void NAMEDel(KEY): Removes a member and notifies of its key, when it is there.\n" \
           "void NAMEDelAll(): Removes all members, then notifies of each key.\n"
-  value = "TYPE NAME(KEY key) const: The member of a key, or the default value.\n"
-  entity = "Orb::Ptr<TYPE> NAME(KEY key) const: The member of a key, or null.\n"
+  value = "TYPE NAME(KEY) const: The member of a key, or the default value.\n"
+  entity = "Orb::Ptr<TYPE> NAME(KEY) const: The member of a key, or null.\n"
   add = ": Adds a member, or replaces the one of its key; notifies when it differs.\n"
 
   accessors["ATTRIBUTE"] = accessors["CHECKED_ATTRIBUTE"] = accessors["REFERENCE"] = get set
@@ -27,10 +28,18 @@ BEGIN {
   accessors["DERIVED"] = accessors["FIELD_DERIVED"] = "TYPE NAME() const: Computed from others.\n"
   accessors["CHILD"] = child "Orb::Ptr<TYPE> NAMEIs()" make
   accessors["NAMED_CHILD"] = child "Orb::Ptr<TYPE> NAMEIs(Orb::Name const& name)" make
-  accessors["MAP"] = accessors["FIELD_MAP"] = all value keyed "void NAMEIs(KEY key, TYPE value)" add
+  accessors["MAP"] = all value keyed "void NAMEIs(KEY, TYPE value)" add
   accessors["Values"] = all value keyed "void NAMEIs(TYPE const& value)" add
   accessors["Shared"] = all entity keyed "void NAMEIs(Orb::Ptr<TYPE> object)" add
-  accessors["Children"] = all entity keyed "Orb::Ptr<TYPE> NAMEIs(KEY key)" make
+  accessors["Children"] = all entity keyed "Orb::Ptr<TYPE> NAMEIs(KEY)" make
+
+  plain = accessors["MAP"]
+  gsub(/ and notifies of its key|, then notifies of each key|; notifies when it differs/, "", plain)
+  accessors["FIELD_MAP"] = plain
+
+  macros = "ENUM|FLAGS|ENTITY|ENTITY_LIKE_BASE|VALUE|VALUE_NAME|FIELDS|GETTER_ROW|COLLECTION"
+  for (macro in accessors) if (macro ~ /^[A-Z_]+$/) macros = macros "|" macro
+  declaration = "^ *ORB_(" macros ")[(]"
 }
 
 function filled(text, word, by,   piece, n, i, out) {
@@ -65,7 +74,8 @@ function collection(class,   inner, part) {
   sub(/^[^<]*</, "", inner)
   parted(substr(inner, 1, length(inner) - 1), part)
   type = part[1]
-  key = class ~ /HashChildren|OrderedChildren/ ? type "::Key" : "Key"
+  sub(/.*::/, "", part[2])
+  key = "Key " (part[2] == "" ? "key" : part[2])  # a member's name for its key
   whole = class
   return class ~ /Children</ ? "Children" : class ~ /Shared</ ? "Shared" : "Values"
 }
@@ -80,14 +90,19 @@ function declare(macro, text, comment,   part, n, line, i, kind, start) {
     print "/** What it is made of, in this order. */",
           "enum class Attr { " from(macro == "FIELDS" ? 2 : 3, part, n) " };"
   if (macro ~ /^ENTITY/)
-    print "~" part[1] "() override; /** Of " part[2] ". */ Orb::TypeInfo const& type() const override;"
+    print "~" part[1] "() override;",
+          "/** Of " part[2] ". */ Orb::TypeInfo const& type() const override;"
   if (macro ~ /^VALUE/)
     print "/** Reads the text form of " part[2] ". */ explicit " part[1] "(std::string_view text);"
 
   kind = macro
   type = macro == "COUNTER" ? "Orb::U32" : macro == "REFERENCE" ? "Orb::Ptr<" part[2] ">" : part[2]
   if (macro == "FIELD_AS") type = part[3]
-  if (macro ~ /MAP$/) { key = part[2]; type = part[3]; whole = "Orb::Map<" key ", " type ">" }
+  if (macro ~ /MAP$/) {
+    type = part[3]
+    key = part[2] " key"
+    whole = "Orb::Map<" part[2] ", " type ">"
+  }
   if (macro == "COLLECTION") kind = collection(from(2, part, n))
   if (!(kind in accessors)) return
   start = macro ~ /^(ATTRIBUTE|FIELD)$/ ? part[3] : macro ~ /^(CHECKED|FIELD_AS)/ ? part[4] : ""
@@ -146,7 +161,7 @@ isOpening && !/^((class|struct) .*;)?$/ {
 isMacros && /^#define/ && held != "" { held = held "///\n/// \\ingroup " folder "\n" }
 isMacros { printf "%s", held; held = ""; print; next }
 
-/^ *ORB_(ENUM|FLAGS|ENTITY|VALUE|FIELD|[A-Z]*_?ATTRIBUTE|COUNTER|DERIVED|[A-Z]*_?CHILD|REFERENCE|COLLECTION|MAP|GETTER)/ || call != "" {
+$0 ~ declaration || call != "" {
   call = call " " $0
   if ($0 !~ /\);?( *\/\/\/<.*)?$/) next
   comment = held
