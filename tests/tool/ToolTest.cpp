@@ -258,7 +258,7 @@ w --config=a => a list
 w --config x s => set show
 w --config x match '' => as-path-list community-list ipv6-prefix-list prefix-list
 w --config=x get --c => --candidate --config
-w --config x show a => as-path-list
+w --config=x show a => as-path-list
 w --config x show as-path-list a =>
 w set a =>
 w frob =>
@@ -273,8 +273,11 @@ w match --origin '' => egp igp incomplete
 w match --ipv6 --e => --exact
 w match x a =>
 w check x a => a list
-w show x a =>
-t --complete match --e | grep exact | tr '\t' : => --exact:an entry of communities matches a route that has no others of the family
+w show - a =>
+w check --json= =>
+t --complete | cut -f1 | tail -1 => abort
+t --complete check --notation '' => asplain asdot
+t --complete match --e | grep exact | cut -f2 => an entry of communities matches a route that has no others of the family
 )",
         R"(export HOME=$T PATH=${TOOL%/*}:$PATH
 source docs/route-policy.bash
