@@ -11,8 +11,10 @@ struct ROUTEPOLICY_EXPORT AsPathListKind {
   static constexpr char const* kCollectionName = "Routing::RouteMap::AllAsPathListSymbol";
 };
 
+/// How the users of an AS-path list reach its compiled form, and learn of a new one.
 using AsPathListSymbol = SymbolOf<AsPathListKind>;
 using AsPathListSymbolDedupTable = DedupTableOf<AsPathListKind>;
+/// Those symbols by their names.
 using AllAsPathListSymbol = AllSymbolsOf<AsPathListKind>;
 
 ROUTEPOLICY_EXPORT Orb::Ptr<AsPathListSymbol> asPathListSymbolFactory(Orb::String name);

@@ -12,8 +12,10 @@ struct ROUTEPOLICY_EXPORT CommListKind {
   static constexpr char const* kCollectionName = "Routing::RouteMap::AllCommListSymbol";
 };
 
+/// How the users of a community list in one family reach its compiled form, and learn of a new one.
 using CommListSymbol = SymbolOf<CommListKind>;
 using CommListSymbolDedupTable = DedupTableOf<CommListKind>;
+/// Those symbols by their names.
 using AllCommListSymbol = AllSymbolsOf<CommListKind>;
 
 ROUTEPOLICY_EXPORT Orb::Ptr<CommListSymbol> commListSymbolFactory(Orb::String name);

@@ -12,8 +12,10 @@ struct ROUTEPOLICY_EXPORT PrefixListKind {
   static constexpr char const* kCollectionName = "Routing::RouteMap::AllPrefixListSymbol";
 };
 
+/// How the users of a prefix list reach its compiled form, and learn of a new one.
 using PrefixListSymbol = SymbolOf<PrefixListKind>;
 using PrefixListSymbolDedupTable = DedupTableOf<PrefixListKind>;
+/// Those symbols by their names.
 using AllPrefixListSymbol = AllSymbolsOf<PrefixListKind>;
 
 ROUTEPOLICY_EXPORT Orb::Ptr<PrefixListSymbol> prefixListSymbolFactory(Orb::String name);

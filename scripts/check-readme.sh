@@ -1,11 +1,47 @@
 #!/usr/bin/env bash
-# Every line of C++ that README.md shows stands in a program of examples/, which the tests build and
-# run. Prints the lines that do not, and fails when there is one.
+# What README.md shows is so; run as a test.
+#   1. Its C++ stands in a program of examples/, which the tests build and run.
+#   2. Its commands, the indented lines, work as they stand, one behind the other in one shell. That
+#      is done in a temporary folder, where the build of the tests stands in for the release. Those
+#      that would end up here again are run by .ci/run.
+#   3. The files that it links to or names are there.
+#   scripts/check-readme.sh BUILD_DIR COMPILER SANITIZERS
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
+export TOP=$PWD BUILD=$1 COMPILER=$2 SANITIZERS=$3
+fail() { printf "README.md: $1\n" "${@:2}" >&2; exit 1; }
 
 squeezed() { sed -E 's/^[ \t]+//; s/[ \t]+$//; /^$/d'; }
 shown=$(sed -n '/^```cpp$/,/^```$/p' README.md | grep -v '^```' | squeezed)
-[[ -n $shown ]] || { echo "README.md shows no C++" >&2; exit 1; }
+[[ -n $shown ]] || fail "no C++"
 missing=$(grep -vxFf <(cat examples/*.cpp | squeezed) <<<"$shown" || true)
-[[ -z $missing ]] || { printf 'not in examples/: %s\n' "$missing" >&2; exit 1; }
+[[ -z $missing ]] || fail 'not in examples/: %s' "$missing"
+
+mapfile -t names < <(grep -oE '\]\([^):]+\)|`[a-z_]+/[A-Za-z_/.]+`' README.md |
+  sed -E 's/^(\]\(|`)//; s/.$//; /^build\//d')
+for name in "${names[@]}"; do [[ -e $name ]] || fail 'there is no %s' "$name"; done
+
+commands=$(sed -n '/^```/,/^```/d; s/^    //p' README.md)
+for name in $(grep -oE '^\./[a-z]+' <<<"$commands" | sort -u); do
+  grep -qE "^step .* $name( |$)" .ci/run || fail '.ci/run does not run %s' "$name"
+done
+
+HOME=$(mktemp -d)
+trap 'rm -rf "$HOME"' EXIT
+cd "$HOME"
+ln -s "$TOP"/{docs,examples,samples,scripts} .
+mkdir build
+ln -s "$BUILD" build/release
+# The build is there, and may be sanitized; what is linked to it must be sanitized then too.
+cmake() {
+  case $1 in
+    --preset) command cmake -S "$TOP" --list-presets | grep -qF "\"$2\"" ;;
+    --build) command cmake --build "$BUILD" --target route-policy ;;
+    *) command cmake "$@" ;;
+  esac
+}
+g++() { command "$COMPILER" ${SANITIZERS:+"-fsanitize=$SANITIZERS"} "$@"; }
+export -f cmake g++
+# Not by "set -e", which lets what stands before && fail.
+checked=$(sed -e '/^\.\//d' -e '/\\$/!a (($? == 0)) || exit 1' <<<"$commands")
+bash -xo pipefail <<<"$checked" || fail 'a command failed, see above'

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs what is missing of the Debian packages that the named purposes need.
-#   scripts/setup.sh [--list] build|tool|test|benchmark|lint|fuzz...
+#   scripts/setup.sh [--list] build|tool|test|benchmark|lint|fuzz|package|reference...
 # --list only prints the packages. On a system without dpkg nothing is installed.
 set -euo pipefail
 
@@ -15,9 +15,11 @@ for purpose in "$@"; do
   case $purpose in
     build) packages+=(cmake g++ ninja-build) ;;
     tool) packages+=(libcli11-dev nlohmann-json3-dev) ;;
-    test) packages+=(libgtest-dev pkgconf) ;;
+    test) packages+=(fish libgtest-dev pkgconf zsh) ;;
     benchmark) packages+=(libbenchmark-dev) ;;
     lint) packages+=(clang-format clang-tidy) ;;
+    package) packages+=(debhelper lintian mmdebstrap) ;;
+    reference) packages+=(doxygen) ;;
     fuzz) packages+=(clang libclang-rt-dev) ;;
     *)
       echo "setup: no such purpose: $purpose" >&2

@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 
 #include "platform/orb/base/Text.h"
+#include "tool/Completion.h"
 #include "tool/HelpText.h"
 
 namespace Tool {
@@ -50,20 +51,11 @@ std::string textOf(Word<Value> const (&words)[count]) {
   return text;
 }
 
-/// An option that takes one of some words; `isGiven` is set with it.
 template <class Value, std::size_t count>
-void addWordOption(CLI::App& sub, char const* option, Word<Value> const (&words)[count],
-                   Value& value, bool& isGiven, char const* help) {
-  sub.add_option_function<std::string>(
-         option,
-         [option, &words, &value, &isGiven](std::string const& word) {
-           auto const known = valueOf(words, word);
-           if (!known) throw CLI::ValidationError(option, word + " is not " + textOf(words));
-           value = *known;
-           isGiven = true;
-         },
-         help)
-      ->type_name("WHAT");
+std::vector<std::string> allOf(Word<Value> const (&words)[count]) {
+  std::vector<std::string> all;
+  for (auto const& known : words) all.emplace_back(known.word);
+  return all;
 }
 
 constexpr char kCommands[] = "check, show, match, compile, get, set, unset, diff, commit or abort";
@@ -77,7 +69,26 @@ struct Given {
   bool origin = false;
   std::vector<std::string> words;  // of the commands on lists: files, or a kind and names
   std::vector<std::string> more;   // of match: behind the first
+  Choices choices{{"KIND", allOf(kKinds)}};
 };
+
+/// An option that takes one of some words; `isGiven` is set with it.
+template <class Value, std::size_t count>
+void addWordOption(CLI::App& sub, Given& given, char const* option,
+                   Word<Value> const (&words)[count], Value& value, bool Given::*isGiven,
+                   char const* help) {
+  sub.add_option_function<std::string>(
+         option,
+         [&given, option, &words, &value, isGiven](std::string const& word) {
+           auto const known = valueOf(words, word);
+           if (!known) throw CLI::ValidationError(option, word + " is not " + textOf(words));
+           value = *known;
+           given.*isGiven = true;
+         },
+         help)
+      ->type_name("WHAT");
+  given.choices[option] = allOf(words);
+}
 
 /// A command with the options that all have; `json` is null for one that answers nothing.
 CLI::App& addCommand(CLI::App& app, Options& options, Command command, char const* name,
@@ -108,10 +119,11 @@ CLI::App& addListCommand(CLI::App& app, Options& options, Given& given, Command 
   addCandidate(sub, options);
   sub.add_flag("-6,--ipv6", given.ipv6, HelpText::kIpv6);
   sub.add_flag("-a,--as-path", given.asPath, HelpText::kAsPath);
-  addWordOption(sub, "--regex-mode", kRegexModes, options.regexMode, given.engine,
+  addWordOption(sub, given, "--regex-mode", kRegexModes, options.regexMode, &Given::engine,
                 HelpText::kRegexMode);
-  addWordOption(sub, "--notation", kNotations, options.notation, given.engine, HelpText::kNotation);
-  addWordOption(sub, "--on-duplicate", kDuplicates, options.onDuplicate, given.onDuplicate,
+  addWordOption(sub, given, "--notation", kNotations, options.notation, &Given::engine,
+                HelpText::kNotation);
+  addWordOption(sub, given, "--on-duplicate", kDuplicates, options.onDuplicate, &Given::onDuplicate,
                 HelpText::kOnDuplicate);
   sub.add_flag("--strict", options.strict, HelpText::kStrict);
   return sub;
@@ -137,7 +149,8 @@ void addListCommands(CLI::App& app, Options& options, Given& given) {
       ->type_name("");
   match.add_option("NAME|PREFIX|PATH|COMMUNITIES", given.more, HelpText::kAsked)->type_name("");
   match.add_flag("--exact", options.exact, HelpText::kExact);
-  addWordOption(match, "--origin", kOrigins, options.origin, given.origin, HelpText::kOrigin);
+  addWordOption(match, given, "--origin", kOrigins, options.origin, &Given::origin,
+                HelpText::kOrigin);
   addWords(add(Command::compile, "compile", HelpText::kCompile, HelpText::kCompileEnd,
                HelpText::kListJson),
            "FILE|KIND", HelpText::kFileOrKind);
@@ -283,6 +296,10 @@ std::optional<Options> parseCommandLine(int argc, char const* const* argv, Conso
   Given given;
   addListCommands(app, options, given);
   addConfigCommands(app, options);
+  if (argc > 1 && argv[1] == kCompleteOption) {
+    console.text() += completionsOf(app, given.choices, {argv + 2, argv + argc});
+    return std::nullopt;
+  }
   try {
     app.parse(argc, argv);
   } catch (CLI::CallForHelp const&) {

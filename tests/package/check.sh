@@ -53,3 +53,13 @@ echo "-- installed headers"
 read -ra cflags < <(pkg-config --cflags routepolicy)
 "$compiler" -std=c++20 -Wall -Wextra -Werror -fsyntax-only "${cflags[@]}" "$work/all.cpp"
 echo "$(wc -l <"$work/all.cpp") headers"
+
+echo "-- debian/"
+cd "$prefix"
+find . -type f -o -type l | sed 's|^\./||' | sort >"$work/installed"
+for pattern in $(sed -E '/^#/d; s|^usr/||; s|lib/\*/|lib/|; s|vendor-completions/_|site-functions/_|' \
+  "$here"/../../debian/{*.install,not-installed}); do
+  find $pattern -type f -o -type l
+done | sort | diff "$work/installed" - || { echo "debian/*.install have other files"; exit 1; }
+version=$(sed -n 's/^set(PACKAGE_VERSION "\(.*\)")$/\1/p' lib/cmake/routepolicy/*Version.cmake)
+head -n 1 "$here/../../debian/changelog" | grep -F "routepolicy ($version) "

@@ -227,57 +227,83 @@ as 1 '64495 23455' 131072 4199999999 '112 112' "$(seq -s' ' 49)" => permit
       "as() { t match -a samples/bogons-as-path.txt \"$@\" | cut -f2 | sort -u; }\n");
 }
 
-/// Completes the last of the words behind "w".
-constexpr char kComplete[] =
-    "source docs/route-policy.bash; w() { cd $T; COMP_WORDS=(route-policy \"$@\"); COMP_CWORD=$#\n"
-    "_route_policy; [[ ! ${COMPREPLY[0]} ]] || printf '%s ' \"${COMPREPLY[@]}\"; }\n";
-
-TEST_F(Tool, ManualHelpAndCompletionNameTheSame) {
+TEST_F(Tool, ManualAndHelpNameTheSame) {
   std::string const options =
       "--as-path --candidate --config --exact --help --ipv6 --json --notation --on-duplicate "
       "--origin "
       "--regex-mode --strict --version -6 -V -a -h\n";
   // Options are words that begin with hyphens; a manual writes a hyphen as "\-". It has the exit
   // statuses as sentences, with a capital letter.
-  table("help | options => " + options + "options <docs/route-policy.1 => " + options +
-            "for c in '' check 'match x' get unset commit; do w $c -; done | options => " +
-            options + R"(help | grep -c '^Examples*:' => 11
+  table(
+      "help | options => " + options + "options <docs/route-policy.1 => " + options +
+          R"(help | grep -c '^Examples*:' => 11
 help | grep -E '.{101}' => [1]
 status 'list has an error, is empty or is not there, a prefix, path or community is not one, a configuration or an edit of it is refused, or a commit failed' => 1 1
 status 'rong usage, a file that cannot be read or written, output that cannot be written, or not enough memory' => 1 1
 )",
-        kComplete + std::string(R"(
-options() { tr -d '\\' | grep -oE '[-[:alnum:]]+' | grep -E '^-.*[^-]' | LC_ALL=C sort -u; }
+      R"(options() { tr -d '\\' | grep -oE '[-[:alnum:]]+' | grep -E '^-.*[^-]' | LC_ALL=C sort -u; }
 status() { for f in <(t --help) docs/route-policy.1; do tr -s ' \n' ' ' <$f | grep -cF "$1"; done; }
 help() {
   for c in '' check show match compile get set unset diff commit abort; do t $c --help; done
-})"));
+})");
 }
 
-TEST_F(Tool, CompletesWordsInBash) {
+TEST_F(Tool, CompletesWordsInEachShell) {
   write("a list", "");
-  table(R"(w c => check compile commit 
-w '' => check show match compile get set unset diff commit abort --help -h --config --version -V 
-w --config a => a list 
-w --config = a => a list 
-w --config x s => show set 
-w --config x match '' => prefix-list ipv6-prefix-list as-path-list community-list 
-w --config=x get --c => --config --candidate 
-w --config x show a => as-path-list 
+  table(R"(w c => check commit compile
+w '' => abort check commit compile diff get match set show unset
+w - => --config --help --version -V -h
+w --config a => a list
+w --config=a => a list
+w --config x s => set show
+w --config x match '' => as-path-list community-list ipv6-prefix-list prefix-list
+w --config=x get --c => --candidate --config
+w --config=x show a => as-path-list
 w --config x show as-path-list a =>
 w set a =>
-w check --on => --on-duplicate 
-w check --on-duplicate '' => error ignore override 
-w check --on-duplicate = o => override 
-w match --on-duplicate = error a => a list 
-w check --regex-mode = '' => dfa posix 
-w check --notation asd => asdot 
-w match --origin '' => igp egp incomplete 
+w frob =>
+w check --on => --on-duplicate
+w check --on-duplicate '' => error ignore override
+w check --on-duplicate=o => override
+w check --on-duplicate= => error ignore override
+w match --on-duplicate=error a => a list
+w check --regex-mode '' => dfa posix
+w check --notation asd => asdot
+w match --origin '' => egp igp incomplete
+w match --ipv6 --e => --exact
 w match x a =>
-w check x a => a list 
-w show x a =>
+w check x a => a list
+w show - a =>
+w check --json= =>
+t --complete | cut -f1 | tail -1 => abort
+t --complete check --notation '' => asplain asdot
+t --complete match --e | grep exact | cut -f2 => an entry of communities matches a route that has no others of the family
 )",
-        kComplete);
+        R"(export HOME=$T PATH=${TOOL%/*}:$PATH
+source docs/route-policy.bash
+in_bash() {  # which parts words at "="
+  COMP_WORDS=(route-policy)
+  for word; do COMP_WORDS+=("${word%%=*}")
+    if [[ $word == *=* ]]; then COMP_WORDS+=(=); fi
+    if [[ $word == *=?* ]]; then COMP_WORDS+=("${word#*=}"); fi
+  done
+  COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); (cd $T; _route_policy; printf '%s\n' "${COMPREPLY[@]}")
+}
+in_fish() {
+  fish -c 'source docs/route-policy.fish; cd $HOME; complete -C "route-policy $argv"' -- "$*"
+}
+in_zsh() {  # what its completion system offers stands in for that here
+  zsh -fc 'words=(route-policy "$@") CURRENT=$(($# + 1)) PREFIX=${@[-1]}
+    compset() { PREFIX=${PREFIX#$~2}; }; _files() { print -l $PREFIX*(N); }
+    _describe() { print -l -- ${${(M)${(P)2}:#$PREFIX*}%%:*}; }
+    complete() { local file=$PWD/docs/route-policy.zsh; cd $HOME; . $file; }; complete' - "$@"
+}
+w() {  # the answer of all three shells, or else of each
+  for s in bash fish zsh; do
+    in_$s "$@" | sed 's/\t.*//; s/^--[^=]*=//; /^$/d' | LC_ALL=C sort >$T/.$s
+  done
+  if cmp -s $T/.bash $T/.fish && cmp -s $T/.bash $T/.zsh; then cat $T/.bash; else tail $T/.??*sh; fi
+})");
 }
 
 }  // namespace
