@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs what is missing of the Debian packages that the named purposes need.
-#   scripts/setup.sh [--list] build|tool|test|benchmark|lint|fuzz...
+#   scripts/setup.sh [--list] build|tool|test|benchmark|lint|fuzz|coverage...
 # --list only prints the packages. On a system without dpkg nothing is installed.
 set -euo pipefail
 
@@ -19,6 +19,7 @@ for purpose in "$@"; do
     benchmark) packages+=(libbenchmark-dev) ;;
     lint) packages+=(clang-format clang-tidy) ;;
     fuzz) packages+=(clang libclang-rt-dev) ;;
+    coverage) packages+=(gcovr) ;;
     *)
       echo "setup: no such purpose: $purpose" >&2
       exit 2
