@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 
+#include "fuzz/Input.h"
 #include "platform/orb/base/Error.h"
 #include "policy_config/CommunityText.h"
 
@@ -63,9 +64,11 @@ void checkText(std::string_view text) {
 
 }  // namespace
 
+FUZZ_MOST_BYTES(128);
+
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
   if (size == 0) return 0;
-  std::string_view const text(reinterpret_cast<char const*>(data) + 1, size - 1);
+  std::string_view const text = Fuzz::textOf(data, size).substr(1);
   unsigned const choice = data[0] % 5U;  // 'A' is divisible by 5
   if (choice < 3) {
     checkText(text, kFamilies[choice]);

@@ -3,6 +3,7 @@
 #include <memory>
 #include <string>
 
+#include "fuzz/Input.h"
 #include "list_import/PrefixSource.h"
 #include "platform/orb/base/Error.h"
 
@@ -64,9 +65,11 @@ void load(std::string& text, Acl::UrlImportDuplicateOperation operation) {
 
 }  // namespace
 
+FUZZ_MOST_BYTES(1024);
+
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
   if (size < 2) return 0;
-  std::string text(reinterpret_cast<char const*>(data) + 1, size - 1);
+  std::string text(Fuzz::textOf(data, size).substr(1));
   unsigned const choice = data[0] % 6U;
   auto const operation = static_cast<Acl::UrlImportDuplicateOperation>(choice / 2);
   choice % 2 == 0 ? load<Ipv4Family>(text, operation) : load<Ipv6Family>(text, operation);

@@ -3,6 +3,7 @@
 #include <string>
 #include <string_view>
 
+#include "fuzz/Input.h"
 #include "platform/ipa/Prefix.h"
 #include "platform/keel/MaybeU63.h"
 #include "platform/orb/base/Error.h"
@@ -73,9 +74,11 @@ constexpr void (*kChecks[])(std::string_view text) = {
 
 }  // namespace
 
+FUZZ_MOST_BYTES(512);
+
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
   if (size == 0) return 0;
-  std::string_view const text(reinterpret_cast<char const*>(data) + 1, size - 1);
+  std::string_view const text = Fuzz::textOf(data, size).substr(1);
   kChecks[(data[0] + std::size(kChecks) * 5 - 'A') % std::size(kChecks)](text);
   return 0;
 }

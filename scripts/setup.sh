@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs what is missing of the Debian packages that the named purposes need.
-#   scripts/setup.sh [--list] build|tool|test|benchmark|lint|fuzz|package|reference...
+#   scripts/setup.sh [--list] build|tool|test|benchmark|lint|fuzz|package|reference|coverage...
 # --list only prints the packages. On a system without dpkg nothing is installed.
 set -euo pipefail
 
@@ -21,6 +21,7 @@ for purpose in "$@"; do
     package) packages+=(debhelper lintian mmdebstrap) ;;
     reference) packages+=(doxygen) ;;
     fuzz) packages+=(clang libclang-rt-dev) ;;
+    coverage) packages+=(gcovr) ;;
     *)
       echo "setup: no such purpose: $purpose" >&2
       exit 2

@@ -5,10 +5,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <limits>
 #include <map>
 #include <mutex>
 #include <sstream>
 #include <utility>
+
+#include "platform/orb/base/Text.h"
 
 namespace Orb {
 namespace {
@@ -43,10 +46,11 @@ struct Registry {
     auto const slash = piece.rfind('/');
     if (slash == std::string_view::npos || slash == 0) return false;
     std::string_view const digits = piece.substr(slash + 1);
-    int level = 0;
+    unsigned level = 0;  // no sign
     auto const [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), level);
-    if (error != std::errc() || end != digits.data() + digits.size() || level < 0) return false;
-    levelIs(piece.substr(0, slash), level);
+    bool const isWhole = error == std::errc() && end == digits.data() + digits.size();
+    if (!isWhole || level > static_cast<unsigned>(std::numeric_limits<int>::max())) return false;
+    levelIs(piece.substr(0, slash), static_cast<int>(level));
     return true;
   }
 
@@ -59,8 +63,8 @@ struct Registry {
       piece.remove_prefix(std::min(piece.find_first_not_of(kBlanks), piece.size()));
       piece = piece.substr(0, piece.find_last_not_of(kBlanks) + 1);
       if (piece.empty() || pieceIs(piece)) continue;
-      std::string message = "trace level not understood, want FACILITY/LEVEL: \"";
-      message.append(piece).append("\"\n");
+      std::string message = "trace level not understood, want FACILITY/LEVEL: ";
+      message.append("\"").append(messageText(piece)).append("\"\n");
       std::fputs(message.c_str(), stderr);
     }
   }

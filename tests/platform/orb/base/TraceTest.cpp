@@ -49,7 +49,7 @@ TEST_F(TraceTest, LevelsAreSetByNameBeforeAndAfterTheFacilityIsThere) {
 }
 
 TEST_F(TraceTest, PiecesThatDoNotReadAreReportedAndIgnored) {
-  for (std::string const bad : {"TraceBad", "/3", "TraceBad/", "TraceBad/-1", "TraceBad/3x",
+  for (std::string const bad : {"TraceBad", "/3", "TraceBad/", "TraceBad/-0", "TraceBad/3x",
                                 "TraceBad/99999999999", "TraceBad/ 3"}) {
     testing::internal::CaptureStderr();
     traceLevelsAre(bad + ",TraceGood/4");
