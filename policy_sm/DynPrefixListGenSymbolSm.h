@@ -64,8 +64,8 @@ class ROUTEPOLICY_EXPORT DynPrefixListGenSymbolSm final
   /// notifier, too, from then on.
   Orb::Ptr<PrefixListSymbol const> const& ipv4PfxListSym() const noexcept { return ipv4_.symbol; }
   Orb::Ptr<PrefixListSymbol const> const& ipv6PfxListSym() const noexcept { return ipv6_.symbol; }
-  void ipv4PfxListSymIs(Orb::Ptr<PrefixListSymbol const> symbol) { ipv4_.symbolIs(symbol); }
-  void ipv6PfxListSymIs(Orb::Ptr<PrefixListSymbol const> symbol) { ipv6_.symbolIs(symbol); }
+  void ipv4PfxListSymIs(Orb::Ptr<PrefixListSymbol const> const& symbol) { ipv4_.symbolIs(symbol); }
+  void ipv6PfxListSymIs(Orb::Ptr<PrefixListSymbol const> const& symbol) { ipv6_.symbolIs(symbol); }
   /// The notifiers that are followed. The setters call nothing; null follows none.
   Orb::Ptr<PolicySymbolNotifier const> const& ipv4PfxListSymNotifier() const noexcept {
     return ipv4_.followed;
