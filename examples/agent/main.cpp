@@ -96,10 +96,10 @@ struct Policy {
   Ptr<VrfState> const vrfState = make<VrfState>();
 
   // What the lists compile to. A machine is the only writer of its collections.
-  Symbols<PrefixListKind> const ipv4, ipv6;
-  Symbols<AsPathListKind> const asPath;
-  Symbols<CommListKind> const standard, extended, large;
-  Symbols<DynPrefixListKind> const dynamic;
+  Symbols<PrefixListKind> const ipv4{}, ipv6{};
+  Symbols<AsPathListKind> const asPath{};
+  Symbols<CommListKind> const standard{}, extended{}, large{};
+  Symbols<DynPrefixListKind> const dynamic{};
 
   Ptr<Orb::RefCounted> const machines[5] = {
       prefixListConfigSmFactory(lists, ipv4.collection, ipv4.table),
