@@ -58,3 +58,10 @@ run --config border.conf set "routeMap['CUSTOMER-IN'].mapEntry[20].localPref=250
 run --config border.conf diff
 run --config border.conf commit
 run --config border.conf show CUSTOMER-IN
+
+cd "$OLDPWD/.."
+agent=${tool%/tool/*}/examples/example_agent
+if [[ -x $agent ]]; then
+  heading "A daemon with the library in it: what is committed, and each verdict that changes"
+  "$agent" <examples/agent/script.txt
+fi
