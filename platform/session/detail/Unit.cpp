@@ -80,7 +80,7 @@ Ptr<Entity> copyOfUnit(UnitName const& name, Entity const& running) {
         name.in(*root).adoptOwned(*cloneFor(name.in(*root), key, *from));
       });
     }
-  } else {
+  } else if (name.in(running).info().isWritable) {  // the others are computed
     cloneAttribute(name.in(*root), name.in(running));
   }
   return root;

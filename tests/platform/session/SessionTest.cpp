@@ -253,7 +253,8 @@ TEST_F(SessionTest, WhatIsWrongLeavesTheCandidateAsItWas) {
     EXPECT_EQ(differenceText(*session), before);
   };
   for (auto const* const line :
-       {"routeMap['M'].mapEntry[10].asPathPrependLastAs=16",
+       {"routeMap['M'].mapEntry[10].asPathPrependLastAs=16", "isAsdotConfigured",
+        "isAsdotConfigured=True", "-isAsdotConfigured",
         "routeMap['M'].mapEntry[30].asPathPrependLastAs=16", "routeMap['M'].version=9",
         "prefixList['Q'].version=9", "prefixList['Q'].nothing=9", "prefixList['P].source='x'",
         "nothing=9", "prefixList", "prefixList.x=1", "-prefixList['none'].nothing"}) {
