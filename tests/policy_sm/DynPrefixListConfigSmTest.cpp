@@ -246,6 +246,23 @@ TEST(DynPrefixListConfigSm, LeavesNoSymbolBehind) {
             "Routing::RouteMap::DynPrefixListConfigSm::dplSymbolGenSm not allowed\"");
 }
 
+// An observer of the installation puts another set of VRFs in the place of the one that is being
+// published.
+TEST(DynPrefixListConfigSm, PublishesNothingOfAGeneratorThatHasGone) {
+  DynWorld w;
+  w.dpl("D")->versionIs(1);
+  w.vrfs("D")->activeInVrfIs(1, active);
+  auto const held = dynPrefixListSymbolFactory("D")->dedup(w.symbolTable);
+  bool isFirst = true;
+  Observer const collection(*w.symbols, [&](auto...) {
+    if (!std::exchange(isFirst, false)) return;
+    w.state->dynamicPrefixListDel("D");
+    w.vrfs("D")->activeInVrfIs(2, active);
+  });
+  w.startDynamic();
+  w.expectPublished();
+}
+
 /// Changes something at random.
 void change(DynWorld& w, U32 what) {
   Orb::Name const name("D" + std::to_string(what / 16 % 2));
