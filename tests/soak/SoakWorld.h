@@ -5,6 +5,7 @@
 #include <functional>
 #include <memory>
 #include <sstream>
+#include <thread>
 
 #include "list_import/CliHelper.h"
 #include "list_import/PrefixSource.h"
@@ -236,7 +237,9 @@ class World : TestSupport::TestLoop {
     int const i = std::stoi(rest);
     if (verb == "meddle") return void(meddling_ = {i, more, meddling_.hasActed});
     if (verb == "trace") {
-      Orb::traceSinkIs([this](auto...) { quietly([&] { meddle(); }); });
+      Orb::traceSinkIs([this, own = std::this_thread::get_id()](auto...) {
+        if (std::this_thread::get_id() == own) quietly([&] { meddle(); });
+      });
       return Orb::traceLevelsAre("RouteMapSm/" + rest + ",RouteMapStatusType/" + rest);
     }
     Orb::Ptr<Cli::Session::Session>& session = sessions_[i];
