@@ -33,11 +33,13 @@ awk -F, -v least=$least '
     total[folder] += $column["line_total"]; covered[folder] += $column["line_covered"]
     allTotal += $column["line_total"]; allCovered += $column["line_covered"]
   }
-  function line(name, c, t) { printf "%-26s %6d of %6d lines %6.1f %%\n", name, c, t, 100 * c / t }
+  function line(name, c, t) {
+    return sprintf("%-26s %6d of %6d lines %6.1f %%", name, c, t, 100 * c / t)
+  }
   END {
     if (!allTotal) { print "coverage: nothing was counted"; exit 1 }
-    for (folder in total) line(folder, covered[folder], total[folder]) | "LC_ALL=C sort"
+    for (folder in total) print line(folder, covered[folder], total[folder]) | "LC_ALL=C sort"
     close("LC_ALL=C sort")
-    line("all", allCovered, allTotal)
+    print line("all", allCovered, allTotal)
     if (100 * allCovered < least * allTotal) { print "coverage: below " least " %"; exit 1 }
   }' $out/by-file.csv
