@@ -73,7 +73,9 @@ void checkText(ValueType const& type, void const* value) {
   type.writeText(text, value);
   if (!type.readText) return;
   Orb::TextReader in(text);
-  type.readText(in, [&](void const* read) { ORB_ASSERT(type.same(read, value)); });
+  // The text of what is no number has its sign alone, and not its other bits.
+  bool const isNan = type.name == "float" && text.ends_with("nan");
+  type.readText(in, [&](void const* read) { ORB_ASSERT(isNan || type.same(read, value)); });
   in.end();
 }
 

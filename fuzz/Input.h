@@ -23,10 +23,11 @@ inline std::size_t chosen(std::string_view input, std::size_t count) noexcept {
 }
 
 /// Puts options in front of those of the command line, which count where both name one.
-inline void addOptions(int* argc, char*** argv, std::initializer_list<char*> options) {
+inline void addOptions(int* argc, char*** argv, std::initializer_list<char const*> options) {
   static std::vector<char*> arguments;
   arguments.assign(*argv, *argv + *argc);
-  arguments.insert(arguments.begin() + 1, options);
+  auto at = arguments.begin() + 1;
+  for (char const* const option : options) at = arguments.insert(at, const_cast<char*>(option)) + 1;
   *argc = static_cast<int>(arguments.size());
   arguments.push_back(nullptr);
   *argv = arguments.data();
@@ -34,13 +35,12 @@ inline void addOptions(int* argc, char*** argv, std::initializer_list<char*> opt
 
 }  // namespace Fuzz
 
-/// Inputs of this target have so many bytes at most. What they reach counts all the same, however
-/// rare it is: to weigh that takes libFuzzer longer than an execution.
-#define FUZZ_MOST_BYTES(size)                                    \
+#define FUZZ_OPTIONS(...)                                        \
   extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv) { \
-    static char mostBytes[] = "-max_len=" #size;                 \
-    static char equalWeights[] = "-entropic=0";                  \
-    Fuzz::addOptions(argc, argv, {mostBytes, equalWeights});     \
+    Fuzz::addOptions(argc, argv, {__VA_ARGS__});                 \
     return 0;                                                    \
   }                                                              \
   static_assert(true)
+
+/// Inputs of this target have so many bytes at most, and quick ones are preferred to slow ones.
+#define FUZZ_MOST_BYTES(size) FUZZ_OPTIONS("-max_len=" #size, "-entropic_scale_per_exec_time=1")
