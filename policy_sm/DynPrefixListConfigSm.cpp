@@ -12,7 +12,7 @@ using DynamicPrefixList::DynamicPrefixListVrfSet;
 
 namespace {
 
-using StateSm =
+using VrfSetsSm =
     Orb::Relay<AllDynamicPrefixListVrfSet, AllDynamicPrefixListVrfSet::Attr::dynamicPrefixList,
                &DynPrefixListConfigSm::createOrDelDynPrefixListSymbolSm>;
 
@@ -57,7 +57,7 @@ DynPrefixListConfigSm::DynPrefixListConfigSm(
               std::move(ipv6PrefixListTable),
               std::move(allDplSymbol),
               std::move(dplSymbolTable)},
-      stateSm_(Orb::make<StateSm>(state_, *this)) {
+      stateSm_(Orb::make<VrfSetsSm>(state_, *this)) {
   try {
     handleInitialized();
   } catch (...) {

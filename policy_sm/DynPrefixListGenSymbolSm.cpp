@@ -12,8 +12,8 @@ using DynamicPrefixList::DynamicPrefixListVrfSet;
 
 namespace {
 
-using StateSm = Orb::Relay<DynamicPrefixListVrfSet, DynamicPrefixListVrfSet::Attr::activeInVrf,
-                           &DynPrefixListGenSymbolSm::handleDynPrefixListState>;
+using VrfSetSm = Orb::Relay<DynamicPrefixListVrfSet, DynamicPrefixListVrfSet::Attr::activeInVrf,
+                            &DynPrefixListGenSymbolSm::handleDynPrefixListState>;
 
 }  // namespace
 
@@ -40,7 +40,7 @@ DynPrefixListGenSymbolSm::PfxListFamily const DynPrefixListGenSymbolSm::PfxListF
 DynPrefixListGenSymbolSm::DynPrefixListGenSymbolSm(DynPrefixListSource source)
     : Reactor(source.dplConfig),
       source_(std::move(source)),
-      stateSm_(Orb::make<StateSm>(dplState(), *this)) {}
+      stateSm_(Orb::make<VrfSetSm>(dplState(), *this)) {}
 
 DynPrefixListGenSymbolSm::~DynPrefixListGenSymbolSm() {
   try {
