@@ -29,7 +29,7 @@ Orb::Ptr<CommListSymbol> dedupCommListSym(CommListSymbolTable const& table,
   auto const before = all->symbol(name);
   ORB_TRACE(traceSm(), 8, "creating the symbol for community list " << name);
   auto const status = commListStatusFactory(name);
-  auto symbol = commListSymbolFactory(name)->dedup(table);
+  auto symbol = table->symbolIs(name);
   auto const old = symbol->status();  // that of another collection, where others hold the symbol
   if (all->symbol(name) == before || all->symbol(name) != symbol) symbol->statusIs(nullptr);
   Orb::FirstError error;

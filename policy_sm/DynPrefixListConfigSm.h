@@ -54,6 +54,7 @@ class ROUTEPOLICY_EXPORT DynPrefixListConfigSm final : public ListSmSet<DynPrefi
   void createOrDelDynPrefixListSymbolSm(Orb::Name const& name) { onList(name); }
 
   /// The generators. One that goes deletes its symbol; one that another one replaces does so first.
+  /// A null argument is a RangeException.
   ListSms const& dplSymbolGenSm() const noexcept { return listSms(); }
   Orb::Ptr<ListSm> dplSymbolGenSm(Orb::Name const& name) const { return listSm(name); }
   void dplSymbolGenSmIs(Orb::Ptr<DynamicPrefixList::DynamicPrefixListEntry const> dplConfig,

@@ -51,14 +51,13 @@ DynPrefixListGenSymbolSm::~DynPrefixListGenSymbolSm() {
 }
 
 void DynPrefixListGenSymbolSm::PfxList::symbolIs(Orb::Ptr<PrefixListSymbol const> const& s) {
-  symbol = s;
   follow(s ? s->symbolNotifier() : nullptr);
+  symbol = s;
 }
 
 void DynPrefixListGenSymbolSm::PfxList::follow(Orb::Ptr<PolicySymbolNotifier const> notifier) {
-  leave();
+  notifierIs(notifier);
   followed = std::move(notifier);
-  notifierIs(followed);
 }
 
 void DynPrefixListGenSymbolSm::handleInitialized() {
@@ -67,11 +66,10 @@ void DynPrefixListGenSymbolSm::handleInitialized() {
   stage_ = Stage::atWork;
   Orb::FirstError error;
   error.guard([&] { ORB_TRACE(traceSm(), 8, " Initializing dpl: " << name()); });
-  if (dplConfig()->version() != 0) {
-    error.guard([&] { handleDynPrefixListVersion(); });
-    error.guard([&] { updateDynPrefixListSymbol(); });
-  }
+  if (dplConfig()->version() != 0) error.guard([&] { handleDynPrefixListVersion(); });
+  error.guard([&] { updateDynPrefixListSymbol(); });
   initialized_ = true;
+  if (isToPublish_) error.guard([&] { updateDynPrefixListSymbol(); });
   error.rethrow();
 }
 
@@ -101,7 +99,12 @@ void DynPrefixListGenSymbolSm::handleIpPrefixListVersion() {
   Orb::Ptr<DynPrefixListGenSymbolSm> const alive(this);
   Orb::FirstError error;
   error.guard([&] { ORB_TRACE(traceSm(), 8, " Ip pfx-list version update: " << name()); });
-  if (initialized_) error.guard([&] { updateDynPrefixListSymbol(); });
+  if (initialized_) {
+    error.guard([&] { updateDynPrefixListSymbol(); });
+  } else {  // within a publication of the initial handler, which begins another one at its end
+    ++publication_;
+    isToPublish_ = true;
+  }
   error.rethrow();
 }
 
@@ -126,9 +129,7 @@ void DynPrefixListGenSymbolSm::lookUp(PfxListFamily const& family) {
     if (stage_ != Stage::atWork || isLookedUp(family)) return;
     Orb::String const listName = (*dplConfig().*family.nameOf)();
     (this->*family.list)
-        .symbolIs(listName.empty()
-                      ? nullptr
-                      : Orb::make<PrefixListSymbol>(listName)->dedup(source_.*family.table));
+        .symbolIs(listName.empty() ? nullptr : (source_.*family.table)->symbolIs(listName));
   });
   error.rethrow();
 }
@@ -156,9 +157,16 @@ void DynPrefixListGenSymbolSm::updateDynPrefixListSymbol() {
   if (stage_ != Stage::atWork) return;
   Orb::Ptr<DynPrefixListGenSymbolSm> const alive(this);
   isToPublish_ = dplConfig()->version() != 0;
-  if (!isToPublish_ || isToLookUp_) return;  // catchUp() is under way, or will be called
+  if (isToPublish_ && isToLookUp_) return;  // catchUp() is under way, or will be called
   Orb::FirstError error;
-  error.guard([&] { publish(); });
+  if (isToPublish_) {
+    error.guard([&] { publish(); });
+  } else {
+    ++publication_;
+    if (allDplSymbol()->symbol(name())) {
+      error.guard([&] { handleDynPrefixListGenSymbolSmDelete(); });
+    }
+  }
   armIfBehind();
   error.rethrow();
 }
@@ -169,7 +177,7 @@ void DynPrefixListGenSymbolSm::publish() {
   status->ipv4PfxListSymbolIs(ipv4_.symbol);
   status->ipv6PfxListSymbolIs(ipv6_.symbol);
   status->activeInVrfIs(dplState()->activeInVrf());
-  auto const symbol = dynPrefixListSymbolFactory(name())->dedup(dplSymbolTable());
+  auto const symbol = dplSymbolTable()->symbolIs(name());
   Orb::FirstError error;
   error.guard([&] { allDplSymbol()->symbolIs(symbol); });
   // An observer of the collection may have let the generator go, or had it publish what is newer.
@@ -177,11 +185,12 @@ void DynPrefixListGenSymbolSm::publish() {
   if (!isOver && allDplSymbol()->symbol(name()) == symbol) {
     isToPublish_ = false;
     symbol->statusIs(status);
+    auto const notifier = symbol->symbolNotifier();  // observers may take it from the symbol
     error.guard([&] { symbol->versionInc(1); });
     error.guard([&] {
-      ORB_TRACE(
-          traceSm(), 8,
-          " Updated dpl symbol: " << name() << " version: " << symbol->symbolNotifier()->version());
+      ORB_TRACE(traceSm(), 8,
+                " Updated dpl symbol: " << name()
+                                        << " version: " << (notifier ? notifier->version() : 0));
     });
   }
   error.rethrow();

@@ -8,7 +8,8 @@
 namespace Routing::RouteMap {
 
 /// What the generator of a dynamic prefix list is made of. It behaves as a pointer to the
-/// configuration of the list: null where the list is not configured, or not in the state.
+/// configuration of the list: null where the list is not configured, or not in the state, or where
+/// another part is missing.
 struct ROUTEPOLICY_EXPORT DynPrefixListSource {
   Orb::Ptr<DynamicPrefixList::DynamicPrefixListEntry const> dplConfig;
   Orb::Ptr<DynamicPrefixList::DynamicPrefixListVrfSet const> dplState;
@@ -17,17 +18,21 @@ struct ROUTEPOLICY_EXPORT DynPrefixListSource {
   Orb::Ptr<AllDynPrefixListSymbol> allDplSymbol;
   Orb::Ptr<DynPrefixListSymbolDedupTable const> dplSymbolTable;
 
-  explicit operator bool() const noexcept { return dplConfig && dplState; }
+  explicit operator bool() const noexcept {
+    return dplConfig && dplState && ipPrefixListTable && ipv6PrefixListTable && allDplSymbol &&
+           dplSymbolTable;
+  }
   DynamicPrefixList::DynamicPrefixListEntry const* operator->() const noexcept {
     return dplConfig.get();
   }
   friend bool operator==(DynPrefixListSource const&, DynPrefixListSource const&) = default;
 };
 
-/// Publishes the symbol of one dynamic prefix list, once the version of its configuration is not 0:
-/// anew whenever that version changes, the state in a VRF, or the version of one of the prefix-list
-/// symbols that it names. These come from the dedup tables, so that a prefix list which is not
-/// configured yet is seen when it comes.
+/// Publishes the symbol of one dynamic prefix list, while the version of its configuration is not
+/// 0: anew whenever that version changes, the state in a VRF, or the version of one of the
+/// prefix-list symbols that it names. These come from the dedup tables, so that a prefix list which
+/// is not configured yet is seen when it comes. Where the version is 0 there is no symbol: one that
+/// is there is withdrawn, as if the list were gone.
 ///
 /// Each publication is a new status, which shares the states of the VRFs with the configuration.
 /// What is not published for want of memory is published in the next turn. A change that comes
@@ -83,7 +88,8 @@ class ROUTEPOLICY_EXPORT DynPrefixListGenSymbolSm final
   /// Whether the initial handler has run.
   bool initialized() const noexcept { return initialized_; }
   /// The initial handler, run by whoever made the generator, once it is where it is to be found;
-  /// nothing is published before. Publishes twice, on purpose, when the version is not 0.
+  /// nothing is published before. Publishes twice, on purpose, when the version is not 0, and once
+  /// more when a prefix list changed meanwhile.
   void handleInitialized();
   void handleInitial() { handleInitialized(); }
   /// The handlers of a change of the version, of the state in a VRF, and of the version of either
@@ -91,8 +97,8 @@ class ROUTEPOLICY_EXPORT DynPrefixListGenSymbolSm final
   void handleDynPrefixListVersion();
   void handleDynPrefixListState(VrfId vrf);
   void handleIpPrefixListVersion();
-  /// Publishes the list as it is now, and raises the symbol's version by one. Does nothing while
-  /// the configuration's version is 0, and once the generator has been let go of.
+  /// Publishes the list as it is now, and raises the symbol's version by one; deletes the symbol
+  /// while the configuration's version is 0. Does nothing once the generator has been let go of.
   void updateDynPrefixListSymbol();
 
   /// Lets the generator go: it leaves all that it watches, and the delete handler runs. The
@@ -127,15 +133,6 @@ class ROUTEPOLICY_EXPORT DynPrefixListGenSymbolSm final
    private:
     DynPrefixListGenSymbolSm& owner_;
   };
-  class Timer final : public Orb::Clock::Notifiee {
-   public:
-    explicit Timer(DynPrefixListGenSymbolSm& owner)
-        : Notifiee(Orb::ActivityManager::current().clock()), owner_(owner) {}
-    void onTime() override { owner_.catchUp(); }
-
-   private:
-    DynPrefixListGenSymbolSm& owner_;
-  };
   struct PfxListFamily;
 
   void lookUp(PfxListFamily const& family);
@@ -152,7 +149,7 @@ class ROUTEPOLICY_EXPORT DynPrefixListGenSymbolSm final
   Orb::Ptr<Orb::RefCounted> stateSm_;
   PfxList ipv4_{*this};
   PfxList ipv6_{*this};
-  Timer timer_{*this};
+  Orb::ClockRelay<&DynPrefixListGenSymbolSm::catchUp> timer_{*this};
   Orb::U64 publication_ = 0;  // the number of the last one that has begun
   Stage stage_ = Stage::made;
   bool initialized_ = false;

@@ -54,7 +54,7 @@ class ROUTEPOLICY_EXPORT ListSmSet : public Orb::Reactor<ListSmSet<Kind>, typena
   void listSmDelAll();
 
   /// Has catchUp() called at the next turn, and again until it leaves nothing to do.
-  void catchUpSoon() { catchUp_.timeMinIs(Orb::Clock::kNextTurn); }
+  void catchUpSoon() { timer_.timeMinIs(Orb::Clock::kNextTurn); }
 
  protected:
   explicit ListSmSet(Orb::Ptr<Root const> config);
@@ -91,18 +91,8 @@ class ROUTEPOLICY_EXPORT ListSmSet : public Orb::Reactor<ListSmSet<Kind>, typena
   }
   bool isBehind(Orb::Name const& name) const;
 
-  class CatchUp final : public Orb::Clock::Notifiee {
-   public:
-    explicit CatchUp(ListSmSet& machine)
-        : Notifiee(Orb::ActivityManager::current().clock()), machine_(machine) {}
-    void onTime() override { machine_.catchUp(); }
-
-   private:
-    ListSmSet& machine_;
-  };
-
   ListSms listSms_;
-  CatchUp catchUp_{*this};
+  Orb::ClockRelay<&ListSmSet::catchUp> timer_{*this};
 };
 
 }  // namespace Routing::RouteMap

@@ -33,9 +33,9 @@ void SlicedBuild::stop() noexcept {
   drop();
 }
 
-void SlicedBuild::Timer::onTime() {
+void SlicedBuild::onTime() {
   // The time source, which is called when the timer is armed, may have ended the build meanwhile.
-  if (build_.isBuilding_) build_.processClock();
+  if (isBuilding_) processClock();
 }
 
 }  // namespace Routing::RouteMap

@@ -57,20 +57,12 @@ class ROUTEPOLICY_EXPORT SlicedBuild {
   virtual void drop() noexcept = 0;
 
  private:
-  class Timer final : public Orb::Clock::Notifiee {
-   public:
-    explicit Timer(SlicedBuild& build) : build_(build) {}
-    void onTime() override;
-
-   private:
-    SlicedBuild& build_;
-  };
-
+  void onTime();
   /// Does the work of one slice, and counts its steps. Calls stop() when nothing is left to do.
   virtual void runSlice(Orb::U64& count) = 0;
 
   Orb::RefCounted& owner_;
-  Timer timer_{*this};
+  Orb::ClockRelay<&SlicedBuild::onTime> timer_{*this, nullptr};
   double clockQuantum_ = kClockQuantum;
   Orb::U64 number_ = 0;
   bool isBuilding_ = false;

@@ -117,8 +117,7 @@ void AsPathListStatus::prepare() {
 }
 
 void AsPathListStatus::Notifiee::notifierIs(Orb::Ptr<AsPathListStatus const> const& notifier) {
-  leave();
-  if (notifier) notifier->notifieeIs(*this);
+  notifier ? notifier->notifieeIs(*this) : leave();
 }
 
 void AsPathListStatus::Notifiee::onAsPathEntry(Orb::U32 /*seqno*/) {}

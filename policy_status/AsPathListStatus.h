@@ -93,7 +93,7 @@ class ROUTEPOLICY_EXPORT AsPathListStatus final : public Keel::BaseNotifyingType
    public:
     using NotifieeHook::isLinked;
     using NotifieeHook::leave;
-    /// Leaves the status it followed; null follows none.
+    /// Leaves the status it followed; null follows none. When this throws, nothing has changed.
     void notifierIs(Orb::Ptr<AsPathListStatus const> const& notifier);
 
     virtual void onAsPathEntry(Orb::U32 seqno);

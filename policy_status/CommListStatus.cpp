@@ -88,8 +88,7 @@ Orb::String CommListStatus::toStrep() const {
 }
 
 void CommListStatus::Notifiee::notifierIs(Orb::Ptr<CommListStatus const> const& notifier) {
-  leave();
-  if (notifier) notifier->notifieeIs(*this);
+  notifier ? notifier->notifieeIs(*this) : leave();
 }
 
 void CommListStatus::Notifiee::onCommunityListEntry(Orb::U32 /*seqno*/) {}

@@ -80,7 +80,7 @@ class ROUTEPOLICY_EXPORT CommListStatus final : public Keel::BaseNotifyingType {
    public:
     using NotifieeHook::isLinked;
     using NotifieeHook::leave;
-    /// Leaves the status it followed; null follows none.
+    /// Leaves the status it followed; null follows none. When this throws, nothing has changed.
     void notifierIs(Orb::Ptr<CommListStatus const> const& notifier);
 
     virtual void onCommunityListEntry(Orb::U32 seqno);

@@ -20,7 +20,7 @@ class ROUTEPOLICY_EXPORT PolicySymbolNotifier : public Orb::Entity {
    public:
     using NotifieeHook::isLinked;
     using NotifieeHook::leave;
-    /// Leaves the notifier it followed; null follows none.
+    /// Leaves the notifier it followed; null follows none. When this throws, nothing has changed.
     void notifierIs(Orb::Ptr<PolicySymbolNotifier const> const& notifier);
     virtual void onVersion() = 0;
 
@@ -66,6 +66,9 @@ class ROUTEPOLICY_EXPORT PolicySymbol : public Keel::DedupHandle {
   Orb::Ptr<PolicySymbolNotifier> symbolNotifier_;
 };
 
+template <class Kind>
+class SymbolOf;
+
 /// The dedup table of one kind of symbols.
 template <class Kind>
 class ROUTEPOLICY_EXPORT DedupTableOf final : public Orb::RefCounted {
@@ -73,6 +76,10 @@ class ROUTEPOLICY_EXPORT DedupTableOf final : public Orb::RefCounted {
   DedupTableOf() { handleInitialized(); }
 
   Orb::Ptr<Keel::DedupHashTable> const& dedupTable() const noexcept { return dedupTable_; }
+  /// The canonical symbol of this name, made where nobody holds one.
+  Orb::Ptr<SymbolOf<Kind>> symbolIs(Orb::String const& name) const {
+    return Orb::make<SymbolOf<Kind>>(name)->dedup(this);
+  }
 
  private:
   void handleInitialized() {

@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# What ./run shows once the tool is built: the main job on the lists of samples/.
+# What ./run shows once the tool and the example of a daemon are built beside each other: the main
+# job on the lists of samples/, and the library in a daemon.
 #   scripts/demo.sh TOOL [ARGUMENT...]
 # With arguments, the tool is run with them instead.
 set -euo pipefail
@@ -60,8 +61,5 @@ run --config border.conf commit
 run --config border.conf show CUSTOMER-IN
 
 cd "$OLDPWD/.."
-agent=${tool%/tool/*}/examples/example_agent
-if [[ -x $agent ]]; then
-  heading "A daemon with the library in it: what is committed, and each verdict that changes"
-  "$agent" <examples/agent/script.txt
-fi
+heading "A daemon with the library in it: what is committed, and each verdict that changes"
+"${tool%/tool/*}/examples/example_agent" <examples/agent/script.txt

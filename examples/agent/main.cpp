@@ -199,7 +199,7 @@ class Evaluator {
 template <class Kind>
 struct Followed final : PolicySymbolNotifier::Notifiee {
   Followed(Symbols<Kind> const& symbols, bool& flag)
-      : symbol(make<SymbolOf<Kind>>("CUSTOMER")->dedup(symbols.table)), hasChanged(flag) {
+      : symbol(symbols.table->symbolIs("CUSTOMER")), hasChanged(flag) {
     notifierIs(symbol->symbolNotifier());
   }
   /// Takes note of it alone: what notifies may be in the midst of more.

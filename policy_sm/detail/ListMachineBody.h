@@ -119,7 +119,7 @@ void ListMachine<Kind>::install(Orb::Name const& name, List const& list) {
   auto const status = Kind::initialStatus(*this, name, list);
   // The table may give a symbol that is there already, or one of a list that is gone, which others
   // still hold.
-  auto const symbol = Orb::make<Symbol>(name)->dedup(symbolTable_);
+  auto const symbol = symbolTable_->symbolIs(name);
   symbol->statusIs(Kind::kInstallsWithStatus ? status : nullptr);
   Orb::FirstError error;
   error.guard([&] { allSymbol_->symbolIs(symbol); });

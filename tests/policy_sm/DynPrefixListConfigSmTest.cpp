@@ -285,7 +285,7 @@ void change(DynWorld& w, U32 what) {
       if (what % 16 < 10) return w.vrfs(name)->activeInVrfIs(what % 3, inactive);
       w.dpl(name)->ipv4PrefixListIs(list);
       w.dpl(name)->ipv6PrefixListIs(what % 5 ? Orb::String(list) : Orb::String());
-      w.dpl(name)->versionIs(w.dpl(name)->version() + 1);
+      w.dpl(name)->versionIs(what % 9 ? w.dpl(name)->version() + 1 : 0);
   }
 }
 

@@ -148,8 +148,9 @@ struct Model {
 
   auto entry(Orb::Name const& name) const { return roots.dynamic->dynamicPrefixList(name); }
   void publish(Orb::Name const& name, Dynamic& list) {
-    if (!entry(name) || entry(name)->version() == 0) return;
-    list.isPublished = true;
+    if (!entry(name)) return;
+    bool const was = std::exchange(list.isPublished, entry(name)->version() != 0);
+    if (!list.isPublished) return void(was ? bump({dynamic, name}) : void());
     list.publishedIpv4 = list.ipv4;
     list.publishedIpv6 = list.ipv6;
     list.published.clear();

@@ -112,7 +112,7 @@ class Lines {
       case 10:
         return "dynamicPrefixList" + list +
                anyOf({".ipv4PrefixList='L0'", ".ipv6PrefixList='L1'", ".ipv4PrefixList=''",
-                      ".version=3", ".version=4", ".version=5"});
+                      ".version=0", ".version=3", ".version=4", ".version=5"});
       case 11:
         return anyOf({"prefixList", "pathList", "communityList", "dynamicPrefixList"}) + list;
       case 12:

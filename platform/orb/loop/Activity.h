@@ -231,4 +231,19 @@ class ROUTEPOLICY_EXPORT ActivityManager::Scope {
   ActivityManager* const before_;
 };
 
+/// Leads the calls of a clock to a member function of the object that holds this.
+template <auto handler>
+class ClockRelay;
+
+template <class Target, void (Target::*handler)()>
+class ClockRelay<handler> final : public Clock::Notifiee {
+ public:
+  explicit ClockRelay(Target& target, Ptr<Clock> clock = ActivityManager::current().clock())
+      : Notifiee(std::move(clock)), target_(target) {}
+  void onTime() override { (target_.*handler)(); }
+
+ private:
+  Target& target_;
+};
+
 }  // namespace Orb

@@ -111,7 +111,6 @@ template <class E, auto attribute, class Target, class... Key, void (Target::*ha
 class Relay<E, attribute, handler> final : public Reactor<Relay<E, attribute, handler>, E> {
  public:
   Relay(Ptr<E const> entity, Target& target) : Base(std::move(entity)), target_(target) {}
-  using Reactor<Relay, E>::stopReacting;
 
  private:
   using Base = Reactor<Relay, E>;
