@@ -24,9 +24,9 @@ class ROUTEPOLICY_EXPORT DynamicPrefixListEntry : public Orb::NamedEntity {
   /// The names of the prefix lists, which need not be configured; empty for none.
   ORB_ATTRIBUTE(ipv4PrefixList, Orb::String);
   ORB_ATTRIBUTE(ipv6PrefixList, Orb::String);
-  /// A change makes the other attributes count; 0 is not stamped yet. Whoever writes the entry sets
-  /// it to another value than it has, in a session too, which commits it as it does the other
-  /// attributes: no commit raises it by itself.
+  /// A change makes the other attributes count; at 0 there is no compiled list: it is not stamped
+  /// yet. Whoever writes the entry sets it to another value than it has, in a session too, which
+  /// commits it as it does the other attributes: no commit raises it by itself.
   ORB_ATTRIBUTE(version, Orb::U32);
 };
 
@@ -50,7 +50,7 @@ class ROUTEPOLICY_EXPORT DynamicPrefixListVrfSet : public Orb::NamedEntity {
   Orb::Name const& dplName() const noexcept { return name(); }
   ORB_GETTER_ROW(dplName, key);
   /// The state in each VRF in which the list is evaluated. Notifies of the VRF, also when one that
-  /// was not there is given the state inactive.
+  /// was not there is given the state inactive. Copies of the map share what they hold.
   ORB_MAP(activeInVrf, Vrf::VrfIdMap::VrfId, DplEvalState);
 };
 

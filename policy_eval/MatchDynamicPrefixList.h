@@ -31,8 +31,8 @@ struct DynamicPrefixListMatch {
 
 /// matchPrefixList() with the prefix list of the route's family, as it was compiled when the status
 /// was published, where the dynamic list is active. Any thread that holds the status; no
-/// allocation. A prefix list that was made without entries, and whose version was never raised, has
-/// not been compiled: it is none.
+/// allocation. A prefix list that is made without entries is none, until its version is raised or
+/// the dynamic list is published for another reason: it is not compiled, and not announced.
 ROUTEPOLICY_EXPORT DynamicPrefixListMatch matchDynamicPrefixList(
     DynPrefixListStatus const* status, VrfId vrf, Ipa::IpGenPrefix const& route) noexcept;
 inline DynamicPrefixListMatch matchDynamicPrefixList(

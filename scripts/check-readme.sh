@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # What README.md shows is so; run as a test.
-#   1. Its C++, and that of docs/, stands in a program of examples/, which the tests build and run.
+#   1. Its C++, and that of docs/, stands in a program of examples/ that the same page links to. The
+#      tests build and run these.
 #   2. Its commands, the indented lines, work as they stand, one behind the other in one shell. That
 #      is done in a temporary folder, where the build of the tests stands in for the release. Those
 #      that would end up here again are run by .ci/run.
@@ -12,11 +13,12 @@ export TOP=$PWD BUILD=$1 COMPILER=$2 SANITIZERS=$3
 fail() { printf "README.md: $1\n" "${@:2}" >&2; exit 1; }
 
 squeezed() { sed -E 's/^[ \t]+//; s/[ \t]+$//; /^$/d'; }
-lines=$(find examples -name '*.cpp' -exec cat {} + | squeezed)
 for document in README.md docs/*.md; do
+  lines=$(sed -nE 's/.*\((\.\.\/)?(examples\/[A-Za-z/]+\.cpp)\).*/\2/p' "$document" |
+    xargs -r cat | squeezed)
   shown=$(sed -n '/^```cpp$/,/^```$/{/^```/!p}' "$document" | squeezed)
   missing=$(grep -vxFf <(echo "$lines") <<<"$shown" || true)
-  [[ -z $missing ]] || fail 'or %s shows what is not in examples/: %s' "$document" "$missing"
+  [[ -z $missing ]] || fail 'or %s shows what is not in the examples that it links to: %s' "$document" "$missing"
 done
 grep -q '^```cpp$' README.md || fail "no C++"
 

@@ -19,6 +19,9 @@ if ((!${#targets[@]})); then
   for source in fuzz/*Fuzz.cpp; do targets+=("$(basename "$source" .cpp)"); done
 fi
 
+rounds=$(((${#targets[@]} + $(nproc) - 1) / $(nproc)))
+echo "fuzz: ${#targets[@]} targets for $seconds s each, $((rounds * seconds)) s in all;" \
+  "the build before takes 5 minutes the first time"
 scripts/setup.sh build fuzz
 cmake --preset fuzz >/dev/null
 cmake --build --preset fuzz --parallel "$(nproc)" --target "${targets[@]}"
@@ -49,8 +52,6 @@ run() {
   printf 'fuzz: %-22s %10d inputs %8d a second%s\n' "$target" "${count:-0}" "${speed:-0}" "$slow"
 }
 
-rounds=$(((${#targets[@]} + $(nproc) - 1) / $(nproc)))
-echo "fuzz: ${#targets[@]} targets for $seconds s each, $((rounds * seconds)) s in all"
 status=0
 running=0
 for target in "${targets[@]}"; do

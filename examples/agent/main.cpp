@@ -1,6 +1,7 @@
 // An agent of a routing daemon. On its first thread sessions commit policy and machines compile it,
-// driven by a poll(2) loop of its own; a second thread evaluates routes against what is compiled,
-// and each verdict that changes is printed. docs/embedding.md walks through it.
+// driven by a poll(2) loop of its own; meanwhile a second thread evaluates routes, again and again,
+// against what was compiled last, and each verdict that changes is printed. docs/embedding.md walks
+// through it.
 //   example_agent <examples/agent/script.txt
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -143,7 +144,8 @@ std::string verdictOf(Match const& match) {
   return match.outcome == Match::Outcome::noSuchList ? "no such list" : "inactive";
 }
 
-/// Evaluates routes on a thread of its own, against the newest lists that it was given.
+/// Evaluates routes on a thread of its own, round after round, against the newest lists that it was
+/// given.
 class Evaluator {
  public:
   explicit Evaluator(std::vector<Route> routes) : routes_(std::move(routes)) {}
@@ -160,14 +162,14 @@ class Evaluator {
 
  private:
   void run(std::stop_token const& stop) {
-    for (;;) {
+    for (Lists lists{}; !stop.stop_requested();) {
       std::unique_lock guard(mutex_);
-      if (!arrived_.wait(guard, stop, [this] { return mailbox_.has_value(); })) return;
-      auto const lists = std::exchange(mailbox_, std::nullopt);
+      arrived_.wait_for(guard, stop, std::chrono::milliseconds(1), [&] { return !!mailbox_; });
+      auto arrived = std::exchange(mailbox_, std::nullopt);
       guard.unlock();
-      for (Route& route : routes_) evaluate(*lists, route);
-      moment_ = lists->moment;
-      Orb::ActivityManager::current().wake();
+      if (arrived) std::swap(lists, *arrived);
+      for (Route& route : routes_) evaluate(lists, route);
+      if (moment_.exchange(lists.moment) != lists.moment) Orb::ActivityManager::current().wake();
     }
   }
 
