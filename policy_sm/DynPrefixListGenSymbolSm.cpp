@@ -72,6 +72,7 @@ void DynPrefixListGenSymbolSm::handleInitialized() {
     error.guard([&] { updateDynPrefixListSymbol(); });
   }
   initialized_ = true;
+  if (isToPublish_) error.guard([&] { updateDynPrefixListSymbol(); });
   error.rethrow();
 }
 
@@ -101,6 +102,7 @@ void DynPrefixListGenSymbolSm::handleIpPrefixListVersion() {
   Orb::Ptr<DynPrefixListGenSymbolSm> const alive(this);
   Orb::FirstError error;
   error.guard([&] { ORB_TRACE(traceSm(), 8, " Ip pfx-list version update: " << name()); });
+  isToPublish_ = true;  // once it is initialized, if a prefix list changes before
   if (initialized_) error.guard([&] { updateDynPrefixListSymbol(); });
   error.rethrow();
 }
@@ -166,22 +168,24 @@ void DynPrefixListGenSymbolSm::updateDynPrefixListSymbol() {
 void DynPrefixListGenSymbolSm::publish() {
   Orb::U64 const publication = ++publication_;
   auto const status = dynPrefixListStatusFactory(name());
-  status->ipv4PfxListSymbolIs(ipv4_.symbol);
-  status->ipv6PfxListSymbolIs(ipv6_.symbol);
   status->activeInVrfIs(dplState()->activeInVrf());
   auto const symbol = dynPrefixListSymbolFactory(name())->dedup(dplSymbolTable());
   Orb::FirstError error;
   error.guard([&] { allDplSymbol()->symbolIs(symbol); });
-  // An observer of the collection may have let the generator go, or had it publish what is newer.
-  bool const isOver = stage_ != Stage::atWork || publication_ != publication;
+  // An observer of the collection may have let the generator go, had it publish what is newer, or
+  // named other prefix lists, for which there was no memory.
+  bool const isOver = stage_ != Stage::atWork || publication_ != publication || isToLookUp_;
   if (!isOver && allDplSymbol()->symbol(name()) == symbol) {
     isToPublish_ = false;
+    status->ipv4PfxListSymbolIs(ipv4_.symbol);
+    status->ipv6PfxListSymbolIs(ipv6_.symbol);
     symbol->statusIs(status);
     error.guard([&] { symbol->versionInc(1); });
     error.guard([&] {
-      ORB_TRACE(
-          traceSm(), 8,
-          " Updated dpl symbol: " << name() << " version: " << symbol->symbolNotifier()->version());
+      auto const notifier = symbol->symbolNotifier();  // null where somebody has taken it
+      ORB_TRACE(traceSm(), 8,
+                " Updated dpl symbol: " << name()
+                                        << " version: " << (notifier ? notifier->version() : 0));
     });
   }
   error.rethrow();
