@@ -1,18 +1,12 @@
 # Completion of route-policy for fish. What may follow is asked of the tool.
 
-function __route_policy_complete
+function __route_policy_candidates
     set -l words (commandline -opc)
-    set -l current (commandline -ct)
     set -l tool (string replace -r '^~' $HOME -- $words[1])
     command -q $tool; or return
-    set -l candidates ($tool --complete $words[2..] "$current" 2>/dev/null)
-    if test "$candidates[1]" = FILE
-        set -l option (string match -r -- '^--config=' $current)
-        __fish_complete_path (string replace -- "$option" '' "$current") |
-            string replace -r '^' -- "$option"
-    else
-        printf '%s\n' $candidates
-    end
+    $tool --complete $words[2..] "$(commandline -ct)" 2>/dev/null
 end
 
-complete -c route-policy -f -a '(__route_policy_complete)'
+# Files are left to fish, which knows how their names are quoted.
+complete -c route-policy -f -a '(__route_policy_candidates | string match -v FILE)'
+complete -c route-policy -n 'contains FILE (__route_policy_candidates)' -F

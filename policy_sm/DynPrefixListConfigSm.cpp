@@ -74,6 +74,7 @@ void DynPrefixListConfigSm::stop() noexcept {
 }
 
 void DynPrefixListConfigSm::handleInitialized() {
+  Orb::Ptr<DynPrefixListConfigSm> const alive(this);
   Orb::FirstError error;
   error.guard([] { ORB_TRACE(traceSm(), 8, " Initializing DynPrefixListConfigSm"); });
   for (Orb::Ptr<List const> const list : config()->dynamicPrefixList()) {

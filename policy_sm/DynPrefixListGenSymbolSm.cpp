@@ -99,12 +99,8 @@ void DynPrefixListGenSymbolSm::handleIpPrefixListVersion() {
   Orb::Ptr<DynPrefixListGenSymbolSm> const alive(this);
   Orb::FirstError error;
   error.guard([&] { ORB_TRACE(traceSm(), 8, " Ip pfx-list version update: " << name()); });
-  if (initialized_) {
-    error.guard([&] { updateDynPrefixListSymbol(); });
-  } else {  // within a publication of the initial handler, which begins another one at its end
-    ++publication_;
-    isToPublish_ = true;
-  }
+  isToPublish_ = true;  // once it is initialized, if a prefix list changes before
+  if (initialized_) error.guard([&] { updateDynPrefixListSymbol(); });
   error.rethrow();
 }
 
@@ -174,16 +170,17 @@ void DynPrefixListGenSymbolSm::updateDynPrefixListSymbol() {
 void DynPrefixListGenSymbolSm::publish() {
   Orb::U64 const publication = ++publication_;
   auto const status = dynPrefixListStatusFactory(name());
-  status->ipv4PfxListSymbolIs(ipv4_.symbol);
-  status->ipv6PfxListSymbolIs(ipv6_.symbol);
   status->activeInVrfIs(dplState()->activeInVrf());
   auto const symbol = dplSymbolTable()->symbolIs(name());
   Orb::FirstError error;
   error.guard([&] { allDplSymbol()->symbolIs(symbol); });
-  // An observer of the collection may have let the generator go, or had it publish what is newer.
-  bool const isOver = stage_ != Stage::atWork || publication_ != publication;
+  // An observer of the collection may have let the generator go, had it publish what is newer, or
+  // named other prefix lists, for which there was no memory.
+  bool const isOver = stage_ != Stage::atWork || publication_ != publication || isToLookUp_;
   if (!isOver && allDplSymbol()->symbol(name()) == symbol) {
     isToPublish_ = false;
+    status->ipv4PfxListSymbolIs(ipv4_.symbol);
+    status->ipv6PfxListSymbolIs(ipv6_.symbol);
     symbol->statusIs(status);
     auto const notifier = symbol->symbolNotifier();  // observers may take it from the symbol
     error.guard([&] { symbol->versionInc(1); });

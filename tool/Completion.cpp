@@ -31,6 +31,7 @@ struct Before {
   CLI::Option const* option = nullptr;  ///< the one whose value comes next
   std::size_t positionals = 0;          ///< behind the command
   bool hasConfig = false;
+  bool endsOptions = false;  ///< a "--"
 };
 
 Before read(CLI::App const& app, std::vector<std::string> const& words) {
@@ -38,7 +39,9 @@ Before read(CLI::App const& app, std::vector<std::string> const& words) {
   for (auto const& word : words) {
     if (before.option) {
       before.option = nullptr;
-    } else if (isOption(word)) {
+    } else if (word == "--") {
+      before.endsOptions = true;
+    } else if (isOption(word) && !before.endsOptions) {
       auto const equals = word.find('=');
       auto const name = word.substr(0, equals);
       auto const* const option = before.command->get_option_no_throw(name);
@@ -110,7 +113,7 @@ std::string completionsOf(CLI::App const& app, Choices const& choices,
   words.pop_back();
   auto const before = read(app, words);
   if (before.option) return valuesOf(*before.option, choices, "");
-  if (last.starts_with('-')) {
+  if (last.starts_with('-') && !before.endsOptions) {
     auto const equals = last.find('=');
     if (equals == last.npos) return optionsOf(*before.command);
     auto const* const option = before.command->get_option_no_throw(last.substr(0, equals));

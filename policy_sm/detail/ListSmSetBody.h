@@ -15,7 +15,9 @@ ListSmSet<Kind>::~ListSmSet() {
 
 template <class Kind>
 void ListSmSet<Kind>::stopLists() noexcept {
-  this->stopReacting();  // observers of what goes now may change the configuration
+  // Observers of what goes now may change the configuration, and turn the loop.
+  this->stopReacting();
+  timer_.clockIs(nullptr);
   try {
     listSmDelAll();
   } catch (...) {

@@ -263,6 +263,58 @@ TEST(DynPrefixListConfigSm, PublishesNothingOfAGeneratorThatHasGone) {
   w.expectPublished();
 }
 
+// Observers of a publication change what it is made of, and take the symbol's notifier.
+TEST(DynPrefixListConfigSm, PublishesWhatChangesWhileItPublishes) {
+  DynWorld w;
+  w.start();
+  w.add("P", w.entry(10, 1));
+  w.list("P")->versionInc(1);
+  w.settle();
+  auto const entry = w.dpl("D");
+  entry->ipv4PrefixListIs("P");
+  entry->versionIs(1);
+  w.vrfs("D");
+  auto const held = dynPrefixListSymbolFactory("D")->dedup(w.symbolTable);
+  Observer follower(*held->symbolNotifier(), [&](auto...) {
+    if (held->symbolNotifier()->version() == 2) w.listDel("P");
+  });
+  w.startDynamic();
+  EXPECT_FALSE(held->status()->ipv4PfxListStatus()) << "it has gone since";
+
+  w.state->dynamicPrefixListDel("D");
+  Orb::String const other = "Q";
+  Observer const collection(*w.symbols, [&](auto...) {
+    entry->ipv4PrefixListIs(other);
+    TestSupport::ScarceMemory const scarce(0, 1);
+    entry->versionIs(2);
+  });
+  static_cast<void>(thrown([&] { w.vrfs("D"); }));
+  w.settle();
+  w.expectPublished();
+  Traced const traced(8, "RouteMapSm");
+  follower.changed = [&](auto...) { held->symbolNotifierDel(); };
+  entry->versionIs(3);
+  w.expectPublished();
+}
+
+// An observer drops the machine, which is behind, and turns the loop while that ends.
+TEST(DynPrefixListConfigSm, EndsInTheMidstOfWhatItDoes) {
+  for (long granted = 0; granted < 20; ++granted) {
+    DynWorld w;
+    for (auto const* name : {"D", "E"}) w.dpl(name)->versionIs(1);
+    w.vrfs("D");
+    w.startDynamic();
+    static_cast<void>(thrown([&] {
+      TestSupport::ScarceMemory const scarce(granted);
+      w.vrfs("E");
+    }));
+    for (auto const* name : {"O", "P"}) w.symbols->symbolIs(dynPrefixListSymbolFactory(name));
+    Observer const dropper(*w.symbols, [&](auto...) { w.sm = nullptr, w.manager.turn(); });
+    w.sm->handleInitialized();
+    EXPECT_TRUE(w.symbols->symbol().empty());
+  }
+}
+
 /// Changes something at random.
 void change(DynWorld& w, U32 what) {
   Orb::Name const name("D" + std::to_string(what / 16 % 2));

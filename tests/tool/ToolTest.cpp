@@ -250,6 +250,7 @@ help() {
 
 TEST_F(Tool, CompletesWordsInEachShell) {
   write("a list", "");
+  write("-d", "");
   table(R"(w c => check commit compile
 w '' => abort check commit compile diff get match set show unset
 w - => --config --help --version -V -h
@@ -275,6 +276,8 @@ w match x a =>
 w check x a => a list
 w show - a =>
 w check --json= =>
+w check -- - => -d
+in_fish check 'a\ l' => a list
 t --complete | cut -f1 | tail -1 => abort
 t --complete check --notation '' => asplain asdot
 t --complete match --e | grep exact | cut -f2 => an entry of communities matches a route that has no others of the family
@@ -294,7 +297,7 @@ in_fish() {
 }
 in_zsh() {  # what its completion system offers stands in for that here
   zsh -fc 'words=(route-policy "$@") CURRENT=$(($# + 1)) PREFIX=${@[-1]}
-    compset() { PREFIX=${PREFIX#$~2}; }; _files() { print -l $PREFIX*(N); }
+    compset() { PREFIX=${PREFIX#$~2}; }; _files() { print -l -- $PREFIX*(N); }
     _describe() { print -l -- ${${(M)${(P)2}:#$PREFIX*}%%:*}; }
     complete() { local file=$PWD/docs/route-policy.zsh; cd $HOME; . $file; }; complete' - "$@"
 }
