@@ -103,7 +103,13 @@ CLI::App& addCommand(CLI::App& app, Options& options, Command command, char cons
 }
 
 void addConfig(CLI::App& app, Options& options) {
-  app.add_option("--config", options.config, HelpText::kConfig)->type_name("FILE");
+  auto const take = [&options](std::string const& file) {
+    if (!options.config.empty()) {  // before the command, and behind it
+      throw CLI::ValidationError("--config", "is given twice: " + options.config + " and " + file);
+    }
+    options.config = file;
+  };
+  app.add_option_function<std::string>("--config", take, HelpText::kConfig)->type_name("FILE");
 }
 
 void addCandidate(CLI::App& sub, Options& options) {
@@ -263,7 +269,7 @@ std::string withoutCommand(int argc, char const* const* argv) {
   for (; at < argc; ++at) {
     std::string_view const word = argv[at];
     if (word == "--config") {
-      ++at;  // and its file
+      if (++at >= argc) return "--config: FILE is required";
     } else if (!word.starts_with("--config=")) {
       break;
     }

@@ -1,8 +1,10 @@
+#include <map>
 #include <nlohmann/json.hpp>
 #include <unordered_map>
 
 #include "config_copy/RouteMapCopy.h"
 #include "config_text/TreeWalk.h"
+#include "policy_config/DynamicPrefixList.h"
 #include "tool/Commands.h"
 #include "tool/Workspace.h"
 
@@ -73,6 +75,35 @@ Json jsonOf(Cli::Session::CommitReport const& report, std::vector<Move> const& m
   return json;
 }
 
+/// The versions of the dynamic prefix lists, by path.
+std::map<std::string, Orb::U32> dynamicVersions(ConfigTree const& tree) {
+  constexpr std::string_view kLists = "dynamicPrefixList";
+  using Routing::DynamicPrefixList::Config;
+  std::map<std::string, Orb::U32> versions;
+  for (auto const& list : static_cast<Config const&>(tree.rootOf(kLists)).dynamicPrefixList()) {
+    versions[std::string(kLists) + '[' + Orb::toText(list->dplName()) + ']'] = list->version();
+  }
+  return versions;
+}
+
+/// No commit raises the version of a dynamic list, and without another one a router goes on as it
+/// was.
+void warnOfVersions(Cli::Session::CommitReport const& report,
+                    std::map<std::string, Orb::U32> const& before,
+                    std::map<std::string, Orb::U32> const& after, Console& console) {
+  for (auto const& item : report.items) {
+    using Outcome = Cli::Session::CommitItem::Outcome;
+    auto const now = after.find(item.path);
+    if (item.outcome == Outcome::unchanged || now == after.end()) continue;
+    auto const was = before.find(item.path);
+    if (now->second == 0) {
+      console.warning(item.path, "a router leaves it out until its version is set");
+    } else if (was != before.end() && was->second == now->second) {
+      console.warning(item.path, "a router follows once its version is set to another number");
+    }
+  }
+}
+
 void nothingPending(Options const& options, Console& console) {
   if (options.json) return console.jsonLine(jsonOf(Cli::Session::CommitReport(), {}));
   console.text() += "nothing is pending\n";
@@ -90,6 +121,7 @@ void commitConfig(Options const& options, Console& console) {
   auto const session = openSession(*workspace, handlers, console);
   if (!session) return;
   Counters const before = countersOf(workspace->tree);
+  auto const versions = dynamicVersions(workspace->tree);
   auto const report = commitOf(*session);
   std::vector<Move> moves;
   if (report.isComplete()) {
@@ -101,6 +133,7 @@ void commitConfig(Options const& options, Console& console) {
   } else {
     writeText(report, moves, console);
   }
+  warnOfVersions(report, versions, dynamicVersions(workspace->tree), console);
   if (!report.isComplete()) console.finding(workspace->file.path(), report.error);
 }
 

@@ -81,8 +81,9 @@ class ROUTEPOLICY_EXPORT Session : public Orb::RefCounted {
     return Orb::ptrCast<E>(entityIs(path, E::typeName));
   }
 
-  /// The functions of Path.h on the candidate. Counters cannot be set: commits raise them. A value
-  /// that its mutator stores though it refuses it is not stored here.
+  /// The functions of Path.h on the candidate, with values in their text form (Text.h): a string
+  /// stands in single quotes. Counters cannot be set: commits raise them. A value that its mutator
+  /// stores though it refuses it is not stored here.
   std::string attributeText(std::string_view path);
   void attributeTextIs(std::string_view path, std::string_view text);
   Orb::Ptr<Orb::Entity> attributeIs(std::string_view path);

@@ -252,11 +252,12 @@ void changeValue(std::string_view typeName, MutableAttributeRef a, Entity* owner
     refuse(typeName, a.info(), "is a single value: it is set, not added");
   }
   if (!change.isRemoval()) return readValue(*a.info().valueType(), change.text, store);
+  if (a.kind() == AttributeKind::counter) {
+    refuse(typeName, a.info(), "cannot be removed: it is a counter");
+  }
   // Back to the default, as a new entity has it.
   Ptr<Entity> const blank = owner ? owner->type().make({}) : nullptr;
-  if (!blank || a.kind() == AttributeKind::counter) {
-    refuse(typeName, a.info(), "cannot be removed: it can be set");
-  }
+  if (!blank) refuse(typeName, a.info(), "cannot be removed: it can be set");
   change.found(a.copy(attributeOf(std::as_const(*blank), a.id())));
 }
 
