@@ -51,14 +51,13 @@ DynPrefixListGenSymbolSm::~DynPrefixListGenSymbolSm() {
 }
 
 void DynPrefixListGenSymbolSm::PfxList::symbolIs(Orb::Ptr<PrefixListSymbol const> const& s) {
+  follow(s ? s->symbolNotifier() : nullptr);  // may find no memory, and changes nothing then
   symbol = s;
-  follow(s ? s->symbolNotifier() : nullptr);
 }
 
 void DynPrefixListGenSymbolSm::PfxList::follow(Orb::Ptr<PolicySymbolNotifier const> notifier) {
-  leave();
+  notifierIs(notifier);
   followed = std::move(notifier);
-  notifierIs(followed);
 }
 
 void DynPrefixListGenSymbolSm::handleInitialized() {

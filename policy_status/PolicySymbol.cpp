@@ -6,8 +6,7 @@ ORB_ENTITY_TYPE(PolicySymbolNotifier);
 
 void PolicySymbolNotifier::Notifiee::notifierIs(
     Orb::Ptr<PolicySymbolNotifier const> const& notifier) {
-  leave();
-  if (notifier) notifier->notifieeIs(*this);
+  notifier ? notifier->notifieeIs(*this) : leave();
 }
 
 void PolicySymbolNotifier::Notifiee::onAttribute(Orb::Entity const& /*entity*/,

@@ -20,7 +20,7 @@ class ROUTEPOLICY_EXPORT PolicySymbolNotifier : public Orb::Entity {
    public:
     using NotifieeHook::isLinked;
     using NotifieeHook::leave;
-    /// Leaves the notifier it followed; null follows none.
+    /// Leaves the notifier it followed; null follows none. When this throws, nothing has changed.
     void notifierIs(Orb::Ptr<PolicySymbolNotifier const> const& notifier);
     virtual void onVersion() = 0;
 
