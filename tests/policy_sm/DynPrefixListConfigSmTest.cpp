@@ -263,8 +263,8 @@ TEST(DynPrefixListConfigSm, PublishesNothingOfAGeneratorThatHasGone) {
   w.expectPublished();
 }
 
-// Observers of a publication change what it is made of, also where there is no memory to follow that,
-// and take the symbol's notifier.
+// Observers of a publication change what it is made of, also where there is no memory to follow
+// that, and take the symbol's notifier.
 TEST(DynPrefixListConfigSm, PublishesWhatChangesWhileItPublishes) {
   DynWorld w;
   w.start();
