@@ -51,7 +51,7 @@ DynPrefixListGenSymbolSm::~DynPrefixListGenSymbolSm() {
 }
 
 void DynPrefixListGenSymbolSm::PfxList::symbolIs(Orb::Ptr<PrefixListSymbol const> const& s) {
-  follow(s ? s->symbolNotifier() : nullptr);
+  follow(s ? s->symbolNotifier() : nullptr);  // may find no memory, and changes nothing then
   symbol = s;
 }
 

@@ -39,7 +39,10 @@ run() {
   mkdir -p "$corpus"
   "fuzz/$target" -max_total_time="$seconds" -timeout=10 -print_final_stats=1 \
     -artifact_prefix="findings/$target-" "$corpus" "../../fuzz/corpus/$target" \
-    >"logs/$target.log" 2>&1 || status=$?
+    >"logs/$target.log" 2>&1 &
+  trap "kill $!; exit 1" TERM
+  wait $! || status=$?
+  ((status != 72)) || return 1  # interrupted, which is no finding
   count=$(stat_of number_of_executed_units "$target")
   speed=$(stat_of average_exec_per_sec "$target")
   if ((status)); then
@@ -54,6 +57,7 @@ run() {
 
 status=0
 running=0
+trap 'kill $(jobs -p) 2>/dev/null || true; exit 130' INT TERM  # no target goes on alone
 for target in "${targets[@]}"; do
   if ((running == $(nproc))); then
     wait -n || status=1

@@ -263,7 +263,8 @@ TEST(DynPrefixListConfigSm, PublishesNothingOfAGeneratorThatHasGone) {
   w.expectPublished();
 }
 
-// Observers of a publication change what it is made of, and take the symbol's notifier.
+// Observers of a publication change what it is made of, also where there is no memory to follow
+// that, and take the symbol's notifier.
 TEST(DynPrefixListConfigSm, PublishesWhatChangesWhileItPublishes) {
   DynWorld w;
   w.start();
@@ -281,16 +282,24 @@ TEST(DynPrefixListConfigSm, PublishesWhatChangesWhileItPublishes) {
   w.startDynamic();
   EXPECT_FALSE(held->status()->ipv4PfxListStatus()) << "it has gone since";
 
-  w.state->dynamicPrefixListDel("D");
-  Orb::String const other = "Q";
-  Observer const collection(*w.symbols, [&](auto...) {
-    entry->ipv4PrefixListIs(other);
-    TestSupport::ScarceMemory const scarce(0, 1);
-    entry->versionIs(2);
-  });
-  static_cast<void>(thrown([&] { w.vrfs("D"); }));
-  w.settle();
-  w.expectPublished();
+  for (long granted = 0; granted < 12; ++granted) {
+    w.state->dynamicPrefixListDel("D");
+    entry->versionIs(0);
+    w.vrfs("D");
+    Orb::Name const other("Q" + std::to_string(granted));
+    Observer const collection(*w.symbols, [&](auto...) {
+      entry->ipv4PrefixListIs(other);
+      TestSupport::ScarceMemory const scarce(granted, 1);
+      entry->versionIs(2);
+    });
+    static_cast<void>(thrown([&] { entry->versionIs(1); }));
+    w.settle();
+    w.expectPublished();
+    w.add(other, w.entry(1, 1));
+    w.list(other)->versionInc(1);
+    w.settle();
+    w.expectPublished();
+  }
   Traced const traced(8, "RouteMapSm");
   follower.changed = [&](auto...) { held->symbolNotifierDel(); };
   entry->versionIs(3);
