@@ -2,7 +2,7 @@
 # bash-completion looks for it. What may follow is asked of the tool.
 
 _route_policy() {
-  local cur=${COMP_WORDS[COMP_CWORD]} words=() i
+  local IFS=$' \t\n' cur=${COMP_WORDS[COMP_CWORD]} words=() i
   COMPREPLY=()
 
   # "--on-duplicate=WHAT" comes as three words: bash parts them at the "=".
@@ -17,7 +17,7 @@ _route_policy() {
   local word=${words[-1]}
   mapfile -t words < <("${COMP_WORDS[0]/#\~/$HOME}" --complete "${words[@]}" 2>/dev/null)
 
-  if [[ ${words[0]} == 'FILE' ]]; then
+  if [[ ${words[0]-} == 'FILE' ]]; then
     compopt -o filenames 2>/dev/null # not there when nobody pressed Tab
     mapfile -t COMPREPLY < <(compgen -f -- "$cur")
     return

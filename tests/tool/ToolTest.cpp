@@ -290,7 +290,7 @@ in_bash() {  # which parts words at "="
     if [[ $word == *=* ]]; then COMP_WORDS+=(=); fi
     if [[ $word == *=?* ]]; then COMP_WORDS+=("${word#*=}"); fi
   done
-  COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); (cd $T; _route_policy; printf '%s\n' "${COMPREPLY[@]}")
+  COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); (cd $T; IFS=c; set -u; _route_policy; printf '%s\n' "${COMPREPLY[@]}")
 }
 in_fish() {
   fish -c 'source docs/route-policy.fish; cd $HOME; complete -C "route-policy $argv"' -- "$*"
