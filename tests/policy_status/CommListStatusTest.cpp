@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include "policy_status/AsPathListSymbol.h"
 #include "policy_status/CommListSymbol.h"
+#include "policy_status/DynPrefixListSymbol.h"
 #include "tests/support/Observer.h"
 #include "tests/support/RationedMemory.h"
 #include "tests/support/Thrown.h"
@@ -98,6 +100,9 @@ TEST(CommListStatus, RefusesNulls) {
   refused("CommListStatus", "communityListEntry", [&] { status->communityListEntryIs(nullptr); });
   refused("CommListStatus", "regexMap", [&] { status->regexMapIs(nullptr); });
   refused("AllCommListSymbol", "symbol", [] { allCommListSymbolFactory()->symbolIs(nullptr); });
+  refused("AllAsPathListSymbol", "symbol", [] { allAsPathListSymbolFactory()->symbolIs(nullptr); });
+  refused("AllDynPrefixListSymbol", "symbol",
+          [] { allDynPrefixListSymbolFactory()->symbolIs(nullptr); });
 }
 
 /// Writes down what it is notified of.

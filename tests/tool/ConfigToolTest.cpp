@@ -31,6 +31,7 @@ c get --candidate $M.version; c abort; ls $T => 0 2 edits dropped
 printf useDeprecatedCmd=True >$T/c.edits; c set $R; cat $T/c.edits => useDeprecatedCmd=True regexMode=regexModePosix
 printf '# later' >$T/c.edits; c commit; ls $T; c abort; ls $T => nothing is pending c.edits nothing is pending
 printf '# only' >$T/c; c set $R; c commit; cat $T/c => regexMode: changed # only regexMode=regexModePosix
+c commit --config other => route-policy: --config: is given twice: T/c and other Try "route-policy --help". [2]
 )");
 }
 
@@ -72,6 +73,18 @@ c show P M X => ip prefix-list P     seq 10 permit 10.0.0.0/8 le 24 routeMap M  
     filter has the name 'X' [1]
 )",
       "E=\"" + kEntry + "\"");
+}
+
+// No commit raises the version of a dynamic prefix list.
+TEST_F(ConfigTool, WarnsOfDynamicListsThatARouterDoesNotFollow) {
+  table(
+      R"(c set $D.matchMap=\'M\' "prefixList['P']"; c commit => dynamicPrefixList['D']: created prefixList['P']: created dynamicPrefixList['D']: warning: a router leaves it out until its version is set
+c set $D.version=2; c commit => dynamicPrefixList['D']: changed
+c set $D.matchMap=\'N\'; c commit => dynamicPrefixList['D']: changed dynamicPrefixList['D']: warning: a router follows once its version is set to another number
+c set $D.version=2; c commit => dynamicPrefixList['D']: unchanged
+c unset $D; c commit => dynamicPrefixList['D']: deleted
+)",
+      "D=\"dynamicPrefixList['D']\"");
 }
 
 TEST_F(ConfigTool, ReportsEveryBadLineAndThenDoesNothing) {
