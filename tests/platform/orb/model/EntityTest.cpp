@@ -57,13 +57,6 @@ class Parent : public Orb::NamedEntity {
   ORB_REFERENCE(other, Child);
 };
 
-class Top : public Orb::Entity {
- public:
-  ORB_ENTITY(Top, "Sample::Top", parent);
-  ORB_COLLECTION(parent, Orb::OrderedChildren<Parent>);
-};
-
-ORB_ENTITY_TYPE(Top);
 ORB_ENTITY_TYPE(Child);
 ORB_ENTITY_TYPE(Nameless);
 ORB_ENTITY_TYPE(Parent);
@@ -284,8 +277,7 @@ TEST(Entity, NotifiesAllBeforeItThrowsWhatOneThrew) {
 }
 
 TEST(Entity, TakesAllThatItOwnsAlongWhenItLeaves) {
-  auto const top = Orb::make<Sample::Top>();
-  auto const p = top->parentIs("p");
+  auto const p = Orb::make<Parent>("p");
   Seen seen;
   auto const leaves = [&](char const* name) { return [&seen, name] { seen.emplace_back(name); }; };
   Observer const outer(*p, kIgnore, [&] {
@@ -301,7 +293,7 @@ TEST(Entity, TakesAllThatItOwnsAlongWhenItLeaves) {
   Observer const single(*p->singleIs(), kIgnore, leaves("single"));
   Observer const shared(*p->childIs("s"), kIgnore, leaves("s"));
   p->sharedIs(p->child("s"));
-  EXPECT_EQ(TestSupport::thrown([&] { top->parentDel("p"); }), "first");
+  EXPECT_EQ(TestSupport::thrown([&] { p->deleted(); }), "first");
   EXPECT_EQ(seen, (Seen{"p", "c", "k", "s", "single"}));
   p->childDelAll();
   EXPECT_EQ(seen.size(), 5U) << "once";
