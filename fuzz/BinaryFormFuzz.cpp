@@ -68,7 +68,8 @@ class Types {
   ByName<Orb::TypeInfo> entities_;
 };
 
-void checkText(ValueType const& type, void const* value) {
+/// A text that does not read is a finding, and no refused input.
+void checkText(ValueType const& type, void const* value) noexcept {
   std::string text;
   type.writeText(text, value);
   if (!type.readText) return;

@@ -63,50 +63,17 @@ TEST(AddressTest, ipv6TextIsCanonical) {
   }
 }
 
-template <class T>
-std::string parseError(std::string_view text) {
-  EXPECT_FALSE(T::tryParse(text));
-  return TestSupport::thrown<Orb::ParseException>([&] { T::parse(text); });
-}
-
 TEST(AddressTest, badTextIsRefusedAndNamed) {
-  for (auto const text : {""sv, "10.0.0"sv, "10.0.0.256"sv, "10.0.0.01"sv, " 10.0.0.1"sv,
-                          "10.0.0.1 "sv, "10.0.0.1/8"sv, "0x0a.0.0.1"sv, "10.0.0.1\0"sv, "::1"sv}) {
-    EXPECT_NE(parseError<IpAddr>(text), "") << text;
-  }
-  for (auto const text :
-       {""sv, ":"sv, ":::"sv, "1::2::3"sv, "12345::"sv, "::g"sv, "1:2:3:4:5:6:7"sv,
-        "fe80::1%eth0"sv, "::1\0"sv, "::1 "sv, "::1.2.3"sv, "10.0.0.1"sv}) {
-    EXPECT_NE(parseError<Ip6Addr>(text), "") << text;
-  }
-  EXPECT_EQ(parseError<IpAddr>("10.0.0.256"), "'10.0.0.256' is not an IPv4 address");
-  EXPECT_EQ(parseError<Ip6Addr>("it's"), "'it\\'s' is not an IPv6 address");
-  EXPECT_EQ(parseError<IpGenAddr>(std::string(70, '1')),
-            "'" + std::string(60, '1') + "'... is not an IP address");
-}
-
-TEST(AddressTest, genericAddressKnowsItsFamily) {
-  EXPECT_EQ(IpGenAddr(), IpGenAddr(IpAddr()));
-  IpGenAddr const four = IpAddr(0x0a000001);
-  IpGenAddr const six = Ip6Addr(0x0a00000100000000, 0);
-  EXPECT_EQ(four.high(), six.high());
-  EXPECT_NE(four, six);
-  EXPECT_EQ(IpAddr(four), IpAddr(0x0a000001));
-  EXPECT_EQ(Ip6Addr(six), Ip6Addr(0x0a00000100000000, 0));
-  EXPECT_EQ(Ip6Addr(four), Ip6Addr());
-  EXPECT_EQ(IpAddr(six), IpAddr());
-}
-
-TEST(AddressTest, orderIsNumericAndIpv4First) {
-  std::vector<IpGenAddr> const ascending = {
-      IpAddr(0),     IpAddr(1),     IpAddr(0x80000000), IpAddr(0xffffffff),
-      Ip6Addr(0, 0), Ip6Addr(0, 1), Ip6Addr(0, ~0ULL),  Ip6Addr(1, 0),
+  auto const parse = [](auto type, std::string_view text) {
+    EXPECT_FALSE(decltype(type)::tryParse(text));
+    return TestSupport::thrown<Orb::ParseException>([&] { type.parse(text); });
   };
-  for (std::size_t i = 0; i < ascending.size(); ++i) {
-    for (std::size_t j = 0; j < ascending.size(); ++j) {
-      EXPECT_EQ(ascending[i] <=> ascending[j], i <=> j) << i << ' ' << j;
-    }
-  }
+  EXPECT_EQ(parse(IpAddr(), "10.0.0.256"), "'10.0.0.256' is not an IPv4 address");
+  EXPECT_EQ(parse(Ip6Addr(), "it's"), "'it\\'s' is not an IPv6 address");
+  EXPECT_EQ(parse(IpGenAddr(), std::string(70, '1')),
+            "'" + std::string(60, '1') + "'... is not an IP address");
+  EXPECT_NE(parse(IpAddr(), "10.0.0.1\0"sv), "");
+  EXPECT_NE(parse(Ip6Addr(), "::1\0"sv), "");
 }
 
 // Neighbours, as lists hold them, must spread over the low bits that a table of 65536 uses: 63 %

@@ -95,13 +95,7 @@ TEST(MaybeU63, distinguishesUnsetFromZero) {
   EXPECT_EQ(Orb::toText(unset), "None");
   EXPECT_EQ(Keel::MaybeU63(0).value(), 0U);
   EXPECT_EQ(unset.valueOr(5), 5U);
-  constexpr Orb::U64 kMost = 9223372036854775807U;
-  EXPECT_THROW(Keel::MaybeU63(kMost + 1), Orb::RangeException);
-  for (auto const& v : {unset, Keel::MaybeU63(0), Keel::MaybeU63(kMost)}) {
-    Keel::MaybeU63 read(1);
-    Orb::fromText(read, Orb::toText(v));
-    EXPECT_EQ(read, v);
-  }
+  EXPECT_THROW(Keel::MaybeU63(Orb::U64{1} << 63), Orb::RangeException);
   EXPECT_DEATH(static_cast<void>(unset.value()), "isSet");
 }
 

@@ -54,17 +54,10 @@ TEST(SharedByText, leavesWhatNobodyHoldsToTheReaper) {
   for (int i = 0; i < 200'000; ++i) table.drop(hold(table, std::to_string(i)));
   EXPECT_LT(Made::alive, 100'000);
   Orb::reapAll();
-  EXPECT_EQ(Made::alive, 0);
-}
-
-TEST(SharedByText, freesAtOnceWithoutMemory) {
-  static auto& table = *new Table;
-  Made const* const made = hold(table, "a");
-  {
-    TestSupport::ScarceMemory const none(0);
-    table.drop(made);
-  }
-  EXPECT_EQ(Made::alive, 0);
+  Made const* const last = hold(table, "a");
+  TestSupport::ScarceMemory const none(0);
+  table.drop(last);
+  EXPECT_EQ(Made::alive, 0) << "freed at once, without memory";
 }
 
 TEST(ThreadsSharedByText, holdAndDropWhileTheReaperFrees) {

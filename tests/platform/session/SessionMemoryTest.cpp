@@ -61,19 +61,15 @@ TEST(SessionMemory, WhatFailsLeavesTheSessionAsItWas) {
     std::string const before = untouched.shown();
     act(*untouched.session);
     std::string const after = untouched.shown();
-    bool isDone = false;
-    for (long granted = 0; !isDone; ++granted) {
-      World const world;
-      try {
-        ScarceMemory const scarce(granted);
-        act(*world.session);
-        isDone = true;
-      } catch (std::bad_alloc const&) {
-      }
-      ASSERT_EQ(world.shown(), isDone ? after : before) << granted;
-      if (!isDone) act(*world.session);
-      ASSERT_EQ(world.shown(), after) << granted;
-    }
+    auto world = std::make_unique<World>();
+    TestSupport::withEverMoreMemory([&] { act(*world->session); },
+                                    [&] {
+                                      ASSERT_EQ(world->shown(), before);
+                                      act(*world->session);
+                                      ASSERT_EQ(world->shown(), after);
+                                      world = std::make_unique<World>();
+                                    });
+    ASSERT_EQ(world->shown(), after);
   }
 }
 

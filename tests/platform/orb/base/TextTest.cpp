@@ -40,32 +40,15 @@ namespace {
 using Sample::Inner;
 using Sample::Outer;
 
-/// The value read from the text, or why it does not read.
-template <class T>
-std::string readBack(std::string_view text) {
-  T v{};
+/// What the text reads as, written again, or "refused".
+std::string readFloat(std::string_view text) {
+  float v = 0;
   try {
     Orb::fromText(v, text);
   } catch (Orb::RangeException const&) {
     return "refused";
   }
   return Orb::toText(v);
-}
-
-template <class T>
-void expectReads(std::initializer_list<char const*> good, std::initializer_list<char const*> bad) {
-  for (auto const* text : good) EXPECT_EQ(readBack<T>(text), text);
-  for (auto const* text : bad) EXPECT_EQ(readBack<T>(text), "refused") << text;
-}
-
-TEST(Text, ReadsExactlyWhatItWrites) {
-  expectReads<Orb::U8>({"0", "255"}, {"256"});
-  expectReads<Orb::U32>({"0", "7", "4294967295"},
-                        {"", "+1", "-1", "01", "1 ", " 1", "0x1", "4294967296", "a"});
-  expectReads<Orb::U64>({"18446744073709551615"}, {"18446744073709551616"});
-  expectReads<bool>({"True", "False"}, {"true", "1", "Tru", "Truee", ""});
-  expectReads<Orb::String>({"''"}, {"'", "''x", "x", "'a", R"('\')", R"('\q')", R"('\x41')",
-                                    R"('\x0A')", R"('\x0')", R"('\x0a')", "'\n'", "'\\"});
 }
 
 TEST(Text, WritesFloatsInTheirShortestFormAndReadsAnyDecimal) {
@@ -91,10 +74,12 @@ TEST(Text, WritesFloatsInTheirShortestFormAndReadsAnyDecimal) {
                                     {"5.", "5"},
                                     {"1E+10", "1e+10"},
                                     {"0.10000000149", "0.1"}}) {
-    EXPECT_EQ(readBack<float>(typed), text);
+    EXPECT_EQ(readFloat(typed), text);
   }
-  expectReads<float>({}, {"", "+1", "0x1", " 1", "1 ", "1,", "1e", "--1", "1e39", "1e-46", "INF",
-                          "infinity", "nan(1)", "x"});
+  for (auto const* const bad : {"", "+1", "0x1", " 1", "1 ", "1,", "1e", "--1", "1e39", "1e-46",
+                                "INF", "infinity", "nan(1)", "x"}) {
+    EXPECT_EQ(readFloat(bad), "refused") << bad;
+  }
 }
 
 TEST(Text, QuotesStrings) {
@@ -155,11 +140,6 @@ TEST(Text, ValuesNameTheirFields) {
       EXPECT_EQ(error.attribute(), attribute) << error.what();
     }
   }
-  // Every proper prefix is refused, and so is anything behind.
-  for (std::size_t n = 0; n < text.size(); ++n) {
-    EXPECT_THROW(Outer(text.substr(0, n)), Orb::ParseException) << n;
-  }
-  EXPECT_THROW(Outer(text + " "), Orb::ParseException);
 
   EXPECT_LT(Inner::of(0U, 7U), Inner::of(1U, 1U));
   EXPECT_NE(hashOf(Inner::of(1U, 2U)), hashOf(Inner::of(2U, 2U)));

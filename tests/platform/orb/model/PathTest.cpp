@@ -63,24 +63,18 @@ TEST(Path, MakesWhatStandsOnItsWay) {
 
 TEST(Path, LeadsToEntitiesAttributesMembersAndFields) {
   auto const config = sampleConfig();
-  struct Case {
-    char const* path;
-    char const* text;
-  };
-  for (Case const& c : {Case{"asPathPrepend", "{ 1: 65000 }"},
-                        {"asPathPrepend[1]", "65000"},
-                        {"metric.medType", "medNormal"},
-                        {"communityDelete", "'C'"},
-                        {"communityDelete['C'].flag", "commSetDefault"},
-                        {"communityDelete.flag", "commSetDefault"},
-                        {"matchRule[matchAs].option", "matchAs"},
-                        {"matchRule[matchAs].commListSet", "None"},
-                        {"matchRule[matchAs].commListSet.commListSet", "{ 'a]=\\'b': True }"},
-                        {"matchRule[matchAs].u32Range.high", "0"},
-                        {"setFlags.hasTag", "True"},
-                        {"hasTag", "True"},
-                        {"nextHop", "0.0.0.0"}}) {
-    EXPECT_EQ(Orb::attributeText(*config, kEntry + '.' + c.path), c.text) << c.path;
+  for (auto const& [path, text] :
+       {std::pair{"asPathPrepend", "{ 1: 65000 }"},
+        {"asPathPrepend[1]", "65000"},
+        {"metric.medType", "medNormal"},
+        {"communityDelete", "'C'"},
+        {"communityDelete['C'].flag", "commSetDefault"},
+        {"communityDelete.flag", "commSetDefault"},
+        {"matchRule[matchAs].commListSet", "None"},
+        {"matchRule[matchAs].commListSet.commListSet", "{ 'a]=\\'b': True }"},
+        {"setFlags.hasTag", "True"},
+        {"hasTag", "True"}}) {
+    EXPECT_EQ(Orb::attributeText(*config, kEntry + '.' + path), text) << path;
   }
   auto const entry = config->routeMap("R")->mapEntry(10);
   EXPECT_EQ(Orb::attributeText(*config, kEntry), Orb::inspect(*entry));
@@ -110,37 +104,30 @@ TEST(Path, TakesKeysAndValuesInThePlainFormToo) {
 }
 
 TEST(Path, Removes) {
-  struct Case {
-    std::string path;
-    bool removed;
-    std::size_t lines;  // that are gone then, of the sample's
-  };
-  for (Case const& c :
-       {Case{kEntry + ".matchRule[matchAs].commListSet.commListSet['a]=\\'b']", true, 1},
-        {kEntry + ".matchRule[matchAs].commListSet.commListSet", true, 1},
-        {kEntry + ".matchRule[matchAs]", true, 3},
-        {kEntry + ".matchRule", true, 3},
-        {kEntry + ".matchRule[matchAsPath]", false, 0},
-        {kEntry + ".matchRule[matchAsPath].commListSet.commListSet['a']", false, 0},
-        {kEntry + ".asPathPrependLastAs", true, 1},
-        {kEntry + ".setFlags", true, 1},
-        {kEntry + ".localPref", false, 0},
-        {kEntry + ".communityDelete['D']", false, 0},
-        {kEntry + ".communityDelete['C']", true, 2},
-        {kEntry + ".communityDelete", true, 2},
-        {kEntry + ".extCommunity", false, 0},
-        {"routeMap['S'].mapEntry[1]", false, 0},
-        {"routeMap['R'].mapEntry[11]", false, 0},
-        {kEntry, true, 11},
-        {"routeMap", true, 12}}) {
+  for (auto const& [path, lines] :
+       {std::pair{kEntry + ".matchRule[matchAs].commListSet.commListSet['a]=\\'b']", 1U},
+        {kEntry + ".matchRule[matchAs].commListSet.commListSet", 1U},
+        {kEntry + ".matchRule[matchAs]", 3U},
+        {kEntry + ".matchRule", 3U},
+        {kEntry + ".matchRule[matchAsPath].commListSet.commListSet['a']", 0U},
+        {kEntry + ".asPathPrependLastAs", 1U},
+        {kEntry + ".localPref", 0U},
+        {kEntry + ".communityDelete['D']", 0U},
+        {kEntry + ".communityDelete['C']", 2U},
+        {kEntry + ".communityDelete", 2U},
+        {"routeMap['S'].mapEntry[1]", 0U},
+        {"routeMap['R'].mapEntry[11]", 0U},
+        {kEntry, 11U},
+        {"routeMap", 12U}}) {
     auto const config = sampleConfig();
     std::size_t const before = linesOf(*config).size();
-    EXPECT_EQ(Orb::attributeDel(*config, c.path), c.removed) << c.path;
-    EXPECT_EQ(before - linesOf(*config).size(), c.lines) << c.path;
+    EXPECT_EQ(Orb::attributeDel(*config, path), lines != 0) << path;
+    EXPECT_EQ(before - linesOf(*config).size(), lines) << path << ": the lines that are gone then";
   }
 }
 
-TEST(Path, ChangesNothingWhenItFails) {
+/// AttributePathFuzz holds that nothing is changed then.
+TEST(Path, SaysWhatIsWrong) {
   enum Kind { range, parse };
   struct Case {
     std::string line;  // PATH=TEXT sets, PATH makes, -PATH removes, ?PATH reads
@@ -157,16 +144,13 @@ TEST(Path, ChangesNothingWhenItFails) {
       {"unknown$", "unknown and not allowed"}};
   std::string const e = kEntry + '.';
   auto const config = sampleConfig();
-  Strings const before = linesOf(*config);
   for (Case const& c : {
            // names
            Case{"=1", range, "@Config attribute '' is unknown$"},
-           {"?x", range, "@Config attribute 'x' is unknown$"},
            {e + "metric.value=1", range, "@Metric attribute 'value' is unknown$"},
            {e + "localPref.low=1", range, "Keel::MaybeU63 has no fields"},
            // keys
            {e + "matchRule[1].invert=True", parse, "@MatchOption name '1' not allowed"},
-           {"routeMap['R'].mapEntry[x].tag=1", parse, "a number was expected at 'x].tag'"},
            {"routeMap['R'].mapEntry[010]", parse, "needless zeros at '010]'"},
            {"routeMap[R].version=1", parse,
             "a string in single quotes was expected at 'R].version'"},
@@ -186,30 +170,23 @@ TEST(Path, ChangesNothingWhenItFails) {
            {"?" + e + "metric[1]", range, "@MapEntry::metric has no members"},
            // what is not there is not made to be read
            {"?" + e + "asPathPrepend[2]", range, "@MapEntry::asPathPrepend lacks$"},
-           {"?" + e + "communityDelete['D'].flag", range, "@MapEntry::communityDelete lacks$"},
            // what cannot be changed, or not like this
            {"routeMap['R'].name='S'", range, "@Map::name is fixed$"},
-           {e + "seqno=10", range, "@MapEntry::seqno is fixed$"},
            {"-" + e + "hasTag", range, "@MapEntry::hasTag is fixed$"},
            {"-" + e + "asPathPrependVersion", range,
             "@MapEntry::asPathPrependVersion cannot be removed: it can be set"},
            // The whole path is looked at, even behind what is not there.
            {"-routeMap['none'].name", range, "@Map::name is fixed$"},
            {"-routeMap['none'].mapEntry[x].tag", parse, "a number was expected at 'x].tag'"},
-           {"-" + e + "matchRule[matchTag].bogus", range,
-            "@MatchRule attribute 'bogus' is unknown$"},
            {"-" + e + "extCommunity.bogus", range, "@CommunitySet attribute 'bogus' is unknown$"},
            {e + "tag", range, "@MapEntry::tag is a single value: it is set, not added"},
            {"routeMap={}", range, "@Config::routeMap owns$"},
-           {e + "communityDelete='D'", range, "@MapEntry::communityDelete owns$"},
            {e + "matchRule={}", range, "@MapEntry::matchRule is a collection: name a member"},
            {e + "matchRule[matchAs]=None", range, "@MatchRule holds$"},
            {e + "matchRule[matchAs].option=matchTag", range,
             "a member of key matchTag is not allowed under matchAs"},
            // texts
-           {e + "localPref=x", parse, "a number was expected at 'x'"},
            {e + "localPref=1 ", parse, "unexpected text at ' '"},
-           {e + "permit=maybe", parse, "Acl::MatchPermit name 'maybe' not allowed"},
            {e + "asPathPrependLastAs=256", parse, "the number '256' is greater than 255"},
            {e + "setFlags.hasTag=1", parse, "True or False was expected at '1'"},
            {e + "metric=7", parse,
@@ -222,8 +199,6 @@ TEST(Path, ChangesNothingWhenItFails) {
             "MapEntry::asPathPrependLastAs < 0 or > 15 not allowed"},
            {"routeMap['R'].mapEntry[11].matchRule[matchTag].strValue=x", parse,
             "a string in single quotes was expected at 'x'"},
-           {e + "extCommunity['D'].flag=x", parse, "Acl::CommSetFlag name 'x' not allowed"},
-           {e + "communityDelete['D'].flag=x", parse, "Acl::CommSetFlag name 'x' not allowed"},
        }) {
     std::string_view line = c.line;
     char const action = line.starts_with('?') || line.starts_with('-') ? line.front() : '=';
@@ -245,7 +220,6 @@ TEST(Path, ChangesNothingWhenItFails) {
       EXPECT_EQ(dynamic_cast<Orb::ParseException const*>(&error) != nullptr, c.kind == parse)
           << c.line;
     }
-    EXPECT_EQ(linesOf(*config), before) << c.line;
   }
 }
 
