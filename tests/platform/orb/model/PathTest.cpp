@@ -174,7 +174,7 @@ TEST(Path, SaysWhatIsWrong) {
            {"routeMap['R'].name='S'", range, "@Map::name is fixed$"},
            {"-" + e + "hasTag", range, "@MapEntry::hasTag is fixed$"},
            {"-" + e + "asPathPrependVersion", range,
-            "@MapEntry::asPathPrependVersion cannot be removed: it can be set"},
+            "@MapEntry::asPathPrependVersion cannot be removed: it is a counter"},
            // The whole path is looked at, even behind what is not there.
            {"-routeMap['none'].name", range, "@Map::name is fixed$"},
            {"-routeMap['none'].mapEntry[x].tag", parse, "a number was expected at 'x].tag'"},
