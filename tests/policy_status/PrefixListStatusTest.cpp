@@ -9,6 +9,7 @@
 #include "platform/orb/base/Error.h"
 #include "platform/orb/loop/Activity.h"
 #include "platform/orb/loop/Reaper.h"
+#include "policy_status/DynPrefixListStatus.h"
 #include "tests/support/Observer.h"
 #include "tests/support/ScarceMemory.h"
 #include "tests/support/Traced.h"
@@ -221,6 +222,21 @@ TEST(PolicySymbol, RaisesItsVersion) {
   symbol = prefixListSymbolFactory("A");
   EXPECT_TRUE(symbol->symbolNotifierDel());
   EXPECT_EQ(symbol->versionInc(1), 0U) << "there is nothing to raise";
+}
+
+TEST(DynPrefixListStatus, HoldsAStateForEachVrf) {
+  using Routing::DynamicPrefixList::active, Routing::DynamicPrefixList::inactive;
+  auto const status = dynPrefixListStatusFactory("D");
+  status->activeInVrfDelAll();
+  for (auto const state : {inactive, active}) {
+    auto const& element = status->activeInVrfIs(7, state);
+    EXPECT_TRUE(element.key == 7 && element.value == state);
+    EXPECT_EQ(status->activeInVrf(7), state);
+  }
+  EXPECT_EQ(status->activeInVrf().size(), 1U);
+  EXPECT_EQ(status->activeInVrf(8), inactive) << "it has none";
+  status->activeInVrfDel(7);
+  EXPECT_TRUE(status->activeInVrf().empty());
 }
 
 }  // namespace
