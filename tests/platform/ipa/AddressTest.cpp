@@ -6,7 +6,6 @@
 #include <random>
 #include <string>
 #include <unordered_set>
-#include <vector>
 
 #include "platform/ipa/Prefix.h"
 #include "platform/orb/base/Error.h"
