@@ -122,13 +122,22 @@ TEST(AsPathListSm, KeepsEverySymbolAsConfigured) {
 }
 
 // A setting changes while a list is compiled, by the trace sink that is shown a broken expression;
-// the version of an empty list while its symbol is installed, before there is a reactor.
+// the version of an empty list while its symbol is installed, before there is a reactor. Another
+// sink adds a list to a machine that does not know its settings yet.
 TEST(AsPathListSm, PublishesNothingInStaleSettings) {
   AsPathWorld empty;
   empty.start();
   Observer const observer(*empty.all, [&](auto...) { empty.list("L")->versionInc(1); });
   empty.list("L");
   expectInLine(empty);
+  AsPathWorld late;
+  late.config->regexModeIs(Acl::regexModePosix);
+  late.asn->asnNotationIs(Routing::asnNotationAsdot);
+  Orb::traceSinkIs([&](auto...) { late.list("L"); });
+  Orb::traceLevelIs("RouteMapSm", 8);
+  late.start();
+  Orb::traceReset();
+  expectInLine(late);
   for (bool const isMode : {true, false}) {
     AsPathWorld w;
     w.list("L")->pathEntryIs(w.entry(1, 5));
