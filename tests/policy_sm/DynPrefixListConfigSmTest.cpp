@@ -1,13 +1,8 @@
 #include "policy_sm/DynPrefixListConfigSm.h"
 
-#include <random>
-#include <stdexcept>
-
 #include "policy_eval/MatchDynamicPrefixList.h"
 #include "tests/support/ListWorld.h"
 #include "tests/support/Observer.h"
-#include "tests/support/PolicyRoots.h"
-#include "tests/support/RationedMemory.h"
 #include "tests/support/Thrown.h"
 #include "tests/support/Traced.h"
 
@@ -177,27 +172,6 @@ TEST(DynPrefixListConfigSm, RepublishesWithThePrefixLists) {
   EXPECT_EQ(outcome(nullptr, 3, route), Outcome::noSuchList);
 }
 
-// No commit raises the version of a dynamic list: the session that changes one stamps it.
-TEST(DynPrefixListConfigSm, SessionsStampWhatTheyChange) {
-  DynWorld w;
-  w.vrfs("D");
-  w.startDynamic();
-  auto const sessions = Orb::make<Cli::Session::Manager>(
-      std::vector<Orb::Ptr<Orb::Entity>>{w.dynamic}, Orb::make<RouteMapCopyHandlerDir>("handlers"));
-  auto const commit = [&](std::initializer_list<char const*> edits) {
-    EXPECT_TRUE(TestSupport::openWith(*sessions, "session", edits)->commit().isComplete());
-    return w.dplVersion("D");
-  };
-  EXPECT_EQ(commit({"dynamicPrefixList['D'].version=1", "dynamicPrefixList['D'].matchMap='M'",
-                    "dynamicPrefixList['D'].ipv4PrefixList='P'"}),
-            1U)
-      << "the version is copied last, and all is published once";
-  EXPECT_EQ(commit({"dynamicPrefixList['D'].ipv4PrefixList='Q'"}), 1U);
-  EXPECT_EQ(w.symbols->symbol("D")->status()->ipv4PfxListSymbol()->name(), "P");
-  EXPECT_EQ(commit({"dynamicPrefixList['D'].version=2"}), 2U);
-  w.expectPublished();
-}
-
 // A generator that goes takes its symbol along, whoever lets it go.
 TEST(DynPrefixListConfigSm, LeavesNoSymbolBehind) {
   DynWorld w;
@@ -261,77 +235,6 @@ TEST(DynPrefixListConfigSm, PublishesNothingOfAGeneratorThatHasGone) {
   });
   w.startDynamic();
   w.expectPublished();
-}
-
-/// Changes something at random.
-void change(DynWorld& w, U32 what) {
-  Orb::Name const name("D" + std::to_string(what / 16 % 2));
-  Orb::Name const list("P" + std::to_string(what / 32 % 2));
-  switch (what % 16) {
-    case 0:
-      return w.state->dynamicPrefixListDel(name);
-    case 1:
-      return w.dynamic->dynamicPrefixListDel(name);
-    case 2:
-      return w.listDel(list);
-    case 3:
-      w.add(list, w.entry(what % 7, what % 5));
-      w.list(list)->versionInc(1);
-      return;
-    case 4:
-      return w.vrfs(name)->activeInVrfDel(what % 3);
-    default:
-      if (what % 16 < 8) return w.vrfs(name)->activeInVrfIs(what % 3, active);
-      if (what % 16 < 10) return w.vrfs(name)->activeInVrfIs(what % 3, inactive);
-      w.dpl(name)->ipv4PrefixListIs(list);
-      w.dpl(name)->ipv6PrefixListIs(what % 5 ? Orb::String(list) : Orb::String());
-      w.dpl(name)->versionIs(w.dpl(name)->version() + 1);
-  }
-}
-
-// Whatever observers and trace sinks change and throw in the midst of it, and whichever allocation
-// fails, alone or with all behind it: in the end everything is published as it is configured.
-TEST(DynPrefixListConfigSm, PublishesWhatIsConfiguredWhateverHappensMeanwhile) {
-  std::mt19937 random(3);
-  for (int round = 0; round < 600; ++round) {
-    DynWorld w;
-    int left = 0;
-    auto const meddle = [&](auto...) {
-      if (left == 0 || random() % 2 == 0) return;
-      --left;
-      U32 const what = static_cast<U32>(random() % 1024);
-      if (what == 0) w.sm = nullptr;
-      change(w, what);
-      if (what % 7 == 0) throw std::runtime_error("observer");
-    };
-    w.start();
-    Observer const collection(*w.symbols, meddle);
-    std::vector<std::unique_ptr<Observer>> followers;
-    Orb::traceSinkIs([&](auto...) { static_cast<void>(thrown(meddle)); });
-    Orb::traceLevelIs("RouteMapSm", round % 2 ? 8 : Orb::TraceFacility::kOff);
-    for (int i = 0; i < 40; ++i) {
-      if (!w.sm) static_cast<void>(thrown([&] { w.startDynamic(); }));
-      for (auto const& symbol : w.symbols->symbol()) {
-        followers.push_back(std::make_unique<Observer>(*symbol->symbolNotifier(), meddle));
-      }
-      left = round % 3 * 2;
-      bool const isScarce = round % 3 == 1;
-      static_cast<void>(thrown([&] {
-        TestSupport::ScarceMemory const scarce(isScarce ? static_cast<long>(random() % 40) : 0,
-                                               !isScarce      ? 0
-                                               : random() % 2 ? 1
-                                                              : 30);
-        change(w, static_cast<U32>(random() % 1024));
-      }));
-      followers.clear();
-    }
-    left = 0;
-    while (!w.sm) static_cast<void>(thrown([&] { w.startDynamic(); }));
-    Orb::traceReset();
-    while (!thrown([&] { w.settle(); }).empty()) continue;
-    w.expectPublished();
-    if (testing::Test::HasFailure()) FAIL() << "round " << round;
-  }
 }
 
 }  // namespace
