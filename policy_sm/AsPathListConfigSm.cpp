@@ -48,7 +48,12 @@ AsPathListConfigSm::AsPathListConfigSm(Orb::Ptr<Acl::AclListConfig const> config
   handleRegexMode();
   handleAsnNotation();
   isStarted_ = true;
-  start();
+  Orb::FirstError error;
+  error.guard([&] { start(); });
+  // A trace sink may have added lists before the settings were known.
+  error.guard([&] { applyRegexMode(false); });
+  error.guard([&] { applyAsnNotation(false); });
+  error.rethrow();
 }
 
 AsPathListConfigSm::~AsPathListConfigSm() = default;

@@ -37,6 +37,7 @@ struct Model {
   };
   /// A compiled entry of a community list.
   struct Community {
+    std::string text;  // all that is copied of it
     bool isPermit;
     bool isExpanded;
     std::set<Acl::CommunityValue> values;
@@ -56,6 +57,7 @@ struct Model {
   TestSupport::PolicyRoots const& roots;
   Orb::Ptr<Routing::DynamicPrefixList::AllDynamicPrefixListVrfSet> const state =
       Orb::make<Routing::DynamicPrefixList::AllDynamicPrefixListVrfSet>();
+  bool hasAllIndexes = true;  // unless there was no memory for one
   std::map<Key, U32> versions;
   std::set<Key> pending;  // prefix lists that are being built
   std::map<Orb::Name, std::pair<Acl::RegexMode, Routing::AsnNotation>> asPaths;
@@ -111,6 +113,14 @@ struct Model {
       bump({kind, list});
     }
   }
+  static std::string textOf(Acl::CommunityListEntry const& entry) {
+    std::string text = Orb::toText(entry.permit()) + Orb::toText(entry.listType());
+    text += entry.commRegex().str();
+    for (auto const& [value, flag] : entry.community()) {
+      text += ' ' + Orb::toText(value) + (flag ? "+" : "-");
+    }
+    return text;
+  }
   static bool compiles(std::string const& expression) {
     regex_t compiled;
     if (regcomp(&compiled, expression.c_str(), REG_EXTENDED) != 0) return false;
@@ -122,6 +132,7 @@ struct Model {
     auto const type = static_cast<U32>(entry.listType());
     Key const key{static_cast<Kind>(standard + type / 2), list};
     auto& compiled = communities[key][entry.seqno()];
+    compiled.text = textOf(entry);
     bool const isExpanded = type % 2 != 0;
     // Explicit values have no expression; a wrong one leaves the one before in force.
     if (!isExpanded) compiled.expression.reset();

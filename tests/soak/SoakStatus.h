@@ -74,7 +74,8 @@ inline void checkStatus(Model const& model, Model::Key const& key, AsPathListSta
   auto const list = model.roots.lists->pathList(key.name);
   require(contentOf(status) == contentOf(*Paths::statusOf(*list, mode, notation)),
           "the AS-path list " + key.name.str() + " is not compiled as it is configured");
-  require(Paths::isWhole(Paths::Status(&status)), key.name.str() + " has no path set");
+  require(!model.hasAllIndexes || Paths::isWhole(Paths::Status(&status)),
+          key.name.str() + " has no path set");
 }
 
 inline bool matches(Model::Community const& entry, Kind kind, U32 i) {
@@ -100,6 +101,13 @@ inline bool matches(Model::Community const& entry, Kind kind, U32 i) {
 inline void checkStatus(Model const& model, Model::Key const& key, CommListStatus const& status) {
   auto const& entries = model.communities.at(key);
   require(status.communityListEntry().size() == entries.size(), key.name.str() + ": other entries");
+  for (auto const& [seqno, entry] : entries) {
+    auto const copy = status.communityListEntry(seqno);
+    require(copy && Model::textOf(*copy) == entry.text, key.name.str() + ": another entry");
+  }
+  bool const isLong = entries.size() >= CommListReactor::kMinIndexed;
+  require(!model.hasAllIndexes || isLong == (status.index() != nullptr),
+          key.name.str() + ": index");
   std::string buffer;
   for (U32 i = 0; i < kRoutes; ++i) {
     auto const first = std::find_if(entries.begin(), entries.end(), [&](auto const& entry) {

@@ -33,13 +33,17 @@ inline std::vector<std::string> split(std::string const& text, char separator) {
 ///                        a file, lines parted by '|', into a prefix list
 ///   release              lets go of symbols and statuses held so far
 ///   trace LEVEL          traces go to a sink that meddles
-///   meddle N throw | meddle N poke ...
-///                        what the N-th observer from then on does, or the sink
+///   meddle N ACTS        each N-th observer from then on, sink or reading of the clock does the
+///                        next of these, parted by ';': "throw", or a poke
+///   scarce G F LINE      the line twice: at first G allocations succeed, and F behind these fail
 ///   ~                    in front of any: the next line comes while builds are under way
 class World : TestSupport::TestLoop {
  public:
   World() {
-    tick = 0.003;  // a slice takes a few entries
+    manager.clock()->timeSourceIs([this] {
+      if (isTraced_) quietly([this] { meddle(); });
+      return time += 0.003;  // a slice takes a few entries
+    });
     eachCollection([this](Kind kind, auto const& all) {
       watches_.push_back(std::make_unique<Observer>(*all, [this, kind, &all](auto, auto key) {
         auto const symbol = all->symbol(*static_cast<Orb::String const*>(key));
@@ -60,6 +64,13 @@ class World : TestSupport::TestLoop {
   void run(std::string line) {
     bool const isLeftAlone = line.starts_with("~");
     if (isLeftAlone) line.erase(0, 1);
+    if (line.starts_with("scarce ")) {
+      std::istringstream words(line.substr(7));
+      long granted = 0, failing = 0;
+      words >> granted >> failing;
+      std::getline(words >> std::ws, line);
+      return void(runTwice(line, granted, failing));
+    }
     quietly([&] { act(line); });
     if (isLeftAlone) {
       quietly([&] { manager.turn(); });
@@ -69,7 +80,7 @@ class World : TestSupport::TestLoop {
     check();
   }
   /// The same with so many allocations that succeed before others fail, and then again with all.
-  /// Whether one failed.
+  /// Whether one failed. What is poked is compiled before it is poked again.
   bool runTwice(std::string const& line, long granted, long failing) {
     bool hasFailed = false;
     isScarce_ = true;
@@ -80,6 +91,12 @@ class World : TestSupport::TestLoop {
       hasFailed = scarce.isSpent();
     });
     isScarce_ = false;
+    model_.hasAllIndexes &= !hasFailed;
+    meddling_.hasActed = true;
+    if (line.starts_with("poke")) {
+      settleAll();
+      check();
+    }
     meddling_.hasActed = true;  // what was done twice counts twice
     run(line);
     return hasFailed;
@@ -137,9 +154,9 @@ class World : TestSupport::TestLoop {
     }
   }
   void settleAll() {
-    for (int i = 0; dropped_ || manager.nextDue() <= time; ++i) {
+    for (int i = 0; (!isScarce_ && !dropped_.empty()) || manager.nextDue() <= time; ++i) {
       require(i < 100000, "the loop does not settle");
-      if (dropped_) restart(*std::exchange(dropped_, std::nullopt));
+      if (!isScarce_ && !dropped_.empty()) restart(dropped_.extract(dropped_.begin()).value());
       quietly([&] { manager.turn(); });
     }
   }
@@ -224,6 +241,8 @@ class World : TestSupport::TestLoop {
     do {  // an observer that throws ends the constructor
       quietly([&] { start(kind), isStarted = true; });
     } while (!isStarted && !isScarce_);
+    Unrationed const unrationed;
+    if (!isStarted) dropped_.insert(kind);
   }
 
   void act(std::string const& line) {
@@ -235,8 +254,9 @@ class World : TestSupport::TestLoop {
     if (verb == "release") return release();
     std::string const more = rest.substr(std::min(rest.size(), std::size_t{2}));
     int const i = std::stoi(rest);
-    if (verb == "meddle") return void(meddling_ = {i, more, meddling_.hasActed});
+    if (verb == "meddle") return void(meddling_ = {i, 0, split(more, ';'), meddling_.hasActed});
     if (verb == "trace") {
+      isTraced_ = i != 0;
       Orb::traceSinkIs([this, own = std::this_thread::get_id()](auto...) {
         if (std::this_thread::get_id() == own) quietly([&] { meddle(); });
       });
@@ -272,7 +292,7 @@ class World : TestSupport::TestLoop {
   /// raises the version of each list and map that differs then, by one.
   void commit(std::vector<std::string> const& edits) {
     auto const session = manager_->open("commit");
-    if (meddling_.count > 0 || meddling_.hasActed || isScarce_) {
+    if (!meddling_.acts.empty() || meddling_.hasActed || isScarce_) {
       edit(*session, edits);
       return finish(*session);
     }
@@ -346,7 +366,13 @@ class World : TestSupport::TestLoop {
       auto const list = lists.communityListIs(name);
       if (c == 1) return list->communityListEntryDel(b);
       auto const entry = list->communityListEntryIs(b);
-      raise(entry, [&] { entry->communityIs(value(c % 4), true); });
+      raise(entry, [&] {
+        entry->permitIs(c % 4 < 2 ? Acl::permitMatch : Acl::denyMatch);
+        entry->communityIs(value(c % 4), c % 5 != 0);
+        if (isInside) return;  // an entry that moves on meanwhile may be left in its last family
+        entry->listTypeIs(static_cast<Acl::CommunityListType>(c % 6));
+        entry->commRegexIs(std::array{"65000:1", "[", "^$", ""}[(b + c) % 4]);
+      });
     } else if (kind == 4) {
       if (c == 0) return roots_.dynamic->dynamicPrefixListDel(name);
       auto const entry = roots_.dynamic->dynamicPrefixListIs(name);
@@ -365,8 +391,7 @@ class World : TestSupport::TestLoop {
     } else if (kind == 7) {
       if (!isInside) return restart(kMachines[b % std::size(kMachines)]);
       // The others leave symbols of lists that go unseen while there is no machine.
-      dropped_ = kMachines[3 + b % 2];
-      drop(*dropped_);
+      drop(*dropped_.insert(kMachines[3 + b % 2]).first);
     } else if (c % 2) {
       lists.regexModeIs(b % 2 ? Acl::regexModePosix : Acl::regexModeDfa);
     } else {
@@ -404,15 +429,19 @@ class World : TestSupport::TestLoop {
   // Observers.
 
   struct Meddling {
-    int count = 0;  // of observers until it acts; 0 for never
-    std::string what = {};
+    int every = 0;  // of so many observers one acts
+    int passed = 0;
+    std::vector<std::string> acts = {};
     bool hasActed = false;
   };
   void meddle() {
-    if (meddling_.count == 0 || --meddling_.count > 0) return;
+    Unrationed const unrationed;
+    if (meddling_.acts.empty() || ++meddling_.passed % meddling_.every != 0) return;
     meddling_.hasActed = true;
-    if (meddling_.what == "throw") throw std::runtime_error("an observer");
-    poke(meddling_.what.substr(meddling_.what.find(' ') + 1), true);
+    std::string const what = meddling_.acts.front();
+    meddling_.acts.erase(meddling_.acts.begin());
+    if (what == "throw") throw std::runtime_error("an observer");
+    poke(what.substr(what.find(' ') + 1), true);
   }
 
   /// Hands the changes of an entity to the model, whatever else they do.
@@ -512,9 +541,9 @@ class World : TestSupport::TestLoop {
     });
   }
   void check() {
-    int const meddlers = std::exchange(meddling_.count, 0);  // what checks do is traced, too
+    auto const acts = std::exchange(meddling_.acts, {});  // what checks do is traced, too
     checkAll();
-    meddling_.count = meddlers;
+    meddling_.acts = acts;
   }
   void checkAll() {
     model_.settle();
@@ -597,7 +626,8 @@ class World : TestSupport::TestLoop {
 
   Meddling meddling_;
   bool isScarce_ = false;
-  std::optional<Kind> dropped_;  // by an observer
+  bool isTraced_ = false;
+  std::set<Kind> dropped_;  // by an observer, or not made for want of memory
   std::vector<std::unique_ptr<Observer>> watches_;
   std::map<Orb::Entity const*, std::unique_ptr<Observer>> observers_;
   std::map<Model::Key, Held> held_;

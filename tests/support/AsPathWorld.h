@@ -15,8 +15,6 @@ struct AsPathWorld : MachineWorld<Routing::RouteMap::AsPathListConfigSm> {
   static constexpr char const* kMachine = "AsPathList";
   static constexpr char const* kAttribute = "asPathList";
   static constexpr char const* kListInAssertions = "pathList";
-  static constexpr Orb::U32 kLongList = 4;
-  static constexpr bool kHasSettings = true;
 
   Orb::Ptr<Routing::AsnConfig> asn = Orb::make<Routing::AsnConfig>();
 
@@ -39,10 +37,6 @@ struct AsPathWorld : MachineWorld<Routing::RouteMap::AsPathListConfigSm> {
                                 e.isPosix);
   }
   void add(Orb::Name const& name, Acl::AsPathEntry const& added) { list(name)->pathEntryIs(added); }
-  void settingIs(Orb::U32 i, bool isOn) {
-    if (i == 0) config->regexModeIs(isOn ? Acl::regexModePosix : Acl::regexModeDfa);
-    if (i == 1) asn->asnNotationIs(isOn ? Routing::asnNotationAsdot : Routing::asnNotationAsplain);
-  }
 
   /// Every answer of a status to a few routes, and all that it holds.
   static std::string contentOf(Status const& status) {
@@ -63,9 +57,8 @@ struct AsPathWorld : MachineWorld<Routing::RouteMap::AsPathListConfigSm> {
   static bool isWhole(Status const& status) {
     return (status->pathSet() != nullptr) == (status->dfaRegexMapSize() > 1);
   }
-  std::string modelOf(List const& list) { return contentOf(statusOf(list)); }
-  Status statusOf(List const& list) {
-    return statusOf(list, config->regexMode(), asn->asnNotation());
+  std::string modelOf(List const& list) {
+    return contentOf(statusOf(list, config->regexMode(), asn->asnNotation()));
   }
   /// The status that a list is to have, made in the slowest way.
   static Status statusOf(List const& list, Acl::RegexMode mode, Routing::AsnNotation notation) {

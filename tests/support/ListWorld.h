@@ -21,8 +21,6 @@ struct ListWorld : MachineWorld<Routing::RouteMap::MachineOf<Family>> {
   static constexpr char const* kMachine = kIsIpv4 ? "PrefixList" : "Ipv6PrefixList";
   static constexpr char const* kAttribute = kIsIpv4 ? "prefixList" : "ipv6PrefixList";
   static constexpr char const* kListInAssertions = "prefixList";
-  static constexpr Orb::U32 kLongList = 80;  // with four chains that have an index each
-  static constexpr bool kHasSettings = false;
 
   void start() {
     this->machine =
@@ -45,8 +43,6 @@ struct ListWorld : MachineWorld<Routing::RouteMap::MachineOf<Family>> {
     return entry(seqno, text, ge, le, eq);
   }
   void add(Orb::Name const& name, Entry const& added) { Family::entryIs(*list(name), added); }
-  void settingIs(Orb::U32 /*i*/, bool /*isOn*/) {}
-  static bool isWhole(Status const& /*status*/) { return true; }
 
   static Content contentOf(Status const& status) {
     Content entries;

@@ -12,8 +12,6 @@ namespace TestSupport {
 ///   start(), lists(), list(name), listDel(name)
 ///   entry(seqno, i), add(name, entry)   the i-th of some entries
 ///   contentOf(status), modelOf(list)    all that a status holds, and what it is to hold
-///   isWhole(status)                     whether what is made behind a status is there
-///   settingIs(i, isOn)                  what all lists depend on, by its number
 template <class MachineT>
 struct MachineWorld : TestLoop {
   using Machine = MachineT;
