@@ -5,10 +5,8 @@
 #include <regex.h>
 
 #include <algorithm>
-#include <atomic>
 #include <functional>
 #include <random>
-#include <thread>
 #include <vector>
 
 #include "tests/support/AsPathLists.h"
@@ -140,35 +138,6 @@ TEST(MatchAsPathList, PassesOverNoEntryForWantOfMemory) {
   EXPECT_THROW(match(), std::bad_alloc);
   TestSupport::hasNoRegexMemory = false;
   EXPECT_EQ(match().seqno, 1U);
-}
-
-TEST(ThreadsMatchAsPathList, APathSetIsAttachedWhileOthersMatch) {
-  std::vector<Entry> entries;
-  for (Orb::U32 i = 0; i < 50; ++i) {
-    Orb::String const expression('_' + std::to_string(100 + i) + '$');
-    entries.push_back(
-        {Acl::AsPathEntry::of(i, expression, Acl::permitMatch, Acl::bgpAny, true, true), {}, true});
-  }
-  for (int trial = 0; trial < 20; ++trial) {
-    auto const status = compiled(entries, Acl::regexModeDfa);
-    status->prepare();
-    std::atomic<int> ready = 0;
-    auto const match = [&] {
-      std::string text;
-      for (Orb::U32 i = 0, after = 0; after < 60; ++i) {  // on until all were matched by the set
-        if (i == 10) ++ready;
-        if (status->pathSet()) ++after;
-        Path const path{7, 100 + i % 50};
-        EXPECT_EQ(matchAsPathList(status.get(), path, Acl::bgpIGP, text).seqno, i % 50);
-      }
-    };
-    std::thread first(match);
-    std::thread second(match);
-    while (ready < 2) std::this_thread::yield();
-    status->pathSetIs(TestSupport::pathSetOf(*status));
-    first.join();
-    second.join();
-  }
 }
 
 }  // namespace

@@ -342,7 +342,9 @@ TEST(ThreadsSoak, ReadersMatchWhileEverythingChanges) {
     World world;
     for (unsigned const seed : {1, 2, 3, 4, 5, 6}) {
       for (std::string const& line : Lines(seed).make(100)) {
-        ASSERT_EQ(thrown([&] { world.run(line); }), "") << line;
+        // Builds go on, and are attached to what is read.
+        auto const run = [&] { world.run(line.front() == '~' ? line : '~' + line); };
+        ASSERT_EQ(thrown(run), "") << line;
         std::lock_guard const lock(mutex);
         published = world.readers();
       }
