@@ -2,6 +2,7 @@
 
 #include "policy_config/CommunityText.h"
 #include "policy_eval/MatchCommunityList.h"
+#include "policy_eval/MatchDynamicPrefixList.h"
 #include "tests/soak/SoakModel.h"
 #include "tests/support/AsPathWorld.h"
 #include "tests/support/ListWorld.h"
@@ -16,6 +17,8 @@ using V6 = TestSupport::ListWorld<Acl::Ipv6Family>;
 using Paths = TestSupport::AsPathWorld;
 
 constexpr U32 kRoutes = 8;
+inline Ipa::IpGenPrefix const kPrefixes[] = {Ipa::Prefix::parse("10.1.0.0/16"),
+                                             Ipa::Ip6Prefix::parse("2001:db8::/32")};
 
 inline Acl::CommunityValue value(U32 i) {
   return Acl::CommunityValue::of(0U, 0U, 65000U << 16 | i);
@@ -34,6 +37,9 @@ inline std::string contentOf(PrefixListStatus const& status) {
   std::string text;
   for (auto const& [seqno, entry] : V4::contentOf(V4::Status(&status))) {
     text += Orb::toText(entry) + '\n';
+  }
+  for (Ipa::IpGenPrefix const& route : kPrefixes) {
+    text += std::to_string(Routing::PolicyEval::matchPrefixList(&status, route).seqno) + ' ';
   }
   return text;
 }
@@ -55,6 +61,8 @@ inline std::string contentOf(DynPrefixListStatus const& status) {
   }
   for (auto const& [vrf, state] : status.activeInVrf()) {
     text += std::to_string(vrf) + Orb::toText(state) + ' ';
+    text += std::to_string(
+        Routing::PolicyEval::matchDynamicPrefixList(&status, vrf, kPrefixes[0]).seqno);
   }
   for (auto const& list : {status.ipv4PfxListStatus(), status.ipv6PfxListStatus()}) {
     text += list ? contentOf(*list) : "none\n";

@@ -588,7 +588,7 @@ class World : TestSupport::TestLoop {
       if (!symbol) return;
       auto const configured = all->symbol(symbol->name());
       require(!configured || configured == symbol, "a symbol of its own");
-      bool const isNew = symbol->status() && contentOf(*symbol->status()).empty();
+      bool const isNew = symbol->status() && V4::contentOf(symbol->status()).empty();
       require(isNew || symbol->status() == compiled, name.str() + " is late");
     };
     checkList(status.ipv4PfxListSymbol(), status.ipv4PfxListStatus(), all4_);
