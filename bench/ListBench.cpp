@@ -351,7 +351,9 @@ std::vector<Shape> shapes() {
   auto const withLe = [](Prefixes const& p) { return numbered(p, 4); };
   auto const v4 = [](std::size_t n, std::uint64_t seed) { return Shapes::distributedIp4(n, seed); };
   auto const v6 = [](std::size_t n, std::uint64_t seed) { return Shapes::distributedIp6(n, seed); };
-  for (auto const& [size, label] : {std::pair<std::size_t, char const*>{16, "16"},
+  for (auto const& [size, label] : {std::pair<std::size_t, char const*>{1, "1"},
+                                    {16, "16"},
+                                    {100, "100"},
                                     {1000, "1k"},
                                     {10000, "10k"},
                                     {100000, "100k"},

@@ -7,7 +7,7 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 least=90
-echo "coverage: about 12 minutes on two idle cores the first time"
+echo "coverage: about 8 minutes on two idle cores the first time"
 
 scripts/setup.sh build tool test coverage
 cmake --preset coverage >/dev/null
