@@ -157,11 +157,8 @@ void DynPrefixListGenSymbolSm::updateDynPrefixListSymbol() {
   Orb::FirstError error;
   if (isToPublish_) {
     error.guard([&] { publish(); });
-  } else {
-    ++publication_;
-    if (allDplSymbol()->symbol(name())) {
-      error.guard([&] { handleDynPrefixListGenSymbolSmDelete(); });
-    }
+  } else if (allDplSymbol()->symbol(name())) {
+    error.guard([&] { handleDynPrefixListGenSymbolSmDelete(); });
   }
   armIfBehind();
   error.rethrow();
