@@ -74,6 +74,7 @@ bool ListMachine<Kind>::isInLine(Orb::Ptr<List const> const& list) const {
 
 template <class Kind>
 void ListMachine<Kind>::handleLists() {
+  Orb::Ptr<ListMachine> const alive(this);
   Orb::FirstError error;
   error.guard([] { ORB_TRACE(traceSm(), 8, Kind::names().handleList); });
   for (Orb::Ptr<List const> const list : Kind::lists(*this->config())) {
@@ -84,6 +85,7 @@ void ListMachine<Kind>::handleLists() {
 
 template <class Kind>
 void ListMachine<Kind>::handleList(Orb::Name const& name) {
+  Orb::Ptr<ListMachine> const alive(this);
   Orb::FirstError error;
   error.guard([&] { traceList(Kind::names().handleList, name); });
   error.guard([&] {
@@ -104,6 +106,7 @@ void ListMachine<Kind>::dropSymbol(Orb::Name const& name) {
 
 template <class Kind>
 void ListMachine<Kind>::addList(Orb::Name const& name, Orb::Ptr<List const> const& list) {
+  Orb::Ptr<ListMachine> const alive(this);
   traceList(Kind::names().addList, name);
   if (!list) Orb::assertionFailed(Kind::names().addedList, __FILE__, __LINE__);
   install(name, *list);
