@@ -219,7 +219,19 @@ TEST(PolicySymbol, RaisesItsVersion) {
   EXPECT_EQ(late.notified, 0);
   EXPECT_FALSE(listener.isLinked());
 
+  struct Follower final : PolicySymbolNotifier::Notifiee {
+    void onVersion() override { ++notified; }
+    int notified = 0;
+  } follower;
   symbol = prefixListSymbolFactory("A");
+  follower.notifierIs(symbol->symbolNotifier());
+  auto const other = prefixListSymbolFactory("B");
+  {
+    TestSupport::ScarceMemory const scarce(0);
+    EXPECT_THROW(follower.notifierIs(other->symbolNotifier()), std::bad_alloc);
+  }
+  symbol->versionInc(1);
+  EXPECT_EQ(follower.notified, 1) << "it follows the first one as before";
   EXPECT_TRUE(symbol->symbolNotifierDel());
   EXPECT_EQ(symbol->versionInc(1), 0U) << "there is nothing to raise";
 }
